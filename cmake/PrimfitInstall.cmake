@@ -1,0 +1,1 @@
+# Install rules come with the package files.

@@ -1,0 +1,3 @@
+#include "primfit/fit/fit_input_params.h"
+
+FitInputParamsBase::~FitInputParamsBase() = default;

@@ -1,0 +1,32 @@
+// Small vector rules that records, shapes and estimators share.
+#ifndef PRIMFIT_SRC_FIT_VECTOR_MATH_H_
+#define PRIMFIT_SRC_FIT_VECTOR_MATH_H_
+
+#include <Eigen/Core>
+#include <cmath>
+
+namespace primfit {
+
+/// v divided by its length; a zero vector stays zero and a NaN vector stays NaN. Lengths whose square would
+/// overflow or lose bits to underflow are taken with hypot.
+inline Eigen::Vector3d Normalised(const Eigen::Vector3d& v) {
+  const double s = v.x() * v.x() + v.y() * v.y() + v.z() * v.z();
+  if (s > 1e-280 && s < 1e280) return v / std::sqrt(s);
+  const double length = std::hypot(v.x(), v.y(), v.z());
+  return length > 0 && std::isfinite(length) ? Eigen::Vector3d(v / length) : v;
+}
+
+/// A unit vector perpendicular to a, in the x-y plane unless a is almost along z (the rule of Eigen's
+/// unitOrthogonal()). A zero vector has none: the result is then NaN.
+inline Eigen::Vector3d UnitOrthogonal(const Eigen::Vector3d& a) {
+  if (std::abs(a.x()) <= 1e-12 * std::abs(a.z()) && std::abs(a.y()) <= 1e-12 * std::abs(a.z())) {
+    const double length = std::hypot(a.y(), a.z());
+    return {0.0, -a.z() / length, a.y() / length};
+  }
+  const double length = std::hypot(a.x(), a.y());
+  return {-a.y() / length, a.x() / length, 0.0};
+}
+
+}  // namespace primfit
+
+#endif  // PRIMFIT_SRC_FIT_VECTOR_MATH_H_
