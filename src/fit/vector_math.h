@@ -2,7 +2,7 @@
 #ifndef PRIMFIT_SRC_FIT_VECTOR_MATH_H_
 #define PRIMFIT_SRC_FIT_VECTOR_MATH_H_
 
-#include <Eigen/Core>
+#include <Eigen/Geometry>
 #include <cmath>
 
 namespace primfit {

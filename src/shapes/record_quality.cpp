@@ -1,5 +1,7 @@
-// CalculateQuality of the output records: each measures points against the internal shape that it describes, always
-// with the scanner error 0.006. Heights, angles and loops of the bounded records take no part.
+// CalculateQuality of the output records: each measures points against the internal shape that it describes,
+// always with the scanner error 0.006. Heights, angles and loops of the bounded records take no part.
+#include <Eigen/Geometry>
+
 #include "primfit/fit/fit_output_params_arc.h"
 #include "primfit/fit/fit_output_params_cone.h"
 #include "primfit/fit/fit_output_params_cylinder.h"
