@@ -2,8 +2,15 @@
 #ifndef PRIMFIT_PRIMFIT_H_
 #define PRIMFIT_PRIMFIT_H_
 
+#include "primfit/api/arc_from_points.h"
+#include "primfit/api/cone_from_points.h"
+#include "primfit/api/cylinder_from_points.h"
 #include "primfit/api/ifit.h"
+#include "primfit/api/line_from_points.h"
+#include "primfit/api/patch_from_points.h"
 #include "primfit/api/plane_from_points.h"
+#include "primfit/api/sphere_from_points.h"
+#include "primfit/api/torus_from_points.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/fit_histogram.h"

@@ -81,7 +81,7 @@ int IFitPlane(int n, const double* points, double* plane, double* quality, doubl
 
 int OptimizePlane(int n, const double* points, double* plane, double scannerError) {
   return RunPlaneStage(n, points, plane, [&](const primfit::WorkingSet& set) {
-    const OutputPlane start = primfit::PlanePrimitive::ToShape(PlaneRecord(plane), set.Origin());
+    const OutputPlane start = *primfit::PlanePrimitive::StartShape(PlaneRecord(plane), set.Origin());
     return PlaneOptimizer(scannerError, false, nullptr).Optimize(set.Count(), set.Points(), &start);
   });
 }
