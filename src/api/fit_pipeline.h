@@ -92,14 +92,9 @@ inline void TakePoints(const Eigen::Vector3d* points, int n, bool all, WorkingSe
   if (set.Count() == 0) throw FitError(messages::kPointsMissing);
 }
 
-/// Selects the points close to the shape, measures them, and judges the fit by their histogram.
+/// Measures the close points and judges the fit by their histogram.
 template <class S>
-void SelectAndJudge(const FitLimits& limits, bool all, bool anyQuality, const char* poorQuality,
-                    Fitted<S>& fitted) {
-  if (!fitted.shape->GetClosePoints(fitted.used.Points(), fitted.used.Count(), limits.distance, fitted.close,
-                                    all)) {
-    throw FitError(poorQuality);
-  }
+void Judge(const FitLimits& limits, bool anyQuality, const char* poorQuality, Fitted<S>& fitted) {
   fitted.quality = fitted.shape->CalculateQuality(limits.scannerError, static_cast<int>(fitted.close.size()),
                                                   fitted.close.data());
   if (!anyQuality && !fitted.quality.histogram.Successful(0.5, 0.8)) throw FitError(poorQuality);
@@ -134,7 +129,10 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
     fitted.shape = SearchShape<P>(set, limits, optimizer, held, params.OptimizeOnce(), updater, earlyStop);
   }
   if (!fitted.shape) throw FitError(P::Failed());
-  SelectAndJudge(limits, all, params.OutputAnyQuality(), P::PoorQuality(), fitted);
+  if (!fitted.shape->GetClosePoints(set.Points(), set.Count(), limits.distance, fitted.close, all)) {
+    throw FitError(P::PoorQuality());
+  }
+  Judge(limits, params.OutputAnyQuality(), P::PoorQuality(), fitted);
   return fitted;
 }
 

@@ -42,7 +42,9 @@ bool AxisCircleFit(int count, const Vector3d* points, const Vector3d& center, co
 }  // namespace
 
 OutputShape* CylinderFit::Solve() {
-  QuadricForm quadric(count(), points(), center());
+  // About the mean, not the reference point: a quadric about a point of its own surface has no constant term,
+  // and a reference point picked on a pipe is just that.
+  QuadricForm quadric(count(), points(), MeanOfPoints());
   if (!quadric.Fit()) return nullptr;
   SymmetricEigen3 eigen = quadric.Hessian();
   if (!eigen.Solve()) return nullptr;
