@@ -4,24 +4,13 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <numbers>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "fit/search_passes.h"
-#include "primfit/fit/fit_constraints.h"
-#include "primfit/fit/fit_input_params.h"
-#include "primfit/fit/fit_output.h"
-#include "primfit/fit/fit_output_params_arc.h"
-#include "primfit/fit/fit_output_params_cone.h"
-#include "primfit/fit/fit_output_params_cylinder.h"
-#include "primfit/fit/fit_output_params_line.h"
-#include "primfit/fit/fit_output_params_plane.h"
-#include "primfit/fit/fit_output_params_sphere.h"
-#include "primfit/fit/fit_output_params_torus.h"
-#include "primfit/fit/scoped_seed.h"
-#include "primfit/fit/suppress_fitter_mt.h"
+#include "primfit/primfit.h"
 #include "support/gtest_support.h"
 #include "support/scenes.h"
 
@@ -30,52 +19,23 @@ namespace {
 
 using Eigen::Vector3d;
 
-const Vector3d kOrigin(1, 2, 3);
-
-/// The direction that each record keeps of a given one.
-struct KeptDirection {
-  const char* name;
-  Vector3d (*of)(const Vector3d& given);
-};
-const KeptDirection kDirections[] = {
-    {"Line", [](const Vector3d& d) { return FitOutputParamsLine(kOrigin, d, 1).Direction(); }},
-    {"ArcX",
-     [](const Vector3d& d) {
-       return FitOutputParamsArc(kOrigin, 1, d, {5, 5, 5}, 1).XAxis();
-     }},
-    {"ArcY",
-     [](const Vector3d& d) {
-       return FitOutputParamsArc(kOrigin, 1, {5, 5, 5}, d, 1).YAxis();
-     }},
-    {"Plane", [](const Vector3d& d) { return FitOutputParamsPlane(kOrigin, d).Normal(); }},
-    {"Patch", [](const Vector3d& d) { return FitOutputParamsPatch(kOrigin, d, 0, nullptr, d).Normal(); }},
-    {"Cylinder", [](const Vector3d& d) { return FitOutputParamsCylinder(kOrigin, 1, d).Axis(); }},
-    {"CylinderBounded",
-     [](const Vector3d& d) { return FitOutputParamsCylinderBounded(kOrigin, 1, d, 1).Axis(); }},
-    {"Cone", [](const Vector3d& d) { return FitOutputParamsCone(kOrigin, 1, d).Axis(); }},
-    {"ConeBounded", [](const Vector3d& d) { return FitOutputParamsConeBounded(kOrigin, 1, d, 1, 2).Axis(); }},
-    {"Torus", [](const Vector3d& d) { return FitOutputParamsTorus(kOrigin, 3, 1, d).Axis(); }},
-    {"Elbow",
-     [](const Vector3d& d) {
-       return FitOutputParamsElbow(kOrigin, 3, 1, d, 1, {5, 5, 5}).Axis();
-     }},
-    {"ElbowX",
-     [](const Vector3d& d) {
-       return FitOutputParamsElbow(kOrigin, 3, 1, {5, 5, 5}, 1, d).XAxis();
-     }},
-};
-
-class Direction : public ::testing::TestWithParam<KeptDirection> {};
-INSTANTIATE_TEST_SUITE_P(All, Direction, ::testing::ValuesIn(kDirections), RowName());
-
-TEST_P(Direction, IsKeptAtUnitLength) {
-  const auto kept = GetParam().of;
+TEST(Records, KeepDirectionsAtUnitLength) {
+  const Vector3d o(1, 2, 3);
+  const auto kept = [&](const Vector3d& d) -> Points {
+    return {
+        FitOutputParamsLine(o, d, 1).Direction(),           FitOutputParamsArc(o, 1, d, o, 1).XAxis(),
+        FitOutputParamsArc(o, 1, o, d, 1).YAxis(),          FitOutputParamsPlane(o, d).Normal(),
+        FitOutputParamsPatch(o, d, 0, nullptr, o).Normal(), FitOutputParamsCylinder(o, 1, d).Axis(),
+        FitOutputParamsCylinderBounded(o, 1, d, 1).Axis(),  FitOutputParamsCone(o, 1, d).Axis(),
+        FitOutputParamsConeBounded(o, 1, d, 1, 2).Axis(),   FitOutputParamsTorus(o, 3, 1, d).Axis(),
+        FitOutputParamsElbow(o, 3, 1, d, 1, o).Axis(),      FitOutputParamsElbow(o, 3, 1, o, 1, d).XAxis()};
+  };
   for (const double scale : {1.0, -7.0, 1e-160, 1e-300, 1e160, 1e300}) {  // squares under- and overflow
-    EXPECT_TRUE(
-        Near(kept(scale * Vector3d(2, -3, 6)), std::copysign(1.0, scale) * Vector3d(2, -3, 6) / 7, 1e-15));
+    const Vector3d unit = std::copysign(1.0, scale) * Vector3d(2, -3, 6) / 7;
+    for (const Vector3d& d : kept(scale * Vector3d(2, -3, 6))) EXPECT_TRUE(Near(d, unit, 1e-15)) << scale;
   }
-  EXPECT_EQ(kept({0, 0, 0}), Vector3d(0, 0, 0));
-  EXPECT_TRUE(kept({0, std::nan(""), 1}).hasNaN());
+  for (const Vector3d& d : kept({0, 0, 0})) EXPECT_EQ(d, Vector3d(0, 0, 0));
+  for (const Vector3d& d : kept({0, std::nan(""), 1})) EXPECT_TRUE(d.hasNaN());
 }
 
 TEST(Arc, FullCircleTakesItsFrameFromTheNormal) {
@@ -93,7 +53,7 @@ TEST(Arc, FullCircleTakesItsFrameFromTheNormal) {
     EXPECT_TRUE(Near(arc.YAxis(), row.y, 2e-11)) << row.normal.transpose();
     EXPECT_TRUE(Near(arc.StartPoint(), Vector3d(1, 2, 3) + 2 * row.x, 1e-14));
     EXPECT_TRUE(Near(arc.EndPoint(), arc.StartPoint(), 1e-14));
-    EXPECT_NE(arc.Angle(), 0);
+    EXPECT_DOUBLE_EQ(arc.Angle(), 2 * std::numbers::pi);
   }
   Random random;
   for (int i = 0; i < 100; ++i) {
@@ -150,7 +110,7 @@ TEST(Patch, OwnsItsLoop) {
   EXPECT_EQ(LoopOf(FitOutput<FitOutputParamsPatch>(result).GetFitShape()), triangle);
 }
 
-/// Sets each flag alone, then all: no other may change.
+/// Sets each flag alone: no other may change.
 template <class C>
 void ExpectSeparateFlags(std::vector<std::pair<void (C::*)(), bool (C::*)() const>> flags) {
   for (std::size_t i = 0; i < flags.size(); ++i) {
@@ -184,31 +144,28 @@ TEST(Constraints, EachFlagIsItsOwn) {
                           {&T::FixAxis, &T::AxisFixed}});
 }
 
-template <class C>
-void ExpectInputDefaults(int sampleSize) {
-  const C constraints(nullptr);
-  for (const auto& input : {FitInputParams<C>(), FitInputParams<C>(&constraints)}) {
-    EXPECT_EQ(input.SampleSize(), sampleSize);
-    EXPECT_EQ(input.OutlierPercentage(), 0.2);
-    EXPECT_EQ(input.SuccessProbability(), 0.99);
-    EXPECT_EQ(input.InlierDistanceThreshold(), 0.012);
-    EXPECT_EQ(input.ScannerError(), 0.006);
-    EXPECT_FALSE(input.SkipEstimator() || input.OutputAnyQuality() || input.OptimizeOnce());
-  }
-  EXPECT_EQ(FitInputParams<C>(&constraints, true).Constraints(), &constraints);
-  EXPECT_TRUE(FitInputParams<C>(nullptr, true).SkipEstimator());
-  EXPECT_FALSE(FitInputParams<C>(nullptr, true).OutputAnyQuality());
-}
-
 // The published defaults: programs rely on them by not setting anything.
 TEST(InputParams, DefaultsAreThePublishedOnes) {
-  ExpectInputDefaults<FitConstraintsLine>(2);
-  ExpectInputDefaults<FitConstraintsPlane>(3);
-  ExpectInputDefaults<FitConstraintsArc>(3);
-  ExpectInputDefaults<FitConstraintsSphere>(4);
-  ExpectInputDefaults<FitConstraintsCylinder>(9);
-  ExpectInputDefaults<FitConstraintsCone>(9);
-  ExpectInputDefaults<FitConstraintsTorus>(13);
+  const auto expect = []<class C>(const C& constraints, int sampleSize) {
+    for (const auto& input : {FitInputParams<C>(), FitInputParams<C>(&constraints)}) {
+      EXPECT_EQ(input.SampleSize(), sampleSize);
+      EXPECT_EQ(input.OutlierPercentage(), 0.2);
+      EXPECT_EQ(input.SuccessProbability(), 0.99);
+      EXPECT_EQ(input.InlierDistanceThreshold(), 0.012);
+      EXPECT_EQ(input.ScannerError(), 0.006);
+      EXPECT_FALSE(input.SkipEstimator() || input.OutputAnyQuality() || input.OptimizeOnce());
+    }
+    const FitInputParams<C> skipping(&constraints, true);
+    EXPECT_EQ(skipping.Constraints(), &constraints);
+    EXPECT_TRUE(skipping.SkipEstimator() && !skipping.OutputAnyQuality());
+  };
+  expect(FitConstraintsLine(nullptr), 2);
+  expect(FitConstraintsPlane(nullptr), 3);
+  expect(FitConstraintsArc(nullptr), 3);
+  expect(FitConstraintsSphere(nullptr), 4);
+  expect(FitConstraintsCylinder(nullptr), 9);
+  expect(FitConstraintsCone(nullptr), 9);
+  expect(FitConstraintsTorus(nullptr), 13);
 }
 
 TEST(InputParams, OnlyTheSampleSizeSetterRaisesItsValue) {

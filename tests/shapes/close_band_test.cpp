@@ -29,19 +29,18 @@ Pose ExactPose() {
 struct Band {
   const char* name;
   KindIndex kind;
-  bool open;  ///< whether the bound itself is outside
   Vector3d (*at)(double d);
   double radius = 0;  ///< of the shapes that bound a squared distance from a centre, an axis or a circle
 };
 const Band kBands[] = {
-    {"Line", kLine, false, [](double d) { return Vector3d(d, 0, 7); }},
-    {"Plane", kPlane, false, [](double d) { return Vector3d(4, 5, d); }},
-    {"Circle", kCircle, false, [](double d) { return Vector3d(0, kRadius + d, 0); }, kRadius},
-    {"CircleFarAlongTheAxis", kCircle, false, [](double d) { return Vector3d(0, kRadius + d, 5); }, kRadius},
-    {"Sphere", kSphere, false, [](double d) { return Vector3d(0, 0, kRadius + d); }, kRadius},
-    {"Cylinder", kCylinder, false, [](double d) { return Vector3d(kRadius + d, 0, -6); }, kRadius},
-    {"TorusEquator", kTorus, false, [](double d) { return Vector3d(kMajor + kMinor + d, 0, 0); }, kMinor},
-    {"TorusTop", kTorus, false, [](double d) { return Vector3d(0, kMajor, kMinor + d); }, kMinor},
+    {"Line", kLine, [](double d) { return Vector3d(d, 0, 7); }},
+    {"Plane", kPlane, [](double d) { return Vector3d(4, 5, d); }},
+    {"Circle", kCircle, [](double d) { return Vector3d(0, kRadius + d, 0); }, kRadius},
+    {"CircleFarAlongTheAxis", kCircle, [](double d) { return Vector3d(0, kRadius + d, 5); }, kRadius},
+    {"Sphere", kSphere, [](double d) { return Vector3d(0, 0, kRadius + d); }, kRadius},
+    {"Cylinder", kCylinder, [](double d) { return Vector3d(kRadius + d, 0, -6); }, kRadius},
+    {"TorusEquator", kTorus, [](double d) { return Vector3d(kMajor + kMinor + d, 0, 0); }, kMinor},
+    {"TorusTop", kTorus, [](double d) { return Vector3d(0, kMajor, kMinor + d); }, kMinor},
 };
 
 class CloseBand : public ::testing::TestWithParam<Band> {};
