@@ -40,6 +40,7 @@ refresh() { apt update || true; }  # a broken third-party source must not stop u
 extra=/etc/apt/sources.list.d/primfit-non-free
 add_non_free() {
   local archives form text lists=() stanzas=() file
+  # shellcheck disable=SC2016  # apt's own fields
   archives=$(apt-get indextargets --format '$(ORIGIN)/$(LABEL) $(REPO_URI)' | sed -n 's|^Debian/Debian ||p' | sort -u)
   for file in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do [ ! -f "$file" ] || lists+=("$file"); done
   for file in /etc/apt/sources.list.d/*.sources; do [ ! -f "$file" ] || stanzas+=("$file"); done
@@ -52,11 +53,11 @@ add_non_free() {
   refresh
 }
 
-command -v dpkg-query >/dev/null && command -v apt-get >/dev/null || {
-  [ -n "${PRIMFIT_NO_SETUP:-}" ] && exit 0
+[ -z "${PRIMFIT_NO_SETUP:-}" ] || exit 0
+if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
   die "this machine has no apt; install the counterparts of these Debian packages, then set PRIMFIT_NO_SETUP=1:" \
     "${packages[*]}"
-}
+fi
 missing=()
 for package in "${packages[@]}"; do installed "$package" || missing+=("$package"); done
 [ ${#missing[@]} = 0 ] && exit 0
