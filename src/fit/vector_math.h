@@ -2,7 +2,7 @@
 #ifndef PRIMFIT_SRC_FIT_VECTOR_MATH_H_
 #define PRIMFIT_SRC_FIT_VECTOR_MATH_H_
 
-#include <Eigen/Core>
+#include <Eigen/Geometry>
 #include <cmath>
 
 namespace primfit {
@@ -17,10 +17,11 @@ inline Eigen::Vector3d Normalised(const Eigen::Vector3d& v) {
 }
 
 /// A unit vector perpendicular to a, in the x-y plane unless a is almost along z (the rule of Eigen's
-/// unitOrthogonal()). A zero vector has none: the result is then NaN.
+/// unitOrthogonal()). A zero vector, to which every direction is perpendicular, gets x.
 inline Eigen::Vector3d UnitOrthogonal(const Eigen::Vector3d& a) {
   if (std::abs(a.x()) <= 1e-12 * std::abs(a.z()) && std::abs(a.y()) <= 1e-12 * std::abs(a.z())) {
     const double length = std::hypot(a.y(), a.z());
+    if (length == 0) return Eigen::Vector3d::UnitX();
     return {0.0, -a.z() / length, a.y() / length};
   }
   const double length = std::hypot(a.x(), a.y());

@@ -1,0 +1,79 @@
+#include "api/array_sampler.h"
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/random/uniform_int_distribution.hpp>
+#include <random>
+
+#include "primfit/fit/scoped_seed.h"
+
+namespace {
+
+/// A state of the generator from 1 to 32766.
+std::uint32_t SamplerSeed() {
+  constexpr std::uint64_t kModulus = 32767;
+  std::uint64_t number = 0;
+  if (!primfit::ScopedSeed::Next(number)) {
+    const auto now = boost::posix_time::microsec_clock::local_time();
+    number = static_cast<std::uint64_t>(now.time_of_day().total_microseconds());
+  }
+  const auto seed = static_cast<std::uint32_t>(number % kModulus);
+  return seed == 0 ? 1 : seed;
+}
+
+}  // namespace
+
+std::vector<unsigned char> Tls::MakeSelectionMask(std::uint64_t n, std::uint64_t k) {
+  std::minstd_rand generator(SamplerSeed());
+  boost::random::uniform_int_distribution<std::uint64_t> index(0, n - 1);
+  // Flip whichever are fewer: the ones that stay or the ones that go.
+  const bool invert = k > n / 2;
+  const unsigned char target = invert ? 0 : 1;
+  std::vector<unsigned char> mask(n, invert ? 1 : 0);
+  for (std::uint64_t left = invert ? n - k : k; left > 0;) {
+    unsigned char& chosen = mask[index(generator)];
+    if (chosen == target) continue;
+    chosen = target;
+    --left;
+  }
+  return mask;
+}
+
+namespace Tls {
+
+template <class T>
+void ArraySampler<T>::Clear() {
+  SetSource(nullptr, 0);
+}
+
+template <class T>
+void ArraySampler<T>::Sample(const T* data, std::uint64_t n, std::uint64_t maxCount, bool allowSampling) {
+  Clear();
+  if (maxCount == 0) return;
+  SetSource(data, n);
+  if (!allowSampling || n <= maxCount) return;
+  const std::vector<unsigned char> mask = MakeSelectionMask(n, maxCount);
+  T* next = AllocateSampled(maxCount);
+  const T* const end = next + maxCount;
+  for (std::uint64_t i = 0; next != end; ++i) {
+    if (mask[i] == 1) *next++ = data[i];
+  }
+  SetSampledCount(maxCount);
+}
+
+template <class T>
+T* ArraySampler<T>::AllocateSampled(std::uint64_t count) {
+  sampled_ = std::make_unique_for_overwrite<T[]>(count);
+  return sampled_.get();
+}
+
+template <class T>
+void ArraySampler<T>::SetSource(const T* data, std::uint64_t n) {
+  source_ = data;
+  sourceCount_ = n;
+  sampled_.reset();
+  sampledCount_ = 0;
+}
+
+template class ArraySampler<Eigen::Vector3d>;
+
+}  // namespace Tls

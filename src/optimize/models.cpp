@@ -1,0 +1,141 @@
+#include "optimize/models.h"
+
+#include <Eigen/Geometry>
+#include <cmath>
+
+using Eigen::Vector3d;
+using Vector = primfit::Triple<double>;
+
+TRLine::Line TRLine::At(const double* x) const {
+  Vector3d direction;
+  if (direction_) {
+    direction = *direction_;
+  } else {
+    const double theta = *Free(x, 1);
+    direction = {std::cos(theta), std::sin(theta), 0};
+  }
+  const Vector3d normal(-direction.y(), direction.x(), 0);
+  return {root_ ? *root_ : Vector3d(*Free(x, 0) * normal), direction, normal};
+}
+
+void TRLine::GetResult(Vector3d& root, Vector3d& direction) const {
+  const Line line = At(X());
+  root = line.root;
+  direction = line.direction;
+}
+
+TRCircle::Circle TRCircle::At(const double* x) const {
+  const Vector3d center = center_ ? *center_ : Vector3d(Free(x, 0)[0], Free(x, 0)[1], 0);
+  const double radius = Number(x, 1, radius_);
+  return {{center, radius}, {Vector(center), radius}};
+}
+
+void TRCircle::GetResult(Vector3d& center, double& radius) const {
+  const Circle circle = At(X());
+  center = circle.center;
+  radius = circle.radius;
+}
+
+TRPlane::Plane TRPlane::At(const double* x) const {
+  const Vector3d normal = Direction(x, 1, normal_);
+  const Vector3d origin = origin_ ? *origin_ : Vector3d(*Free(x, 0) * normal);
+  return {{origin, normal}, {Vector(origin), Vector(normal)}};
+}
+
+void TRPlane::GetResult(Vector3d& origin, Vector3d& normal) const {
+  const Plane plane = At(X());
+  origin = plane.origin;
+  normal = plane.normal;
+}
+
+TRSphere::Sphere TRSphere::At(const double* x) const {
+  const Vector3d center = Point(x, 0, center_);
+  const double radius = Number(x, 1, radius_);
+  return {{center, radius}, {Vector(center), radius}};
+}
+
+void TRSphere::GetResult(Vector3d& center, double& radius) const {
+  const Sphere sphere = At(X());
+  center = sphere.center;
+  radius = sphere.radius;
+}
+
+TRCylinder::Cylinder TRCylinder::At(const double* x) const {
+  const Vector3d origin = Point(x, 0, origin_);
+  const double radius = Number(x, 1, radius_);
+  const Vector3d axis = Direction(x, 2, axis_);
+  return {{origin, radius, axis}, {Vector(origin), Vector(axis), radius}};
+}
+
+void TRCylinder::GetResult(Vector3d& origin, double& radius, Vector3d& axis) const {
+  const Cylinder cylinder = At(X());
+  origin = cylinder.origin;
+  radius = cylinder.radius;
+  axis = cylinder.axis;
+}
+
+TRCone::Cone TRCone::At(const double* x) const {
+  const Vector3d apex = Point(x, 0, apex_);
+  const double angle = Number(x, 1, angle_);
+  const Vector3d axis = Direction(x, 2, axis_);
+  return {{apex, angle, axis}, {Vector(apex), Vector(axis), std::sin(angle), std::cos(angle)}};
+}
+
+void TRCone::GetResult(Vector3d& apex, double& angle, Vector3d& axis) const {
+  const Cone cone = At(X());
+  apex = cone.apex;
+  angle = cone.angle;
+  axis = cone.axis;
+}
+
+namespace primfit {
+
+double TorusDeviation::operator()(const Vector3d& p) const {
+  const Vector3d q = p - center;
+  Vector3d radial = q - q.dot(axis) * axis;
+  // On the axis every direction is as near as any other; any perpendicular of the axis will do.
+  if (std::abs(radial.x()) + std::abs(radial.y()) + std::abs(radial.z()) < 1e-6) {
+    radial = axis;
+    UnitPerpendicular(radial);
+  } else {
+    radial /= radial.norm();
+  }
+  return (q - majorRadius * radial).norm() - minorRadius;
+}
+
+}  // namespace primfit
+
+namespace {
+
+void ReadTorus(const primfit::TorusDeviation& torus, Vector3d& center, double& majorRadius, double& minorRadius,
+               Vector3d& axis) {
+  center = torus.center;
+  majorRadius = torus.majorRadius;
+  minorRadius = torus.minorRadius;
+  axis = torus.axis;
+}
+
+}  // namespace
+
+primfit::TorusDeviation TRTorus::At(const double* x) const {
+  return {Point(x, 0, center_), Number(x, 1, majorRadius_), Number(x, 2, minorRadius_), Direction(x, 3, axis_)};
+}
+
+void TRTorus::GetResult(Vector3d& center, double& majorRadius, double& minorRadius, Vector3d& axis) const {
+  ReadTorus(At(X()), center, majorRadius, minorRadius, axis);
+}
+
+TRTorusProfile::TRTorusProfile(int count, const Vector3d* const* points, double tolerance, const Vector3d& p, double r,
+                               const Vector3d& u, const Vector3d& w)
+    : ResidualModel(count, points, tolerance), p_(p), r_(r), u_(u), w_(w) {}
+
+primfit::TorusDeviation TRTorusProfile::At(const double* x) const {
+  const double bendRadius = x[0];
+  const double c = std::cos(x[1]);
+  const double s = std::sin(x[1]);
+  return {p_ - bendRadius * (c * u_ + s * w_), bendRadius, r_, c * w_ - s * u_};
+}
+
+void TRTorusProfile::GetResult(Vector3d& center, double& majorRadius, double& minorRadius, Vector3d& axis) const {
+  ReadTorus(At(X()), center, majorRadius, minorRadius, axis);
+}

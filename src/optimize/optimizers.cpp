@@ -1,0 +1,173 @@
+#include "optimize/optimizers.h"
+
+#include <Eigen/Geometry>
+#include <vector>
+
+#include "fit/vector_math.h"
+
+using Eigen::Matrix3d;
+using Eigen::Vector3d;
+
+namespace {
+
+/// Points in the plane frame (origin, u, w), the offset from the plane dropped.
+std::vector<Vector3d> InPlane(const Vector3d& origin, const Vector3d& u, const Vector3d& w, int n,
+                              const Vector3d* points) {
+  std::vector<Vector3d> local(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i) {
+    const Vector3d v = points[i] - origin;
+    local[i] = {u.dot(v), w.dot(v), 0};
+  }
+  return local;
+}
+
+}  // namespace
+
+OutputShape* LineOptimizer::Refine(const OutputLine& start, int n, const Vector3d* points) const {
+  const Vector3d origin = root_.value_or(start.Root());
+  // A held direction need not be perpendicular to the start's normal: the second axis is made so.
+  const Vector3d d = primfit::Normalised(direction_.value_or(start.Direction()));
+  const Vector3d across = start.Normal().cross(d);
+  const Vector3d e2 =
+      across.norm() > 1e-12 ? primfit::Normalised(across) : primfit::Normalised(primfit::UnitOrthogonal(d).cross(d));
+  const std::vector<Vector3d> local = InPlane(origin, d, e2, n, points);
+  const OutputLine localLine(Vector3d::Zero(), Vector3d::UnitX(), Vector3d::UnitZ());
+  return Solve({{0, 0}, Matrix3d::Identity(), localLine}, n, local.data(), [&](const TRLine& model) {
+    Vector3d q, g;
+    model.GetResult(q, g);
+    return new OutputLine(origin + q.x() * d + q.y() * e2, g.x() * d + g.y() * e2, -g.y() * d + g.x() * e2);
+  });
+}
+
+void LineOptimizer::HoldParts(TRLine& model) const {
+  if (root_) model.FixRoot(Vector3d::Zero());
+  if (direction_) model.FixDirection(Vector3d::UnitX());
+}
+
+OutputShape* CircleOptimizer::Refine(const OutputCircle& start, int n, const Vector3d* points) const {
+  const Vector3d origin = center_.value_or(start.Center());
+  const double radius = radius_.value_or(start.Radius());
+  const Vector3d u = primfit::UnitOrthogonal(start.Axis());
+  const Vector3d w = start.Axis().cross(u);
+  const std::vector<Vector3d> local = InPlane(origin, u, w, n, points);
+  const OutputCircle localCircle(Vector3d::Zero(), radius, Vector3d::UnitZ());
+  return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle}, n, local.data(), [&](const TRCircle& model) {
+    Vector3d c;
+    double r;
+    model.GetResult(c, r);
+    return new OutputCircle(origin + c.x() * u + c.y() * w, r, start.Axis());
+  });
+}
+
+void CircleOptimizer::HoldParts(TRCircle& model) const {
+  if (center_) model.FixCenter(Vector3d::Zero());
+  if (radius_) model.FixRadius(*radius_);
+}
+
+OutputShape* PlaneOptimizer::Refine(const OutputPlane& start, int n, const Vector3d* points) const {
+  const primfit::StartDirection normal(start.Normal());
+  const double rho = start.Center().dot(normal_.value_or(start.Normal()));
+  return Solve({{rho, normal.azimuth, normal.elevation}, normal.frame, start}, n, points, [](const TRPlane& model) {
+    Vector3d o, m;
+    model.GetResult(o, m);
+    return new OutputPlane(o, m);
+  });
+}
+
+void PlaneOptimizer::HoldParts(TRPlane& model) const {
+  if (origin_) model.FixOrigin(*origin_);
+  if (normal_) model.FixNormal(*normal_);
+}
+
+OutputShape* SphereOptimizer::Refine(const OutputSphere& start, int n, const Vector3d* points) const {
+  const Vector3d c = start.Center();
+  return Solve({{c.x(), c.y(), c.z(), start.Radius()}, Matrix3d::Identity(), start}, n, points,
+               [](const TRSphere& model) {
+                 Vector3d center;
+                 double r;
+                 model.GetResult(center, r);
+                 return new OutputSphere(center, r);
+               });
+}
+
+void SphereOptimizer::HoldParts(TRSphere& model) const {
+  if (center_) model.FixCenter(*center_);
+  if (radius_) model.FixRadius(*radius_);
+}
+
+OutputShape* CylinderOptimizer::Refine(const OutputCylinder& start, int n, const Vector3d* points) const {
+  const primfit::StartDirection axis(start.Axis());
+  const Vector3d c = start.Center();
+  return Solve({{c.x(), c.y(), c.z(), start.Radius(), axis.azimuth, axis.elevation}, axis.frame, start}, n, points,
+               [](const TRCylinder& model) {
+                 Vector3d o, a;
+                 double r;
+                 model.GetResult(o, r, a);
+                 return new OutputCylinder(o, r, a);
+               });
+}
+
+void CylinderOptimizer::HoldParts(TRCylinder& model) const {
+  if (origin_) model.FixOrigin(*origin_);
+  if (radius_) model.FixRadius(*radius_);
+  if (axis_) model.FixAxis(*axis_);
+}
+
+OutputShape* ConeOptimizer::Refine(const OutputCone& start, int n, const Vector3d* points) const {
+  const primfit::StartDirection axis(start.Axis());
+  const Vector3d c = start.Apex();
+  return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start}, n, points,
+               [](const TRCone& model) {
+                 Vector3d apex, a;
+                 double angle;
+                 model.GetResult(apex, angle, a);
+                 return new OutputCone(apex, angle, a);
+               });
+}
+
+void ConeOptimizer::HoldParts(TRCone& model) const {
+  if (apex_) model.FixApex(*apex_);
+  if (angle_) model.FixAngle(*angle_);
+  if (axis_) model.FixAxis(*axis_);
+}
+
+namespace {
+
+/// Reads a solved torus model of either kind.
+template <class Model>
+OutputTorus* NewTorus(const Model& model) {
+  Vector3d center, axis;
+  double majorRadius, minorRadius;
+  model.GetResult(center, majorRadius, minorRadius, axis);
+  return new OutputTorus(center, majorRadius, minorRadius, axis);
+}
+
+}  // namespace
+
+OutputShape* TorusOptimizer::Refine(const OutputTorus& start, int n, const Vector3d* points) const {
+  const primfit::StartDirection axis(start.Axis());
+  const Vector3d c = start.Center();
+  return Solve(
+      {{c.x(), c.y(), c.z(), start.MajorRadius(), start.MinorRadius(), axis.azimuth, axis.elevation}, axis.frame, start},
+      n, points, NewTorus<TRTorus>);
+}
+
+void TorusOptimizer::HoldParts(TRTorus& model) const {
+  if (center_) model.FixCenter(*center_);
+  if (majorRadius_) model.FixMajorRadius(*majorRadius_);
+  if (minorRadius_) model.FixMinorRadius(*minorRadius_);
+  if (axis_) model.FixAxis(*axis_);
+}
+
+OutputShape* TorusProfileOptimizer::Refine(const OutputTorus& start, int n, const Vector3d* points) const {
+  const Vector3d e = center_ - start.Center();
+  const double bendRadius = e.norm();
+  if (Tolerance() > bendRadius) return nullptr;
+  const Vector3d u = e / bendRadius;
+  const Vector3d across = normal_.cross(u);
+  const double length = across.norm();
+  if (Tolerance() > length) return nullptr;
+  const Vector3d w = across / length;
+  return Solve({{bendRadius, 0}, Matrix3d::Identity(), start}, n, points, NewTorus<TRTorusProfile>, center_, radius_, u,
+               w);
+}

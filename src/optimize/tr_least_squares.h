@@ -1,0 +1,63 @@
+#ifndef PRIMFIT_SRC_OPTIMIZE_TR_LEAST_SQUARES_H_
+#define PRIMFIT_SRC_OPTIMIZE_TR_LEAST_SQUARES_H_
+
+#include <memory>
+
+#include "optimize/trust_region.h"
+
+/// Base of the residual models: minimises the mean squared deviation of m points over the free parameters of a shape
+/// by a trust-region method (More 1977; Conn, Gould and Toint 2000). A model is made for one refinement: constructed,
+/// parts held, Initialize, Solve, read back.
+class TRLeastSquares {
+ public:
+  /// @param parameters  full parameter count, before any hold
+  /// @param residuals   one a point
+  /// @param tolerance   scale of the refinement, in the unit of the points
+  /// @throws primfit::FitError "Cannot allocate memmory"
+  TRLeastSquares(int parameters, int residuals, double tolerance, int iterations, int trialIterations);
+  /// The copy has the same problem, fresh buffers without contents, and no solver.
+  TRLeastSquares(const TRLeastSquares& other);
+  TRLeastSquares& operator=(const TRLeastSquares&) = delete;
+  virtual ~TRLeastSquares();
+
+  /// Loads the start of the free parameters and creates the solver. False when the solver refuses (fewer residuals
+  /// than parameters, none free), or when the start's root mean square deviation is 100 x tolerance or more.
+  bool Initialize(const double* x0);
+  /// Runs to a stop criterion. False when the solver fails or meets a number that is not finite.
+  bool Solve();
+
+ protected:
+  /// Takes the parameters of a held part out of the problem.
+  void RemoveParameters(int count) { parameterCount_ -= count; }
+  void SetResidualFunction(primfit::ResidualFunction function) { residualFunction_ = function; }
+  int ResidualCount() const { return residualCount_; }
+  double ResidualScale() const { return residualScale_; }
+  /// The current values of the free parameters.
+  const double* X() const { return x_.get(); }
+
+ private:
+  void Allocate();
+  void EvaluateResiduals();
+  bool AnswerRequest(int request);
+
+  std::unique_ptr<primfit::TrustRegionEngine> solver_;
+  double stepBoundFactor_ = 0;
+  int fullCount_;
+  int parameterCount_;
+  int residualCount_;
+  double tolerance_;
+  int iterationLimit_;
+  int trialIterationLimit_;
+  double thresholds_[6];
+  std::unique_ptr<double[]> x_;
+  std::unique_ptr<double[]> fvec_;
+  std::unique_ptr<double[]> fjac_;
+  double initialNorm_ = 0;
+  double finalNorm_ = 0;
+  int stopCriterion_ = 0;
+  int iterationsDone_ = 0;
+  double residualScale_;
+  primfit::ResidualFunction residualFunction_ = nullptr;
+};
+
+#endif  // PRIMFIT_SRC_OPTIMIZE_TR_LEAST_SQUARES_H_

@@ -1,0 +1,3 @@
+#include "optimize/tr_optimizer.h"
+
+TROptimizer::~TROptimizer() = default;

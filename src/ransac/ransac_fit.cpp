@@ -1,0 +1,192 @@
+#include "ransac/ransac_fit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <memory>
+#include <thread>
+
+#include "fit/messages.h"
+#include "fit/search_passes.h"
+#include "optimize/trust_region.h"
+#include "primfit/fit/fit_error.h"
+#include "primfit/fit/scoped_seed.h"
+#include "shapes/kernels/batch.h"
+
+using Eigen::Vector3d;
+
+namespace {
+
+constexpr double kScoreBand = 0.012;
+constexpr int kMaxIterations = 5000;
+constexpr int kEnoughGoodCandidates = 10;
+
+std::uint32_t SearchSeed() {
+  std::uint64_t seed = 0;
+  if (primfit::ScopedSeed::Next(seed)) return static_cast<std::uint32_t>(seed);
+  return static_cast<std::uint32_t>(std::time(nullptr));
+}
+
+int WorkerCount() {
+  if (primfit::SuppressionCount() > 0) return 1;
+  return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+}  // namespace
+
+int primfit::NumberIterations(double p, double w, int k) {
+  double allGood = 1;
+  for (int i = 0; i < k; ++i) allGood *= w;
+  const double count = std::log(1 - p) / std::log(1 - allGood) + 0.5;
+  // w^k too small to matter makes the divisor +0 and the quotient minus infinity: more samples than can be
+  // drawn.
+  return count >= 0 && count < kMaxIterations ? static_cast<int>(count) : kMaxIterations;
+}
+
+/// What the worker passes of one Solve share.
+struct RansacFit::SearchState {
+  SearchState(int iterations, int n, double threshold, std::uint32_t seed)
+      : remaining(iterations),
+        total(iterations),
+        generator(seed),
+        index(0, n - 1),
+        earlyStopThreshold(threshold) {}
+
+  std::mutex lock;
+  int remaining;
+  int total;
+  std::minstd_rand generator;
+  std::uniform_int_distribution<int> index;
+  double bestScore = -1.0;
+  double earlyStopThreshold;
+  int goodCandidates = 0;
+  std::unique_ptr<OutputShape> best;
+};
+
+RansacFit::RansacFit(int n, const Vector3d* points, int sampleSize, double successProbability,
+                     double goodSampleRate, double scannerError, double distanceTolerance)
+    : sampleSize_(sampleSize),
+      successProbability_(std::clamp(successProbability, 0.5, 0.99)),
+      goodSampleRate_(std::min(goodSampleRate, 1.0)),
+      scannerError_(scannerError),
+      n_(n),
+      points_(points),
+      distanceTolerance_(distanceTolerance) {
+  if (goodSampleRate_ < 0.1) throw primfit::FitError(primfit::messages::kGoodSampleRate);
+  if (distanceTolerance_ < 0.001) throw primfit::FitError(primfit::messages::kDistanceTolerance);
+}
+
+RansacFit::RansacFit(const RansacFit& other)
+    : updater_(other.updater_),
+      optimizer_(other.optimizer_),
+      sampleSize_(other.sampleSize_),
+      successProbability_(other.successProbability_),
+      goodSampleRate_(other.goodSampleRate_),
+      scannerError_(other.scannerError_),
+      n_(other.n_),
+      earlyStop_(other.earlyStop_),
+      points_(other.points_),
+      distanceTolerance_(other.distanceTolerance_) {}
+
+RansacFit::~RansacFit() = default;
+
+void RansacFit::RequirePoints(int minimum) {
+  if (n_ < minimum) throw primfit::FitError(primfit::messages::kNotEnoughPoints);
+  sampleSize_ = std::min(sampleSize_, n_);
+}
+
+OutputShape* RansacFit::Solve() {
+  if (sampleSize_ == n_ || (goodSampleRate_ > 0.999 && scannerError_ < 1e-6)) return SolveWithAllPoints();
+  const int iterations = primfit::NumberIterations(successProbability_, goodSampleRate_, sampleSize_);
+  SearchState state(iterations, n_, std::trunc(n_ * goodSampleRate_ + 1.0), SearchSeed());
+  // The passes share the budget: the first one uses it up unless the host stops it.
+  const int workers = WorkerCount();
+  for (int i = 0; i < workers; ++i) SolveWorker(state);
+  return state.best ? RefitBest(state) : nullptr;
+}
+
+OutputShape* RansacFit::SolveWithAllPoints() {
+  OutputShape* shape = FitShape(n_, nullptr, points_);
+  primfit::ReleaseSolverThreadBuffers();
+  return shape;
+}
+
+void RansacFit::SolveWorker(SearchState& state) {
+  std::vector<int> indices(static_cast<std::size_t>(sampleSize_));
+  std::vector<Vector3d> sample(static_cast<std::size_t>(sampleSize_));
+  while (true) {
+    int remaining = 0;
+    {
+      const std::lock_guard guard(state.lock);
+      remaining = state.remaining--;
+      if (remaining < 1 || state.goodCandidates >= kEnoughGoodCandidates) break;
+    }
+    DrawSample(state, indices);
+    std::transform(indices.begin(), indices.end(), sample.begin(), [&](int i) { return points_[i]; });
+    Consider(state, indices, sample.data());
+    if (updater_ != nullptr) {
+      if (updater_->StopRequested()) break;
+      updater_->ReportProgress(1 - static_cast<double>(remaining) / state.total);
+    }
+  }
+  primfit::ReleaseSolverThreadBuffers();
+}
+
+/// Distinct indices, each uniform over all points, in the order drawn.
+void RansacFit::DrawSample(SearchState& state, std::vector<int>& indices) {
+  const std::lock_guard guard(sampleLock_);
+  // Looking back over the sample is fastest for the usual few points, a mark for each point for the unusual
+  // many.
+  constexpr std::size_t kFew = 64;
+  std::vector<bool> drawn(indices.size() > kFew ? static_cast<std::size_t>(n_) : 0);
+  for (auto next = indices.begin(); next != indices.end();) {
+    const int i = state.index(state.generator);
+    const bool again =
+        drawn.empty() ? std::find(indices.begin(), next, i) != next : drawn[static_cast<std::size_t>(i)];
+    if (again) continue;
+    if (!drawn.empty()) drawn[static_cast<std::size_t>(i)] = true;
+    *next++ = i;
+  }
+}
+
+/// Makes, scores and keeps or drops one candidate; of equal scores the earlier stays.
+void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, const Vector3d* samplePoints) {
+  const int k = static_cast<int>(indices.size());
+  std::unique_ptr<OutputShape> candidate(FitShape(k, indices.data(), samplePoints));
+  if (!candidate) return;
+  double scratch = 0;
+  const double score = ScoreShape(candidate.get(), k, indices.data(), samplePoints, &scratch);
+  const std::lock_guard guard(state.lock);
+  if (score > state.bestScore) {
+    state.best = std::move(candidate);
+    state.bestScore = score;
+  }
+  if (earlyStop_ && score > state.earlyStopThreshold) ++state.goodCandidates;
+}
+
+OutputShape* RansacFit::RefitBest(SearchState& state) {
+  std::vector<Vector3d> close;
+  if (!state.best->GetClosePoints(points_, n_, distanceTolerance_, close, false)) {
+    throw primfit::FitError(PoorQualityMessage());
+  }
+  const int count = static_cast<int>(close.size());
+  OutputShape* refit = optimizer_ != nullptr ? optimizer_->Optimize(count, close.data(), state.best.get())
+                                             : FitShape(count, nullptr, close.data());
+  primfit::ReleaseSolverThreadBuffers();
+  return refit != nullptr ? refit : state.best.release();
+}
+
+OutputShape* RansacFit::FitShape(int k, const int* indices, const Vector3d* samplePoints) {
+  try {
+    if (optimizer_ != nullptr && optimizer_->HasStartShape())
+      return optimizer_->Optimize(k, samplePoints, nullptr);
+    return MakeShape(k, indices, samplePoints);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+double RansacFit::ScoreShape(OutputShape* candidate, int, const int*, const Vector3d*, double*) {
+  candidate->SetDistSqrdThreshod(kScoreBand);
+  return primfit::CountClose(*candidate, points_, n_);
+}

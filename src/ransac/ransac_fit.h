@@ -1,0 +1,93 @@
+#ifndef PRIMFIT_SRC_RANSAC_RANSAC_FIT_H_
+#define PRIMFIT_SRC_RANSAC_RANSAC_FIT_H_
+
+#include <Eigen/Core>
+#include <mutex>
+#include <random>
+#include <vector>
+
+#include "optimize/tr_optimizer.h"
+#include "primfit/fit/fit_progress_updater.h"
+#include "primfit/shapes/output_shape.h"
+
+namespace primfit {
+
+/// Number of samples of k points so that with probability p at least one holds no outlier when a share w of
+/// the points is good: ln(1 - p) / ln(1 - w^k), rounded, at most 5000 (Fischler and Bolles 1981). At w = 1 it
+/// is 0.
+int NumberIterations(double p, double w, int k);
+
+}  // namespace primfit
+
+/// Random-sample consensus search (Fischler and Bolles 1981): makes a candidate shape from each of many small
+/// random samples, keeps the one with the most points close to it, and refits that on the points within the
+/// tolerance.
+class RansacFit {
+ public:
+  virtual ~RansacFit();
+
+  /// Makes a candidate from the k points of a sample.
+  /// @return a new shape, or null when the sample gives none
+  virtual OutputShape* MakeShape(int k, const int* indices, const Eigen::Vector3d* samplePoints) = 0;
+  /// MakeShape, or, with an optimizer that has a start shape of its own, that shape refined on the sample. An
+  /// exception inside counts as no candidate.
+  virtual OutputShape* FitShape(int k, const int* indices, const Eigen::Vector3d* samplePoints);
+  /// Number of all points within the fixed band of 0.012 of the candidate; the sample and the scratch value
+  /// are for searches that rank differently.
+  virtual double ScoreShape(OutputShape* candidate, int k, const int* indices,
+                            const Eigen::Vector3d* samplePoints, double* scratch);
+  /// Runs the search. When samples hold all points, or no outlier and no scanner error is expected, the shape
+  /// is made from all points at once.
+  /// @return a new shape that the caller owns, or null when no sample gave a candidate
+  /// @throws primfit::FitError "... produced a poor fit quality" when no point is within the tolerance of the
+  /// best
+  virtual OutputShape* Solve();
+
+  /// @param updater  null for none; not owned
+  void SetUpdater(FitProgressUpdater* updater) { updater_ = updater; }
+  /// Refines every candidate on its sample and the best one on its close points. Null for none; not owned.
+  void SetOptimizer(const TROptimizer* optimizer) { optimizer_ = optimizer; }
+  /// Ends the search at the tenth candidate whose score is above n w + 1.
+  void SetEarlyStop(bool earlyStop) { earlyStop_ = earlyStop; }
+
+ protected:
+  /// @param points              n points; not owned, must outlive the search
+  /// @param successProbability  p, used within [0.5, 0.99]
+  /// @param goodSampleRate      w, expected share of good points, used as at most 1
+  /// @param scannerError        only decides whether all points are fitted at once
+  /// @param distanceTolerance   band of the final selection
+  /// @throws primfit::FitError "Good Sample Rate < 0.1", "Distance Tolerance < 0.001"
+  RansacFit(int n, const Eigen::Vector3d* points, int sampleSize, double successProbability,
+            double goodSampleRate, double scannerError, double distanceTolerance);
+  /// Copies everything but the lock.
+  RansacFit(const RansacFit& other);
+  RansacFit& operator=(const RansacFit&) = delete;
+
+  /// @throws primfit::FitError "Not enough points" when there are fewer than the shape needs
+  void RequirePoints(int minimum);
+  const TROptimizer* Optimizer() const { return optimizer_; }
+
+ private:
+  struct SearchState;
+
+  virtual const char* PoorQualityMessage() const = 0;
+  OutputShape* SolveWithAllPoints();
+  void SolveWorker(SearchState& state);
+  void DrawSample(SearchState& state, std::vector<int>& indices);
+  void Consider(SearchState& state, const std::vector<int>& indices, const Eigen::Vector3d* samplePoints);
+  OutputShape* RefitBest(SearchState& state);
+
+  std::mutex sampleLock_;
+  FitProgressUpdater* updater_ = nullptr;
+  const TROptimizer* optimizer_ = nullptr;
+  int sampleSize_;
+  double successProbability_;
+  double goodSampleRate_;
+  double scannerError_;
+  int n_;
+  bool earlyStop_ = false;
+  const Eigen::Vector3d* points_;
+  double distanceTolerance_;
+};
+
+#endif  // PRIMFIT_SRC_RANSAC_RANSAC_FIT_H_

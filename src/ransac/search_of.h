@@ -1,0 +1,45 @@
+#ifndef PRIMFIT_SRC_RANSAC_SEARCH_OF_H_
+#define PRIMFIT_SRC_RANSAC_SEARCH_OF_H_
+
+#include <memory>
+#include <string_view>
+
+#include "fit/messages.h"
+#include "ransac/ransac_fit.h"
+
+namespace primfit {
+
+/// Makes a shape from a few points; a new one or null.
+using Estimate = OutputShape* (*)(int count, const Eigen::Vector3d* points);
+
+/// A PolynomialFit as an Estimate.
+template <class Fit>
+OutputShape* EstimateBy(int count, const Eigen::Vector3d* points) {
+  return Fit(count, points).Solve();
+}
+
+/// The search for one kind of shape: how a sample becomes a candidate and how many points it takes.
+template <Estimate kEstimate, int kMinimumPoints, const std::string_view& kName>
+class SearchOf : public RansacFit {
+ public:
+  /// See RansacFit. @throws primfit::FitError also "Not enough points"
+  SearchOf(int n, const Eigen::Vector3d* points, int sampleSize, double successProbability,
+           double goodSampleRate, double scannerError, double distanceTolerance)
+      : RansacFit(n, points, sampleSize, successProbability, goodSampleRate, scannerError,
+                  distanceTolerance) {
+    RequirePoints(kMinimumPoints);
+  }
+
+  OutputShape* MakeShape(int k, const int*, const Eigen::Vector3d* samplePoints) override {
+    std::unique_ptr<OutputShape> shape(kEstimate(k, samplePoints));
+    if (!shape || Optimizer() == nullptr) return shape.release();
+    return Optimizer()->Optimize(k, samplePoints, shape.get());
+  }
+
+ private:
+  const char* PoorQualityMessage() const override { return MessagesOf<kName>::PoorQuality(); }
+};
+
+}  // namespace primfit
+
+#endif  // PRIMFIT_SRC_RANSAC_SEARCH_OF_H_

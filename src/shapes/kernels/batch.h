@@ -1,0 +1,24 @@
+// Whole point sets against one shape: the hot loops of a fit. Each decides and measures exactly as the shape's
+// per-point functions do; a shape of a class that is not one of ours goes through its virtual functions.
+#ifndef PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
+#define PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
+
+#include <Eigen/Core>
+#include <vector>
+
+#include "primfit/shapes/output_shape.h"
+
+namespace primfit {
+
+/// Number of points within the shape's close band.
+int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n);
+
+/// Appends the points within the shape's close band, in input order.
+void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, std::vector<Eigen::Vector3d>& out);
+
+/// distances[i] = shape.Distance(points[i]).
+void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances);
+
+}  // namespace primfit
+
+#endif  // PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
