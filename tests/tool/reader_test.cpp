@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "io/read_points.h"
 #include "point_files.h"
+#include "scratch_folder.h"
 
 namespace {
 
@@ -356,21 +356,6 @@ TEST(Faults, AreToldWithPlaceAndReason) {
   }
 }
 
-class ScratchFolder : public ::testing::Test {
- protected:
-  ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "primfit-test-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no scratch folder");
-    folder_ = pattern;
-  }
-  ~ScratchFolder() override { std::filesystem::remove_all(folder_); }
-  std::string Write(const std::string& name, const std::string& bytes) {
-    std::ofstream(folder_ / name, std::ios::binary) << bytes;
-    return (folder_ / name).string();
-  }
-  std::filesystem::path folder_;
-};
-
 using Files = ScratchFolder;
 
 TEST_F(Files, AreMappedOrReadToTheEnd) {
@@ -378,7 +363,7 @@ TEST_F(Files, AreMappedOrReadToTheEnd) {
   const PointCloud cloud = ReadPoints(path);
   EXPECT_TRUE(SamePoints(cloud.points, kFloats));
   EXPECT_EQ(cloud.bytes, std::filesystem::file_size(path));
-  const std::string pipe = (folder_ / "pipe").string();
+  const std::string pipe = Path("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   std::string rows;
   for (int i = 0; i < 50000; ++i) rows += "1 2 3\n";
@@ -399,8 +384,7 @@ TEST_F(Files, ThatCannotBeReadSaySo) {
       return std::string(error.what());
     }
   };
-  EXPECT_NE(messageOf((folder_ / "none.ply").string()).find("none.ply: cannot be opened: No such file"),
-            std::string::npos);
+  EXPECT_NE(messageOf(Path("none.ply")).find("none.ply: cannot be opened: No such file"), std::string::npos);
   EXPECT_NE(messageOf(folder_.string()).find("is a directory"), std::string::npos);
   EXPECT_NE(messageOf("/dev/null").find("is a device"), std::string::npos);
   EXPECT_NE(messageOf(Write("empty.xyz", "")).find("the file is empty"), std::string::npos);
