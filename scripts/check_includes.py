@@ -37,7 +37,11 @@ class Place:
 
 def find(name, path, root):
     """The file of the project that an include of `name` in `path` means, or None."""
-    for base in (root / "include", root / "src", path.parent, root / path.relative_to(root).parts[0]):
+    top = path.relative_to(root).parts[0]
+    bases = [root / "include", root / "src", path.parent, root / top]
+    if top in ("tests", "bench"):
+        bases += [root / "tool", root / "tests", root / "tests/tool"]
+    for base in bases:
         if (base / name).is_file():
             return (base / name).resolve()
     return None

@@ -18,6 +18,10 @@ step "all instructions of this processor: fused multiply-adds must change no dec
 build native release -DPRIMFIT_WERROR=ON -DCMAKE_CXX_FLAGS=-march=native
 run_tests native
 
+step "another LAPACK than oneMKL's"
+build lapack release -DPRIMFIT_WERROR=ON -DPRIMFIT_LAPACK=system
+run_tests lapack
+
 step "release, clang"
 build clang release "${clang[@]}"
 run_tests clang
