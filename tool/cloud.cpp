@@ -7,13 +7,9 @@
 namespace primfit::tool {
 
 bool Region::Contains(const Eigen::Vector3d& p) const {
-  if (ball) {
-    const auto& [x, y, z, r] = *ball;
-    if ((p - Eigen::Vector3d(x, y, z)).norm() > r) return false;
-  }
-  if (!box) return true;
-  const auto& b = *box;
-  return b[0] <= p.x() && p.x() <= b[3] && b[1] <= p.y() && p.y() <= b[4] && b[2] <= p.z() && p.z() <= b[5];
+  if (!ball.empty() && (p - Eigen::Vector3d(ball.data())).norm() > ball[3]) return false;
+  return box.empty() || ((p.array() >= Eigen::Array3d(box.data())).all() &&
+                         (p.array() <= Eigen::Array3d(box.data() + 3)).all());
 }
 
 Cloud LoadCloud(const Input& input, double scale) {

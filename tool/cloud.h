@@ -3,10 +3,9 @@
 #define PRIMFIT_TOOL_CLOUD_H_
 
 #include <Eigen/Core>
-#include <array>
 #include <cstddef>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "io/point_cloud.h"
 #include "units.h"
@@ -15,8 +14,9 @@ namespace primfit::tool {
 
 /// The part of space that counts, in the unit of the file. Both kinds given mean what lies in both.
 struct Region {
-  std::optional<std::array<double, 4>> ball;  ///< x, y, z, radius
-  std::optional<std::array<double, 6>> box;   ///< smallest x, y, z, largest x, y, z
+  std::vector<double> ball;  ///< x, y, z, radius; empty for none
+  std::vector<double> box;   ///< smallest x, y, z, largest x, y, z; empty for none
+  bool Everywhere() const { return ball.empty() && box.empty(); }
   bool Contains(const Eigen::Vector3d& p) const;
 };
 

@@ -34,8 +34,7 @@ std::uint64_t ClockSeed() {
 
 /// Multiplies a shape's numbers with the library's units, or divides them.
 void Convert(std::vector<double>& shape, const Primitive& primitive, const Unit& unit, bool toLibrary) {
-  if (shape.empty()) return;
-  ForEachPart(primitive, [&](const Part& part, std::size_t, std::size_t offset) {
+  ForEachPart(primitive, shape.size(), [&](const Part& part, std::size_t, std::size_t offset) {
     const double factor = FactorOf(part.quantity, unit);
     for (std::size_t k = offset; k < offset + SizeOf(part.quantity); ++k) {
       shape[k] = toLibrary ? shape[k] * factor : shape[k] / factor;
@@ -53,11 +52,12 @@ FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const 
 /// Held numbers are the user's own, not what two conversions make of them. (A direction became a unit
 /// vector.)
 void RestoreHeld(FitRun& run) {
-  ForEachPart(*run.primitive, [&](const Part& part, std::size_t i, std::size_t offset) {
-    if (!run.request.fixed[i] || part.quantity == Quantity::kDirection) return;
-    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
-                run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
-  });
+  ForEachPart(
+      *run.primitive, run.request.start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+        if (!run.request.fixed[i] || part.quantity == Quantity::kDirection) return;
+        std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
+                    run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
+      });
 }
 
 /// What to try when the library found no acceptable shape.

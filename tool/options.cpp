@@ -17,19 +17,20 @@ constexpr double kSmallestTolerance = 0.001;  // below it the library uses this 
 constexpr double kDefaultScannerError = 0.006;
 constexpr double kLargestScannerError = 1.0;
 
-/// Numbers between commas.
-template <std::size_t kCount>
-std::array<double, kCount> ParseNumbers(const char* option, const std::string& text) {
-  std::array<double, kCount> numbers{};
+/// So many finite numbers between commas.
+/// @param names  of the numbers, for the error
+std::vector<double> ParseNumbers(const char* option, const std::string& text, std::size_t count,
+                                 const std::string& names) {
+  std::vector<double> numbers;
   io::FieldCursor fields(text, io::Separator::kComma);
-  std::string_view field;
-  for (double& number : numbers) {
-    if (fields.Next(field) && io::ParseNumber(field, number) && std::isfinite(number)) continue;
-    throw UsageError(fmt::format("{} needs {} numbers between commas, not \"{}\"", option, kCount, text));
+  double number = 0;
+  bool good = true;
+  for (std::string_view field; fields.Next(field); numbers.push_back(number)) {
+    good = good && io::ParseNumber(field, number) && std::isfinite(number);
   }
-  if (fields.Next(field))
-    throw UsageError(fmt::format("{} needs {} numbers, \"{}\" has more", option, kCount, text));
-  return numbers;
+  if (good && numbers.size() == count) return numbers;
+  throw UsageError(
+      fmt::format("{} needs {} numbers between commas ({}), not \"{}\"", option, count, names, text));
 }
 
 /// @param high  infinite when there is no upper bound
@@ -54,29 +55,19 @@ std::string Wrapped(std::string_view text) {
 
 std::string NumbersOf(const Primitive& primitive) {
   std::string text;
-  for (const Part& part : primitive.parts) {
+  ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t, std::size_t) {
     text += text.empty() ? "" : ", ";
     text += part.name;
     if (SizeOf(part.quantity) == 3) text += " x,y,z";
     if (part.quantity == Quantity::kAngle) text += " in degrees";
-  }
+  });
   return text;
 }
 
-std::vector<double> ParseStart(const Options& options, const Primitive& primitive) {
-  std::vector<double> start;
-  io::FieldCursor fields(options.start, io::Separator::kComma);
-  double number = 0;
-  for (std::string_view field; fields.Next(field); start.push_back(number)) {
-    if (!io::ParseNumber(field, number) || !std::isfinite(number)) start.resize(primitive.Size());
-  }
-  if (start.size() != primitive.Size()) {
-    throw UsageError(fmt::format("--start needs {} numbers between commas ({}), not \"{}\"", primitive.Size(),
-                                 NumbersOf(primitive), options.start));
-  }
-  ForEachPart(primitive, [&](const Part& part, std::size_t, std::size_t offset) {
-    const Eigen::Map<const Eigen::Vector3d> direction(start.data() + offset);
-    if (part.quantity == Quantity::kDirection && direction.isZero(0)) {
+std::vector<double> ParseStart(const std::string& text, const Primitive& primitive) {
+  std::vector<double> start = ParseNumbers("--start", text, primitive.StartSize(), NumbersOf(primitive));
+  ForEachPart(primitive, start.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+    if (part.quantity == Quantity::kDirection && Eigen::Vector3d(start.data() + offset).isZero(0)) {
       throw UsageError(fmt::format("--start has a {} of length 0; give a direction", part.name));
     }
   });
@@ -87,19 +78,19 @@ std::vector<double> ParseStart(const Options& options, const Primitive& primitiv
 void CheckHolds(const Options& options, const Primitive& primitive) {
   std::size_t held = 0;
   std::size_t fixable = 0;
-  ForEachPart(primitive, [&](const Part& part, std::size_t i, std::size_t) {
+  ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     held += options.fixed[i] ? 1 : 0;
-    fixable += part.fixable ? 1 : 0;
+    fixable += part.role == Role::kFixable ? 1 : 0;
   });
   const bool usesStart = held > 0 || options.skipSearch;
-  if (usesStart && options.start.empty()) {
+  if (usesStart && !options.start) {
     throw UsageError(fmt::format("{} needs --start with the {} to take the value from",
                                  options.skipSearch ? "--skip-search" : "a --fix option", primitive.name));
   }
-  if (!usesStart && !options.start.empty()) {
+  if (!usesStart && options.start) {
     throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
   }
-  if (held == fixable)
+  if (held > 0 && held == fixable)
     throw UsageError(fmt::format("every part of the {} is held; leave one free", primitive.name));
 }
 
@@ -112,7 +103,7 @@ void AddInputOptions(CLI::App& command, Options& options) {
                   Wrapped("Point file (PLY, PCD, or text: XYZ, ASC, TXT, CSV, PTS); - reads standard input"))
       ->required()
       ->type_name("");
-  const auto option = [&](const char* name, std::string& value, const char* type, std::string_view help) {
+  const auto option = [&](const char* name, auto& value, const char* type, std::string_view help) {
     command.add_option(name, value, Wrapped(help))->type_name(type);
   };
   option("--unit", options.unit, "m|mm|cm|ft|in",
@@ -135,10 +126,10 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
       "--tolerance", options.tolerance, "LENGTH",
       "Distance within which a point is an inlier, in the file's unit (default 0.012 m, at least 0.001 m)");
   option("--scanner-error", options.scannerError, "LENGTH",
-         "Distance error of the scanner, in the file's unit: scale of the histogram and of the quality test, "
-         "by which "
-         "half of the inliers must be nearer than this and four fifths nearer than twice this (default 0.006 "
-         "m, at most 1 m)");
+         "Distance error of the scanner, in the file's unit. It scales the histogram and the quality test: "
+         "half of "
+         "the inliers must be nearer than this, four fifths nearer than twice this (default 0.006 m, at most "
+         "1 m)");
   option("--outliers", options.outliers, "SHARE",
          "Expected share of points that are not on the shape, 0 to 0.9; less than 0.01 counts as 0.01 "
          "(default 0.5)");
@@ -152,8 +143,8 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
       "--start", options.start, "NUMBERS",
       fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
                   primitive.name, NumbersOf(primitive)));
-  ForEachPart(primitive, [&](const Part& part, std::size_t i, std::size_t) {
-    if (!part.fixable) return;
+  ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
+    if (part.role != Role::kFixable) return;
     flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
          fmt::format("Hold the {} of --start (default: free)", part.name));
   });
@@ -176,17 +167,16 @@ Input InputOf(const Options& options) {
   if (input.unit == kUnits.end()) {
     throw UsageError(fmt::format("--unit \"{}\" is none of m, mm, cm, ft, in", options.unit));
   }
-  if (!options.near.empty()) {
-    input.region.ball = ParseNumbers<4>("--near", options.near);
-    if (!(input.region.ball->at(3) > 0))
-      throw UsageError("--near needs a radius above 0 as its fourth number");
+  if (options.near) {
+    input.region.ball = ParseNumbers("--near", *options.near, 4, "x,y,z,r");
+    if (!(input.region.ball[3] > 0)) throw UsageError("--near needs a radius above 0 as its fourth number");
   }
-  if (!options.box.empty()) {
-    const auto box = ParseNumbers<6>("--box", options.box);
-    if (box[0] > box[3] || box[1] > box[4] || box[2] > box[5]) {
+  if (options.box) {
+    input.region.box = ParseNumbers("--box", *options.box, 6, "x0,y0,z0,x1,y1,z1");
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      if (input.region.box[axis] <= input.region.box[axis + 3]) continue;
       throw UsageError("--box needs the smallest x, y, z first and the largest after them");
     }
-    input.region.box = box;
   }
   return input;
 }
@@ -205,7 +195,7 @@ FitRequest RequestOf(const Options& options, const Primitive& primitive, const U
   request.outliers = std::max(0.01, options.outliers);
   request.probability = options.probability;
   CheckHolds(options, primitive);
-  if (!options.start.empty()) request.start = ParseStart(options, primitive);
+  if (options.start) request.start = ParseStart(*options.start, primitive);
   request.fixed.assign(options.fixed.begin(),
                        options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
   request.skipSearch = options.skipSearch;
@@ -215,24 +205,23 @@ FitRequest RequestOf(const Options& options, const Primitive& primitive, const U
 }
 
 int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points) {
-  if (options.sampleSize.empty()) return primitive.sampleSize;
-  if (options.sampleSize == "all") return static_cast<int>(points);
-  const std::optional<std::uint64_t> size = io::ParseCount(options.sampleSize);
-  if (!size || *size < static_cast<std::uint64_t>(primitive.minimumPoints) || *size > points) {
-    throw UsageError(
-        fmt::format("--sample-size \"{}\" is neither \"all\" nor a number from {} to the {} points used",
-                    options.sampleSize, primitive.minimumPoints, points));
+  if (!options.sampleSize) return primitive.sampleSize;
+  if (*options.sampleSize == "all") return static_cast<int>(points);
+  const std::optional<std::uint64_t> size = io::ParseCount(*options.sampleSize);
+  if (size && *size >= static_cast<std::uint64_t>(primitive.minimumPoints) && *size <= points) {
+    return static_cast<int>(*size);
   }
-  return static_cast<int>(*size);
+  throw UsageError(
+      fmt::format("--sample-size \"{}\" is neither \"all\" nor a number from {} to the {} points used",
+                  *options.sampleSize, primitive.minimumPoints, points));
 }
 
 std::optional<std::uint64_t> SeedOf(const Options& options) {
-  if (options.seed.empty()) return std::nullopt;
-  const std::optional<std::uint64_t> seed = io::ParseCount(options.seed);
-  if (!seed)
-    throw UsageError(
-        fmt::format("--seed \"{}\" is not a whole number from 0 to {}", options.seed, UINT64_MAX));
-  return seed;
+  if (!options.seed) return std::nullopt;
+  const std::optional<std::uint64_t> seed = io::ParseCount(*options.seed);
+  if (seed) return seed;
+  throw UsageError(
+      fmt::format("--seed \"{}\" is not a whole number from 0 to {}", *options.seed, UINT64_MAX));
 }
 
 }  // namespace primfit::tool

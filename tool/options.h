@@ -17,21 +17,21 @@ namespace primfit::tool {
 struct Options {
   std::string path;
   std::string unit = "m";
-  std::string near;
-  std::string box;
+  std::optional<std::string> near;
+  std::optional<std::string> box;
   bool json = false;
 
   std::optional<double> tolerance;
   std::optional<double> scannerError;
   double outliers = 0.5;
   double probability = 0.99;
-  std::string sampleSize;
-  std::string start;
+  std::optional<std::string> sampleSize;
+  std::optional<std::string> start;
   std::array<bool, 8> fixed{};  // by part
   bool skipSearch = false;
   bool refineOnce = false;
   bool anyQuality = false;
-  std::string seed;
+  std::optional<std::string> seed;
   bool quiet = false;
 };
 

@@ -25,7 +25,7 @@ template <class P>
 FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request,
               FitProgressUpdater* updater) {
   using Params = FitInputParams<typename P::Constraints>;
-  std::optional<typename P::Record> start;
+  std::optional<typename P::Start> start;
   if (!request.start.empty()) start = P::FromNumbers(request.start.data());
   typename P::Constraints constraints(start ? &*start : nullptr);
   for (std::size_t part = 0; part < P::kFix.size(); ++part) {
@@ -45,11 +45,12 @@ FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request
 
 struct Plane {
   using Record = FitOutputParamsPlane;
+  using Start = FitOutputParamsPlane;
   using Constraints = FitConstraintsPlane;
   static constexpr std::array<Part, 2> kParts = {
-      {{"origin", Quantity::kPosition, true}, {"normal", Quantity::kDirection, true}}};
+      {{"origin", Quantity::kPosition, Role::kFixable}, {"normal", Quantity::kDirection, Role::kFixable}}};
   static constexpr std::array kFix = {&Constraints::FixOrigin, &Constraints::FixNormal};
-  static Record FromNumbers(const double* v) { return {Eigen::Vector3d(v), Eigen::Vector3d(v + 3)}; }
+  static Start FromNumbers(const double* v) { return {Eigen::Vector3d(v), Eigen::Vector3d(v + 3)}; }
   static std::vector<double> ToNumbers(const Record& r) { return Numbers(r.Origin(), r.Normal()); }
 };
 

@@ -28,11 +28,18 @@ constexpr double FactorOf(Quantity q, const Unit& unit) {
   return q == Quantity::kDirection ? 1.0 : unit.metres;
 }
 
+/// What the user may do with a part, beside reading it in the result.
+enum class Role {
+  kFixable,  ///< give it with --start and hold it
+  kStart,    ///< give it with --start
+  kResult    ///< nothing; these come last
+};
+
 /// A part of a shape's record.
 struct Part {
   std::string_view name;
   Quantity quantity;
-  bool fixable;  ///< whether a fit can hold it
+  Role role;
 };
 
 /// What a fit is asked for.
@@ -42,7 +49,7 @@ struct FitRequest {
   double outliers = 0;
   double probability = 0;
   int sampleSize = 0;
-  std::vector<double> start;  ///< the parts of the start shape, one after the other; empty for none
+  std::vector<double> start;  ///< the parts that a start has, one after the other; empty for none
   std::vector<bool> fixed;    ///< for each part
   bool skipSearch = false;
   bool refineOnce = false;
@@ -63,21 +70,21 @@ struct Primitive {
   /// Takes and gives metres and radians. @throws primfit::FitError as the library does
   FitResult (*fit)(std::span<const Eigen::Vector3d> points, const FitRequest&, FitProgressUpdater*);
 
-  /// Numbers of a shape.
-  std::size_t Size() const {
+  /// Numbers that a start shape takes.
+  std::size_t StartSize() const {
     std::size_t size = 0;
-    for (const Part& part : parts) size += SizeOf(part.quantity);
+    for (const Part& part : parts) size += part.role == Role::kResult ? 0 : SizeOf(part.quantity);
     return size;
   }
 };
 
 std::span<const Primitive> Primitives();
 
-/// Calls f(part, its index, offset of its numbers) for each part.
+/// Calls f(part, its index, offset of its numbers) for each part whose numbers are among the first so many.
 template <class F>
-void ForEachPart(const Primitive& primitive, F f) {
+void ForEachPart(const Primitive& primitive, std::size_t numbers, F f) {
   std::size_t offset = 0;
-  for (std::size_t i = 0; i < primitive.parts.size(); ++i) {
+  for (std::size_t i = 0; i < primitive.parts.size() && offset < numbers; ++i) {
     f(primitive.parts[i], i, offset);
     offset += SizeOf(primitive.parts[i].quantity);
   }

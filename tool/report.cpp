@@ -91,8 +91,7 @@ std::string CountsText(const Input& input, const Cloud& cloud) {
   std::string text = fmt::format("  {:<16} {} ({})\n", "in the file", cloud.total, cloud.file.format);
   if (cloud.file.nonFinite > 0)
     text += fmt::format("  {:<16} {} (not finite, left out)\n", "no measurement", cloud.file.nonFinite);
-  if (input.region.ball || input.region.box)
-    text += fmt::format("  {:<16} {}\n", "outside region", cloud.outside);
+  if (!input.region.Everywhere()) text += fmt::format("  {:<16} {}\n", "outside region", cloud.outside);
   return text + fmt::format("  {:<16} {}\n", "used", cloud.Used());
 }
 
@@ -106,8 +105,7 @@ Json PartJson(const Part& part, const double* numbers) {
 
 Json PartsJson(const Primitive& primitive, const std::vector<double>& numbers) {
   Json json = Json::object();
-  if (numbers.empty()) return json;
-  ForEachPart(primitive, [&](const Part& part, std::size_t, std::size_t offset) {
+  ForEachPart(primitive, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
     json[std::string(part.name)] = PartJson(part, numbers.data() + offset);
   });
   return json;
@@ -115,7 +113,7 @@ Json PartsJson(const Primitive& primitive, const std::vector<double>& numbers) {
 
 Json RequestJson(const FitRun& run) {
   Json fixed = Json::array();
-  ForEachPart(*run.primitive, [&](const Part& part, std::size_t i, std::size_t) {
+  ForEachPart(*run.primitive, run.result.shape.size(), [&](const Part& part, std::size_t i, std::size_t) {
     if (run.request.fixed[i]) fixed.push_back(part.name);
   });
   const FitRequest& r = run.request;
@@ -185,10 +183,12 @@ std::string TextReport(const FitRun& run) {
   const FitQuality& q = run.result.quality;
   std::string text = fmt::format("{} fitted to {}\n", run.primitive->name, run.input->path);
   if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
-  ForEachPart(*run.primitive, [&](const Part& part, std::size_t i, std::size_t offset) {
-    text += fmt::format("  {:<16} {}{}\n", part.name, PartText(part, run.result.shape.data() + offset, unit),
+  ForEachPart(
+      *run.primitive, run.result.shape.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+        text +=
+            fmt::format("  {:<16} {}{}\n", part.name, PartText(part, run.result.shape.data() + offset, unit),
                         run.request.fixed[i] ? " (held)" : "");
-  });
+      });
   const auto inliers = static_cast<std::size_t>(q.GetInlierCount());
   text += "points\n" + CountsText(*run.input, *run.cloud);
   if (run.judged < run.cloud->Used())

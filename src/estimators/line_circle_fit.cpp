@@ -1,5 +1,6 @@
 #include "estimators/line_circle_fit.h"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -57,10 +58,17 @@ OutputShape* EstimateCircle(int count, const Vector3d* points) {
   const auto axes = FindPrincipalAxes(count, points);
   if (!axes) return nullptr;
   primfit::PlaneCircle circle;
+  double widest = 0;  // the points are scaled to a size of 1
   for (int i = 0; i < count; ++i) {
     const Vector3d q = (points[i] - axes->mean) / axes->scale;
-    circle.Add(q.dot(axes->most), q.dot(axes->middle));
+    const double along = q.dot(axes->most);
+    const double across = q.dot(axes->middle);
+    circle.Add(along, across);
+    widest = std::max(widest, std::abs(across));
   }
+  // Collinear to rounding: a circle through such points would have any radius.
+  constexpr double kRounding = 1e-13;
+  if (widest <= kRounding) return nullptr;
   double s = 0;
   double t = 0;
   double radiusSquared = 0;

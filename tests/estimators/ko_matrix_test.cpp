@@ -3,31 +3,18 @@
 
 #include <Eigen/Dense>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <new>
 #include <random>
 
 #include "estimators/ko_matrix.h"
 #include "estimators/ko_matrix_banded.h"
-
-namespace {
-
-bool memoryIsOut = false;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* memory = memoryIsOut ? nullptr : std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "support/memory.h"
 
 namespace {
 
 using Eigen::MatrixXd;
+using primfit::testing::memoryIsOut;
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kMaxInt = std::numeric_limits<int>::max();

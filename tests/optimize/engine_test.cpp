@@ -1,34 +1,19 @@
 // The trust-region engine behind TRLeastSquares on published problems and on input that would break a solver.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "optimize/models.h"
 #include "optimize/tr_least_squares.h"
 #include "primfit/fit/fit_error.h"
+#include "support/memory.h"
 
 namespace {
 
-std::atomic<int> allocations{0};
-
-}  // namespace
-
-// Counts what the code under test allocates; the solver library keeps its own store.
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-
-namespace {
+using primfit::testing::allocations;
 
 /// A problem given by a function of x and the residual's index.
 class Problem : public TRLeastSquares {

@@ -103,12 +103,13 @@ double Load(Scalar type, const char* at, std::endian order) {
 
 void Reserve(PointCloud& cloud, std::size_t n) {
   cloud.points.reserve(cloud.points.size() + n);
-  const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-  const auto begin = reinterpret_cast<std::uintptr_t>(cloud.points.data());
-  const std::uintptr_t first = (begin + page - 1) / page * page;
-  const std::uintptr_t last = (begin + cloud.points.capacity() * sizeof(Eigen::Vector3d)) / page * page;
-  // Advice only: where it is refused, small pages serve as well.
-  if (first < last) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  const auto misfit = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(cloud.points.data()) % page);
+  const std::size_t skipped = (page - misfit) % page;
+  const std::size_t size = cloud.points.capacity() * sizeof(Eigen::Vector3d);
+  if (size < skipped + page) return;
+  char* first = reinterpret_cast<char*>(cloud.points.data()) + skipped;
+  ::madvise(first, (size - skipped) / page * page, MADV_HUGEPAGE);  // refused advice does no harm
 }
 
 void AppendPoints(const std::array<Column, 3>& columns, std::endian order, std::size_t n, PointCloud& cloud) {

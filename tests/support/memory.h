@@ -1,0 +1,17 @@
+// A test program that names one of these gets counted allocations, which can be made to fail. They stand in a
+// file of their own, so that no compiler sees malloc through operator new.
+#ifndef PRIMFIT_TESTS_SUPPORT_MEMORY_H_
+#define PRIMFIT_TESTS_SUPPORT_MEMORY_H_
+
+#include <atomic>
+
+namespace primfit::testing {
+
+/// How often operator new was called.
+extern std::atomic<int> allocations;
+/// Makes operator new throw.
+extern std::atomic<bool> memoryIsOut;
+
+}  // namespace primfit::testing
+
+#endif  // PRIMFIT_TESTS_SUPPORT_MEMORY_H_
