@@ -2,8 +2,16 @@
 #ifndef PRIMFIT_PRIMFIT_H_
 #define PRIMFIT_PRIMFIT_H_
 
+#include "primfit/api/arc_from_points.h"
+#include "primfit/api/cone_from_points.h"
+#include "primfit/api/consensus_ransac.h"
+#include "primfit/api/cylinder_from_points.h"
 #include "primfit/api/ifit.h"
+#include "primfit/api/line_from_points.h"
+#include "primfit/api/patch_from_points.h"
 #include "primfit/api/plane_from_points.h"
+#include "primfit/api/sphere_from_points.h"
+#include "primfit/api/torus_from_points.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/fit_histogram.h"
@@ -20,6 +28,9 @@
 #include "primfit/fit/fit_quality.h"
 #include "primfit/fit/scoped_seed.h"
 #include "primfit/fit/suppress_fitter_mt.h"
+#include "primfit/ransac/ransac_consensus.h"
+#include "primfit/ransac/ransac_consensus_cylinder.h"
+#include "primfit/ransac/ransac_out.h"
 #include "primfit/shapes/output_circle.h"
 #include "primfit/shapes/output_cone.h"
 #include "primfit/shapes/output_cylinder.h"

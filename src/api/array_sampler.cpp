@@ -8,15 +8,13 @@
 
 namespace {
 
-/// A state of the generator from 1 to 32766.
+/// The thread's scope has seeds over the generator's whole range; the clock gives 1 to 32766.
 std::uint32_t SamplerSeed() {
-  constexpr std::uint64_t kModulus = 32767;
   std::uint64_t number = 0;
-  if (!primfit::ScopedSeed::Next(number)) {
-    const auto now = boost::posix_time::microsec_clock::local_time();
-    number = static_cast<std::uint64_t>(now.time_of_day().total_microseconds());
-  }
-  const auto seed = static_cast<std::uint32_t>(number % kModulus);
+  if (primfit::ScopedSeed::Next(number)) return static_cast<std::uint32_t>(number);
+  constexpr std::int64_t kModulus = 32767;
+  const auto now = boost::posix_time::microsec_clock::local_time();
+  const auto seed = static_cast<std::uint32_t>(now.time_of_day().total_microseconds() % kModulus);
   return seed == 0 ? 1 : seed;
 }
 

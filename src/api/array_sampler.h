@@ -18,8 +18,8 @@ template <class T>
 class ArraySampler {
  public:
   ArraySampler() = default;
-  ArraySampler(const ArraySampler&) = delete;
-  ArraySampler& operator=(const ArraySampler&) = delete;
+  ArraySampler(ArraySampler&&) noexcept = default;
+  ArraySampler& operator=(ArraySampler&&) noexcept = default;
   virtual ~ArraySampler() = default;
   /// Releases the copy and forgets the array.
   virtual void Clear();

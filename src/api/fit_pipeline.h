@@ -19,7 +19,7 @@ namespace primfit {
 
 /// What a fit uses of its input record, each value within its range.
 struct FitLimits {
-  explicit FitLimits(const FitInputParamsBase& params, double recordScannerError)
+  FitLimits(const FitInputParamsBase& params, double recordScannerError)
       : sampleSize(std::max(2, params.SampleSize())),
         successProbability(std::clamp(params.SuccessProbability(), 0.0, 0.99)),
         // 1 - 0.9 rounds below 0.1, which a search would refuse.
@@ -34,35 +34,40 @@ struct FitLimits {
   double distance;
 };
 
-/// What the pipeline leaves behind for the conversion into a record.
-struct FittedPoints {
-  const WorkingSet& used;
-  const std::vector<Eigen::Vector3d>& close;
-  const FitQuality& quality;
+/// What a fit found, in its working frame.
+template <class S>
+struct Fitted {
+  const S& Shape() const { return static_cast<const S&>(*shape); }
+
+  WorkingSet used;
+  std::unique_ptr<OutputShape> shape;
+  std::vector<Eigen::Vector3d> close;  // the points that the quality is of
+  FitQuality quality;
+  bool held = false;  // whether the constraints' parts were held
 };
 
 /// What a primitive tells the pipeline; api/primitives.h describes each.
 template <class P>
-concept Primitive = requires(const typename P::Constraints& constraints, const typename P::Record& record,
-                             const typename P::Shape& shape, typename P::Optimizer& optimizer,
-                             const Eigen::Vector3d& origin, const FittedPoints& fitted, int held,
-                             double scannerError, bool flag) {
+concept Primitive = requires(const typename P::Constraints& constraints, const typename P::Given& given,
+                             const typename P::Shape* start, typename P::Optimizer& optimizer,
+                             const Eigen::Vector3d& origin, int held, double scannerError, bool flag) {
   typename P::Search;
   { P::kFixable } -> std::convertible_to<int>;
+  { P::NeedsGiven(flag) } -> std::same_as<bool>;
   { P::NotProvided() } -> std::convertible_to<const char*>;
   { P::Failed() } -> std::convertible_to<const char*>;
   { P::PoorQuality() } -> std::convertible_to<const char*>;
-  { P::StartRecord(constraints) } -> std::convertible_to<const typename P::Record*>;
-  { P::ToShape(record, origin) } -> std::same_as<typename P::Shape>;
-  { P::Hold(constraints, shape, optimizer) } -> std::same_as<int>;
-  { P::kOwnStart } -> std::convertible_to<bool>;
+  { P::GivenBy(constraints) } -> std::convertible_to<const typename P::Given*>;
+  { P::StartShape(given, origin) } -> std::same_as<std::unique_ptr<const typename P::Shape>>;
+  { P::MakeOptimizer(scannerError, flag, start, &given, origin) } -> std::same_as<typename P::Optimizer>;
+  { P::Hold(constraints, given, origin, optimizer) } -> std::same_as<int>;
+  { P::StartsFromGiven(flag) } -> std::same_as<bool>;
   { P::SkipsSearch(flag, flag) } -> std::same_as<bool>;
   { P::RefinesInSearch(held, scannerError) } -> std::same_as<bool>;
   { P::RefinesAfterSearch(held) } -> std::same_as<bool>;
-  { P::ToRecord(shape, origin, fitted, &constraints) } -> std::same_as<typename P::Record>;
 };
 
-/// Searches and refines: everything between the start shape and the selection of close points.
+/// The search and the refinement that follows it.
 template <Primitive P>
 std::unique_ptr<OutputShape> SearchShape(const WorkingSet& set, const FitLimits& limits,
                                          const typename P::Optimizer& optimizer, int held, bool optimizeOnce,
@@ -87,45 +92,57 @@ inline void TakePoints(const Eigen::Vector3d* points, int n, bool all, WorkingSe
   if (set.Count() == 0) throw FitError(messages::kPointsMissing);
 }
 
-/// The one pipeline: check, take the points, start shape, holds, search, refine, select, judge, convert. P
-/// describes the primitive.
+/// Measures the close points and judges the fit by their histogram.
+template <class S>
+void Judge(const FitLimits& limits, bool anyQuality, const char* poorQuality, Fitted<S>& fitted) {
+  fitted.quality = fitted.shape->CalculateQuality(limits.scannerError, static_cast<int>(fitted.close.size()),
+                                                  fitted.close.data());
+  if (!anyQuality && !fitted.quality.histogram.Successful(0.5, 0.8)) throw FitError(poorQuality);
+}
+
+/// The one pipeline: check, take the points, start shape, holds, search, refine, select, judge. P describes
+/// the primitive; the entry point converts what comes out.
+template <Primitive P>
+Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
+                                   const FitInputParams<typename P::Constraints>& params,
+                                   FitProgressUpdater* updater, bool earlyStop = false) {
+  const auto* constraints = params.Constraints();
+  const auto* given = constraints != nullptr ? P::GivenBy(*constraints) : nullptr;
+  if (P::NeedsGiven(params.SkipEstimator()) && given == nullptr) throw FitError(P::NotProvided());
+  const bool all = params.SampleSize() == n;
+  Fitted<typename P::Shape> fitted;
+  WorkingSet& set = fitted.used;
+  TakePoints(points, n, all, set);
+
+  const FitLimits limits(params, params.ScannerError());
+  const bool fromGiven = P::StartsFromGiven(params.SkipEstimator());
+  const auto start = fromGiven ? P::StartShape(*given, set.Origin()) : nullptr;
+  auto optimizer = P::MakeOptimizer(limits.scannerError, fromGiven || params.OptimizeOnce(), start.get(),
+                                    given, set.Origin());
+  const int held = given != nullptr ? P::Hold(*constraints, *given, set.Origin(), optimizer) : 0;
+  if (held == P::kFixable) throw FitError(messages::kOverConstrained);
+  fitted.held = held > 0;
+
+  if (P::SkipsSearch(fromGiven, params.OptimizeOnce())) {
+    fitted.shape.reset(optimizer.Optimize(set.Count(), set.Points(), start.get()));
+  } else {
+    fitted.shape = SearchShape<P>(set, limits, optimizer, held, params.OptimizeOnce(), updater, earlyStop);
+  }
+  if (!fitted.shape) throw FitError(P::Failed());
+  if (!fitted.shape->GetClosePoints(set.Points(), set.Count(), limits.distance, fitted.close, all)) {
+    throw FitError(P::PoorQuality());
+  }
+  Judge(limits, params.OutputAnyQuality(), P::PoorQuality(), fitted);
+  return fitted;
+}
+
+/// FitShape and the conversion into P's record.
 template <Primitive P>
 FitOutput<typename P::Record> FitFromPoints(const Eigen::Vector3d* points, int n,
                                             const FitInputParams<typename P::Constraints>& params,
                                             FitProgressUpdater* updater, bool earlyStop = false) {
-  const auto* constraints = params.Constraints();
-  const auto* record = constraints != nullptr ? P::StartRecord(*constraints) : nullptr;
-  if (params.SkipEstimator() && record == nullptr) throw FitError(P::NotProvided());
-  const bool all = params.SampleSize() == n;
-  WorkingSet set;
-  TakePoints(points, n, all, set);
-
-  const FitLimits limits(params, params.ScannerError());
-  const bool screen = params.SkipEstimator() || params.OptimizeOnce();
-  std::unique_ptr<const typename P::Shape> given;  // the constraints' shape, in the working frame
-  if (record != nullptr) given = std::make_unique<const typename P::Shape>(P::ToShape(*record, set.Origin()));
-  const auto* start = params.SkipEstimator() ? given.get() : nullptr;
-  typename P::Optimizer optimizer(limits.scannerError, screen, P::kOwnStart ? start : nullptr);
-  const int held = given ? P::Hold(*constraints, *given, optimizer) : 0;
-  if (held == P::kFixable) throw FitError(messages::kOverConstrained);
-
-  std::unique_ptr<OutputShape> result;
-  if (P::SkipsSearch(params.SkipEstimator(), params.OptimizeOnce())) {
-    result.reset(optimizer.Optimize(set.Count(), set.Points(), start));
-  } else {
-    result = SearchShape<P>(set, limits, optimizer, held, params.OptimizeOnce(), updater, earlyStop);
-  }
-  if (!result) throw FitError(P::Failed());
-
-  std::vector<Eigen::Vector3d> close;
-  if (!result->GetClosePoints(set.Points(), set.Count(), limits.distance, close, all))
-    throw FitError(P::PoorQuality());
-  const FitQuality quality =
-      result->CalculateQuality(limits.scannerError, static_cast<int>(close.size()), close.data());
-  if (!params.OutputAnyQuality() && !quality.histogram.Successful(0.5, 0.8)) throw FitError(P::PoorQuality());
-  const auto& shape = static_cast<const typename P::Shape&>(*result);
-  const auto* holds = held > 0 ? constraints : nullptr;
-  return {P::ToRecord(shape, set.Origin(), {set, close, quality}, holds), quality};
+  const auto fitted = FitShape<P>(points, n, params, updater, earlyStop);
+  return {P::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr), fitted.quality};
 }
 
 }  // namespace primfit

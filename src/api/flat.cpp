@@ -1,12 +1,18 @@
+// The flat functions: packed arrays in, one stage or a whole fit, packed numbers out.
 #include "primfit/flat.h"
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <memory>
 
 #include "api/fit_pipeline.h"
 #include "api/primitives.h"
+#include "primfit/api/cone_from_points.h"
+#include "primfit/api/cylinder_from_points.h"
 #include "primfit/api/plane_from_points.h"
+#include "primfit/api/sphere_from_points.h"
+#include "primfit/api/torus_from_points.h"
 
 using Eigen::Vector3d;
 
@@ -14,13 +20,78 @@ namespace {
 
 enum Status : int { kTooFewPoints = -1, kDone = 0, kFailed = 1 };
 
-using PlaneNumbers = std::array<double, 6>;
+/// Writes numbers and vectors one after another.
+class Packer {
+ public:
+  explicit Packer(double* to) : to_(to) {}
+  Packer& operator<<(double number) {
+    *to_++ = number;
+    return *this;
+  }
+  Packer& operator<<(const Vector3d& v) { return *this << v.x() << v.y() << v.z(); }
 
-FitOutputParamsPlane PlaneRecord(const double* numbers) { return {Vector3d(numbers), Vector3d(numbers + 3)}; }
+ private:
+  double* to_;
+};
 
-PlaneNumbers NumbersOf(const Vector3d& origin, const Vector3d& normal) {
-  return {origin.x(), origin.y(), origin.z(), normal.x(), normal.y(), normal.z()};
-}
+// How each shape's numbers stand in its array. PackShape writes the internal shape as it is, moved out of the
+// frame.
+
+struct FlatPlane : primfit::PlanePrimitive {
+  using Estimator = PlaneFit;
+  static Record FromNumbers(const double* x) { return {Vector3d(x), Vector3d(x + 3)}; }
+  static void Pack(const Record& r, double* x) { Packer(x) << r.Origin() << r.Normal(); }
+  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
+    Packer(x) << Vector3d(s.Center() + frame) << s.Normal();
+  }
+};
+
+struct FlatSphere : primfit::SpherePrimitive {
+  using Estimator = SphereFit;
+  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3]}; }
+  static void Pack(const Record& r, double* x) { Packer(x) << r.Center() << r.Radius(); }
+  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
+    Packer(x) << Vector3d(s.Center() + frame) << s.Radius();
+  }
+};
+
+struct FlatCylinder : primfit::CylinderPrimitive {
+  using Estimator = CylinderFit;
+  static constexpr int kSizes[] = {3, 1, 3};
+  static constexpr void (Constraints::*kFix[])() = {&Constraints::FixOrigin, &Constraints::FixRadius,
+                                                    &Constraints::FixAxis};
+  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3], Vector3d(x + 4)}; }
+  static void Pack(const Record& r, double* x) { Packer(x) << r.Origin() << r.Radius() << r.Axis(); }
+  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
+    Packer(x) << Vector3d(s.Center() + frame) << s.Radius() << s.Axis();
+  }
+};
+
+struct FlatCone : primfit::ConePrimitive {
+  using Estimator = ConeFit;
+  static constexpr int kSizes[] = {3, 1, 3};
+  static constexpr void (Constraints::*kFix[])() = {&Constraints::FixApex, &Constraints::FixAngle,
+                                                    &Constraints::FixAxis};
+  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3], Vector3d(x + 4)}; }
+  static void Pack(const Record& r, double* x) { Packer(x) << r.Apex() << r.Angle() << r.Axis(); }
+  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
+    Packer(x) << Vector3d(s.Apex() + frame) << s.Angle() << s.Axis();
+  }
+};
+
+struct FlatTorus : primfit::TorusPrimitive {
+  using Estimator = TorusFit;
+  static constexpr int kSizes[] = {3, 1, 1, 3};
+  static constexpr void (Constraints::*kFix[])() = {&Constraints::FixCenter, &Constraints::FixMajorRadius,
+                                                    &Constraints::FixMinorRadius, &Constraints::FixAxis};
+  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3], x[4], Vector3d(x + 5)}; }
+  static void Pack(const Record& r, double* x) {
+    Packer(x) << r.Center() << r.MajorRadius() << r.MinorRadius() << r.Axis();
+  }
+  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
+    Packer(x) << Vector3d(s.Center() + frame) << s.MajorRadius() << s.MinorRadius() << s.Axis();
+  }
+};
 
 /// -1 and 1 before anything is read, 0 to go on.
 int CheckArrays(int n, std::initializer_list<const void*> arrays) {
@@ -28,72 +99,231 @@ int CheckArrays(int n, std::initializer_list<const void*> arrays) {
   return std::find(arrays.begin(), arrays.end(), nullptr) == arrays.end() ? kDone : kFailed;
 }
 
-/// Copies packed coordinates into vectors; flat functions sub-sample nothing by themselves.
 std::vector<Vector3d> Unpack(int n, const double* points) {
-  std::vector<Vector3d> vectors(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i)
-    vectors[static_cast<std::size_t>(i)] = Vector3d(points + 3 * static_cast<std::ptrdiff_t>(i));
+  std::vector<Vector3d> vectors;
+  vectors.reserve(static_cast<std::size_t>(n));
+  for (const double* p = points; p != points + 3 * static_cast<std::ptrdiff_t>(n); p += 3)
+    vectors.emplace_back(p);
   return vectors;
 }
 
-/// Runs one stage on all finite points, in the working frame, and writes the shape's numbers if it gave one.
-template <class Stage>
-int RunPlaneStage(int n, const double* points, double* plane, const Stage& stage) {
-  const int status = CheckArrays(n, {points, plane});
-  if (status != kDone) return status;
-  primfit::WorkingSet set;
-  {
-    const std::vector<Vector3d> vectors = Unpack(n, points);
-    set.Sample(vectors.data(), vectors.size(), vectors.size(), false);
+/// The constraints of a flat call: the numbers of the parts whose flag is set, zero for the others.
+template <class Flat>
+struct FlatHolds {
+  FlatHolds(const int* fix, const double* values)
+      : record(Flat::FromNumbers(KeepFixed(fix, values).data())), constraints(&record) {
+    for (int part = 0; part < Flat::kFixable; ++part) {
+      if (fix[part] != 0) (constraints.*Flat::kFix[part])();
+    }
   }
-  if (set.Count() == 0) return kFailed;
-  const std::unique_ptr<OutputShape> shape(stage(set));
-  if (!shape) return kFailed;
-  const auto& result = static_cast<const OutputPlane&>(*shape);
-  const PlaneNumbers numbers = NumbersOf(result.Center() + set.Origin(), result.Normal());
-  std::copy(numbers.begin(), numbers.end(), plane);
-  return kDone;
-}
+  FlatHolds(const FlatHolds&) = delete;  // the constraints point at the record
+  FlatHolds& operator=(const FlatHolds&) = delete;
 
-void WriteQuality(const FitQuality& q, double* quality) {
-  const double numbers[4] = {q.rmsDistance, q.meanDistance, q.meanSignedDistance, q.maxDistance};
-  std::copy(numbers, numbers + 4, quality);
-}
+  static std::array<double, 8> KeepFixed(const int* fix, const double* values) {
+    std::array<double, 8> kept{};
+    int at = 0;
+    for (int part = 0; part < Flat::kFixable; ++part) {
+      if (fix[part] != 0) std::copy(values + at, values + at + Flat::kSizes[part], kept.begin() + at);
+      at += Flat::kSizes[part];
+    }
+    return kept;
+  }
 
-}  // namespace
+  typename Flat::Record record;
+  typename Flat::Constraints constraints;
+};
 
-int IFitPlane(int n, const double* points, double* plane, double* quality, double scannerError) {
-  const int status = CheckArrays(n, {points, plane, quality});
-  if (status != kDone) return status;
+/// A whole fit by `fit(vectors, params)`; every exception becomes a status.
+template <class Flat, class Fit>
+int FitFlat(int n, const double* points, double* shape, double* quality, double scannerError,
+            FitInputParams<typename Flat::Constraints> params, const Fit& fit) {
   try {
     const std::vector<Vector3d> vectors = Unpack(n, points);
-    FitInputParams<FitConstraintsPlane> params;
     params.SetScannerError(scannerError);
-    const auto fit = PlaneFromPoints(vectors.data(), n, params, nullptr);
-    const PlaneNumbers numbers = NumbersOf(fit.GetFitShape().Origin(), fit.GetFitShape().Normal());
-    std::copy(numbers.begin(), numbers.end(), plane);
-    WriteQuality(fit.GetFitQuality(), quality);
+    const auto result = fit(vectors.data(), n, params);
+    const FitQuality& q = result.GetFitQuality();
+    Flat::Pack(result.GetFitShape(), shape);
+    Packer(quality) << q.rmsDistance << q.meanDistance << q.meanSignedDistance << q.maxDistance;
     return kDone;
   } catch (...) {
     return kFailed;
   }
 }
 
-int OptimizePlane(int n, const double* points, double* plane, double scannerError) {
-  return RunPlaneStage(n, points, plane, [&](const primfit::WorkingSet& set) {
-    const OutputPlane start = primfit::PlanePrimitive::ToShape(PlaneRecord(plane), set.Origin());
-    return PlaneOptimizer(scannerError, false, nullptr).Optimize(set.Count(), set.Points(), &start);
+template <class Flat, class Fit>
+int FitFree(int n, const double* points, double* shape, double* quality, double scannerError,
+            const Fit& fit) {
+  const int status = CheckArrays(n, {points, shape, quality});
+  if (status != kDone) return status;
+  return FitFlat<Flat>(n, points, shape, quality, scannerError, FitInputParams<typename Flat::Constraints>(),
+                       fit);
+}
+
+template <class Flat, class Fit>
+int FitHeld(int n, const double* points, const int* fix, const double* start, double* shape, double* quality,
+            double scannerError, const Fit& fit) {
+  const int status = CheckArrays(n, {points, fix, start, shape, quality});
+  if (status != kDone) return status;
+  const FlatHolds<Flat> holds(fix, start);
+  return FitFlat<Flat>(n, points, shape, quality, scannerError,
+                       FitInputParams<typename Flat::Constraints>(&holds.constraints), fit);
+}
+
+/// One stage on all finite points, in the working frame: `stage(set)` returns a new shape or null.
+template <class Flat, class Stage>
+int RunStage(int n, const double* points, double* shape, const Stage& stage) {
+  const std::vector<Vector3d> vectors = Unpack(n, points);
+  primfit::WorkingSet set;
+  set.Sample(vectors.data(), vectors.size(), vectors.size(), false);
+  if (set.Count() == 0) return kFailed;
+  const std::unique_ptr<OutputShape> result(stage(set));
+  if (!result) return kFailed;
+  Flat::PackShape(static_cast<const typename Flat::Shape&>(*result), set.Origin(), shape);
+  return kDone;
+}
+
+/// @param fix, values  null where nothing can be held
+template <class Flat>
+int Optimize(int n, const double* points, const int* fix, const double* values, double* shape,
+             double scannerError) {
+  return RunStage<Flat>(n, points, shape, [&](const primfit::WorkingSet& set) {
+    typename Flat::Optimizer optimizer(scannerError, false, nullptr);
+    if (fix != nullptr) {
+      if constexpr (requires { Flat::kFix; }) {
+        const FlatHolds<Flat> holds(fix, values);
+        Flat::Hold(holds.constraints, holds.record, set.Origin(), optimizer);
+      }
+    }
+    const auto start = Flat::StartShape(Flat::FromNumbers(shape), set.Origin());
+    return optimizer.Optimize(set.Count(), set.Points(), start.get());
   });
+}
+
+template <class Flat>
+int OptimizeFree(int n, const double* points, double* shape, double scannerError) {
+  const int status = CheckArrays(n, {points, shape});
+  return status != kDone ? status : Optimize<Flat>(n, points, nullptr, nullptr, shape, scannerError);
+}
+
+template <class Flat>
+int OptimizeHeld(int n, const double* points, const int* fix, const double* values, double* shape,
+                 double scannerError) {
+  const int status = CheckArrays(n, {points, fix, values, shape});
+  return status != kDone ? status : Optimize<Flat>(n, points, fix, values, shape, scannerError);
+}
+
+template <class Flat>
+int EstimateFlat(int n, const double* points, double* shape) {
+  const int status = CheckArrays(n, {points, shape});
+  if (status != kDone) return status;
+  return RunStage<Flat>(n, points, shape, [](const primfit::WorkingSet& set) {
+    return typename Flat::Estimator(set.Count(), set.Points()).Solve();
+  });
+}
+
+template <class Flat>
+int SearchFlat(int n, const double* points, int sampleSize, double successProbability, double* shape) {
+  const int status = CheckArrays(n, {points, shape});
+  if (status != kDone) return status;
+  return RunStage<Flat>(n, points, shape, [&](const primfit::WorkingSet& set) {
+    return typename Flat::Search(set.Count(), set.Points(), sampleSize, successProbability, 0.9, 0.006, 0.012)
+        .Solve();
+  });
+}
+
+}  // namespace
+
+int IFitPlane(int n, const double* points, double* plane, double* quality, double scannerError) {
+  return FitFree<FlatPlane>(
+      n, points, plane, quality, scannerError,
+      [](auto* p, int count, const auto& params) { return PlaneFromPoints(p, count, params, nullptr); });
+}
+
+int IFitSphere(int n, const double* points, double* sphere, double* quality, double scannerError) {
+  return FitFree<FlatSphere>(
+      n, points, sphere, quality, scannerError,
+      [](auto* p, int count, const auto& params) { return SphereFromPoints(p, count, params, nullptr); });
+}
+
+int IFitCylinder(int n, const double* points, const int* fix, const double* start, double* cylinder,
+                 double* quality, double scannerError) {
+  return FitHeld<FlatCylinder>(n, points, fix, start, cylinder, quality, scannerError,
+                               [](auto* p, int count, const auto& params) {
+                                 return CylinderFromPoints(p, count, params, nullptr, false);
+                               });
+}
+
+int IFitCone(int n, const double* points, const int* fix, const double* start, double* cone, double* quality,
+             double scannerError) {
+  return FitHeld<FlatCone>(
+      n, points, fix, start, cone, quality, scannerError,
+      [](auto* p, int count, const auto& params) { return ConeFromPoints(p, count, params, nullptr); });
+}
+
+int IFitTorus(int n, const double* points, const int* fix, const double* start, double* torus,
+              double* quality, double scannerError) {
+  return FitHeld<FlatTorus>(
+      n, points, fix, start, torus, quality, scannerError,
+      [](auto* p, int count, const auto& params) { return TorusFromPoints(p, count, params, nullptr); });
+}
+
+int OptimizePlane(int n, const double* points, double* plane, double scannerError) {
+  return OptimizeFree<FlatPlane>(n, points, plane, scannerError);
+}
+
+int OptimizeSphere(int n, const double* points, double* sphere, double scannerError) {
+  return OptimizeFree<FlatSphere>(n, points, sphere, scannerError);
+}
+
+int OptimizeCylinder(int n, const double* points, const int* fix, const double* values, double* cylinder,
+                     double scannerError) {
+  return OptimizeHeld<FlatCylinder>(n, points, fix, values, cylinder, scannerError);
+}
+
+int OptimizeCone(int n, const double* points, const int* fix, const double* values, double* cone,
+                 double scannerError) {
+  return OptimizeHeld<FlatCone>(n, points, fix, values, cone, scannerError);
+}
+
+int OptimizeTorus(int n, const double* points, const int* fix, const double* values, double* torus,
+                  double scannerError) {
+  return OptimizeHeld<FlatTorus>(n, points, fix, values, torus, scannerError);
 }
 
 int QFitPlane(int n, const double* points, double* plane) {
-  return RunPlaneStage(n, points, plane, [](const primfit::WorkingSet& set) {
-    return PlaneFit(set.Count(), set.Points()).Solve();
-  });
+  return EstimateFlat<FlatPlane>(n, points, plane);
+}
+
+int QFitSphere(int n, const double* points, double* sphere) {
+  return EstimateFlat<FlatSphere>(n, points, sphere);
+}
+
+int QFitCylinder(int n, const double* points, double* cylinder) {
+  return EstimateFlat<FlatCylinder>(n, points, cylinder);
+}
+
+int QFitCone(int n, const double* points, double* cone) { return EstimateFlat<FlatCone>(n, points, cone); }
+
+int QFitTorus(int n, const double* points, double* torus) {
+  return EstimateFlat<FlatTorus>(n, points, torus);
 }
 
 int RFitPlane(int n, const double* points, int sampleSize, double successProbability, double* plane) {
-  return RunPlaneStage(n, points, plane, [&](const primfit::WorkingSet& set) {
-    return RansacPlane(set.Count(), set.Points(), sampleSize, successProbability, 0.9, 0.006, 0.012).Solve();
-  });
+  return SearchFlat<FlatPlane>(n, points, sampleSize, successProbability, plane);
+}
+
+int RFitSphere(int n, const double* points, int sampleSize, double successProbability, double* sphere) {
+  return SearchFlat<FlatSphere>(n, points, sampleSize, successProbability, sphere);
+}
+
+int RFitCylinder(int n, const double* points, int sampleSize, double successProbability, double* cylinder) {
+  return SearchFlat<FlatCylinder>(n, points, sampleSize, successProbability, cylinder);
+}
+
+int RFitCone(int n, const double* points, int sampleSize, double successProbability, double* cone) {
+  return SearchFlat<FlatCone>(n, points, sampleSize, successProbability, cone);
+}
+
+int RFitTorus(int n, const double* points, int sampleSize, double successProbability, double* torus) {
+  return SearchFlat<FlatTorus>(n, points, sampleSize, successProbability, torus);
 }

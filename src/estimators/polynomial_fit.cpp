@@ -26,3 +26,5 @@ PolynomialFit::PolynomialFit(const Eigen::Vector3d& center, int count, const Eig
     : count_(CheckedCount(count, points)), points_(points), center_(center) {}
 
 PolynomialFit::~PolynomialFit() = default;
+
+Eigen::Vector3d PolynomialFit::MeanOfPoints() const { return Mean(count_, points_); }

@@ -5,8 +5,8 @@
 
 #include "primfit/shapes/output_shape.h"
 
-/// A direct estimate of a shape from all of a few points, in closed form or by one linear solve. Built for one call,
-/// asked once, discarded; keeps a pointer to the caller's points.
+/// A direct estimate of a shape from all of a few points, in closed form or by one linear solve. Built for
+/// one call, asked once, discarded; keeps a pointer to the caller's points.
 class PolynomialFit {
  public:
   /// The reference point is the mean of the points.
@@ -26,6 +26,7 @@ class PolynomialFit {
   int count() const { return count_; }
   const Eigen::Vector3d* points() const { return points_; }
   const Eigen::Vector3d& center() const { return center_; }
+  Eigen::Vector3d MeanOfPoints() const;
 
  private:
   int count_;

@@ -15,8 +15,12 @@ const double* Strided(const double* first, std::size_t stride, unsigned i) {
 
 bool WeightedPlaneFit(unsigned count, const double* points, std::size_t pointStride, const double* weights,
                       std::size_t weightStride, double plane[4]) {
-  const auto weight = [&](unsigned i) { return weights != nullptr ? *Strided(weights, weightStride, i) : 1.0; };
-  const auto point = [&](unsigned i) { return Eigen::Map<const Eigen::Vector3d>(Strided(points, pointStride, i)); };
+  const auto weight = [&](unsigned i) {
+    return weights != nullptr ? *Strided(weights, weightStride, i) : 1.0;
+  };
+  const auto point = [&](unsigned i) {
+    return Eigen::Map<const Eigen::Vector3d>(Strided(points, pointStride, i));
+  };
 
   double total = 0;
   Eigen::Vector3d centroid = Eigen::Vector3d::Zero();
@@ -39,7 +43,7 @@ bool WeightedPlaneFit(unsigned count, const double* points, std::size_t pointStr
   }
   SymmetricEigen3 eigen(s00 / total, s01 / total, s02 / total, s11 / total, s12 / total, s22 / total);
   eigen.Solve();
-  const Eigen::Vector3d normal(eigen.matrix[0][2], eigen.matrix[1][2], eigen.matrix[2][2]);
+  const Eigen::Vector3d normal = eigen.Vector(2);
   for (int i = 0; i < 3; ++i) plane[i] = normal[i];
   plane[3] = -centroid.dot(normal);
   return true;

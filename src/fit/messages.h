@@ -14,6 +14,10 @@ inline constexpr char kOverConstrained[] = "Over constrained";
 inline constexpr char kNotEnoughPoints[] = "Not enough points";
 inline constexpr char kGoodSampleRate[] = "Good Sample Rate < 0.1";
 inline constexpr char kDistanceTolerance[] = "Distance Tolerance < 0.001";
+inline constexpr char kTorusNotProvided[] =
+    "FitOutputParamsTorus is not provieded";  // Deliberate: the known text
+inline constexpr char kConstraintMissing[] = "Constraint is not provided";
+inline constexpr char kHullFailed[] = "QuickConvexHull failed";
 inline constexpr char kNoMemory[] = "Cannot allocate memmory";  // Deliberate: hosts compare this very text
 
 /// Joins text pieces at compile time into one C string with static lifetime.

@@ -1,5 +1,6 @@
 // The eight residual models: parameter groups, deviation of a point, holds and read-back of each primitive. A held
-// direction enters the formulas as it was given; results are read after a successful Solve.
+// direction enters the formulas as it was given; results are read after a successful Solve. At(x) is the shape at the
+// free parameters x, callable with a point for its signed deviation.
 #ifndef PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 #define PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 
@@ -28,13 +29,14 @@ class TRLine final : public primfit::ResidualModel<TRLine, 1, 1> {
   void FixDirection(const Eigen::Vector3d& direction) { Hold(1, direction_, direction); }
   void GetResult(Eigen::Vector3d& root, Eigen::Vector3d& direction) const;
 
- private:
-  friend class ResidualModel;
+
   struct Line {
     Eigen::Vector3d root, direction, normal;
     double operator()(const Eigen::Vector3d& p) const { return normal.dot(p - root); }
   };
   Line At(const double* x) const;
+
+ private:
   primfit::HeldVector root_, direction_;
 };
 
@@ -46,14 +48,15 @@ class TRCircle final : public primfit::ResidualModel<TRCircle, 2, 1> {
   void FixRadius(double radius) { Hold(1, radius_, radius); }
   void GetResult(Eigen::Vector3d& center, double& radius) const;
 
- private:
-  friend class ResidualModel;
+
   struct Parameters {
     Eigen::Vector3d center;
     double radius;
   };
   using Circle = primfit::DeviationOf<primfit::SphereFormula<double>, Parameters>;
   Circle At(const double* x) const;
+
+ private:
   primfit::HeldVector center_;
   primfit::HeldNumber radius_;
 };
@@ -66,13 +69,14 @@ class TRPlane final : public primfit::ResidualModel<TRPlane, 1, 2> {
   void FixNormal(const Eigen::Vector3d& normal) { Hold(1, normal_, normal); }
   void GetResult(Eigen::Vector3d& origin, Eigen::Vector3d& normal) const;
 
- private:
-  friend class ResidualModel;
+
   struct Parameters {
     Eigen::Vector3d origin, normal;
   };
   using Plane = primfit::DeviationOf<primfit::PlaneFormula<double>, Parameters>;
   Plane At(const double* x) const;
+
+ private:
   primfit::HeldVector origin_, normal_;
 };
 
@@ -84,14 +88,15 @@ class TRSphere final : public primfit::ResidualModel<TRSphere, 3, 1> {
   void FixRadius(double radius) { Hold(1, radius_, radius); }
   void GetResult(Eigen::Vector3d& center, double& radius) const;
 
- private:
-  friend class ResidualModel;
+
   struct Parameters {
     Eigen::Vector3d center;
     double radius;
   };
   using Sphere = primfit::DeviationOf<primfit::SphereFormula<double>, Parameters>;
   Sphere At(const double* x) const;
+
+ private:
   primfit::HeldVector center_;
   primfit::HeldNumber radius_;
 };
@@ -106,8 +111,7 @@ class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
   void FixAxis(const Eigen::Vector3d& axis) { Hold(2, axis_, axis); }
   void GetResult(Eigen::Vector3d& origin, double& radius, Eigen::Vector3d& axis) const;
 
- private:
-  friend class ResidualModel;
+
   struct Parameters {
     Eigen::Vector3d origin;
     double radius;
@@ -115,6 +119,8 @@ class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
   };
   using Cylinder = primfit::DeviationOf<primfit::CylinderFormula<double>, Parameters>;
   Cylinder At(const double* x) const;
+
+ private:
   primfit::HeldVector origin_, axis_;
   primfit::HeldNumber radius_;
 };
@@ -128,8 +134,7 @@ class TRCone final : public primfit::ResidualModel<TRCone, 3, 1, 2> {
   void FixAxis(const Eigen::Vector3d& axis) { Hold(2, axis_, axis); }
   void GetResult(Eigen::Vector3d& apex, double& angle, Eigen::Vector3d& axis) const;
 
- private:
-  friend class ResidualModel;
+
   struct Parameters {
     Eigen::Vector3d apex;
     double angle;
@@ -137,6 +142,8 @@ class TRCone final : public primfit::ResidualModel<TRCone, 3, 1, 2> {
   };
   using Cone = primfit::DeviationOf<primfit::ConeFormula<double>, Parameters>;
   Cone At(const double* x) const;
+
+ private:
   primfit::HeldVector apex_, axis_;
   primfit::HeldNumber angle_;
 };
@@ -164,9 +171,9 @@ class TRTorus final : public primfit::ResidualModel<TRTorus, 3, 1, 1, 2> {
   void FixAxis(const Eigen::Vector3d& axis) { Hold(3, axis_, axis); }
   void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius, Eigen::Vector3d& axis) const;
 
- private:
-  friend class ResidualModel;
   primfit::TorusDeviation At(const double* x) const;
+
+ private:
   primfit::HeldVector center_, axis_;
   primfit::HeldNumber majorRadius_, minorRadius_;
 };
@@ -181,9 +188,9 @@ class TRTorusProfile final : public primfit::ResidualModel<TRTorusProfile, 1, 1>
                  const Eigen::Vector3d& u, const Eigen::Vector3d& w);
   void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius, Eigen::Vector3d& axis) const;
 
- private:
-  friend class ResidualModel;
   primfit::TorusDeviation At(const double* x) const;
+
+ private:
   Eigen::Vector3d p_;
   double r_;
   Eigen::Vector3d u_, w_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <new>
 
 #include "fit/messages.h"
@@ -13,6 +14,13 @@ std::size_t Size(int count) { return static_cast<std::size_t>(std::max(count, 0)
 
 bool AllFinite(const double* values, std::size_t count) {
   return std::all_of(values, values + count, [](double v) { return std::isfinite(v); });
+}
+
+/// Null when there is no memory; a count that no address space holds would make even the nothrow form throw.
+std::unique_ptr<double[]> NewDoubles(std::size_t rows, std::size_t columns) {
+  constexpr std::size_t kMost = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(double);
+  if (columns != 0 && rows > kMost / columns) return nullptr;
+  return std::unique_ptr<double[]>(new (std::nothrow) double[rows * columns]);
 }
 
 }  // namespace
@@ -52,10 +60,10 @@ TRLeastSquares::TRLeastSquares(const TRLeastSquares& other)
 TRLeastSquares::~TRLeastSquares() = default;
 
 void TRLeastSquares::Allocate() {
-  x_.reset(new (std::nothrow) double[Size(fullCount_)]);
-  fvec_.reset(new (std::nothrow) double[Size(residualCount_)]);
-  fjac_.reset(new (std::nothrow) double[Size(residualCount_) * Size(fullCount_)]);
-  if (!x_ || !fvec_ || !fjac_) throw primfit::FitError(primfit::messages::kNoMemory);
+  fjac_ = NewDoubles(Size(residualCount_), Size(fullCount_));
+  if (fjac_) fvec_ = NewDoubles(Size(residualCount_), 1);
+  if (fvec_) x_ = NewDoubles(Size(fullCount_), 1);
+  if (!x_) throw primfit::FitError(primfit::messages::kNoMemory);
 }
 
 void TRLeastSquares::EvaluateResiduals() {

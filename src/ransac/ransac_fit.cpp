@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <memory>
 #include <thread>
 
@@ -10,7 +9,7 @@
 #include "fit/search_passes.h"
 #include "optimize/trust_region.h"
 #include "primfit/fit/fit_error.h"
-#include "primfit/fit/scoped_seed.h"
+#include "ransac/random.h"
 #include "shapes/kernels/batch.h"
 
 using Eigen::Vector3d;
@@ -18,14 +17,7 @@ using Eigen::Vector3d;
 namespace {
 
 constexpr double kScoreBand = 0.012;
-constexpr int kMaxIterations = 5000;
 constexpr int kEnoughGoodCandidates = 10;
-
-std::uint32_t SearchSeed() {
-  std::uint64_t seed = 0;
-  if (primfit::ScopedSeed::Next(seed)) return static_cast<std::uint32_t>(seed);
-  return static_cast<std::uint32_t>(std::time(nullptr));
-}
 
 int WorkerCount() {
   if (primfit::SuppressionCount() > 0) return 1;
@@ -34,14 +26,7 @@ int WorkerCount() {
 
 }  // namespace
 
-int primfit::NumberIterations(double p, double w, int k) {
-  double allGood = 1;
-  for (int i = 0; i < k; ++i) allGood *= w;
-  const double count = std::log(1 - p) / std::log(1 - allGood) + 0.5;
-  // w^k too small to matter makes the divisor +0 and the quotient minus infinity: more samples than can be
-  // drawn.
-  return count >= 0 && count < kMaxIterations ? static_cast<int>(count) : kMaxIterations;
-}
+int primfit::NumberIterations(double p, double w, int k) { return SampleCount(p, w, k, 0.5); }
 
 /// What the worker passes of one Solve share.
 struct RansacFit::SearchState {
@@ -98,7 +83,7 @@ void RansacFit::RequirePoints(int minimum) {
 OutputShape* RansacFit::Solve() {
   if (sampleSize_ == n_ || (goodSampleRate_ > 0.999 && scannerError_ < 1e-6)) return SolveWithAllPoints();
   const int iterations = primfit::NumberIterations(successProbability_, goodSampleRate_, sampleSize_);
-  SearchState state(iterations, n_, std::trunc(n_ * goodSampleRate_ + 1.0), SearchSeed());
+  SearchState state(iterations, n_, std::trunc(n_ * goodSampleRate_ + 1.0), primfit::SearchSeed());
   // The passes share the budget: the first one uses it up unless the host stops it.
   const int workers = WorkerCount();
   for (int i = 0; i < workers; ++i) SolveWorker(state);
@@ -135,18 +120,7 @@ void RansacFit::SolveWorker(SearchState& state) {
 /// Distinct indices, each uniform over all points, in the order drawn.
 void RansacFit::DrawSample(SearchState& state, std::vector<int>& indices) {
   const std::lock_guard guard(sampleLock_);
-  // Looking back over the sample is fastest for the usual few points, a mark for each point for the unusual
-  // many.
-  constexpr std::size_t kFew = 64;
-  std::vector<bool> drawn(indices.size() > kFew ? static_cast<std::size_t>(n_) : 0);
-  for (auto next = indices.begin(); next != indices.end();) {
-    const int i = state.index(state.generator);
-    const bool again =
-        drawn.empty() ? std::find(indices.begin(), next, i) != next : drawn[static_cast<std::size_t>(i)];
-    if (again) continue;
-    if (!drawn.empty()) drawn[static_cast<std::size_t>(i)] = true;
-    *next++ = i;
-  }
+  primfit::DrawDistinct(n_, indices, [&] { return state.index(state.generator); });
 }
 
 /// Makes, scores and keeps or drops one candidate; of equal scores the earlier stays.

@@ -1,6 +1,7 @@
 #ifndef PRIMFIT_SRC_RANSAC_SEARCH_OF_H_
 #define PRIMFIT_SRC_RANSAC_SEARCH_OF_H_
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -19,14 +20,14 @@ OutputShape* EstimateBy(int count, const Eigen::Vector3d* points) {
 }
 
 /// The search for one kind of shape: how a sample becomes a candidate and how many points it takes.
-template <Estimate kEstimate, int kMinimumPoints, const std::string_view& kName>
+template <Estimate kEstimate, int kMinimumPoints, const std::string_view& kName, int kMinimumSample = 0>
 class SearchOf : public RansacFit {
  public:
   /// See RansacFit. @throws primfit::FitError also "Not enough points"
   SearchOf(int n, const Eigen::Vector3d* points, int sampleSize, double successProbability,
            double goodSampleRate, double scannerError, double distanceTolerance)
-      : RansacFit(n, points, sampleSize, successProbability, goodSampleRate, scannerError,
-                  distanceTolerance) {
+      : RansacFit(n, points, std::max(sampleSize, kMinimumSample), successProbability, goodSampleRate,
+                  scannerError, distanceTolerance) {
     RequirePoints(kMinimumPoints);
   }
 

@@ -1,0 +1,57 @@
+#include "primfit/api/consensus_ransac.h"
+
+#include <memory>
+
+#include "api/fit_pipeline.h"
+#include "api/primitives.h"
+#include "primfit/ransac/ransac_consensus_cylinder.h"
+
+using Eigen::Vector3d;
+using primfit::FitError;
+
+namespace {
+
+using Params = FitInputParams<FitConstraintsCylinder>;
+
+/// Searches in the working frame; null for whatever goes wrong.
+std::unique_ptr<OutputShape> SearchInFrame(const Vector3d& seed, double radiusHint, const Vector3d* points,
+                                           int n, const Params& params, double distanceTolerance,
+                                           primfit::WorkingSet& set, double* bands) {
+  try {
+    primfit::TakePoints(points, n, true, set);
+    const primfit::FitLimits limits(params, params.ScannerError());
+    RansacConsensusCylinder search(seed - set.Origin(), radiusHint, set.Count(), set.Points(),
+                                   limits.sampleSize, limits.successProbability, limits.goodSampleRate,
+                                   limits.scannerError, distanceTolerance);
+    return std::unique_ptr<OutputShape>(search.Solve(bands));
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+OutputCylinder* ConsensusRansacCylinder(const Vector3d& seed, double radiusHint, const Vector3d* points,
+                                        int n, const Params& params, double* const bands) {
+  primfit::WorkingSet set;
+  const auto shape = SearchInFrame(seed, radiusHint, points, n, params, 0.012, set, bands);
+  if (!shape) return nullptr;
+  const auto& cylinder = static_cast<const OutputCylinder&>(*shape);
+  return new OutputCylinder(cylinder.Center() + set.Origin(), cylinder.Radius(), cylinder.Axis());
+}
+
+FitOutput<FitOutputParamsCylinder> ConsensusRansacFit(const Vector3d& seed, double radiusHint,
+                                                      const Vector3d* points, int n, const Params& params,
+                                                      FitProgressUpdater* /*updater*/) {
+  const primfit::FitLimits limits(params, params.ScannerError());
+  primfit::Fitted<OutputCylinder> fitted;
+  fitted.shape = SearchInFrame(seed, radiusHint, points, n, params, limits.distance, fitted.used, nullptr);
+  if (!fitted.shape) throw FitError(primfit::CylinderPrimitive::Failed());
+  if (!fitted.shape->GetClosePoints(fitted.used.Points(), fitted.used.Count(), limits.distance, fitted.close,
+                                    params.SampleSize() == n)) {
+    throw FitError(
+        primfit::PlanePrimitive::PoorQuality());  // Deliberate: hosts know this failure by the plane's text
+  }
+  primfit::Judge(limits, params.OutputAnyQuality(), primfit::CylinderPrimitive::PoorQuality(), fitted);
+  return {primfit::CylinderPrimitive::ToRecord(fitted, nullptr), fitted.quality};
+}

@@ -1,0 +1,128 @@
+// The flat functions: status, order of numbers, what is written and what is thrown.
+#include "primfit/flat.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "primfit/primfit.h"
+
+namespace {
+
+std::vector<double> Plane(int n, double outliers) {
+  std::mt19937_64 random(30);
+  std::uniform_real_distribution<double> u(-1, 1);
+  std::normal_distribution<double> noise(0, 0.002);
+  std::vector<double> points;
+  for (int i = 0; i < n; ++i) {
+    points.insert(points.end(),
+                  {700 + u(random), u(random), i < outliers * n ? u(random) : 5 + noise(random)});
+  }
+  return points;
+}
+
+void ExpectHorizontalAtFive(const double* plane) {
+  EXPECT_NEAR(plane[2], 5, 1e-3);
+  EXPECT_NEAR(std::abs(plane[5]), 1, 1e-6);
+  EXPECT_NEAR(plane[0], 700, 2);
+}
+
+TEST(FlatPlane, RunsEachStage) {
+  const auto points = Plane(2000, 0.1), clean = Plane(2000, 0);
+  const primfit::ScopedSeed seed(1);
+  double plane[6] = {}, quality[4] = {};
+  EXPECT_EQ(IFitPlane(2000, points.data(), plane, quality, 0.006), 0);
+  ExpectHorizontalAtFive(plane);
+  EXPECT_NEAR(quality[0], 0.002, 3e-4);
+  EXPECT_LT(quality[1], quality[0]);
+  EXPECT_LT(std::abs(quality[2]), 1e-3);
+  EXPECT_GT(quality[3], quality[0]);
+
+  double found[6] = {};
+  EXPECT_EQ(RFitPlane(2000, points.data(), 3, 0.99, found), 0);
+  ExpectHorizontalAtFive(found);
+
+  double estimated[6] = {};
+  EXPECT_EQ(QFitPlane(2000, clean.data(), estimated), 0);
+  ExpectHorizontalAtFive(estimated);
+  EXPECT_NEAR(estimated[0], 700, 0.1) << "through the mean";
+
+  double refined[6] = {700, 0, 5.05, 0.02, 0, 1};
+  EXPECT_EQ(OptimizePlane(2000, clean.data(), refined, 0.006), 0);
+  ExpectHorizontalAtFive(refined);
+}
+
+TEST(FlatPlane, WritesNothingWhereItFails) {
+  const auto points = Plane(100, 0);
+  std::vector<double> holes(points);
+  for (std::size_t i = 0; i < holes.size(); i += 3) holes[i] = std::nan("");
+  const double untouched = 77;
+  double plane[6], quality[4];
+  const auto clear = [&] {
+    std::fill(std::begin(plane), std::end(plane), untouched);
+    std::fill(std::begin(quality), std::end(quality), untouched);
+  };
+  const struct {
+    std::function<int()> call;
+    int status;
+  } rows[] = {
+      {[&] { return IFitPlane(0, points.data(), plane, quality, 0.006); }, -1},
+      {[&] { return IFitPlane(-3, nullptr, plane, quality, 0.006); }, -1},
+      {[&] { return IFitPlane(100, nullptr, plane, quality, 0.006); }, 1},
+      {[&] { return IFitPlane(100, points.data(), nullptr, quality, 0.006); }, 1},
+      {[&] { return IFitPlane(100, points.data(), plane, nullptr, 0.006); }, 1},
+      {[&] { return IFitPlane(100, holes.data(), plane, quality, 0.006); }, 1},
+      {[&] { return IFitPlane(2, points.data(), plane, quality, 0.006); }, 1},
+      {[&] { return IFitPlane(100, points.data(), plane, quality, 0); }, 1},  // poor quality
+      {[&] { return OptimizePlane(0, points.data(), plane, 0.006); }, -1},
+      {[&] { return OptimizePlane(100, nullptr, plane, 0.006); }, 1},
+      {[&] { return OptimizePlane(100, points.data(), nullptr, 0.006); }, 1},
+      {[&] { return OptimizePlane(100, points.data(), plane, 0.006); }, 1},  // a start of 77s is far off
+      {[&] { return OptimizePlane(100, holes.data(), plane, 0.006); }, 1},
+      {[&] { return QFitPlane(0, points.data(), plane); }, -1},
+      {[&] { return QFitPlane(100, nullptr, plane); }, 1},
+      {[&] { return RFitPlane(-1, points.data(), 3, 0.99, plane); }, -1},
+      {[&] { return RFitPlane(100, points.data(), 3, 0.99, nullptr); }, 1},
+  };
+  for (const auto& row : rows) {
+    clear();
+    const primfit::ScopedSeed seed(1);
+    EXPECT_EQ(row.call(), row.status) << "row " << &row - rows;
+    for (const double number : plane) EXPECT_EQ(number, untouched) << "row " << &row - rows;
+    for (const double number : quality) EXPECT_EQ(number, untouched) << "row " << &row - rows;
+  }
+}
+
+TEST(FlatPlane, StagesLetExceptionsOut) {
+  const auto points = Plane(100, 0);
+  double plane[6];
+  EXPECT_THROW(QFitPlane(2, points.data(), plane), primfit::FitError);
+  EXPECT_THROW(RFitPlane(2, points.data(), 3, 0.99, plane), primfit::FitError);
+  // Three collinear points: whatever comes, it is a status.
+  const double collinear[] = {0, 0, 0, 1, 1, 1, 2, 2, 2};
+  double quality[4];
+  const int status = IFitPlane(3, collinear, plane, quality, 0.006);
+  EXPECT_TRUE(status == 0 || status == 1);
+}
+
+TEST(FlatPlane, FitsWhatTheEntryPointFits) {
+  const auto numbers = Plane(500, 0.2);
+  std::vector<Eigen::Vector3d> points;
+  for (std::size_t i = 0; i < 500; ++i) points.emplace_back(numbers.data() + 3 * i);
+  FitInputParams<FitConstraintsPlane> params;
+  params.SetScannerError(0.004);
+  double plane[6], quality[4];
+  {
+    const primfit::ScopedSeed seed(3);
+    ASSERT_EQ(IFitPlane(500, numbers.data(), plane, quality, 0.004), 0);
+  }
+  const primfit::ScopedSeed seed(3);
+  const auto fit = PlaneFromPoints(points.data(), 500, params, nullptr);
+  EXPECT_EQ(fit.GetFitShape().Origin(), Eigen::Vector3d(plane));
+  EXPECT_EQ(fit.GetFitShape().Normal(), Eigen::Vector3d(plane + 3));
+  EXPECT_EQ(fit.GetFitQuality().meanDistance, quality[1]);
+}
+
+}  // namespace

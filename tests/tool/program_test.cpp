@@ -1,0 +1,383 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <Eigen/Geometry>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <regex>
+
+#include "point_files.h"
+#include "run_program.h"
+#include "scratch_folder.h"
+
+namespace {
+
+using Eigen::Vector3d;
+using point_files::Points;
+using run_program::How;
+using run_program::Launch;
+using run_program::Outcome;
+using Json = nlohmann::json;
+using Arguments = std::vector<std::string>;
+
+const Vector3d kNormal(0.0, -0.6, 0.8);
+const Vector3d kOrigin(1.0, 2.0, 3.0);
+constexpr std::size_t kInliers = 3000;
+constexpr std::size_t kOutliers = 1000;
+constexpr std::size_t kNotFinite = 7;
+
+/// A square of 4 m in the plane, with 2 mm of noise across it; outliers in the cube around it; lost points.
+Points Scene(std::size_t outliers) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> side(-2.0, 2.0);
+  std::normal_distribution<double> noise(0.0, 0.002);
+  const Vector3d u(1.0, 0.0, 0.0);
+  const Vector3d v = kNormal.cross(u);
+  Points points;
+  for (std::size_t i = 0; i < kInliers; ++i) {
+    points.push_back(kOrigin + side(random) * u + side(random) * v + noise(random) * kNormal);
+  }
+  for (std::size_t i = 0; i < outliers; ++i) {
+    points.push_back(kOrigin + Vector3d(side(random), side(random), side(random)));
+  }
+  points.insert(points.end(), kNotFinite, Vector3d(0.0, std::numeric_limits<double>::quiet_NaN(), 0.0));
+  return points;
+}
+
+Vector3d VectorOf(const Json& json) {
+  return Vector3d(json.at(0).get<double>(), json.at(1).get<double>(), json.at(2).get<double>());
+}
+
+Json JsonOf(const Outcome& outcome) {
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  return Json::parse(outcome.out);
+}
+
+class Program : public ScratchFolder {
+ protected:
+  std::string WriteScene(double metresPerUnit = 1.0, std::size_t outliers = kOutliers) const {
+    Points points = Scene(outliers);
+    for (auto& p : points) p /= metresPerUnit;
+    return Write("scene.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+  }
+  Json Fit(Arguments arguments, const std::string& file) const {
+    arguments.insert(arguments.begin(), "plane");
+    arguments.insert(arguments.end(), {"--json", "--seed", "5", file});
+    return JsonOf(Launch(arguments));
+  }
+};
+
+TEST_F(Program, FindsAPlaneAndCountsItsPoints) {
+  const Json fit = Fit({}, WriteScene());
+  // The tilt of 3000 points with 2 mm of noise over 4 m has a standard deviation of 3e-5, the height one of
+  // 4e-5 m: the bounds are more than eight times these.
+  EXPECT_LT(VectorOf(fit["shape"]["normal"]).cross(kNormal).norm(), 3e-4);
+  EXPECT_LT(std::abs(kNormal.dot(VectorOf(fit["shape"]["origin"]) - kOrigin)), 4e-4);
+  EXPECT_NEAR(fit["quality"]["rms"].get<double>(), 0.002, 2e-4);
+  EXPECT_TRUE(fit["quality"]["acceptable"].get<bool>());
+  const Json& points = fit["points"];
+  EXPECT_EQ(points["total"], kInliers + kOutliers + kNotFinite);
+  EXPECT_EQ(points["not_finite"], kNotFinite);
+  EXPECT_EQ(points["used"], kInliers + kOutliers);
+  EXPECT_EQ(points["judged"], points["used"]);
+  const int inliers = points["inliers"];
+  EXPECT_GE(inliers, 2990);
+  EXPECT_LE(inliers, 3030);
+  int sum = 0;
+  for (const Json& slot : fit["quality"]["histogram"]) sum += slot["count"].get<int>();
+  EXPECT_EQ(sum, inliers);
+}
+
+TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
+  Points points;
+  for (int i = 0; i < 120000; ++i) points.emplace_back(0.01 * (i % 400), 0.01 * (i / 400), 0.5);
+  const std::string file = Write("a.ply", point_files::BinaryPly<float>(std::endian::big, "float", points));
+  EXPECT_EQ(Fit({}, file)["points"]["judged"], 100000);
+  const Json all = Fit({"--sample-size", "all"}, file);
+  EXPECT_EQ(all["points"]["inliers"], 120000);
+  EXPECT_NEAR(all["shape"]["origin"][2].get<double>(), 0.5, 1e-9);
+}
+
+TEST_F(Program, GivesTheSamePlaneInEveryUnit) {
+  const Json metres = Fit({}, WriteScene());
+  const std::vector<std::pair<std::string, double>> units = {
+      {"mm", 0.001}, {"cm", 0.01}, {"ft", 0.3048}, {"in", 0.0254}};
+  for (const auto& [name, size] : units) {
+    SCOPED_TRACE(name);
+    const Json fit = Fit({"--unit", name}, WriteScene(size));
+    EXPECT_EQ(fit["units"]["length"], name);
+    EXPECT_EQ(fit["points"], metres["points"]);
+    EXPECT_LT((VectorOf(fit["shape"]["origin"]) * size - VectorOf(metres["shape"]["origin"])).norm(), 1e-9);
+    EXPECT_LT((VectorOf(fit["shape"]["normal"]) - VectorOf(metres["shape"]["normal"])).norm(), 1e-9);
+    for (const char* number : {"rms", "mean", "mean_signed", "max"}) {
+      EXPECT_NEAR(fit["quality"][number].get<double>() * size, metres["quality"][number].get<double>(), 1e-9)
+          << number;
+    }
+    EXPECT_NEAR(fit["parameters"]["tolerance"].get<double>() * size, 0.012, 1e-12);
+    EXPECT_NEAR(fit["quality"]["histogram"][0]["to"].get<double>() * size, 0.0015, 1e-12);
+  }
+  // What the command line gives is in the unit of the file as well.
+  const Json narrow = Fit({"--tolerance", "0.003"}, WriteScene());
+  const Json narrowMm = Fit({"--tolerance", "3", "--unit", "mm"}, WriteScene(0.001));
+  EXPECT_EQ(narrow["points"]["inliers"], narrowMm["points"]["inliers"]);
+  EXPECT_LT(narrow["points"]["inliers"], metres["points"]["inliers"]);
+}
+
+TEST_F(Program, UsesTheRegionOfInterest) {
+  Points points;  // three floors of 100 points
+  for (int floor = 0; floor < 3; ++floor) {
+    for (int i = 0; i < 100; ++i) points.emplace_back(-1.0 + 0.2 * (i % 10), 0.2 * (i / 10), floor);
+  }
+  const std::string file =
+      Write("a.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+  struct Row {
+    Arguments region;
+    double height;
+    std::size_t used;
+  };
+  const std::vector<Row> rows = {
+      {{"--box", "-1,0,0.9,1,2,1.1"}, 1, 100},
+      {{"--box", "-1,0,2,-0.5,2,2"}, 2, 30},  // the faces of a box belong to it
+      {{"--near", "-1,0,0,0.3"}, 0, 4},
+      {{"--near=-.2,1,1,.95", "--box", "-5,-5,0.5,5,1,5"}, 1, 39},  // lattice points in a half disc
+  };
+  for (const Row& row : rows) {
+    const Json fit = Fit(row.region, file);
+    EXPECT_EQ(fit["points"]["used"], row.used);
+    EXPECT_EQ(fit["points"]["outside_region"], 300 - row.used);
+    EXPECT_NEAR(fit["shape"]["origin"][2].get<double>(), row.height, 1e-9);
+  }
+}
+
+TEST_F(Program, HoldsAndStartsAsAsked) {
+  const std::string metres = WriteScene();
+  const Json normalHeld = Fit({"--start", "0,0,0,0,-3,4", "--fix-normal"}, metres);
+  EXPECT_EQ(VectorOf(normalHeld["shape"]["normal"]), Vector3d(0, -3, 4).normalized());
+  EXPECT_LT(std::abs(kNormal.dot(VectorOf(normalHeld["shape"]["origin"]) - kOrigin)), 4e-4);
+  EXPECT_EQ(normalHeld["parameters"]["fixed"], Json({"normal"}));
+
+  // 1.1 and so on are no round numbers of binary metres: the conversions would change them.
+  const std::string millimetres = WriteScene(0.001);
+  const Json originHeld =
+      Fit({"--unit", "mm", "--start", "1100.1,2000.3,3000.7,0,0,1", "--fix-origin"}, millimetres);
+  EXPECT_EQ(VectorOf(originHeld["shape"]["origin"]), Vector3d(1100.1, 2000.3, 3000.7));
+  EXPECT_LT(VectorOf(originHeld["shape"]["normal"]).cross(kNormal).norm(), 1e-2);
+
+  // Without a search nothing random is left.
+  const std::string clean = WriteScene(1.0, 0);
+  const Arguments skip = {"--skip-search", "--start", "1,2,3.01,0,-0.62,0.78"};
+  const Json refined = Fit(skip, clean);
+  EXPECT_LT(VectorOf(refined["shape"]["normal"]).cross(kNormal).norm(), 1e-3);
+  EXPECT_EQ(refined["shape"], Fit(skip, clean)["shape"]);
+}
+
+TEST_F(Program, RepeatsAFitFromTheSeedThatItReports) {
+  const std::string file = WriteScene();
+  Json first = JsonOf(Launch({"plane", "--json", file}));
+  const auto seed = first["parameters"]["seed"].get<std::uint64_t>();
+  Json again = JsonOf(Launch({"plane", "--json", file, "--seed", std::to_string(seed)}));
+  first.erase("time");
+  again.erase("time");
+  EXPECT_EQ(first, again);
+}
+
+TEST_F(Program, ReportsInTextWithUnits) {
+  const Outcome outcome =
+      Launch({"plane", "--unit", "mm", "--start", "0,0,0,0,-3,4", "--fix-normal", WriteScene(0.001)});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");  // no bar where there is no terminal
+  for (const char* line :
+       {"plane fitted to .*scene.ply\n", "  origin +[-0-9.]+, [-0-9.]+, [-0-9.]+ mm\n",
+        "  normal +0.0+, -0.60+, 0.80+ .held.\n", "  in the file +4007 .PLY binary_little_endian.\n",
+        "  no measurement +7 ", "  used +4000\n",
+        "  inliers +[0-9]+ of 4000 .7[45]\\.[0-9] %. within 12.000 mm\n", "  rms +[12]\\.[0-9]{3} mm\n",
+        "  mean +[0-9.]+ mm\n", "  mean signed +-?[0-9.]+ mm\n", "  largest +1?[0-9]\\.[0-9]{3} mm\n",
+        "  0.000 to 1.500 mm +[0-9]+ +[0-9.]+ %  #{40}\n", "  12.000 to 24.000 mm +0 +0.0 %\n",
+        "  24.000 mm and more +0 +0.0 %\n", "  reading +[0-9.]+ s\n",
+        "  fitting +[0-9.]+ s .seed [0-9]+.\n"}) {
+    EXPECT_TRUE(std::regex_search(outcome.out, std::regex(line))) << line << outcome.out;
+  }
+}
+
+TEST_F(Program, TellsWhatAFileHolds) {
+  const std::string file = Write("a.csv", "id;X;y;z\n1;1,5;2;3\n2;nan;2;3\n3;-4;8;-2\n");
+  const Json info = JsonOf(Launch({"info", "--json", file}));
+  EXPECT_EQ(info["points"], Json({{"total", 3}, {"not_finite", 1}, {"outside_region", 0}, {"used", 2}}));
+  EXPECT_EQ(info["extent"], Json({{"low", {-4.0, 2.0, -2.0}}, {"high", {1.5, 8.0, 3.0}}}));
+  EXPECT_EQ(info["fields"][1]["name"], "X");
+  const Outcome text = Launch({"info", "--unit", "cm", "--box", "0,0,0,9,9,9", file});
+  for (const char* part : {"4: id, X, y, z\n", "in the file      3 (text, values between semicolons)\n",
+                           "outside region   1\n", "x                1.5000 to 1.5000 cm\n"}) {
+    EXPECT_NE(text.out.find(part), std::string::npos) << part << text.out;
+  }
+  EXPECT_EQ(JsonOf(Launch({"info", "--json",
+                           Write("none.ply", point_files::PlyHeader("ascii", 0, "float"))}))["extent"],
+            Json());
+}
+
+TEST_F(Program, ReadsStandardInput) {
+  How how;
+  how.input = WriteScene();
+  EXPECT_EQ(JsonOf(Launch({"plane", "--json", "-"}, how))["points"]["used"], kInliers + kOutliers);
+}
+
+TEST_F(Program, WritesValidJsonForAnyFileName) {
+  const std::string file = Write("\xff\"\n.xyz", "1 2 3\n4 5 6\n7 8 1\n");
+  EXPECT_EQ(JsonOf(Launch({"info", "--json", file}))["points"]["used"], 3);
+}
+
+TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
+  const std::string scene = WriteScene();
+  const std::string two = Write("two.xyz", "0 0 0\n1 0 0\n");
+  const std::string holds = "0,0,0,0,0,1";
+  struct Row {
+    int status;
+    Arguments arguments;
+    const char* reason;
+  };
+  const std::vector<Row> rows = {
+      {2, {}, "A subcommand is required"},
+      {2, {"plain", scene}, "\"plain\" is no command"},
+      {2, {"plane"}, "FILE is required"},
+      {2, {"plane", scene, scene}, "not expected"},
+      {2, {"plane", scene, "--colour"}, "--colour"},
+      {2, {"plane", folder_ / "no.ply"}, "no.ply: cannot be opened: No such file"},
+      {2, {"info", folder_}, "is a directory"},
+      {2,
+       {"plane", Write("bad.xyz", "1 2 3\n1 2 x\n")},
+       "bad.xyz: line 2: \"x\" in column 3 is not a number"},
+      {2, {"plane", scene, "--unit", "km"}, "--unit \"km\""},
+      {2,
+       {"plane", scene, "--tolerance", "0.0009"},
+       "--tolerance 0.0009 is not a number of at least 0.001 m"},
+      {2, {"plane", scene, "--unit", "mm", "--tolerance", "0.9"}, "at least 1 mm"},
+      {2, {"plane", scene, "--tolerance", "nan"}, "--tolerance"},
+      {2, {"plane", scene, "--scanner-error", "-0.001"}, "--scanner-error -0.001 is not within 0 to 1 m"},
+      {2, {"plane", scene, "--outliers", "0.95"}, "--outliers 0.95 is not within 0 to 0.9"},
+      {2, {"plane", scene, "--probability", "1"}, "--probability 1 is not within 0 to 0.99"},
+      {2, {"plane", scene, "--sample-size", "2"}, "from 3 to the 4000 points used"},
+      {2, {"plane", scene, "--sample-size", "4001"}, "from 3 to the 4000 points used"},
+      {2, {"plane", scene, "--seed", "-1"}, "--seed \"-1\""},
+      {2, {"plane", scene, "--seed", "18446744073709551616"}, "--seed"},
+      {2, {"plane", scene, "--near", "1,2,3"}, "--near needs 4 numbers"},
+      {2, {"plane", scene, "--near", "1,2,3,0"}, "radius above 0"},
+      {2, {"plane", scene, "--box", "1,2,3,4,5,6,7"}, "has more"},
+      {2, {"plane", scene, "--box", "0,0,1,1,1,0"}, "smallest x, y, z first"},
+      {2, {"plane", scene, "--box", "0,0,inf,1,1,1"}, "--box needs 6 numbers"},
+      {2, {"plane", scene, "--fix-origin"}, "needs --start"},
+      {2, {"plane", scene, "--skip-search"}, "--skip-search needs --start"},
+      {2, {"plane", scene, "--start", holds}, "--start alone changes nothing"},
+      {2,
+       {"plane", scene, "--start", holds, "--fix-origin", "--fix-normal"},
+       "every part of the plane is held"},
+      {2,
+       {"plane", scene, "--start", "0,0,0,0,0", "--fix-normal"},
+       "--start needs 6 numbers between commas (origin x,y,z, normal x,y,z)"},
+      {2, {"plane", scene, "--start", "0,0,0,0,0,z", "--fix-normal"}, "--start needs 6 numbers"},
+      {2, {"plane", scene, "--start", "0,0,0,0,0,0", "--fix-normal"}, "normal of length 0"},
+      {1, {"plane", scene, "--scanner-error", "0.0005"}, "FitPlane produced a poor fit quality; "},
+      {1, {"plane", two}, "2 of 2 points are left and a plane needs 3"},
+      {1, {"plane", scene, "--near", "90,90,90,1"}, "0 of 4007 points are left"},
+      {1,
+       {"plane", scene, "--start", "0,0,9,1,0,0", "--skip-search"},
+       "FitPlane failed; give a --start nearer"},
+  };
+  for (const Row& row : rows) {
+    const Outcome outcome = Launch(row.arguments);
+    EXPECT_EQ(outcome.status, row.status) << row.reason << ": " << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.find("primfit: "), 0U) << outcome.err;
+    EXPECT_NE(outcome.err.find(row.reason), std::string::npos) << outcome.err << " lacks " << row.reason;
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+  }
+  EXPECT_EQ(Launch({"plane", scene, "--scanner-error", "0.0005", "--any-quality"}).status, 0);
+  EXPECT_EQ(Launch({"plane", scene, "--outliers", "0"}).status, 0);  // the library alone would draw no sample
+}
+
+TEST_F(Program, HelpsForEveryCommand) {
+  EXPECT_EQ(Launch({"--version"}).out, "primfit " PRIMFIT_VERSION "\n");
+  const Outcome help = Launch({"plane", "--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* option : {"--tolerance", "--scanner-error", "--outliers", "--probability", "--sample-size",
+                             "--start", "--fix-origin", "--fix-normal", "--skip-search", "--refine-once",
+                             "--any-quality", "--seed", "--near", "--box", "--unit", "--json", "--quiet"}) {
+    // Every option tells its default.
+    EXPECT_TRUE(std::regex_search(
+        help.out, std::regex(std::string("\n  ") + option + "[ \n][^-]*(--start)?[^-]*\\(\\s*default")))
+        << option;
+  }
+  for (const char* command : {"plane", "info"})
+    EXPECT_NE(Launch({"--help"}).out.find(command), std::string::npos);
+}
+
+TEST_F(Program, SaysWhenItsOutputIsLost) {
+  const std::string scene = WriteScene();
+  How full;
+  full.output = "/dev/full";
+  How closed;
+  closed.closedPipe = true;
+  for (const Arguments& arguments :
+       {Arguments{"plane", scene}, {"info", "--json", scene}, {"plane", "--help"}, {"--version"}}) {
+    const Outcome lost = Launch(arguments, full);
+    EXPECT_EQ(lost.status, 2) << arguments[0];
+    EXPECT_EQ(lost.err, "primfit: the result could not be written: No space left on device\n");
+    const Outcome unread = Launch(arguments, closed);
+    EXPECT_EQ(unread.status, 2) << arguments[0];
+    EXPECT_EQ(unread.err, "primfit: the result could not be written: Broken pipe\n");
+  }
+}
+
+TEST_F(Program, StopsTheSearchOnControlC) {
+  // 100000 points of which a tenth is expected on the plane: thousands of samples.
+  Points points;
+  std::mt19937 random(4);
+  std::uniform_real_distribution<double> side(0.0, 10.0);
+  for (int i = 0; i < 100000; ++i)
+    points.emplace_back(side(random), side(random), i % 5 == 0 ? 1.0 : side(random));
+  const std::string file =
+      Write("a.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+  How how;
+  how.terminal = true;
+  bool sent = false;
+  how.onError = [&](const std::string& err, int terminal) {
+    if (sent || err.find("searching [") == std::string::npos) return;
+    sent = ::write(terminal, "\x03", 1) == 1;
+  };
+  const Outcome outcome = Launch({"plane", "--json", "--outliers", "0.9", "--any-quality", file}, how);
+  EXPECT_TRUE(sent);
+  EXPECT_EQ(outcome.status, 130);
+  EXPECT_NE(outcome.err.find("primfit: stopped by Ctrl-C: the result is the best found until then"),
+            std::string::npos)
+      << outcome.err;
+  EXPECT_TRUE(Json::parse(outcome.out)["stopped"].get<bool>());
+}
+
+TEST_F(Program, CanBeEndedWhileItReads) {
+  const std::string pipe = Path("pipe.xyz");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const auto signalled = [&](int signal) {
+    // The program is the only reader and sees no end of file while this end is open.
+    How how;
+    how.input = pipe;
+    const int writer = ::open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    how.onStart = [&](pid_t child) {
+      const char row[] = "1 2 3\n";
+      EXPECT_GT(::write(writer, row, sizeof row - 1), 0);
+      int left = 1;
+      while (left > 0) ::ioctl(writer, FIONREAD, &left);  // until the program has taken it
+      ::kill(child, signal);
+    };
+    const Outcome outcome = Launch({"info", "-"}, how);
+    ::close(writer);
+    return outcome;
+  };
+  EXPECT_EQ(signalled(SIGINT).status, -SIGINT);
+  const Outcome shrunk = signalled(SIGBUS);  // what a mapped file that becomes shorter raises
+  EXPECT_EQ(shrunk.status, 2);
+  EXPECT_NE(shrunk.err.find("became shorter"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+// The points that a command works on.
+#ifndef PRIMFIT_TOOL_CLOUD_H_
+#define PRIMFIT_TOOL_CLOUD_H_
+
+#include <Eigen/Core>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "io/point_cloud.h"
+#include "units.h"
+
+namespace primfit::tool {
+
+/// The part of space that counts, in the unit of the file. Both kinds given mean what lies in both.
+struct Region {
+  std::optional<std::array<double, 4>> ball;  ///< x, y, z, radius
+  std::optional<std::array<double, 6>> box;   ///< smallest x, y, z, largest x, y, z
+  bool Contains(const Eigen::Vector3d& p) const;
+};
+
+/// What a command is told of its input.
+struct Input {
+  std::string path;
+  const Unit* unit = kUnits.data();
+  Region region;
+};
+
+/// A file's points that are finite and in the region, in the order of the file.
+struct Cloud {
+  io::PointCloud file;    ///< its points are the ones that count; nonFinite is that of the file
+  std::size_t total = 0;  ///< points of the file
+  std::size_t outside = 0;
+  double seconds = 0;  ///< that reading took
+
+  std::size_t Used() const { return file.points.size(); }
+};
+
+/// Reads and selects the points.
+/// @param scale  what the coordinates are multiplied with afterwards
+/// @throws io::ReadError
+Cloud LoadCloud(const Input& input, double scale);
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_TOOL_CLOUD_H_

@@ -1,0 +1,157 @@
+#include "commands.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <string>
+#include <system_error>
+
+#include "errors.h"
+#include "primfit/fit/fit_error.h"
+#include "primfit/fit/scoped_seed.h"
+#include "progress.h"
+#include "report.h"
+
+namespace primfit::tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The library takes a random subset of so many points unless a sample is to hold all of them.
+constexpr std::size_t kMostJudged = 100000;
+
+/// Some number of the clock's, short enough to be typed again.
+std::uint64_t ClockSeed() {
+  const auto ticks = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+  return (ticks ^ (ticks >> 32)) & 0xffffffffU;
+}
+
+/// Multiplies a shape's numbers with the library's units, or divides them.
+void Convert(std::vector<double>& shape, const Primitive& primitive, const Unit& unit, bool toLibrary) {
+  if (shape.empty()) return;
+  ForEachPart(primitive, [&](const Part& part, std::size_t, std::size_t offset) {
+    const double factor = FactorOf(part.quantity, unit);
+    for (std::size_t k = offset; k < offset + SizeOf(part.quantity); ++k) {
+      shape[k] = toLibrary ? shape[k] * factor : shape[k] / factor;
+    }
+  });
+}
+
+FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const Unit& unit) {
+  request.tolerance *= unit.metres;
+  request.scannerError *= unit.metres;
+  Convert(request.start, primitive, unit, true);
+  return request;
+}
+
+/// Held numbers are the user's own, not what two conversions make of them. (A direction became a unit
+/// vector.)
+void RestoreHeld(FitRun& run) {
+  ForEachPart(*run.primitive, [&](const Part& part, std::size_t i, std::size_t offset) {
+    if (!run.request.fixed[i] || part.quantity == Quantity::kDirection) return;
+    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
+                run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
+  });
+}
+
+/// What to try when the library found no acceptable shape.
+std::string HintFor(std::string_view message, const FitRun& run) {
+  if (message.ends_with("poor fit quality")) {
+    return fmt::format(
+        "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or --tolerance, "
+        "choose one surface with --near or --box, check --unit, or see it with --any-quality",
+        run.request.scannerError, run.input->unit->name);
+  }
+  if (run.request.skipSearch && message.ends_with(" failed")) {
+    return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
+  }
+  if (message.ends_with(" failed")) {
+    return "raise --outliers, or choose one surface with --near or --box";
+  }
+  return fmt::format("{} of {} points are left and a {} needs {}: check the file, --near and --box",
+                     run.cloud->Used(), run.cloud->total, run.primitive->name, run.primitive->minimumPoints);
+}
+
+/// @return false when there is no acceptable fit; the user has been told
+bool Fit(FitRun& run, bool draw) {
+  Progress progress(draw);
+  const auto start = Clock::now();
+  try {
+    const StopOnInterrupt stop;
+    const ScopedSeed seed(run.seed);
+    run.result = run.primitive->fit(run.cloud->file.points,
+                                    InLibraryUnits(run.request, *run.primitive, *run.input->unit), &progress);
+  } catch (const FitError& error) {
+    progress.Clear();
+    run.stopped = progress.Stopped();
+    Complain(run.stopped
+                 ? fmt::format("stopped by Ctrl-C before a {} was found", run.primitive->name)
+                 : fmt::format("{}: {}; {}", run.input->path, error.what(), HintFor(error.what(), run)));
+    return false;
+  }
+  run.stopped = progress.Stopped();
+  run.fittingSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+  Convert(run.result.shape, *run.primitive, *run.input->unit, false);
+  RestoreHeld(run);
+  return true;
+}
+
+}  // namespace
+
+int RunFit(const Primitive& primitive, const Options& options) {
+  const Input input = InputOf(options);
+  FitRequest request = RequestOf(options, primitive, *input.unit);
+  const Cloud cloud = LoadCloud(input, input.unit->metres);
+  if (cloud.Used() > INT_MAX) {
+    throw UsageError(
+        fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
+                    cloud.Used(), INT_MAX));
+  }
+  request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
+  const bool all = request.sampleSize == static_cast<int>(cloud.Used());
+  FitRun run{.primitive = &primitive,
+             .input = &input,
+             .cloud = &cloud,
+             .request = std::move(request),
+             .result = {},
+             .judged = all ? cloud.Used() : std::min(cloud.Used(), kMostJudged),
+             .seed = SeedOf(options).value_or(ClockSeed()),
+             .stopped = false,
+             .fittingSeconds = 0};
+  const bool fitted = Fit(run, !options.quiet && ::isatty(STDERR_FILENO) == 1);
+  if (fitted) WriteOutput(options.json ? JsonReport(run) : TextReport(run));
+  if (run.stopped && fitted && !options.quiet)
+    Complain("stopped by Ctrl-C: the result is the best found until then");
+  if (run.stopped) return kInterrupted;
+  return fitted ? kFitted : kNoFit;
+}
+
+int RunInfo(const Options& options) {
+  const Input input = InputOf(options);
+  const Cloud cloud = LoadCloud(input, 1.0);
+  WriteOutput(options.json ? JsonInfo(input, cloud) : TextInfo(input, cloud));
+  return kFitted;
+}
+
+void WriteOutput(std::string_view text) {
+  errno = 0;
+  const bool written =
+      std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  if (!written) throw std::system_error(errno, std::generic_category());
+}
+
+void Complain(std::string_view text) {
+  std::string line = fmt::format("primfit: {}", text);
+  std::replace_if(
+      line.begin(), line.end(), [](unsigned char c) { return c < ' ' || c == 127; }, ' ');
+  line += '\n';
+  std::fputs(line.c_str(), stderr);
+}
+
+}  // namespace primfit::tool

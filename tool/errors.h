@@ -1,0 +1,24 @@
+// What ends the program other than a fit, and its exit statuses.
+#ifndef PRIMFIT_TOOL_ERRORS_H_
+#define PRIMFIT_TOOL_ERRORS_H_
+
+#include <stdexcept>
+
+namespace primfit::tool {
+
+enum ExitStatus : int {
+  kFitted = 0,
+  kNoFit = 1,
+  kTrouble = 2,        // wrong usage, unreadable input, output that could not be written
+  kInterrupted = 130,  // as shells report a program that Ctrl-C ended; scripts stop on it
+};
+
+/// The command line asks for something that makes no sense; what() says what and what to do.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_TOOL_ERRORS_H_

@@ -1,0 +1,44 @@
+#include "io/read_error.h"
+
+#include <algorithm>
+
+namespace primfit::io {
+
+namespace {
+
+// File names may hold line feeds and escape sequences; an error is one harmless line all the same.
+std::string OneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
+  return text;
+}
+
+std::string Text(std::string_view file, std::string_view where, std::string_view reason) {
+  std::string text(file);
+  text += ": ";
+  if (!where.empty()) text.append(where) += ": ";
+  return OneLine(text.append(reason));
+}
+
+}  // namespace
+
+ReadError::ReadError(std::string_view file, std::string_view where, std::string_view reason)
+    : std::runtime_error(Text(file, where, reason)) {}
+
+void Source::FailAtLine(std::size_t line, std::string_view reason) const {
+  throw ReadError(name, "line " + std::to_string(line), reason);
+}
+
+void Source::FailAtByte(std::size_t byte, std::string_view reason) const {
+  throw ReadError(name, "byte " + std::to_string(byte), reason);
+}
+
+std::string Quoted(std::string_view text) {
+  constexpr std::size_t kLongest = 40;
+  std::string quoted(text.substr(0, kLongest));
+  std::replace_if(
+      quoted.begin(), quoted.end(), [](unsigned char c) { return c < ' ' || c >= 127; }, '?');
+  return '"' + quoted + (text.size() > kLongest ? "...\"" : "\"");
+}
+
+}  // namespace primfit::io

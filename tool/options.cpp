@@ -1,0 +1,238 @@
+#include "options.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "errors.h"
+#include "io/rows.h"
+
+namespace primfit::tool {
+
+namespace {
+
+constexpr double kDefaultTolerance = 0.012;   // metres, as all lengths here
+constexpr double kSmallestTolerance = 0.001;  // below it the library uses this one
+constexpr double kDefaultScannerError = 0.006;
+constexpr double kLargestScannerError = 1.0;
+
+/// Numbers between commas.
+template <std::size_t kCount>
+std::array<double, kCount> ParseNumbers(const char* option, const std::string& text) {
+  std::array<double, kCount> numbers{};
+  io::FieldCursor fields(text, io::Separator::kComma);
+  std::string_view field;
+  for (double& number : numbers) {
+    if (fields.Next(field) && io::ParseNumber(field, number) && std::isfinite(number)) continue;
+    throw UsageError(fmt::format("{} needs {} numbers between commas, not \"{}\"", option, kCount, text));
+  }
+  if (fields.Next(field))
+    throw UsageError(fmt::format("{} needs {} numbers, \"{}\" has more", option, kCount, text));
+  return numbers;
+}
+
+/// @param high  infinite when there is no upper bound
+void CheckRange(const char* option, double value, double low, double high, std::string_view unit = "") {
+  if (value >= low && value <= high && std::isfinite(value)) return;  // false for NaN
+  throw UsageError(std::isinf(high)
+                       ? fmt::format("{} {} is not a number of at least {}{}", option, value, low, unit)
+                       : fmt::format("{} {} is not within {} to {}{}", option, value, low, high, unit));
+}
+
+/// Descriptions wrap, so that the help fits a terminal.
+std::string Wrapped(std::string_view text) {
+  constexpr std::size_t kWidth = 68;
+  std::string wrapped;
+  while (text.size() > kWidth) {
+    const std::size_t end = text.rfind(' ', kWidth);
+    wrapped.append(text.substr(0, end)) += '\n';
+    text.remove_prefix(end + 1);
+  }
+  return wrapped.append(text);
+}
+
+std::string NumbersOf(const Primitive& primitive) {
+  std::string text;
+  for (const Part& part : primitive.parts) {
+    text += text.empty() ? "" : ", ";
+    text += part.name;
+    if (SizeOf(part.quantity) == 3) text += " x,y,z";
+    if (part.quantity == Quantity::kAngle) text += " in degrees";
+  }
+  return text;
+}
+
+std::vector<double> ParseStart(const Options& options, const Primitive& primitive) {
+  std::vector<double> start;
+  io::FieldCursor fields(options.start, io::Separator::kComma);
+  double number = 0;
+  for (std::string_view field; fields.Next(field); start.push_back(number)) {
+    if (!io::ParseNumber(field, number) || !std::isfinite(number)) start.resize(primitive.Size());
+  }
+  if (start.size() != primitive.Size()) {
+    throw UsageError(fmt::format("--start needs {} numbers between commas ({}), not \"{}\"", primitive.Size(),
+                                 NumbersOf(primitive), options.start));
+  }
+  ForEachPart(primitive, [&](const Part& part, std::size_t, std::size_t offset) {
+    const Eigen::Map<const Eigen::Vector3d> direction(start.data() + offset);
+    if (part.quantity == Quantity::kDirection && direction.isZero(0)) {
+      throw UsageError(fmt::format("--start has a {} of length 0; give a direction", part.name));
+    }
+  });
+  return start;
+}
+
+/// A held part needs its value, and a value that nothing uses is a mistake.
+void CheckHolds(const Options& options, const Primitive& primitive) {
+  std::size_t held = 0;
+  std::size_t fixable = 0;
+  ForEachPart(primitive, [&](const Part& part, std::size_t i, std::size_t) {
+    held += options.fixed[i] ? 1 : 0;
+    fixable += part.fixable ? 1 : 0;
+  });
+  const bool usesStart = held > 0 || options.skipSearch;
+  if (usesStart && options.start.empty()) {
+    throw UsageError(fmt::format("{} needs --start with the {} to take the value from",
+                                 options.skipSearch ? "--skip-search" : "a --fix option", primitive.name));
+  }
+  if (!usesStart && !options.start.empty()) {
+    throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
+  }
+  if (held == fixable)
+    throw UsageError(fmt::format("every part of the {} is held; leave one free", primitive.name));
+}
+
+}  // namespace
+
+void AddInputOptions(CLI::App& command, Options& options) {
+  command.get_formatter()->column_width(30);
+  command
+      .add_option("FILE", options.path,
+                  Wrapped("Point file (PLY, PCD, or text: XYZ, ASC, TXT, CSV, PTS); - reads standard input"))
+      ->required()
+      ->type_name("");
+  const auto option = [&](const char* name, std::string& value, const char* type, std::string_view help) {
+    command.add_option(name, value, Wrapped(help))->type_name(type);
+  };
+  option("--unit", options.unit, "m|mm|cm|ft|in",
+         "Unit of the lengths in the file, on the command line and in the result (default m)");
+  option("--near", options.near, "x,y,z,r",
+         "Use only the points within r of x,y,z, in the file's unit (default: all)");
+  option("--box", options.box, "x0,y0,z0,x1,y1,z1",
+         "Use only the points in this box, in the file's unit (default: all)");
+  command.add_flag("--json", options.json, "Print one JSON object (default: text)");
+}
+
+void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options) {
+  const auto option = [&](const char* name, auto& value, const char* type, std::string_view help) {
+    command.add_option(name, value, Wrapped(help))->type_name(type);
+  };
+  const auto flag = [&](const std::string& name, bool& value, std::string_view help) {
+    command.add_flag(name, value, Wrapped(help));
+  };
+  option(
+      "--tolerance", options.tolerance, "LENGTH",
+      "Distance within which a point is an inlier, in the file's unit (default 0.012 m, at least 0.001 m)");
+  option("--scanner-error", options.scannerError, "LENGTH",
+         "Distance error of the scanner, in the file's unit: scale of the histogram and of the quality test, "
+         "by which "
+         "half of the inliers must be nearer than this and four fifths nearer than twice this (default 0.006 "
+         "m, at most 1 m)");
+  option("--outliers", options.outliers, "SHARE",
+         "Expected share of points that are not on the shape, 0 to 0.9; less than 0.01 counts as 0.01 "
+         "(default 0.5)");
+  option("--probability", options.probability, "SHARE",
+         "Probability with which the search is to draw a sample without outliers, 0 to 0.99 (default 0.99)");
+  option("--sample-size", options.sampleSize, "COUNT",
+         fmt::format(
+             "Points in a random sample, or \"all\" to fit all points at once without a search (default {})",
+             primitive.sampleSize));
+  option(
+      "--start", options.start, "NUMBERS",
+      fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
+                  primitive.name, NumbersOf(primitive)));
+  ForEachPart(primitive, [&](const Part& part, std::size_t i, std::size_t) {
+    if (!part.fixable) return;
+    flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
+         fmt::format("Hold the {} of --start (default: free)", part.name));
+  });
+  flag("--skip-search", options.skipSearch, "Only refine the shape of --start (default: search)");
+  flag("--refine-once", options.refineOnce,
+       "Refine held shapes once, after the search and without the worst fifth of the points (default: every "
+       "candidate)");
+  flag("--any-quality", options.anyQuality,
+       "Accept a fit that fails the quality test (default: exit status 1)");
+  option("--seed", options.seed, "NUMBER",
+         "Seed of the random choices; the same seed gives the same result (default: from the clock)");
+  flag("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");
+}
+
+Input InputOf(const Options& options) {
+  Input input;
+  input.path = options.path;
+  input.unit =
+      std::find_if(kUnits.begin(), kUnits.end(), [&](const Unit& u) { return u.name == options.unit; });
+  if (input.unit == kUnits.end()) {
+    throw UsageError(fmt::format("--unit \"{}\" is none of m, mm, cm, ft, in", options.unit));
+  }
+  if (!options.near.empty()) {
+    input.region.ball = ParseNumbers<4>("--near", options.near);
+    if (!(input.region.ball->at(3) > 0))
+      throw UsageError("--near needs a radius above 0 as its fourth number");
+  }
+  if (!options.box.empty()) {
+    const auto box = ParseNumbers<6>("--box", options.box);
+    if (box[0] > box[3] || box[1] > box[4] || box[2] > box[5]) {
+      throw UsageError("--box needs the smallest x, y, z first and the largest after them");
+    }
+    input.region.box = box;
+  }
+  return input;
+}
+
+FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit) {
+  FitRequest request;
+  request.tolerance = options.tolerance.value_or(kDefaultTolerance / unit.metres);
+  request.scannerError = options.scannerError.value_or(kDefaultScannerError / unit.metres);
+  const std::string lengths = fmt::format(" {}", unit.name);
+  CheckRange("--tolerance", request.tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
+  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres,
+             lengths.c_str());
+  CheckRange("--outliers", options.outliers, 0.0, 0.9);
+  CheckRange("--probability", options.probability, 0.0, 0.99);
+  // At 0 the library would draw no sample: it would be sure of any.
+  request.outliers = std::max(0.01, options.outliers);
+  request.probability = options.probability;
+  CheckHolds(options, primitive);
+  if (!options.start.empty()) request.start = ParseStart(options, primitive);
+  request.fixed.assign(options.fixed.begin(),
+                       options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
+  request.skipSearch = options.skipSearch;
+  request.refineOnce = options.refineOnce;
+  request.anyQuality = options.anyQuality;
+  return request;
+}
+
+int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points) {
+  if (options.sampleSize.empty()) return primitive.sampleSize;
+  if (options.sampleSize == "all") return static_cast<int>(points);
+  const std::optional<std::uint64_t> size = io::ParseCount(options.sampleSize);
+  if (!size || *size < static_cast<std::uint64_t>(primitive.minimumPoints) || *size > points) {
+    throw UsageError(
+        fmt::format("--sample-size \"{}\" is neither \"all\" nor a number from {} to the {} points used",
+                    options.sampleSize, primitive.minimumPoints, points));
+  }
+  return static_cast<int>(*size);
+}
+
+std::optional<std::uint64_t> SeedOf(const Options& options) {
+  if (options.seed.empty()) return std::nullopt;
+  const std::optional<std::uint64_t> seed = io::ParseCount(options.seed);
+  if (!seed)
+    throw UsageError(
+        fmt::format("--seed \"{}\" is not a whole number from 0 to {}", options.seed, UINT64_MAX));
+  return seed;
+}
+
+}  // namespace primfit::tool

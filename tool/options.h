@@ -1,0 +1,56 @@
+// The options of the sub-commands, and what they mean.
+#ifndef PRIMFIT_TOOL_OPTIONS_H_
+#define PRIMFIT_TOOL_OPTIONS_H_
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "cloud.h"
+#include "primitives.h"
+
+namespace primfit::tool {
+
+/// The options as given; one command runs, so one set serves all of them.
+struct Options {
+  std::string path;
+  std::string unit = "m";
+  std::string near;
+  std::string box;
+  bool json = false;
+
+  std::optional<double> tolerance;
+  std::optional<double> scannerError;
+  double outliers = 0.5;
+  double probability = 0.99;
+  std::string sampleSize;
+  std::string start;
+  std::array<bool, 8> fixed{};  // by part
+  bool skipSearch = false;
+  bool refineOnce = false;
+  bool anyQuality = false;
+  std::string seed;
+  bool quiet = false;
+};
+
+/// Options of every command that reads points.
+void AddInputOptions(CLI::App& command, Options& options);
+/// Options of a fit.
+void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options);
+
+/// @throws UsageError for numbers that make no sense
+Input InputOf(const Options& options);
+/// In the units that the user sees; without the sample size, which may depend on the points.
+/// @throws UsageError for numbers that make no sense, and for parts held in ways that no fit can have
+FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit);
+/// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
+int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points);
+/// @return nothing when the user left the choice to the program
+/// @throws UsageError for what is no number of 64 bits
+std::optional<std::uint64_t> SeedOf(const Options& options);
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_TOOL_OPTIONS_H_

@@ -1,0 +1,88 @@
+// What the program has to know of each primitive: one row of a table.
+#ifndef PRIMFIT_TOOL_PRIMITIVES_H_
+#define PRIMFIT_TOOL_PRIMITIVES_H_
+
+#include <Eigen/Core>
+#include <cstddef>
+#include <numbers>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "primfit/fit/fit_progress_updater.h"
+#include "primfit/fit/fit_quality.h"
+#include "units.h"
+
+namespace primfit::tool {
+
+enum class Quantity { kPosition, kDirection, kLength, kAngle };
+
+/// How many numbers a quantity takes.
+constexpr std::size_t SizeOf(Quantity q) {
+  return q == Quantity::kPosition || q == Quantity::kDirection ? 3 : 1;
+}
+/// What the user's number of a quantity is multiplied with to give the library's: users see lengths in the
+/// unit of their file and angles in degrees.
+constexpr double FactorOf(Quantity q, const Unit& unit) {
+  if (q == Quantity::kAngle) return std::numbers::pi / 180.0;
+  return q == Quantity::kDirection ? 1.0 : unit.metres;
+}
+
+/// A part of a shape's record.
+struct Part {
+  std::string_view name;
+  Quantity quantity;
+  bool fixable;  ///< whether a fit can hold it
+};
+
+/// What a fit is asked for.
+struct FitRequest {
+  double tolerance = 0;
+  double scannerError = 0;
+  double outliers = 0;
+  double probability = 0;
+  int sampleSize = 0;
+  std::vector<double> start;  ///< the parts of the start shape, one after the other; empty for none
+  std::vector<bool> fixed;    ///< for each part
+  bool skipSearch = false;
+  bool refineOnce = false;
+  bool anyQuality = false;
+};
+
+struct FitResult {
+  std::vector<double> shape;  ///< its parts, one after the other
+  FitQuality quality;
+};
+
+struct Primitive {
+  std::string_view name;     ///< of the sub-command
+  std::string_view summary;  ///< for its help
+  std::span<const Part> parts;
+  int sampleSize;     ///< points of a random sample, unless the user says otherwise
+  int minimumPoints;  ///< that determine the shape
+  /// Takes and gives metres and radians. @throws primfit::FitError as the library does
+  FitResult (*fit)(std::span<const Eigen::Vector3d> points, const FitRequest&, FitProgressUpdater*);
+
+  /// Numbers of a shape.
+  std::size_t Size() const {
+    std::size_t size = 0;
+    for (const Part& part : parts) size += SizeOf(part.quantity);
+    return size;
+  }
+};
+
+std::span<const Primitive> Primitives();
+
+/// Calls f(part, its index, offset of its numbers) for each part.
+template <class F>
+void ForEachPart(const Primitive& primitive, F f) {
+  std::size_t offset = 0;
+  for (std::size_t i = 0; i < primitive.parts.size(); ++i) {
+    f(primitive.parts[i], i, offset);
+    offset += SizeOf(primitive.parts[i].quantity);
+  }
+}
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_TOOL_PRIMITIVES_H_

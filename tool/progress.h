@@ -1,0 +1,50 @@
+// The progress bar, and Ctrl-C.
+#ifndef PRIMFIT_TOOL_PROGRESS_H_
+#define PRIMFIT_TOOL_PROGRESS_H_
+
+#include <chrono>
+#include <csignal>
+
+#include "primfit/fit/fit_progress_updater.h"
+
+namespace primfit::tool {
+
+/// While one lives, the first Ctrl-C (SIGINT) asks the search to stop; a second one ends the program, as one
+/// does at any other time. Where the caller has SIGINT ignored (nohup), that stays so.
+class StopOnInterrupt {
+ public:
+  StopOnInterrupt();
+  StopOnInterrupt(const StopOnInterrupt&) = delete;
+  StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
+  ~StopOnInterrupt();
+  static bool Requested();
+
+ private:
+  struct sigaction before_;
+};
+
+/// Follows a search: draws a bar on standard error, and stops the search when Ctrl-C has asked for it.
+class Progress : public FitProgressUpdater {
+ public:
+  explicit Progress(bool draw) : draw_(draw) {}
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress() override { Clear(); }
+
+  void ReportProgress(double fraction) override;
+  bool StopRequested() override;
+  /// Whether the search was told to stop.
+  bool Stopped() const { return stopped_; }
+  /// Removes the bar.
+  void Clear();
+
+ private:
+  bool draw_;
+  bool drawn_ = false;
+  bool stopped_ = false;
+  std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_TOOL_PROGRESS_H_

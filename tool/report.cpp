@@ -1,0 +1,264 @@
+#include "report.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+namespace primfit::tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int kBarWidth = 40;
+constexpr int kDirectionDecimals = 9;
+
+/// A fixed number of decimals, and no minus before a zero.
+std::string Fixed(double value, int decimals) {
+  std::string text = fmt::format("{:.{}f}", value, decimals);
+  if (text.find_first_not_of("-0.") == std::string::npos && text.front() == '-') text.erase(0, 1);
+  return text;
+}
+
+std::string Length(double value, const Unit& unit) {
+  return fmt::format("{} {}", Fixed(value, unit.decimals), unit.name);
+}
+
+std::string PartText(const Part& part, const double* numbers, const Unit& unit) {
+  switch (part.quantity) {
+    case Quantity::kLength:
+      return Length(*numbers, unit);
+    case Quantity::kAngle:
+      return Fixed(*numbers, 6) + " deg";
+    case Quantity::kPosition:
+    case Quantity::kDirection:
+      break;
+  }
+  const bool position = part.quantity == Quantity::kPosition;
+  const int decimals = position ? unit.decimals : kDirectionDecimals;
+  return fmt::format("{}, {}, {}{}{}", Fixed(numbers[0], decimals), Fixed(numbers[1], decimals),
+                     Fixed(numbers[2], decimals), position ? " " : "", position ? unit.name : "");
+}
+
+/// Bounds of a histogram slot, in units of the scanner error: eighths of two, then up to four, then all else.
+double SlotStart(int k) { return k <= 8 ? 0.25 * k : 4.0; }
+
+struct Slot {
+  double from;  // unit of the file
+  double to;    // infinite for the last one
+  int count;
+  double share;
+};
+
+std::vector<Slot> SlotsOf(const FitHistogram& histogram, const Unit& unit) {
+  std::vector<Slot> slots;
+  const double sigma = histogram.Sigma() / unit.metres;
+  const int last = FitHistogram::NumberSplots() - 1;
+  for (int k = 0; k <= last; ++k) {
+    const double to = k == last ? HUGE_VAL : SlotStart(k + 1) * sigma;
+    slots.push_back({SlotStart(k) * sigma, to, static_cast<int>(histogram.CountOnSlot(k)),
+                     histogram.DistributionOnSplot(k)});
+  }
+  return slots;
+}
+
+std::string HistogramText(const FitHistogram& histogram, const Unit& unit) {
+  const std::vector<Slot> slots = SlotsOf(histogram, unit);
+  const double most = std::max_element(slots.begin(), slots.end(), [](const Slot& a, const Slot& b) {
+                        return a.share < b.share;
+                      })->share;
+  std::string text;
+  for (const Slot& slot : slots) {
+    const std::string bar(
+        static_cast<std::size_t>(std::lround(kBarWidth * slot.share / std::max(most, 1e-300))), '#');
+    const std::string range =
+        std::isinf(slot.to) ? fmt::format("{} and more", Length(slot.from, unit))
+                            : fmt::format("{} to {}", Fixed(slot.from, unit.decimals), Length(slot.to, unit));
+    text += fmt::format("  {:<26} {:>8} {:>5.1f} %{}{}\n", range, slot.count, 100 * slot.share,
+                        bar.empty() ? "" : "  ", bar);
+  }
+  return text;
+}
+
+double ShareOf(std::size_t part, std::size_t whole) {
+  return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
+}
+
+std::string CountsText(const Input& input, const Cloud& cloud) {
+  std::string text = fmt::format("  {:<16} {} ({})\n", "in the file", cloud.total, cloud.file.format);
+  if (cloud.file.nonFinite > 0)
+    text += fmt::format("  {:<16} {} (not finite, left out)\n", "no measurement", cloud.file.nonFinite);
+  if (input.region.ball || input.region.box)
+    text += fmt::format("  {:<16} {}\n", "outside region", cloud.outside);
+  return text + fmt::format("  {:<16} {}\n", "used", cloud.Used());
+}
+
+/// Whether the residuals pass the test that a fit has to pass unless any quality is accepted.
+bool PassesQualityTest(const FitQuality& quality) { return quality.histogram.Successful(0.5, 0.8); }
+
+Json PartJson(const Part& part, const double* numbers) {
+  if (SizeOf(part.quantity) == 1) return *numbers;
+  return Json::array({numbers[0], numbers[1], numbers[2]});
+}
+
+Json PartsJson(const Primitive& primitive, const std::vector<double>& numbers) {
+  Json json = Json::object();
+  if (numbers.empty()) return json;
+  ForEachPart(primitive, [&](const Part& part, std::size_t, std::size_t offset) {
+    json[std::string(part.name)] = PartJson(part, numbers.data() + offset);
+  });
+  return json;
+}
+
+Json RequestJson(const FitRun& run) {
+  Json fixed = Json::array();
+  ForEachPart(*run.primitive, [&](const Part& part, std::size_t i, std::size_t) {
+    if (run.request.fixed[i]) fixed.push_back(part.name);
+  });
+  const FitRequest& r = run.request;
+  return {{"tolerance", r.tolerance},
+          {"scanner_error", r.scannerError},
+          {"outliers", r.outliers},
+          {"probability", r.probability},
+          {"sample_size", r.sampleSize},
+          {"start", PartsJson(*run.primitive, r.start)},
+          {"fixed", fixed},
+          {"skip_search", r.skipSearch},
+          {"refine_once", r.refineOnce},
+          {"any_quality", r.anyQuality},
+          {"seed", run.seed}};
+}
+
+Json HistogramJson(const FitHistogram& histogram, const Unit& unit) {
+  Json json = Json::array();
+  for (const Slot& slot : SlotsOf(histogram, unit)) {
+    const Json to = std::isinf(slot.to) ? Json() : Json(slot.to);
+    json.push_back({{"from", slot.from}, {"to", to}, {"count", slot.count}, {"share", slot.share}});
+  }
+  return json;
+}
+
+Json QualityJson(const FitQuality& q, const Unit& unit) {
+  return {{"rms", q.rmsDistance / unit.metres},
+          {"mean", q.meanDistance / unit.metres},
+          {"mean_signed", q.meanSignedDistance / unit.metres},
+          {"max", q.maxDistance / unit.metres},
+          {"acceptable", PassesQualityTest(q)},
+          {"histogram", HistogramJson(q.histogram, unit)}};
+}
+
+Json CountsJson(const Cloud& cloud) {
+  return {{"total", cloud.total},
+          {"not_finite", cloud.file.nonFinite},
+          {"outside_region", cloud.outside},
+          {"used", cloud.Used()}};
+}
+
+Json HeadJson(const char* command, const Input& input, const Cloud& cloud) {
+  return {{"command", command},
+          {"file", input.path},
+          {"format", cloud.file.format},
+          {"units", {{"length", input.unit->name}, {"angle", "deg"}, {"time", "s"}}}};
+}
+
+// A file name need not be UTF-8, JSON has to be.
+std::string Dump(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"; }
+
+struct Extent {
+  Eigen::Vector3d low;
+  Eigen::Vector3d high;
+};
+
+Extent ExtentOf(const Cloud& cloud) {
+  Extent e{Eigen::Vector3d::Constant(HUGE_VAL), Eigen::Vector3d::Constant(-HUGE_VAL)};
+  for (const Eigen::Vector3d& p : cloud.file.points) e = {e.low.cwiseMin(p), e.high.cwiseMax(p)};
+  return e;
+}
+
+}  // namespace
+
+std::string TextReport(const FitRun& run) {
+  const Unit& unit = *run.input->unit;
+  const FitQuality& q = run.result.quality;
+  std::string text = fmt::format("{} fitted to {}\n", run.primitive->name, run.input->path);
+  if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
+  ForEachPart(*run.primitive, [&](const Part& part, std::size_t i, std::size_t offset) {
+    text += fmt::format("  {:<16} {}{}\n", part.name, PartText(part, run.result.shape.data() + offset, unit),
+                        run.request.fixed[i] ? " (held)" : "");
+  });
+  const auto inliers = static_cast<std::size_t>(q.GetInlierCount());
+  text += "points\n" + CountsText(*run.input, *run.cloud);
+  if (run.judged < run.cloud->Used())
+    text += fmt::format("  {:<16} {} (a random subset)\n", "sampled", run.judged);
+  text += fmt::format("  {:<16} {} of {} ({:.1f} %) within {}\n", "inliers", inliers, run.judged,
+                      100 * ShareOf(inliers, run.judged), Length(run.request.tolerance, unit));
+  text += "distances of the inliers\n";
+  const auto length = [&](const char* name, double metres) {
+    text += fmt::format("  {:<16} {}\n", name, Length(metres / unit.metres, unit));
+  };
+  length("rms", q.rmsDistance);
+  length("mean", q.meanDistance);
+  length("mean signed", q.meanSignedDistance);
+  length("largest", q.maxDistance);
+  if (!PassesQualityTest(q)) text += "  fails the quality test for this scanner error\n";
+  text += HistogramText(q.histogram, unit);
+  return text + fmt::format("time\n  {:<16} {:.3f} s\n  {:<16} {:.3f} s (seed {})\n", "reading",
+                            run.cloud->seconds, "fitting", run.fittingSeconds, run.seed);
+}
+
+std::string JsonReport(const FitRun& run) {
+  Json json = HeadJson(run.primitive->name.data(), *run.input, *run.cloud);
+  json["shape"] = PartsJson(*run.primitive, run.result.shape);
+  json["quality"] = QualityJson(run.result.quality, *run.input->unit);
+  json["points"] = CountsJson(*run.cloud);
+  json["points"]["judged"] = run.judged;
+  json["points"]["inliers"] = run.result.quality.GetInlierCount();
+  json["parameters"] = RequestJson(run);
+  json["time"] = {{"reading", run.cloud->seconds}, {"fitting", run.fittingSeconds}};
+  json["stopped"] = run.stopped;
+  return Dump(json);
+}
+
+std::string TextInfo(const Input& input, const Cloud& cloud) {
+  std::string text = fmt::format("{}\n", input.path);
+  text += fmt::format("  {:<16} {} bytes\n", "size", cloud.file.bytes);
+  text += fmt::format("  {:<16} {}", "values a point", cloud.file.fields.size());
+  std::string names;
+  for (const io::Field& field : cloud.file.fields) {
+    if (field.name.empty()) continue;
+    names += fmt::format("{}{}{}{}", names.empty() ? ": " : ", ", field.name, field.type.empty() ? "" : " ",
+                         field.type);
+  }
+  text += names + "\npoints\n" + CountsText(input, cloud);
+  if (cloud.Used() > 0) {
+    const Extent e = ExtentOf(cloud);
+    text += "extent\n";
+    for (Eigen::Index axis = 0; axis < 3; ++axis) {
+      text += fmt::format("  {:<16} {} to {}\n", "xyz"[axis], Fixed(e.low[axis], input.unit->decimals),
+                          Length(e.high[axis], *input.unit));
+    }
+  }
+  return text + fmt::format("time\n  {:<16} {:.3f} s\n", "reading", cloud.seconds);
+}
+
+std::string JsonInfo(const Input& input, const Cloud& cloud) {
+  Json json = HeadJson("info", input, cloud);
+  json["bytes"] = cloud.file.bytes;
+  json["fields"] = Json::array();
+  for (const io::Field& field : cloud.file.fields)
+    json["fields"].push_back({{"name", field.name}, {"type", field.type}});
+  json["points"] = CountsJson(cloud);
+  json["extent"] = Json();
+  if (cloud.Used() > 0) {
+    const Extent e = ExtentOf(cloud);
+    json["extent"] = {{"low", {e.low.x(), e.low.y(), e.low.z()}},
+                      {"high", {e.high.x(), e.high.y(), e.high.z()}}};
+  }
+  json["time"] = {{"reading", cloud.seconds}};
+  return Dump(json);
+}
+
+}  // namespace primfit::tool

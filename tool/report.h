@@ -1,0 +1,36 @@
+// What a fit tells the user.
+#ifndef PRIMFIT_TOOL_REPORT_H_
+#define PRIMFIT_TOOL_REPORT_H_
+
+#include <cstdint>
+#include <string>
+
+#include "cloud.h"
+#include "primitives.h"
+
+namespace primfit::tool {
+
+/// A finished fit: everything that a report is made of.
+struct FitRun {
+  const Primitive* primitive;
+  const Input* input;
+  const Cloud* cloud;
+  FitRequest request;  ///< in the units that the user sees
+  FitResult result;    ///< the shape in these units; the quality as the library gave it, in metres
+  std::size_t judged;  ///< points among which the inliers were counted
+  std::uint64_t seed;
+  bool stopped;  ///< by Ctrl-C
+  double fittingSeconds;
+};
+
+std::string TextReport(const FitRun& run);
+
+/// One object. Numbers round-trip; lengths are in the unit named by units.length.
+std::string JsonReport(const FitRun& run);
+
+std::string TextInfo(const Input& input, const Cloud& cloud);
+std::string JsonInfo(const Input& input, const Cloud& cloud);
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_TOOL_REPORT_H_
