@@ -248,8 +248,8 @@ TEST(Difference, OfToriComparesTheMinorRadiusWithItsOwnMeasure) {
   const OutputTorus one({0, 0, 1}, 3, 1, {0, 0, 1}), two({0, 0, -1}, 7, 3, {0, 0, -1});
   // d = (3, 0, 4): (25 - 16) * 16 / 25 = 2.4^2; d = (0, 8, 6): (100 - 36) * 36 / 100 = 4.8^2; the origin is
   // left out.
-  const Points points{{3, 0, 4}, {0, 0, 0}, {0, 8, 6}};
-  EXPECT_NEAR(one.Difference(&two, 1, points.data()), 0.4, 1e-15);
+  const Points points{{3, 0, 4}, {1e-5, 0, 0}, {0, 8, 6}};
+  EXPECT_NEAR(one.Difference(&two, 2, points.data()), 0.4, 1e-15);
   EXPECT_NEAR(one.Difference(&two, 3, points.data()), 2.8, 1e-14);
   const Points onAxis{{0, 0, 4}, {3, 0, 4}};
   EXPECT_NEAR(two.Difference(&one, 2, onAxis.data()), 2, 1e-15) << "the smallest measure counts as well";
