@@ -1,1 +1,25 @@
-# Install rules come with the package files.
+# What `cmake --install` lays down: headers, both libraries, CMake package, pkg-config file. Everything finds its
+# neighbours by relative path, so the installed tree can be moved.
+include(CMakePackageConfigHelpers)
+set(_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/primfit")
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/primfit" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+        FILES_MATCHING PATTERN "*.h")
+# Two export sets: a host of the shared library must not be asked for oneMKL.
+install(TARGETS primfit EXPORT primfit_shared)
+install(TARGETS primfit_static EXPORT primfit_static)
+install(EXPORT primfit_shared FILE primfitShared.cmake NAMESPACE primfit:: DESTINATION "${_package_dir}")
+install(EXPORT primfit_static FILE primfitStatic.cmake NAMESPACE primfit:: DESTINATION "${_package_dir}")
+
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/primfitConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/primfitConfig.cmake" INSTALL_DESTINATION "${_package_dir}"
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/primfitConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)  # until 1.0 a minor version may break the interface
+install(FILES "${PROJECT_BINARY_DIR}/primfitConfig.cmake" "${PROJECT_BINARY_DIR}/primfitConfigVersion.cmake"
+              "${CMAKE_CURRENT_LIST_DIR}/FindMKL.cmake" DESTINATION "${_package_dir}")
+
+file(RELATIVE_PATH _pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+configure_file("${CMAKE_CURRENT_LIST_DIR}/primfit.pc.in" "${PROJECT_BINARY_DIR}/primfit.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/primfit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/NOTICE" DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -46,12 +46,14 @@ Loop OutlineOf(const std::vector<double>& points) {
   const std::unique_ptr<int, void (*)(int*)> owned(indices, QHullFree);
   auto hull = std::make_unique<double[]>(2 * static_cast<std::size_t>(count));
   for (int k = 0; k < count; ++k) std::copy_n(points.begin() + 2 * indices[k], 2, hull.get() + 2 * k);
-  double* vertices = hull.get();
-  SortLoopVertices(count, vertices);
-  if (vertices != hull.get()) {  // replaced: the old array is gone
-    static_cast<void>(hull.release());
-    hull.reset(vertices);
+  double* vertices = hull.release();  // SortLoopVertices replaces the array, or leaves it when it throws
+  try {
+    SortLoopVertices(count, vertices);
+  } catch (...) {
+    delete[] vertices;
+    throw;
   }
+  hull.reset(vertices);
   return {count, std::move(hull)};
 }
 

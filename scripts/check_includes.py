@@ -1,0 +1,98 @@
+#!/usr/bin/env python3
+"""Holds the includes to the layers: calls go downward only, and public headers stand on public ground.
+
+    api -> ransac -> estimators, optimize -> shapes -> fit
+
+usage: check_includes.py [ROOT]
+"""
+import pathlib
+import re
+import sys
+
+LAYERS = {"fit": 0, "shapes": 1, "estimators": 2, "optimize": 2, "ransac": 3, "api": 4}
+ROOT_HEADERS = {"export.h": -1, "flat.h": 4, "primfit.h": 4}  # in include/primfit itself
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
+STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
+# The numerics are reached through two doors: matrix classes and the trust-region interface.
+NUMERICS = re.compile(r"^(mkl|lapack|cblas)")
+NUMERICS_DOORS = {"estimators", "optimize"}
+
+
+class Place:
+    """Where a file of the project stands: kind (public, private, or a folder such as tool) and layer."""
+
+    def __init__(self, path, root):
+        parts = path.relative_to(root).parts
+        self.kind, self.folder, self.level = parts[0], parts[0], 9
+        if parts[:2] == ("include", "primfit"):
+            self.kind = "public"
+            parts = parts[1:]
+        elif parts[0] == "src":
+            self.kind = "private"
+        if self.kind in ("public", "private"):
+            in_folder = len(parts) > 2
+            self.folder = parts[1] if in_folder else "api"
+            self.level = LAYERS.get(self.folder, 9) if in_folder else ROOT_HEADERS.get(parts[-1], 9)
+
+
+def find(name, path, root):
+    """The file of the project that an include of `name` in `path` means, or None."""
+    top = path.relative_to(root).parts[0]
+    bases = [root / "include", root / "src", path.parent, root / top]
+    if top in ("tests", "bench"):
+        bases += [root / "tool", root / "tests", root / "tests/tool"]
+    for base in bases:
+        if (base / name).is_file():
+            return (base / name).resolve()
+    return None
+
+
+def fault_of_system(name, here):
+    if here.kind == "public" and not (STANDARD.match(name) or name.startswith("Eigen/")):
+        return "a public header includes the standard library, Eigen and primfit/ only"
+    if here.kind == "private" and NUMERICS.match(name) and here.folder not in NUMERICS_DOORS:
+        return "the numerics library is reached through estimators/ and optimize/ only"
+    return None
+
+
+def fault_of_own(target, here):
+    there = target.kind
+    if there == "tests" and here.kind not in ("tests", "bench"):
+        return "nothing but tests and benchmarks stands on tests/"
+    if here.kind in ("public", "private"):
+        if there not in ("public", "private"):
+            return f"the library does not stand on {there}/"
+        if here.kind == "public" and there == "private":
+            return "a public header cannot see src/"
+        if target.level > here.level or (target.level == here.level and target.folder != here.folder):
+            return f"upward: {here.folder} does not see {target.folder}"
+    elif there == "private" and here.kind not in ("tests", "bench"):
+        return f"{here.kind}/ uses public headers only"
+    return None
+
+
+def faults(path, root):
+    here = Place(path, root)
+    for match in INCLUDE.finditer(path.read_text(encoding="utf-8")):
+        quote, name = match.groups()
+        target = find(name, path, root)
+        if target is not None and (quote == '"' or name.startswith("primfit/")):
+            fault = fault_of_own(Place(target, root), here)
+        elif quote == '"':
+            fault = "no such file in the project"
+        else:
+            fault = fault_of_system(name, here)
+        if fault:
+            yield f"{path.relative_to(root)}: includes {name}: {fault}"
+
+
+def main():
+    root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent).resolve()
+    files = [p for folder in ("include", "src", "tool", "tests", "bench", "examples", "python")
+             for p in sorted((root / folder).rglob("*")) if p.suffix in (".h", ".cpp", ".c")]
+    found = [fault for path in files for fault in faults(path, root)]
+    print("\n".join(found + [f"check_includes: {len(files)} files, {len(found)} faults"]))
+    sys.exit(1 if found or not files else 0)
+
+
+main()

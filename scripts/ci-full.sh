@@ -1,0 +1,57 @@
+#!/bin/bash
+# The long check: scripts/test.sh, then what it leaves out. Builds go to build/ or to PRIMFIT_BUILD_DIR.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+"$here/setup.sh" --full
+. "$here/common.sh"
+step() { printf '\n== %s\n' "$*"; }
+clang=(-DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DPRIMFIT_WERROR=ON)
+
+step "release and address + undefined-behaviour sanitizers, gcc"
+"$here/test.sh"
+
+step "debug, gcc"
+build debug debug -DPRIMFIT_WERROR=ON
+run_tests debug
+
+step "all instructions of this processor: fused multiply-adds must change no decision"
+build native release -DPRIMFIT_WERROR=ON -DCMAKE_CXX_FLAGS=-march=native
+run_tests native
+
+step "another LAPACK than oneMKL's"
+build lapack release -DPRIMFIT_WERROR=ON -DPRIMFIT_LAPACK=system
+run_tests lapack
+
+step "release, clang"
+build clang release "${clang[@]}"
+run_tests clang
+
+step "clang-tidy"
+run-clang-tidy -quiet -p "$builds/clang" "^$root/(src|tool)/" >"$builds/tidy.log" 2>&1 || { cat "$builds/tidy.log"; exit 1; }
+
+step "thread sanitizer, clang"  # gcc's OpenMP run time is not instrumented and would be reported
+build tsan tsan "${clang[@]}"
+archer=$(find /usr/lib -name libarcher.so -print -quit)
+OMP_TOOL_LIBRARIES=$archer TSAN_OPTIONS=ignore_noninstrumented_modules=1 run_tests tsan
+
+step "fuzzing the readers, 30 seconds"
+build fuzz debug "${clang[@]}" -DPRIMFIT_BUILD_FUZZERS=ON
+mkdir -p "$builds/corpus"
+"$builds/fuzz/tests/tool/fuzz_readers" -max_total_time=30 -print_final_stats=0 "$builds/corpus" 2>"$builds/fuzz.log" ||
+  { cat "$builds/fuzz.log"; exit 1; }
+
+step "benchmarks run"
+build bench release -DPRIMFIT_WERROR=ON -DPRIMFIT_BUILD_BENCH=ON -DPRIMFIT_BUILD_TESTS=OFF
+for program in "$builds"/bench/bench/*_bench; do
+  "$program" --benchmark_min_time=0.01 >"$builds/bench.log" 2>&1 || { cat "$builds/bench.log"; exit 1; }
+  if grep "ERROR OCCURRED" "$builds/bench.log"; then exit 1; fi  # how a benchmark says that its result is wrong
+done
+
+step "part of another build"
+for target in primfit::primfit primfit::primfit_static; do
+  cmake -S "$root/tests/package/cpp" -B "$builds/sub" -G Ninja --log-level=WARNING -DCMAKE_BUILD_TYPE=Release \
+    -DPRIMFIT_SOURCE="$root" -DLIBRARY=$target
+  cmake --build "$builds/sub" --parallel "$jobs"
+  "$builds/sub/fit_plane"
+done
+step "all done"

@@ -1,0 +1,23 @@
+# shellcheck shell=bash
+# Sourced by the scripts that build: where things are, configuring, building, testing.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+builds=${PRIMFIT_BUILD_DIR:-$root/build}  # one folder in it for every preset
+mkdir -p "$builds"
+builds=$(cd "$builds" && pwd)
+jobs=$(nproc)
+
+# build NAME PRESET [cmake option...]: configures into the folder NAME and builds everything
+build() {
+  local name=$1 preset=$2
+  shift 2
+  (cd "$root" && cmake --preset "$preset" -B "$builds/$name" --log-level=WARNING "$@")
+  cmake --build "$builds/$name" --parallel "$jobs"
+}
+# run_tests NAME: everything that ctest knows in the folder NAME
+run_tests() { ctest --test-dir "$builds/$1" --parallel "$jobs" --output-on-failure --no-tests=error; }
+quick_checks() {
+  "$root/scripts/format.sh" --check
+  python3 "$root/scripts/check_includes.py"
+  python3 "$root/scripts/test_share.py"
+}
