@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""Share of the tests in all code lines (blank and comment lines left out). Aim: a quarter; fails above a third.
+"""Share of the tests in all lines of code, comments included. Aim: a quarter; fails above a third.
 
 usage: test_share.py [ROOT]
 """
 import pathlib
-import re
 import sys
 
 FOLDERS = ("include", "src", "tool", "python", "examples", "bench", "tests", "scripts", "cmake")
@@ -13,12 +12,8 @@ SLASH = {".h", ".cpp", ".c"}
 DATA = {"examples/data"}
 
 
-def code_lines(path):
-    text = path.read_text(encoding="utf-8")
-    if path.suffix in SLASH:
-        text = re.sub(r"/\*.*?\*/", "", text, flags=re.S)
-    mark = "//" if path.suffix in SLASH else "#"
-    return sum(1 for line in text.splitlines() if line.strip() and not line.lstrip().startswith(mark))
+def line_count(path):
+    return len(path.read_text(encoding="utf-8").splitlines())
 
 
 def is_code(path, root):
@@ -29,11 +24,11 @@ def is_code(path, root):
 
 def main():
     root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent).resolve()
-    lines = {name: sum(code_lines(p) for p in sorted((root / name).rglob("*")) if p.is_file() and is_code(p, root))
+    lines = {name: sum(line_count(p) for p in sorted((root / name).rglob("*")) if p.is_file() and is_code(p, root))
              for name in FOLDERS}
     total = sum(lines.values())
     share = 100 * lines["tests"] / total
-    print(f"tests: {lines['tests']} of {total} code lines, {share:.1f} % (aim 25, limit 33)")
+    print(f"tests: {lines['tests']} of {total} lines, {share:.1f} % (aim 25, limit 33)")
     if share > 33:
         sys.exit("test_share: too many test lines; merge rows of tables")
     if share < 25:

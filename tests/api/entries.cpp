@@ -63,111 +63,80 @@ Points ElbowScene(const Pose& p, int n, double noise, double outliers, Random& r
   return SceneOf(Torus(p), n, noise, outliers, r, Range{0.5, 2.5}, kFullTurn);
 }
 
-template <class Constraints>
-FitInputParams<Constraints> ParamsOf(double outliers, double scannerError) {
+using Ends = std::vector<Vector3d>;
+
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsLine& s) {
+  return std::make_shared<OutputLine>(s.Root(), s.Direction());
+}
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsArc& s) {
+  return std::make_shared<OutputCircle>(s.Center(), s.Radius(), s.XAxis().cross(s.YAxis()));
+}
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsPlane& s) {
+  return std::make_shared<OutputPlane>(s.Origin(), s.Normal());
+}
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsSphere& s) {
+  return std::make_shared<OutputSphere>(s.Center(), s.Radius());
+}
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsCylinder& s) {
+  return std::make_shared<OutputCylinder>(s.Origin(), s.Radius(), s.Axis());
+}
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsCone& s) {
+  return std::make_shared<OutputCone>(s.Apex(), s.Angle(), s.Axis());
+}
+std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsTorus& s) {
+  return std::make_shared<OutputTorus>(s.Center(), s.MajorRadius(), s.MinorRadius(), s.Axis());
+}
+
+/// The points that an extent names; none for an unbounded record.
+template <class Record>
+Ends EndsOf(const Record& s) {
+  if constexpr (requires {
+                  s.EndPoint();
+                  s.StartPoint();
+                }) {
+    return {s.StartPoint(), s.EndPoint()};
+  } else if constexpr (requires { s.EndPoint(); }) {
+    return {s.Root(), s.EndPoint()};
+  } else if constexpr (requires { s.Height(); }) {
+    return {s.Origin(), s.Origin() + s.Height() * s.Axis()};
+  } else if constexpr (requires { s.Height0(); }) {
+    return {s.Apex() + s.Height0() * s.Axis(), s.Apex() + s.Height1() * s.Axis()};
+  } else if constexpr (requires { s.XAxis(); }) {
+    const Vector3d end = Eigen::AngleAxisd(s.Angle(), s.Axis()) * s.XAxis();
+    return {s.Center() + s.MajorRadius() * s.XAxis(), s.Center() + s.MajorRadius() * end};
+  } else {
+    return {};
+  }
+}
+Ends EndsOf(const FitOutputParamsPatch& s) {
+  const double* loop = nullptr;
+  Vector3d xAxis;
+  Ends ends;
+  for (int k = 0, count = s.Loop(loop, xAxis); k < count; ++k) {
+    ends.push_back(s.Origin() + loop[2 * k] * xAxis + loop[2 * k + 1] * s.Normal().cross(xAxis));
+  }
+  return ends;
+}
+
+template <class Record>
+std::vector<double> ExtentOf(const Record& s) {
+  if constexpr (requires { s.Length(); }) return {s.Length()};
+  if constexpr (requires { s.Height(); }) return {s.Height()};
+  if constexpr (requires { s.Height0(); }) return {s.Height0(), s.Height1()};
+  if constexpr (requires { s.XAxis(); }) return {s.Angle()};
+  return {};
+}
+
+/// The fit that IFit has for a pair of records; some take a flag more.
+template <class Constraints, class Record, auto... kFlag>
+Found Fit(const Points& points, double outliers, double scannerError) {
   FitInputParams<Constraints> params;
   params.SetOutlierPercentage(outliers);
   params.SetScannerError(scannerError);
-  return params;
-}
-
-/// Runs IFit for a pair of records; `shape` rebuilds the unbounded shape, `extent` fills the rest.
-template <class Constraints, class Record, class... Flag>
-FitOutput<Record> Run(const Points& points, double outliers, double scannerError, Flag... flag) {
-  const auto params = ParamsOf<Constraints>(outliers, scannerError);
-  return IFit<FitInputParams<Constraints>, Record>().Solve(points.data(), static_cast<int>(points.size()),
-                                                           params, nullptr, flag...);
-}
-
-Found FitLine(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsLine, FitOutputParamsLine>(points, outliers, scannerError);
-  const auto& s = out.GetFitShape();
-  return {std::make_shared<OutputLine>(s.Root(), s.Direction()),
-          out.GetFitQuality(),
-          {s.Length()},
-          {s.Root(), s.EndPoint()}};
-}
-Found FitArc(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsArc, FitOutputParamsArc>(points, outliers, scannerError);
-  const auto& s = out.GetFitShape();
-  return {std::make_shared<OutputCircle>(s.Center(), s.Radius(), s.XAxis().cross(s.YAxis())),
-          out.GetFitQuality(),
-          {s.Angle()},
-          {s.StartPoint(), s.EndPoint()}};
-}
-Found FitPlane(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsPlane, FitOutputParamsPlane>(points, outliers, scannerError);
-  return {std::make_shared<OutputPlane>(out.GetFitShape().Origin(), out.GetFitShape().Normal()),
-          out.GetFitQuality(),
-          {},
-          {}};
-}
-Found FitPatch(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsPlane, FitOutputParamsPatch>(points, outliers, scannerError);
-  const auto& s = out.GetFitShape();
-  const double* loop = nullptr;
-  Vector3d xAxis;
-  const int count = s.Loop(loop, xAxis);
-  Found found{std::make_shared<OutputPlane>(s.Origin(), s.Normal()), out.GetFitQuality(), {}, {}};
-  for (int k = 0; k < count; ++k) {
-    found.ends.push_back(s.Origin() + loop[2 * k] * xAxis + loop[2 * k + 1] * s.Normal().cross(xAxis));
-  }
-  return found;
-}
-Found FitSphere(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsSphere, FitOutputParamsSphere>(points, outliers, scannerError);
-  return {std::make_shared<OutputSphere>(out.GetFitShape().Center(), out.GetFitShape().Radius()),
-          out.GetFitQuality(),
-          {},
-          {}};
-}
-template <class Record>
-std::shared_ptr<OutputShape> CylinderOf(const Record& s) {
-  return std::make_shared<OutputCylinder>(s.Origin(), s.Radius(), s.Axis());
-}
-Found FitCylinder(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsCylinder, FitOutputParamsCylinder>(points, outliers, scannerError);
-  return {CylinderOf(out.GetFitShape()), out.GetFitQuality(), {}, {}};
-}
-Found FitBoundedCylinder(const Points& points, double outliers, double scannerError) {
-  const auto out =
-      Run<FitConstraintsCylinder, FitOutputParamsCylinderBounded>(points, outliers, scannerError, false);
-  const auto& s = out.GetFitShape();
-  return {CylinderOf(s), out.GetFitQuality(), {s.Height()}, {s.Origin(), s.Origin() + s.Height() * s.Axis()}};
-}
-template <class Record>
-std::shared_ptr<OutputShape> ConeOf(const Record& s) {
-  return std::make_shared<OutputCone>(s.Apex(), s.Angle(), s.Axis());
-}
-Found FitCone(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsCone, FitOutputParamsCone>(points, outliers, scannerError);
-  return {ConeOf(out.GetFitShape()), out.GetFitQuality(), {}, {}};
-}
-Found FitBoundedCone(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsCone, FitOutputParamsConeBounded>(points, outliers, scannerError);
-  const auto& s = out.GetFitShape();
-  return {ConeOf(s),
-          out.GetFitQuality(),
-          {s.Height0(), s.Height1()},
-          {s.Apex() + s.Height0() * s.Axis(), s.Apex() + s.Height1() * s.Axis()}};
-}
-template <class Record>
-std::shared_ptr<OutputShape> TorusOf(const Record& s) {
-  return std::make_shared<OutputTorus>(s.Center(), s.MajorRadius(), s.MinorRadius(), s.Axis());
-}
-Found FitTorus(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsTorus, FitOutputParamsTorus>(points, outliers, scannerError);
-  return {TorusOf(out.GetFitShape()), out.GetFitQuality(), {}, {}};
-}
-Found FitElbow(const Points& points, double outliers, double scannerError) {
-  const auto out = Run<FitConstraintsTorus, FitOutputParamsElbow>(points, outliers, scannerError);
-  const auto& s = out.GetFitShape();
-  const Vector3d yAxis = s.Axis().cross(s.XAxis());
-  return {TorusOf(s),
-          out.GetFitQuality(),
-          {s.Angle()},
-          {s.Center() + s.MajorRadius() * s.XAxis(),
-           s.Center() + s.MajorRadius() * (std::cos(s.Angle()) * s.XAxis() + std::sin(s.Angle()) * yAxis)}};
+  IFit<FitInputParams<Constraints>, Record> front;
+  const auto out = front.Solve(points.data(), static_cast<int>(points.size()), params, nullptr, kFlag...);
+  const Record& s = out.GetFitShape();
+  return {ShapeOf(s), out.GetFitQuality(), ExtentOf(s), EndsOf(s)};
 }
 
 template <auto kMake>
@@ -180,17 +149,18 @@ std::shared_ptr<OutputShape> Shared(const Pose& pose) {
 
 const std::vector<Entry>& Entries() {
   static const std::vector<Entry> entries = {
-      {"line", LineScene, FitLine, Shared<&Line>},
-      {"arc", ArcScene, FitArc, Shared<&Circle>},
-      {"plane", PlaneScene, FitPlane, Shared<&Plane>},
-      {"patch", PlaneScene, FitPatch, Shared<&Plane>},
-      {"sphere", SphereScene, FitSphere, Shared<&Sphere>},
-      {"cylinder", CylinderScene, FitCylinder, Shared<&Cylinder>},
-      {"bounded cylinder", CylinderScene, FitBoundedCylinder, Shared<&Cylinder>},
-      {"cone", ConeScene, FitCone, Shared<&Cone>},
-      {"bounded cone", ConeScene, FitBoundedCone, Shared<&Cone>},
-      {"torus", TorusScene, FitTorus, Shared<&Torus>},
-      {"elbow", ElbowScene, FitElbow, Shared<&Torus>},
+      {"line", LineScene, Fit<FitConstraintsLine, FitOutputParamsLine>, Shared<&Line>},
+      {"arc", ArcScene, Fit<FitConstraintsArc, FitOutputParamsArc>, Shared<&Circle>},
+      {"plane", PlaneScene, Fit<FitConstraintsPlane, FitOutputParamsPlane>, Shared<&Plane>},
+      {"patch", PlaneScene, Fit<FitConstraintsPlane, FitOutputParamsPatch>, Shared<&Plane>},
+      {"sphere", SphereScene, Fit<FitConstraintsSphere, FitOutputParamsSphere>, Shared<&Sphere>},
+      {"cylinder", CylinderScene, Fit<FitConstraintsCylinder, FitOutputParamsCylinder>, Shared<&Cylinder>},
+      {"bounded cylinder", CylinderScene, Fit<FitConstraintsCylinder, FitOutputParamsCylinderBounded, false>,
+       Shared<&Cylinder>},
+      {"cone", ConeScene, Fit<FitConstraintsCone, FitOutputParamsCone>, Shared<&Cone>},
+      {"bounded cone", ConeScene, Fit<FitConstraintsCone, FitOutputParamsConeBounded>, Shared<&Cone>},
+      {"torus", TorusScene, Fit<FitConstraintsTorus, FitOutputParamsTorus>, Shared<&Torus>},
+      {"elbow", ElbowScene, Fit<FitConstraintsTorus, FitOutputParamsElbow>, Shared<&Torus>},
   };
   return entries;
 }

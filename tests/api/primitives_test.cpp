@@ -188,6 +188,12 @@ TEST(Holds, ComeBackBitForBitInEveryCombination) {
   const Vector3d o = pose.translation + Vector3d(1e-4, -2e-4, 1e-4);
   const Vector3d a = (pose.rotation.col(2) + Vector3d(1e-4, 1e-4, -1e-4)).normalized();
   const auto size = [](const Points& p) { return static_cast<int>(p.size()); };
+  ExpectHolds<FitOutputParamsPlane, FitConstraintsPlane>(
+      {o, a}, scene("plane"), {&FitConstraintsPlane::FixOrigin, &FitConstraintsPlane::FixNormal},
+      [&](const Points& p, const auto& in) { return PlaneFromPoints(p.data(), size(p), in, nullptr); },
+      [](const auto& r) {
+        return Parts{Numbers(r.Origin()), Numbers(r.Normal())};
+      });
   ExpectHolds<FitOutputParamsSphere, FitConstraintsSphere>(
       {o, 0.5003}, scene("sphere"), {&FitConstraintsSphere::FixCenter, &FitConstraintsSphere::FixRadius},
       [&](const Points& p, const auto& in) { return SphereFromPoints(p.data(), size(p), in, nullptr); },
