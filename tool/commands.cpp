@@ -54,7 +54,8 @@ FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const 
 void RestoreHeld(FitRun& run) {
   ForEachPart(
       *run.primitive, run.request.start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
-        if (!run.request.fixed[i] || part.quantity == Quantity::kDirection) return;
+        if (!run.request.fixed[i] || part.role == Role::kPlace || part.quantity == Quantity::kDirection)
+          return;
         std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
                     run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
       });

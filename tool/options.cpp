@@ -80,7 +80,7 @@ void CheckHolds(const Options& options, const Primitive& primitive) {
   std::size_t fixable = 0;
   ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     held += options.fixed[i] ? 1 : 0;
-    fixable += part.role == Role::kFixable ? 1 : 0;
+    fixable += CanBeHeld(part) ? 1 : 0;
   });
   const bool usesStart = held > 0 || options.skipSearch;
   if (usesStart && !options.start) {
@@ -144,7 +144,7 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
       fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
                   primitive.name, NumbersOf(primitive)));
   ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
-    if (part.role != Role::kFixable) return;
+    if (!CanBeHeld(part)) return;
     flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
          fmt::format("Hold the {} of --start (default: free)", part.name));
   });

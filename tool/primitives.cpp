@@ -1,5 +1,6 @@
 #include "primitives.h"
 
+#include <Eigen/Geometry>
 #include <array>
 #include <optional>
 
@@ -12,6 +13,7 @@ namespace {
 void Append(std::vector<double>& numbers, const Eigen::Vector3d& v) {
   for (const double coordinate : v) numbers.push_back(coordinate);
 }
+void Append(std::vector<double>& numbers, double number) { numbers.push_back(number); }
 
 template <class... T>
 std::vector<double> Numbers(const T&... parts) {
@@ -38,8 +40,15 @@ FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request
   params.SetOutlierPercentage(request.outliers);
   params.SetSuccessProbability(request.probability);
   params.SetInlierDistanceThreshold(request.tolerance);
-  const auto output = IFit<Params, typename P::Record>().Solve(points.data(), static_cast<int>(points.size()),
-                                                               params, updater);
+  IFit<Params, typename P::Record> front;
+  const int n = static_cast<int>(points.size());
+  const auto output = [&] {
+    if constexpr (requires { front.Solve(points.data(), n, params, updater, false); }) {
+      return front.Solve(points.data(), n, params, updater, false);
+    } else {
+      return front.Solve(points.data(), n, params, updater);
+    }
+  }();
   return {P::ToNumbers(output.GetFitShape()), output.GetFitQuality()};
 }
 
@@ -54,12 +63,144 @@ struct Plane {
   static std::vector<double> ToNumbers(const Record& r) { return Numbers(r.Origin(), r.Normal()); }
 };
 
+using V = Eigen::Map<const Eigen::Vector3d>;
+
+constexpr Part kOrigin{"origin", Quantity::kPosition, Role::kFixable};
+constexpr Part kCenter{"center", Quantity::kPosition, Role::kFixable};
+constexpr Part kApex{"apex", Quantity::kPosition, Role::kFixable};
+constexpr Part kRadius{"radius", Quantity::kLength, Role::kFixable};
+constexpr Part kAxis{"axis", Quantity::kDirection, Role::kFixable};
+constexpr Part kHalfAngle{"angle", Quantity::kAngle, Role::kFixable};
+
+struct Line {
+  using Record = FitOutputParamsLine;
+  using Start = Record;
+  using Constraints = FitConstraintsLine;
+  static constexpr std::array<Part, 3> kParts = {{{"root", Quantity::kPosition, Role::kPlace},
+                                                  {"direction", Quantity::kDirection, Role::kFixable},
+                                                  {"length", Quantity::kLength, Role::kResult}}};
+  static constexpr std::array kFix = {&Constraints::FixRoot, &Constraints::FixDirection};
+  static Start FromNumbers(const double* v) { return {V(v), V(v + 3), 0}; }
+  static std::vector<double> ToNumbers(const Record& r) {
+    return Numbers(r.Root(), r.Direction(), r.Length());
+  }
+};
+
+struct Arc {
+  using Record = FitOutputParamsArc;
+  using Start = Record;
+  using Constraints = FitConstraintsArc;
+  static constexpr std::array<Part, 5> kParts = {{kCenter,
+                                                  kRadius,
+                                                  {"normal", Quantity::kDirection, Role::kStart},
+                                                  {"x-axis", Quantity::kDirection, Role::kResult},
+                                                  {"swept-angle", Quantity::kAngle, Role::kResult}}};
+  static constexpr std::array kFix = {&Constraints::FixCenter, &Constraints::FixRadius};
+  static Start FromNumbers(const double* v) { return {V(v), v[3], V(v + 4)}; }
+  static std::vector<double> ToNumbers(const Record& r) {
+    return Numbers(r.Center(), r.Radius(), Eigen::Vector3d(r.XAxis().cross(r.YAxis())), r.XAxis(), r.Angle());
+  }
+};
+
+struct Sphere {
+  using Record = FitOutputParamsSphere;
+  using Start = Record;
+  using Constraints = FitConstraintsSphere;
+  static constexpr std::array<Part, 2> kParts = {kCenter, kRadius};
+  static constexpr std::array kFix = {&Constraints::FixCenter, &Constraints::FixRadius};
+  static Start FromNumbers(const double* v) { return {V(v), v[3]}; }
+  static std::vector<double> ToNumbers(const Record& r) { return Numbers(r.Center(), r.Radius()); }
+};
+
+struct Cylinder {
+  using Record = FitOutputParamsCylinder;
+  using Start = FitOutputParamsCylinder;
+  using Constraints = FitConstraintsCylinder;
+  static constexpr std::array<Part, 3> kParts = {kOrigin, kRadius, kAxis};
+  static constexpr std::array kFix = {&Constraints::FixOrigin, &Constraints::FixRadius,
+                                      &Constraints::FixAxis};
+  static Start FromNumbers(const double* v) { return {V(v), v[3], V(v + 4)}; }
+  static std::vector<double> ToNumbers(const Record& r) { return Numbers(r.Origin(), r.Radius(), r.Axis()); }
+};
+
+struct BoundedCylinder : Cylinder {
+  using Record = FitOutputParamsCylinderBounded;
+  static constexpr std::array<Part, 4> kParts = {{{"origin", Quantity::kPosition, Role::kPlace},
+                                                  kRadius,
+                                                  kAxis,
+                                                  {"height", Quantity::kLength, Role::kResult}}};
+  static std::vector<double> ToNumbers(const Record& r) {
+    return Numbers(r.Origin(), r.Radius(), r.Axis(), r.Height());
+  }
+};
+
+struct Cone {
+  using Record = FitOutputParamsCone;
+  using Start = FitOutputParamsCone;
+  using Constraints = FitConstraintsCone;
+  static constexpr std::array<Part, 3> kParts = {kApex, kHalfAngle, kAxis};
+  static constexpr std::array kFix = {&Constraints::FixApex, &Constraints::FixAngle, &Constraints::FixAxis};
+  static Start FromNumbers(const double* v) { return {V(v), v[3], V(v + 4)}; }
+  static std::vector<double> ToNumbers(const Record& r) { return Numbers(r.Apex(), r.Angle(), r.Axis()); }
+};
+
+struct BoundedCone : Cone {
+  using Record = FitOutputParamsConeBounded;
+  static constexpr std::array<Part, 5> kParts = {{kApex,
+                                                  kHalfAngle,
+                                                  kAxis,
+                                                  {"height0", Quantity::kLength, Role::kResult},
+                                                  {"height1", Quantity::kLength, Role::kResult}}};
+  static std::vector<double> ToNumbers(const Record& r) {
+    return Numbers(r.Apex(), r.Angle(), r.Axis(), r.Height0(), r.Height1());
+  }
+};
+
+struct Torus {
+  using Record = FitOutputParamsTorus;
+  using Start = FitOutputParamsTorus;
+  using Constraints = FitConstraintsTorus;
+  static constexpr Part kMajor{"major-radius", Quantity::kLength, Role::kFixable};
+  static constexpr Part kMinor{"minor-radius", Quantity::kLength, Role::kFixable};
+  static constexpr std::array<Part, 4> kParts = {kCenter, kMajor, kMinor, kAxis};
+  static constexpr std::array kFix = {&Constraints::FixCenter, &Constraints::FixMajorRadius,
+                                      &Constraints::FixMinorRadius, &Constraints::FixAxis};
+  static Start FromNumbers(const double* v) { return {V(v), v[3], v[4], V(v + 5)}; }
+  static std::vector<double> ToNumbers(const Record& r) {
+    return Numbers(r.Center(), r.MajorRadius(), r.MinorRadius(), r.Axis());
+  }
+};
+
+struct Elbow : Torus {
+  using Record = FitOutputParamsElbow;
+  static constexpr std::array<Part, 6> kParts = {{kCenter,
+                                                  kMajor,
+                                                  kMinor,
+                                                  kAxis,
+                                                  {"x-axis", Quantity::kDirection, Role::kResult},
+                                                  {"swept-angle", Quantity::kAngle, Role::kResult}}};
+  static std::vector<double> ToNumbers(const Record& r) {
+    return Numbers(r.Center(), r.MajorRadius(), r.MinorRadius(), r.Axis(), r.XAxis(), r.Angle());
+  }
+};
+
 template <class P>
 constexpr Primitive Row(std::string_view name, std::string_view summary, int minimumPoints) {
   return {name, summary, P::kParts, P::Constraints::kDefaultSampleSize, minimumPoints, &Fit<P>};
 }
 
-constexpr std::array<Primitive, 1> kPrimitives = {Row<Plane>("plane", "Fit an unbounded plane", 3)};
+constexpr std::array<Primitive, 10> kPrimitives = {
+    Row<Line>("line", "Fit a line segment", 2),
+    Row<Arc>("arc", "Fit an arc of a circle", 3),
+    Row<Plane>("plane", "Fit an unbounded plane", 3),
+    Row<Sphere>("sphere", "Fit a sphere", 4),
+    Row<Cylinder>("cylinder", "Fit an unbounded cylinder", 9),
+    Row<BoundedCylinder>("bounded-cylinder", "Fit a cylinder with its length", 9),
+    Row<Cone>("cone", "Fit an unbounded cone", 9),
+    Row<BoundedCone>("bounded-cone", "Fit a cone with its two ends", 9),
+    Row<Torus>("torus", "Fit a torus", 15),
+    Row<Elbow>("elbow", "Fit a bent pipe: a torus with its swept angle", 15),
+};
 
 }  // namespace
 

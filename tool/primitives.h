@@ -31,8 +31,9 @@ constexpr double FactorOf(Quantity q, const Unit& unit) {
 /// What the user may do with a part, beside reading it in the result.
 enum class Role {
   kFixable,  ///< give it with --start and hold it
-  kStart,    ///< give it with --start
-  kResult    ///< nothing; these come last
+  kPlace,  ///< as kFixable, but held it only says where the shape passes: the result is an end of its extent
+  kStart,  ///< give it with --start
+  kResult  ///< nothing; these come last
 };
 
 /// A part of a shape's record.
@@ -41,6 +42,10 @@ struct Part {
   Quantity quantity;
   Role role;
 };
+
+constexpr bool CanBeHeld(const Part& part) {
+  return part.role == Role::kFixable || part.role == Role::kPlace;
+}
 
 /// What a fit is asked for.
 struct FitRequest {

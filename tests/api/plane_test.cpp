@@ -59,10 +59,11 @@ TEST(PlaneFromPoints, RecoversPlanesWithOutliers) {
   const struct {
     int n, seeds, found;
     double allowed;  // in multiples of the noise
-  } sizes[] = {{20, 100, 90, 2}, {1000, 100, 94, 0.75}, {100000, 10, 9, 0.75}, {1000000, 2, 2, 0.75}};
+  } sizes[] = {{20, 100, 90, 2}, {1000, 100, 94, 0.75}, {100000, 20, 16, 0.75}, {1000000, 2, 2, 0.75}};
   for (const Vector3d& normal : {Vector3d(0, 0, 1), Vector3d(1, 0, 0), Vector3d(0.36, -0.48, 0.8)}) {
     for (const double outliers : {0.0, 0.2, 0.5}) {
       for (const auto& size : sizes) {
+        if (size.n >= 100000 && normal.z() != 1) continue;
         Scene scene;
         scene.normal = normal;
         scene.outliers = outliers;
