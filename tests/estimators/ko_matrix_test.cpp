@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -41,7 +42,8 @@ KoMatrix Dense(const MatrixXd& m, bool symmetric = false) {
   result.Resize(static_cast<int>(m.rows()), static_cast<int>(m.cols()));
   std::fill_n(result.Data(), m.size(), kNan);
   for (int j = 0; j < m.cols(); ++j) {
-    for (int i = 0; i < (symmetric ? j + 1 : m.rows()); ++i) result(i, j) = m(i, j);
+    const Eigen::Index rows = symmetric ? std::min<Eigen::Index>(j + 1, m.rows()) : m.rows();
+    for (int i = 0; i < rows; ++i) result(i, j) = m(i, j);
   }
   return result;
 }
