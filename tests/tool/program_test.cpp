@@ -107,6 +107,7 @@ TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
   const std::string file = Write("a.ply", point_files::BinaryPly<float>(std::endian::big, "float", points));
   EXPECT_EQ(Fit({}, file)["points"]["judged"], 100000);
   const Json all = Fit({"--sample-size", "all"}, file);
+  EXPECT_EQ(all["points"]["judged"], 120000);
   EXPECT_EQ(all["points"]["inliers"], 120000);
   EXPECT_NEAR(all["shape"]["origin"][2].get<double>(), 0.5, 1e-9);
 }
