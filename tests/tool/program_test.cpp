@@ -107,6 +107,7 @@ TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
   const std::string file = Write("a.ply", point_files::BinaryPly<float>(std::endian::big, "float", points));
   EXPECT_EQ(Fit({}, file)["points"]["judged"], 100000);
   const Json all = Fit({"--sample-size", "all"}, file);
+  EXPECT_EQ(all["points"]["judged"], 120000);
   EXPECT_EQ(all["points"]["inliers"], 120000);
   EXPECT_NEAR(all["shape"]["origin"][2].get<double>(), 0.5, 1e-9);
 }
@@ -195,8 +196,8 @@ TEST_F(Program, RepeatsAFitFromTheSeedThatItReports) {
 }
 
 TEST_F(Program, ReportsInTextWithUnits) {
-  const Outcome outcome =
-      Launch({"plane", "--unit", "mm", "--start", "0,0,0,0,-3,4", "--fix-normal", WriteScene(0.001)});
+  const Outcome outcome = Launch(
+      {"plane", "--seed", "5", "--unit", "mm", "--start", "0,0,0,0,-3,4", "--fix-normal", WriteScene(0.001)});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");  // no bar where there is no terminal
   for (const char* line :
@@ -231,7 +232,8 @@ TEST_F(Program, TellsWhatAFileHolds) {
 TEST_F(Program, ReadsStandardInput) {
   How how;
   how.input = WriteScene();
-  EXPECT_EQ(JsonOf(Launch({"plane", "--json", "-"}, how))["points"]["used"], kInliers + kOutliers);
+  EXPECT_EQ(JsonOf(Launch({"plane", "--seed", "5", "--json", "-"}, how))["points"]["used"],
+            kInliers + kOutliers);
 }
 
 TEST_F(Program, WritesValidJsonForAnyFileName) {
@@ -306,8 +308,9 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
     EXPECT_NE(outcome.err.find(row.reason), std::string::npos) << outcome.err << " lacks " << row.reason;
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
   }
-  EXPECT_EQ(Launch({"plane", scene, "--scanner-error", "0.0005", "--any-quality"}).status, 0);
-  EXPECT_EQ(Launch({"plane", scene, "--outliers", "0"}).status, 0);  // the library alone would draw no sample
+  EXPECT_EQ(Launch({"plane", scene, "--seed", "5", "--scanner-error", "0.0005", "--any-quality"}).status, 0);
+  // The library alone would draw no sample at all.
+  EXPECT_EQ(Launch({"plane", WriteScene(1.0, 0), "--seed", "5", "--outliers", "0"}).status, 0);
 }
 
 TEST_F(Program, HelpsForEveryCommand) {
@@ -331,8 +334,10 @@ TEST_F(Program, SaysWhenItsOutputIsLost) {
   full.output = "/dev/full";
   How closed;
   closed.closedPipe = true;
-  for (const Arguments& arguments :
-       {Arguments{"plane", scene}, {"info", "--json", scene}, {"plane", "--help"}, {"--version"}}) {
+  for (const Arguments& arguments : {Arguments{"plane", "--seed", "5", scene},
+                                     {"info", "--json", scene},
+                                     {"plane", "--help"},
+                                     {"--version"}}) {
     const Outcome lost = Launch(arguments, full);
     EXPECT_EQ(lost.status, 2) << arguments[0];
     EXPECT_EQ(lost.err, "primfit: the result could not be written: No space left on device\n");
@@ -358,7 +363,8 @@ TEST_F(Program, StopsTheSearchOnControlC) {
     if (sent || err.find("searching [") == std::string::npos) return;
     sent = ::write(terminal, "\x03", 1) == 1;
   };
-  const Outcome outcome = Launch({"plane", "--json", "--outliers", "0.9", "--any-quality", file}, how);
+  const Outcome outcome =
+      Launch({"plane", "--json", "--seed", "5", "--outliers", "0.9", "--any-quality", file}, how);
   EXPECT_TRUE(sent);
   EXPECT_EQ(outcome.status, 130);
   EXPECT_NE(outcome.err.find("primfit: stopped by Ctrl-C: the result is the best found until then"),
