@@ -47,12 +47,16 @@ def find(name, path, root):
     return None
 
 
-def fault_of_system(name, here):
-    if here.kind == "public" and not (STANDARD.match(name) or name.startswith("Eigen/")):
-        return "a public header includes the standard library, Eigen and primfit/ only"
+def fault_of_numerics(name, here):
     if here.kind == "private" and NUMERICS.match(name) and here.folder not in NUMERICS_DOORS:
         return "the numerics library is reached through estimators/ and optimize/ only"
     return None
+
+
+def fault_of_system(name, here):
+    if here.kind == "public" and not (STANDARD.match(name) or name.startswith("Eigen/")):
+        return "a public header includes the standard library, Eigen and primfit/ only"
+    return fault_of_numerics(name, here)
 
 
 def fault_of_own(target, here):
@@ -77,7 +81,7 @@ def faults(path, root):
         quote, name = match.groups()
         target = find(name, path, root)
         if target is not None and (quote == '"' or name.startswith("primfit/")):
-            fault = fault_of_own(Place(target, root), here)
+            fault = fault_of_own(Place(target, root), here) or fault_of_numerics(target.name, here)
         elif quote == '"':
             fault = "no such file in the project"
         else:
