@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Share of the tests in all lines of code, comments included. Aim: a quarter; fails above a third.
+"""Share of the tests in all lines of code, comments included. Aim: a quarter to a third. Above a third it
+warns, above two fifths it fails.
 
 usage: test_share.py [ROOT]
 """
@@ -28,9 +29,11 @@ def main():
              for name in FOLDERS}
     total = sum(lines.values())
     share = 100 * lines["tests"] / total
-    print(f"tests: {lines['tests']} of {total} lines, {share:.1f} % (aim 25, limit 33)")
-    if share > 33:
+    print(f"tests: {lines['tests']} of {total} lines, {share:.1f} % (aim 25 to 33, limit 40)")
+    if share > 40:
         sys.exit("test_share: too many test lines; merge rows of tables")
+    if share > 33:
+        print("test_share: warning: more test lines than a third; merge rows of tables")
     if share < 25:
         print("test_share: warning: fewer test lines than a quarter")
 
