@@ -4,8 +4,8 @@
 #include "estimators/polynomial_fit.h"
 #include "primfit/shapes/output_plane.h"
 
-/// Total least-squares plane: the normal is the direction of least scatter, the plane passes through the reference
-/// point.
+/// Total least-squares plane: the normal is the direction of least scatter, the plane passes through the
+/// reference point.
 class PlaneFit final : public PolynomialFit {
  public:
   using Shape = OutputPlane;

@@ -45,7 +45,8 @@ void UnitPerpendicular(Eigen::Vector3d& v) {
 namespace primfit {
 
 Eigen::Vector3d AnglesToAxis(double azimuth, double elevation) {
-  return {std::cos(azimuth) * std::cos(elevation), std::sin(azimuth) * std::cos(elevation), std::sin(elevation)};
+  return {std::cos(azimuth) * std::cos(elevation), std::sin(azimuth) * std::cos(elevation),
+          std::sin(elevation)};
 }
 
 Eigen::Matrix3d EquatorFrame(const Eigen::Vector3d& d) {

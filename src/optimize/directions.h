@@ -4,7 +4,8 @@
 
 #include <Eigen/Core>
 
-/// The inverse of d(a, b) for a unit vector, azimuth in [0, 2 pi]; within about 1e-4 rad of a pole, azimuth 0.
+/// The inverse of d(a, b) for a unit vector, azimuth in [0, 2 pi]; within about 1e-4 rad of a pole, azimuth
+/// 0.
 void AxisToAngles(const Eigen::Vector3d& d, double& azimuth, double& elevation);
 
 /// Replaces v by a unit vector perpendicular to it, in the plane of its largest component and the next one.
@@ -14,9 +15,9 @@ namespace primfit {
 
 Eigen::Vector3d AnglesToAxis(double azimuth, double elevation);
 
-/// A rotation that takes a point of the equator, azimuth pi / 2, to the unit vector d. Directions near d then have
-/// well-conditioned angles whatever d is; at a pole the azimuth is undetermined and a solver starves. The identity
-/// for a vector that is not of unit length.
+/// A rotation that takes a point of the equator, azimuth pi / 2, to the unit vector d. Directions near d then
+/// have well-conditioned angles whatever d is; at a pole the azimuth is undetermined and a solver starves.
+/// The identity for a vector that is not of unit length.
 Eigen::Matrix3d EquatorFrame(const Eigen::Vector3d& d);
 
 }  // namespace primfit

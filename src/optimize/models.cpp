@@ -107,8 +107,8 @@ double TorusDeviation::operator()(const Vector3d& p) const {
 
 namespace {
 
-void ReadTorus(const primfit::TorusDeviation& torus, Vector3d& center, double& majorRadius, double& minorRadius,
-               Vector3d& axis) {
+void ReadTorus(const primfit::TorusDeviation& torus, Vector3d& center, double& majorRadius,
+               double& minorRadius, Vector3d& axis) {
   center = torus.center;
   majorRadius = torus.majorRadius;
   minorRadius = torus.minorRadius;
@@ -118,15 +118,16 @@ void ReadTorus(const primfit::TorusDeviation& torus, Vector3d& center, double& m
 }  // namespace
 
 primfit::TorusDeviation TRTorus::At(const double* x) const {
-  return {Point(x, 0, center_), Number(x, 1, majorRadius_), Number(x, 2, minorRadius_), Direction(x, 3, axis_)};
+  return {Point(x, 0, center_), Number(x, 1, majorRadius_), Number(x, 2, minorRadius_),
+          Direction(x, 3, axis_)};
 }
 
 void TRTorus::GetResult(Vector3d& center, double& majorRadius, double& minorRadius, Vector3d& axis) const {
   ReadTorus(At(X()), center, majorRadius, minorRadius, axis);
 }
 
-TRTorusProfile::TRTorusProfile(int count, const Vector3d* const* points, double tolerance, const Vector3d& p, double r,
-                               const Vector3d& u, const Vector3d& w)
+TRTorusProfile::TRTorusProfile(int count, const Vector3d* const* points, double tolerance, const Vector3d& p,
+                               double r, const Vector3d& u, const Vector3d& w)
     : ResidualModel(count, points, tolerance), p_(p), r_(r), u_(u), w_(w) {}
 
 primfit::TorusDeviation TRTorusProfile::At(const double* x) const {
@@ -136,6 +137,7 @@ primfit::TorusDeviation TRTorusProfile::At(const double* x) const {
   return {p_ - bendRadius * (c * u_ + s * w_), bendRadius, r_, c * w_ - s * u_};
 }
 
-void TRTorusProfile::GetResult(Vector3d& center, double& majorRadius, double& minorRadius, Vector3d& axis) const {
+void TRTorusProfile::GetResult(Vector3d& center, double& majorRadius, double& minorRadius,
+                               Vector3d& axis) const {
   ReadTorus(At(X()), center, majorRadius, minorRadius, axis);
 }

@@ -1,6 +1,6 @@
-// The eight residual models: parameter groups, deviation of a point, holds and read-back of each primitive. A held
-// direction enters the formulas as it was given; results are read after a successful Solve. At(x) is the shape at the
-// free parameters x, callable with a point for its signed deviation.
+// The eight residual models: parameter groups, deviation of a point, holds and read-back of each primitive. A
+// held direction enters the formulas as it was given; results are read after a successful Solve. At(x) is the
+// shape at the free parameters x, callable with a point for its signed deviation.
 #ifndef PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 #define PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 
@@ -20,15 +20,14 @@ struct DeviationOf : Parameters {
 
 }  // namespace primfit
 
-/// A line in the local x-y plane: distance rho of the root from the origin along the normal, angle theta of the
-/// direction. e = n . (p - p0) with n = (-sin theta, cos theta, 0) and p0 = rho n.
+/// A line in the local x-y plane: distance rho of the root from the origin along the normal, angle theta of
+/// the direction. e = n . (p - p0) with n = (-sin theta, cos theta, 0) and p0 = rho n.
 class TRLine final : public primfit::ResidualModel<TRLine, 1, 1> {
  public:
   using ResidualModel::ResidualModel;
   void FixRoot(const Eigen::Vector3d& root) { Hold(0, root_, root); }
   void FixDirection(const Eigen::Vector3d& direction) { Hold(1, direction_, direction); }
   void GetResult(Eigen::Vector3d& root, Eigen::Vector3d& direction) const;
-
 
   struct Line {
     Eigen::Vector3d root, direction, normal;
@@ -47,7 +46,6 @@ class TRCircle final : public primfit::ResidualModel<TRCircle, 2, 1> {
   void FixCenter(const Eigen::Vector3d& center) { Hold(0, center_, center); }
   void FixRadius(double radius) { Hold(1, radius_, radius); }
   void GetResult(Eigen::Vector3d& center, double& radius) const;
-
 
   struct Parameters {
     Eigen::Vector3d center;
@@ -69,7 +67,6 @@ class TRPlane final : public primfit::ResidualModel<TRPlane, 1, 2> {
   void FixNormal(const Eigen::Vector3d& normal) { Hold(1, normal_, normal); }
   void GetResult(Eigen::Vector3d& origin, Eigen::Vector3d& normal) const;
 
-
   struct Parameters {
     Eigen::Vector3d origin, normal;
   };
@@ -88,7 +85,6 @@ class TRSphere final : public primfit::ResidualModel<TRSphere, 3, 1> {
   void FixRadius(double radius) { Hold(1, radius_, radius); }
   void GetResult(Eigen::Vector3d& center, double& radius) const;
 
-
   struct Parameters {
     Eigen::Vector3d center;
     double radius;
@@ -101,8 +97,8 @@ class TRSphere final : public primfit::ResidualModel<TRSphere, 3, 1> {
   primfit::HeldNumber radius_;
 };
 
-/// A cylinder: a point o of the axis, radius, angles of the axis d. e = |(p - o) x d| - R, which does not change when o
-/// moves along the axis: the solved point is some point of the axis.
+/// A cylinder: a point o of the axis, radius, angles of the axis d. e = |(p - o) x d| - R, which does not
+/// change when o moves along the axis: the solved point is some point of the axis.
 class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
  public:
   using ResidualModel::ResidualModel;
@@ -110,7 +106,6 @@ class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
   void FixRadius(double radius) { Hold(1, radius_, radius); }
   void FixAxis(const Eigen::Vector3d& axis) { Hold(2, axis_, axis); }
   void GetResult(Eigen::Vector3d& origin, double& radius, Eigen::Vector3d& axis) const;
-
 
   struct Parameters {
     Eigen::Vector3d origin;
@@ -125,7 +120,8 @@ class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
   primfit::HeldNumber radius_;
 };
 
-/// A cone: apex A, half-angle, angles of the axis d. e = |q x d| cos - |q . d| sin with q = p - A: both nappes count.
+/// A cone: apex A, half-angle, angles of the axis d. e = |q x d| cos - |q . d| sin with q = p - A: both
+/// nappes count.
 class TRCone final : public primfit::ResidualModel<TRCone, 3, 1, 2> {
  public:
   using ResidualModel::ResidualModel;
@@ -133,7 +129,6 @@ class TRCone final : public primfit::ResidualModel<TRCone, 3, 1, 2> {
   void FixAngle(double angle) { Hold(1, angle_, angle); }
   void FixAxis(const Eigen::Vector3d& axis) { Hold(2, axis_, axis); }
   void GetResult(Eigen::Vector3d& apex, double& angle, Eigen::Vector3d& axis) const;
-
 
   struct Parameters {
     Eigen::Vector3d apex;
@@ -169,7 +164,8 @@ class TRTorus final : public primfit::ResidualModel<TRTorus, 3, 1, 1, 2> {
   void FixMajorRadius(double radius) { Hold(1, majorRadius_, radius); }
   void FixMinorRadius(double radius) { Hold(2, minorRadius_, radius); }
   void FixAxis(const Eigen::Vector3d& axis) { Hold(3, axis_, axis); }
-  void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius, Eigen::Vector3d& axis) const;
+  void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius,
+                 Eigen::Vector3d& axis) const;
 
   primfit::TorusDeviation At(const double* x) const;
 
@@ -178,15 +174,16 @@ class TRTorus final : public primfit::ResidualModel<TRTorus, 3, 1, 1, 2> {
   primfit::HeldNumber majorRadius_, minorRadius_;
 };
 
-/// A torus of which one cross-section of the tube is given, the circle of radius r about P: only the bend radius R and
-/// the angle theta about that circle's normal u x w are free. Centre C = P - R (u cos theta + w sin theta), axis
-/// w cos theta - u sin theta, so the centre circle passes through P for every R and theta.
+/// A torus of which one cross-section of the tube is given, the circle of radius r about P: only the bend
+/// radius R and the angle theta about that circle's normal u x w are free. Centre C = P - R (u cos theta + w
+/// sin theta), axis w cos theta - u sin theta, so the centre circle passes through P for every R and theta.
 class TRTorusProfile final : public primfit::ResidualModel<TRTorusProfile, 1, 1> {
  public:
   /// @param u, w  perpendicular unit vectors in the plane of the cross-section
-  TRTorusProfile(int count, const Eigen::Vector3d* const* points, double tolerance, const Eigen::Vector3d& p, double r,
-                 const Eigen::Vector3d& u, const Eigen::Vector3d& w);
-  void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius, Eigen::Vector3d& axis) const;
+  TRTorusProfile(int count, const Eigen::Vector3d* const* points, double tolerance, const Eigen::Vector3d& p,
+                 double r, const Eigen::Vector3d& u, const Eigen::Vector3d& w);
+  void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius,
+                 Eigen::Vector3d& axis) const;
 
   primfit::TorusDeviation At(const double* x) const;
 

@@ -10,8 +10,8 @@
 
 namespace primfit {
 
-/// Where a refinement starts: the full parameter vector (groups that are held are left out later), the direction that
-/// its angles describe, and the shape against which points are screened.
+/// Where a refinement starts: the full parameter vector (groups that are held are left out later), the
+/// direction that its angles describe, and the shape against which points are screened.
 template <class Shape, class Model>
 struct RefinementStart {
   std::array<double, Model::kParameters> x;
@@ -29,8 +29,8 @@ struct StartDirection {
   double elevation = 0;
 };
 
-/// The refinement that all optimizers share. `Derived` offers Refine(shape, n, points), which states its start, calls
-/// Solve and rebuilds the shape, and HoldParts(model).
+/// The refinement that all optimizers share. `Derived` offers Refine(shape, n, points), which states its
+/// start, calls Solve and rebuilds the shape, and HoldParts(model).
 template <class Derived, class Shape, class Model>
 class OptimizerOf : public TROptimizer {
  public:
@@ -45,7 +45,8 @@ class OptimizerOf : public TROptimizer {
  protected:
   using Start = RefinementStart<Shape, Model>;
 
-  /// Screens, solves and hands the solved model to `rebuild`, which returns the new shape; null when there is none.
+  /// Screens, solves and hands the solved model to `rebuild`, which returns the new shape; null when there is
+  /// none.
   /// @param extra  further arguments of the model's constructor
   template <class Rebuild, class... Extra>
   OutputShape* Solve(const Start& start, int n, const Eigen::Vector3d* points, const Rebuild& rebuild,

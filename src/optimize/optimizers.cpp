@@ -28,8 +28,8 @@ OutputShape* LineOptimizer::Refine(const OutputLine& start, int n, const Vector3
   // A held direction need not be perpendicular to the start's normal: the second axis is made so.
   const Vector3d d = primfit::Normalised(direction_.value_or(start.Direction()));
   const Vector3d across = start.Normal().cross(d);
-  const Vector3d e2 =
-      across.norm() > 1e-12 ? primfit::Normalised(across) : primfit::Normalised(primfit::UnitOrthogonal(d).cross(d));
+  const Vector3d e2 = across.norm() > 1e-12 ? primfit::Normalised(across)
+                                            : primfit::Normalised(primfit::UnitOrthogonal(d).cross(d));
   const std::vector<Vector3d> local = InPlane(origin, d, e2, n, points);
   const OutputLine localLine(Vector3d::Zero(), Vector3d::UnitX(), Vector3d::UnitZ());
   return Solve({{0, 0}, Matrix3d::Identity(), localLine}, n, local.data(), [&](const TRLine& model) {
@@ -51,12 +51,13 @@ OutputShape* CircleOptimizer::Refine(const OutputCircle& start, int n, const Vec
   const Vector3d w = start.Axis().cross(u);
   const std::vector<Vector3d> local = InPlane(origin, u, w, n, points);
   const OutputCircle localCircle(Vector3d::Zero(), radius, Vector3d::UnitZ());
-  return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle}, n, local.data(), [&](const TRCircle& model) {
-    Vector3d c;
-    double r;
-    model.GetResult(c, r);
-    return new OutputCircle(origin + c.x() * u + c.y() * w, r, start.Axis());
-  });
+  return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle}, n, local.data(),
+               [&](const TRCircle& model) {
+                 Vector3d c;
+                 double r;
+                 model.GetResult(c, r);
+                 return new OutputCircle(origin + c.x() * u + c.y() * w, r, start.Axis());
+               });
 }
 
 void CircleOptimizer::HoldParts(TRCircle& model) const {
@@ -67,11 +68,12 @@ void CircleOptimizer::HoldParts(TRCircle& model) const {
 OutputShape* PlaneOptimizer::Refine(const OutputPlane& start, int n, const Vector3d* points) const {
   const primfit::StartDirection normal(start.Normal());
   const double rho = start.Center().dot(normal_.value_or(start.Normal()));
-  return Solve({{rho, normal.azimuth, normal.elevation}, normal.frame, start}, n, points, [](const TRPlane& model) {
-    Vector3d o, m;
-    model.GetResult(o, m);
-    return new OutputPlane(o, m);
-  });
+  return Solve({{rho, normal.azimuth, normal.elevation}, normal.frame, start}, n, points,
+               [](const TRPlane& model) {
+                 Vector3d o, m;
+                 model.GetResult(o, m);
+                 return new OutputPlane(o, m);
+               });
 }
 
 void PlaneOptimizer::HoldParts(TRPlane& model) const {
@@ -98,8 +100,8 @@ void SphereOptimizer::HoldParts(TRSphere& model) const {
 OutputShape* CylinderOptimizer::Refine(const OutputCylinder& start, int n, const Vector3d* points) const {
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Center();
-  return Solve({{c.x(), c.y(), c.z(), start.Radius(), axis.azimuth, axis.elevation}, axis.frame, start}, n, points,
-               [](const TRCylinder& model) {
+  return Solve({{c.x(), c.y(), c.z(), start.Radius(), axis.azimuth, axis.elevation}, axis.frame, start}, n,
+               points, [](const TRCylinder& model) {
                  Vector3d o, a;
                  double r;
                  model.GetResult(o, r, a);
@@ -116,8 +118,8 @@ void CylinderOptimizer::HoldParts(TRCylinder& model) const {
 OutputShape* ConeOptimizer::Refine(const OutputCone& start, int n, const Vector3d* points) const {
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Apex();
-  return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start}, n, points,
-               [](const TRCone& model) {
+  return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start}, n,
+               points, [](const TRCone& model) {
                  Vector3d apex, a;
                  double angle;
                  model.GetResult(apex, angle, a);
@@ -147,9 +149,10 @@ OutputTorus* NewTorus(const Model& model) {
 OutputShape* TorusOptimizer::Refine(const OutputTorus& start, int n, const Vector3d* points) const {
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Center();
-  return Solve(
-      {{c.x(), c.y(), c.z(), start.MajorRadius(), start.MinorRadius(), axis.azimuth, axis.elevation}, axis.frame, start},
-      n, points, NewTorus<TRTorus>);
+  return Solve({{c.x(), c.y(), c.z(), start.MajorRadius(), start.MinorRadius(), axis.azimuth, axis.elevation},
+                axis.frame,
+                start},
+               n, points, NewTorus<TRTorus>);
 }
 
 void TorusOptimizer::HoldParts(TRTorus& model) const {
@@ -168,6 +171,6 @@ OutputShape* TorusProfileOptimizer::Refine(const OutputTorus& start, int n, cons
   const double length = across.norm();
   if (Tolerance() > length) return nullptr;
   const Vector3d w = across / length;
-  return Solve({{bendRadius, 0}, Matrix3d::Identity(), start}, n, points, NewTorus<TRTorusProfile>, center_, radius_, u,
-               w);
+  return Solve({{bendRadius, 0}, Matrix3d::Identity(), start}, n, points, NewTorus<TRTorusProfile>, center_,
+               radius_, u, w);
 }

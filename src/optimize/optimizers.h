@@ -1,5 +1,5 @@
-// The optimizers of the primitives. Each names the parts that it can hold and how its shape becomes a start vector and
-// back; everything else is OptimizerOf.
+// The optimizers of the primitives. Each names the parts that it can hold and how its shape becomes a start
+// vector and back; everything else is OptimizerOf.
 #ifndef PRIMFIT_SRC_OPTIMIZE_OPTIMIZERS_H_
 #define PRIMFIT_SRC_OPTIMIZE_OPTIMIZERS_H_
 
@@ -110,7 +110,8 @@ class TorusOptimizer final : public primfit::OptimizerOf<TorusOptimizer, OutputT
 };
 
 /// Refines the bend radius and turn of a torus whose tube contains a given circle.
-class TorusProfileOptimizer final : public primfit::OptimizerOf<TorusProfileOptimizer, OutputTorus, TRTorusProfile> {
+class TorusProfileOptimizer final
+    : public primfit::OptimizerOf<TorusProfileOptimizer, OutputTorus, TRTorusProfile> {
  public:
   /// @param center  centre P of the cross-section
   /// @param radius  radius r of the tube

@@ -11,11 +11,12 @@
 
 namespace primfit {
 
-/// What the residual models share: a parameter vector made of groups (kSizes, in order), each of which can be held
-/// and is then left out while the following groups move forward; and the loop over the points.
+/// What the residual models share: a parameter vector made of groups (kSizes, in order), each of which can be
+/// held and is then left out while the following groups move forward; and the loop over the points.
 ///
-/// A model `Derived` offers At(x), the shape at the free parameters x as a function of a point that returns the
-/// signed deviation e. The residual of a point is e / sqrt(m), so that the sum of squares is the mean of e^2.
+/// A model `Derived` offers At(x), the shape at the free parameters x as a function of a point that returns
+/// the signed deviation e. The residual of a point is e / sqrt(m), so that the sum of squares is the mean of
+/// e^2.
 template <class Derived, int... kSizes>
 class ResidualModel : public TRLeastSquares {
  public:
@@ -51,7 +52,9 @@ class ResidualModel : public TRLeastSquares {
     RemoveParameters(kSize[group]);
   }
 
-  double Number(const double* x, int group, const HeldNumber& part) const { return part ? *part : *Free(x, group); }
+  double Number(const double* x, int group, const HeldNumber& part) const {
+    return part ? *part : *Free(x, group);
+  }
   Eigen::Vector3d Point(const double* x, int group, const HeldVector& part) const {
     return part ? *part : Eigen::Vector3d(Free(x, group));
   }

@@ -5,9 +5,9 @@
 
 #include "primfit/shapes/output_shape.h"
 
-/// Drops the worst fifth of more than 20 points: keeps the 4 n / 5 of smallest deviation from the shape, smallest
-/// first. Deliberate: deviations are ordered with their sign, so of a surface the points farthest on the positive
-/// side go. A point whose deviation is not a number goes first.
+/// Drops the worst fifth of more than 20 points: keeps the 4 n / 5 of smallest deviation from the shape,
+/// smallest first. Deliberate: deviations are ordered with their sign, so of a surface the points farthest on
+/// the positive side go. A point whose deviation is not a number goes first.
 /// @param screen  false keeps every point, in order
 /// @param kept    receives a new[] array of pointers into `points`; the caller deletes it
 /// @return how many points are kept

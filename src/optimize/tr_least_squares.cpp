@@ -25,7 +25,8 @@ std::unique_ptr<double[]> NewDoubles(std::size_t rows, std::size_t columns) {
 
 }  // namespace
 
-TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, int iterations, int trialIterations)
+TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, int iterations,
+                               int trialIterations)
     : fullCount_(parameters),
       parameterCount_(parameters),
       residualCount_(residuals),
@@ -34,12 +35,12 @@ TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, 
       trialIterationLimit_(trialIterations),
       residualScale_(std::sqrt(static_cast<double>(std::max(residuals, 0)))) {
   const double h = tolerance * 0.5;
-  thresholds_[0] = std::min(h / 50, 0.01);             // size of the trust region; precision of the Jacobian
-  thresholds_[1] = h * h;                              // norm of the residuals
-  thresholds_[2] = std::min(1e-5 / parameters, h);     // norm of the Jacobian's columns
-  thresholds_[3] = std::min(h / 50, 0.01);             // norm of a trial step
-  thresholds_[4] = h / 100;                            // predicted decrease
-  thresholds_[5] = h * h / 10000;                      // precision of a trial step
+  thresholds_[0] = std::min(h / 50, 0.01);          // size of the trust region; precision of the Jacobian
+  thresholds_[1] = h * h;                           // norm of the residuals
+  thresholds_[2] = std::min(1e-5 / parameters, h);  // norm of the Jacobian's columns
+  thresholds_[3] = std::min(h / 50, 0.01);          // norm of a trial step
+  thresholds_[4] = h / 100;                         // predicted decrease
+  thresholds_[5] = h * h / 10000;                   // precision of a trial step
   Allocate();
 }
 
@@ -77,8 +78,10 @@ bool TRLeastSquares::Initialize(const double* x0) {
   std::fill_n(fjac_.get(), Size(residualCount_) * Size(parameterCount_), 0.0);
   if (!solver_) {
     solver_ = primfit::MakeTrustRegionEngine();
-    const primfit::TrustRegionLimits limits{thresholds_, iterationLimit_, trialIterationLimit_, stepBoundFactor_};
-    if (solver_->Start(parameterCount_, residualCount_, x_.get(), limits) != primfit::kTrustRegionSuccess) return false;
+    const primfit::TrustRegionLimits limits{thresholds_, iterationLimit_, trialIterationLimit_,
+                                            stepBoundFactor_};
+    if (solver_->Start(parameterCount_, residualCount_, x_.get(), limits) != primfit::kTrustRegionSuccess)
+      return false;
   }
   EvaluateResiduals();
   double sum = 0;
@@ -91,13 +94,15 @@ bool TRLeastSquares::Solve() {
   while (true) {
     if (solver_->Step(fvec_.get(), fjac_.get(), request) != primfit::kTrustRegionSuccess) return false;
     if (request < 0) {
-      return solver_->Result(iterationsDone_, stopCriterion_, initialNorm_, finalNorm_) == primfit::kTrustRegionSuccess;
+      return solver_->Result(iterationsDone_, stopCriterion_, initialNorm_, finalNorm_) ==
+             primfit::kTrustRegionSuccess;
     }
     if (!AnswerRequest(request)) return false;
   }
 }
 
-/// False for a number that is not finite: one NaN in the Jacobian and the solver's next step would never return.
+/// False for a number that is not finite: one NaN in the Jacobian and the solver's next step would never
+/// return.
 bool TRLeastSquares::AnswerRequest(int request) {
   switch (request) {
     case primfit::kNeedResiduals:

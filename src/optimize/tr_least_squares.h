@@ -5,9 +5,9 @@
 
 #include "optimize/trust_region.h"
 
-/// Base of the residual models: minimises the mean squared deviation of m points over the free parameters of a shape
-/// by a trust-region method (More 1977; Conn, Gould and Toint 2000). A model is made for one refinement: constructed,
-/// parts held, Initialize, Solve, read back.
+/// Base of the residual models: minimises the mean squared deviation of m points over the free parameters of
+/// a shape by a trust-region method (More 1977; Conn, Gould and Toint 2000). A model is made for one
+/// refinement: constructed, parts held, Initialize, Solve, read back.
 class TRLeastSquares {
  public:
   /// @param parameters  full parameter count, before any hold
@@ -20,8 +20,9 @@ class TRLeastSquares {
   TRLeastSquares& operator=(const TRLeastSquares&) = delete;
   virtual ~TRLeastSquares();
 
-  /// Loads the start of the free parameters and creates the solver. False when the solver refuses (fewer residuals
-  /// than parameters, none free), or when the start's root mean square deviation is 100 x tolerance or more.
+  /// Loads the start of the free parameters and creates the solver. False when the solver refuses (fewer
+  /// residuals than parameters, none free), or when the start's root mean square deviation is 100 x tolerance
+  /// or more.
   bool Initialize(const double* x0);
   /// Runs to a stop criterion. False when the solver fails or meets a number that is not finite.
   bool Solve();

@@ -5,9 +5,9 @@
 
 #include "primfit/shapes/output_shape.h"
 
-/// Refines a start shape against points: screens out the worst, holds what is to be held, and minimises the orthogonal
-/// distances. Configured once, then called any number of times, also from several threads: Optimize changes nothing
-/// in it.
+/// Refines a start shape against points: screens out the worst, holds what is to be held, and minimises the
+/// orthogonal distances. Configured once, then called any number of times, also from several threads:
+/// Optimize changes nothing in it.
 class TROptimizer {
  public:
   /// @param tolerance  scale of the refinement, in the unit of the points: the scanner's distance error
@@ -20,9 +20,10 @@ class TROptimizer {
   virtual ~TROptimizer();
 
   /// @param start  null for the optimizer's own start shape
-  /// @return a new shape that the caller owns; null without a start shape of the optimizer's class, when the start is
-  ///         too far from the points (100 x tolerance, root mean square), with fewer points than free parameters, or
-  ///         when the solver fails
+  /// @return a new shape that the caller owns; null without a start shape of the optimizer's class, when the
+  /// start is
+  ///         too far from the points (100 x tolerance, root mean square), with fewer points than free
+  ///         parameters, or when the solver fails
   /// @throws primfit::FitError "Cannot allocate memmory"
   virtual OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const = 0;
 

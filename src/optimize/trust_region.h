@@ -1,6 +1,6 @@
 // The narrow door to the trust-region solver. The caller drives it by reverse communication:
-//   Start, then Step until the request is a stop (-1 to -6), answering request 1 with residuals and 2 with the
-//   Jacobian, then Result. Every call returns kTrustRegionSuccess or a failure status.
+//   Start, then Step until the request is a stop (-1 to -6), answering request 1 with residuals and 2 with
+//   the Jacobian, then Result. Every call returns kTrustRegionSuccess or a failure status.
 #ifndef PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 #define PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 
@@ -44,7 +44,8 @@ class TrustRegionEngine {
   /// @param fjac  m x n Jacobian at x, column-major; every number handed over must be finite
   virtual int Step(double* fvec, double* fjac, int& request) = 0;
   virtual int Result(int& iterations, int& criterion, double& initialNorm, double& finalNorm) = 0;
-  /// Central differences of the residual function; the step is precision * |x_j|, or precision for smaller |x_j|.
+  /// Central differences of the residual function; the step is precision * |x_j|, or precision for smaller
+  /// |x_j|.
   virtual int Jacobian(ResidualFunction function, int n, int m, double* fjac, double* x, double precision,
                        void* model) = 0;
 };

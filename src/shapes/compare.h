@@ -19,7 +19,9 @@ inline double CentreSimilarity(const Eigen::Vector3d& c, const Eigen::Vector3d& 
   return x > 0 ? std::sqrt(x) : 0;
 }
 
-inline double AxisSimilarity(const Eigen::Vector3d& a, const Eigen::Vector3d& other) { return std::abs(a.dot(other)); }
+inline double AxisSimilarity(const Eigen::Vector3d& a, const Eigen::Vector3d& other) {
+  return std::abs(a.dot(other));
+}
 
 inline Eigen::Vector3d MeanPoint(const Eigen::Vector3d& a, const Eigen::Vector3d& b) { return (a + b) / 2; }
 

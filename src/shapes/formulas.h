@@ -1,11 +1,11 @@
-// The deviation of a point from each shape, written once and generic in the number type T, so that the answer for one
-// point and the batch answer cannot disagree. Operations stand in a fixed order; contraction into fused
-// multiply-adds is off for the whole build.
+// The deviation of a point from each shape, written once and generic in the number type T, so that the answer
+// for one point and the batch answer cannot disagree. Operations stand in a fixed order; contraction into
+// fused multiply-adds is off for the whole build.
 //
 // Each formula offers
-//   Quantity(x, y, z)  what the shape's close band bounds: a squared distance, or a plain one for plane and cone;
-//   Distance(x, y, z)  the distance, signed for surfaces;
-//   kOpenBand          whether the upper bound itself is outside the band.
+//   Quantity(x, y, z)  what the shape's close band bounds: a squared distance, or a plain one for plane and
+//   cone; Distance(x, y, z)  the distance, signed for surfaces; kOpenBand          whether the upper bound
+//   itself is outside the band.
 #ifndef PRIMFIT_SRC_SHAPES_FORMULAS_H_
 #define PRIMFIT_SRC_SHAPES_FORMULAS_H_
 
@@ -120,7 +120,8 @@ struct TorusFormula {
   static constexpr bool kOpenBand = false;
   Triple<T> center, axis;
   T majorRadius, minorRadius;
-  /// Squared distance from the centre circle. Expanded it reads (R - 2 rho) R + |v|^2, which can round below zero.
+  /// Squared distance from the centre circle. Expanded it reads (R - 2 rho) R + |v|^2, which can round below
+  /// zero.
   T Quantity(T x, T y, T z) const {
     const AxialSplit<T> v(Triple<T>(x, y, z) - center, axis);
     const T radial = majorRadius - Sqrt(v.w.SquaredNorm());
@@ -158,8 +159,8 @@ TorusFormula<T> FormulaOf(const OutputTorus& s) {
   return {Triple<T>(s.Center()), Triple<T>(s.Axis()), T(s.MajorRadius()), T(s.MinorRadius())};
 }
 
-/// Whether a formula's quantity at p lies in [low, high] (or [low, high) for an open band). Written so that a NaN is
-/// never inside.
+/// Whether a formula's quantity at p lies in [low, high] (or [low, high) for an open band). Written so that a
+/// NaN is never inside.
 template <class Formula>
 bool InBand(const Formula& formula, const Eigen::Vector3d& p, double low, double high) {
   const double q = formula.Quantity(p.x(), p.y(), p.z());

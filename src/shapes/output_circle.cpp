@@ -11,7 +11,9 @@ using Eigen::Vector3d;
 OutputCircle::OutputCircle(const Vector3d& center, double radius, const Vector3d& axis)
     : center_(center), radius_(radius), axis_(primfit::Normalised(axis)) {}
 
-double OutputCircle::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputCircle::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputCircle::Similarity(const OutputShape* other) const {
   const auto* circle = dynamic_cast<const OutputCircle*>(other);

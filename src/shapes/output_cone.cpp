@@ -11,7 +11,9 @@ using Eigen::Vector3d;
 OutputCone::OutputCone(const Vector3d& apex, double angle, const Vector3d& axis)
     : apex_(apex), angle_(angle), axis_(primfit::Normalised(axis)) {}
 
-double OutputCone::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputCone::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputCone::Similarity(const OutputShape* other) const {
   const auto* cone = dynamic_cast<const OutputCone*>(other);
@@ -52,8 +54,8 @@ void OutputCone::SetDistSqrdThreshod(double t) {
 }
 
 bool OutputCone::IsClosePoint(const Vector3d& p) {
-  const primfit::ConeFormula<double> formula{primfit::Triple<double>(apex_), primfit::Triple<double>(axis_), sinAngle_,
-                                             cosAngle_};
+  const primfit::ConeFormula<double> formula{primfit::Triple<double>(apex_), primfit::Triple<double>(axis_),
+                                             sinAngle_, cosAngle_};
   return primfit::InBand(formula, p, CloseLow(), CloseHigh());
 }
 

@@ -11,7 +11,9 @@ using Eigen::Vector3d;
 OutputCylinder::OutputCylinder(const Vector3d& center, double radius, const Vector3d& axis)
     : center_(center), radius_(radius), axis_(primfit::Normalised(axis)) {}
 
-double OutputCylinder::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputCylinder::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputCylinder::Similarity(const OutputShape* other) const {
   const auto* cylinder = dynamic_cast<const OutputCylinder*>(other);
@@ -21,8 +23,8 @@ double OutputCylinder::Similarity(const OutputShape* other) const {
 }
 
 void OutputCylinder::Printout(std::FILE* f) const {
-  std::fprintf(f, "ctr(%f, %f, %f), radius = %f, axis(%f, %f, %f)\n", center_.x(), center_.y(), center_.z(), radius_,
-               axis_.x(), axis_.y(), axis_.z());
+  std::fprintf(f, "ctr(%f, %f, %f), radius = %f, axis(%f, %f, %f)\n", center_.x(), center_.y(), center_.z(),
+               radius_, axis_.x(), axis_.y(), axis_.z());
 }
 
 Vector3d OutputCylinder::ClosestPoint(const Vector3d& p) const {
@@ -48,7 +50,8 @@ bool OutputCylinder::IsClosePoint(const Vector3d& p) {
 double OutputCylinder::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* cylinder = dynamic_cast<const OutputCylinder*>(other);
   if (cylinder == nullptr) return primfit::kDifferentKinds;
-  const OutputLine axis(primfit::MeanPoint(center_, cylinder->center_), primfit::MeanDirection(axis_, cylinder->axis_));
+  const OutputLine axis(primfit::MeanPoint(center_, cylinder->center_),
+                        primfit::MeanDirection(axis_, cylinder->axis_));
   const auto formula = primfit::FormulaOf(axis);
   primfit::Extremes squared;
   for (int i = 0; i < n; ++i) squared.Add(formula.Quantity(points[i].x(), points[i].y(), points[i].z()));

@@ -12,7 +12,9 @@ OutputLine::OutputLine(const Vector3d& root, const Vector3d& direction, const Ve
 OutputLine::OutputLine(const Vector3d& root, const Vector3d& direction)
     : root_(root), direction_(primfit::Normalised(direction)), normal_(primfit::UnitOrthogonal(direction_)) {}
 
-double OutputLine::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputLine::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputLine::Similarity(const OutputShape* other) const {
   const auto* line = dynamic_cast<const OutputLine*>(other);
@@ -24,7 +26,9 @@ void OutputLine::Printout(std::FILE* f) const {
                direction_.y(), direction_.z());
 }
 
-Vector3d OutputLine::ClosestPoint(const Vector3d& p) const { return root_ + (p - root_).dot(direction_) * direction_; }
+Vector3d OutputLine::ClosestPoint(const Vector3d& p) const {
+  return root_ + (p - root_).dot(direction_) * direction_;
+}
 
 Vector3d OutputLine::EvalNormal(const Vector3d&) const { return normal_; }
 

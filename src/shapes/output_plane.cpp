@@ -9,7 +9,9 @@ using Eigen::Vector3d;
 OutputPlane::OutputPlane(const Vector3d& center, const Vector3d& normal)
     : center_(center), normal_(primfit::Normalised(normal)) {}
 
-double OutputPlane::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputPlane::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputPlane::Similarity(const OutputShape* other) const {
   const auto* plane = dynamic_cast<const OutputPlane*>(other);
@@ -21,7 +23,9 @@ void OutputPlane::Printout(std::FILE* f) const {
                normal_.y(), normal_.z());
 }
 
-Vector3d OutputPlane::ClosestPoint(const Vector3d& p) const { return p - (p - center_).dot(normal_) * normal_; }
+Vector3d OutputPlane::ClosestPoint(const Vector3d& p) const {
+  return p - (p - center_).dot(normal_) * normal_;
+}
 
 Vector3d OutputPlane::EvalNormal(const Vector3d&) const { return normal_; }
 
@@ -34,7 +38,8 @@ bool OutputPlane::IsClosePoint(const Vector3d& p) {
 double OutputPlane::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* plane = dynamic_cast<const OutputPlane*>(other);
   if (plane == nullptr) return primfit::kDifferentKinds;
-  const OutputPlane mean(primfit::MeanPoint(center_, plane->center_), primfit::MeanDirection(normal_, plane->normal_));
+  const OutputPlane mean(primfit::MeanPoint(center_, plane->center_),
+                         primfit::MeanDirection(normal_, plane->normal_));
   return primfit::LargestDistance(primfit::FormulaOf(mean), n, points);
 }
 

@@ -23,7 +23,8 @@ using Eigen::Vector3d;
 
 OutputShape::~OutputShape() = default;
 
-bool OutputShape::GetClosePoints(const Vector3d* points, int n, double t, std::vector<Vector3d>& out, bool all) {
+bool OutputShape::GetClosePoints(const Vector3d* points, int n, double t, std::vector<Vector3d>& out,
+                                 bool all) {
   out.clear();
   if (points == nullptr || n <= 0) return false;
   if (all) {
@@ -113,7 +114,10 @@ void WriteName(std::string_view name, char* buffer) { buffer[name.copy(buffer, n
 
 void OutputCurve::Name(char* buffer) const {
   const std::type_info& type = typeid(*this);
-  WriteName(type == typeid(OutputLine) ? "Line" : type == typeid(OutputCircle) ? "Circle" : "Unknown", buffer);
+  WriteName(type == typeid(OutputLine)     ? "Line"
+            : type == typeid(OutputCircle) ? "Circle"
+                                           : "Unknown",
+            buffer);
 }
 
 double OutputCurve::Check(std::list<Vector3d>& points) { return RootMeanSquare(points); }

@@ -10,7 +10,9 @@ using Eigen::Vector3d;
 
 OutputSphere::OutputSphere(const Vector3d& center, double radius) : center_(center), radius_(radius) {}
 
-double OutputSphere::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputSphere::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputSphere::Similarity(const OutputShape* other) const {
   const auto* sphere = dynamic_cast<const OutputSphere*>(other);

@@ -9,9 +9,14 @@
 using Eigen::Vector3d;
 
 OutputTorus::OutputTorus(const Vector3d& center, double majorRadius, double minorRadius, const Vector3d& axis)
-    : center_(center), majorRadius_(majorRadius), minorRadius_(minorRadius), axis_(primfit::Normalised(axis)) {}
+    : center_(center),
+      majorRadius_(majorRadius),
+      minorRadius_(minorRadius),
+      axis_(primfit::Normalised(axis)) {}
 
-double OutputTorus::Distance(const Vector3d& p) const { return primfit::DistanceAt(primfit::FormulaOf(*this), p); }
+double OutputTorus::Distance(const Vector3d& p) const {
+  return primfit::DistanceAt(primfit::FormulaOf(*this), p);
+}
 
 double OutputTorus::Similarity(const OutputShape* other) const {
   const auto* torus = dynamic_cast<const OutputTorus*>(other);
@@ -31,7 +36,8 @@ Vector3d OutputTorus::ClosestPoint(const Vector3d& p) const {
   const Vector3d tubeCentre = center_ + majorRadius_ * radial;
   const Vector3d d = p - tubeCentre;
   const double length = d.norm();
-  // On the centre circle every tube direction is nearest; the fixed choice, towards the axis, keeps it repeatable.
+  // On the centre circle every tube direction is nearest; the fixed choice, towards the axis, keeps it
+  // repeatable.
   if (length < 1e-8) return tubeCentre - minorRadius_ * radial;
   return tubeCentre + (minorRadius_ / length) * d;
 }
@@ -48,8 +54,8 @@ bool OutputTorus::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(primfit::FormulaOf(*this), p, CloseLow(), CloseHigh());
 }
 
-/// Compares the mean minor radius with the roots of q = (|d|^2 - s^2) s^2 / |d|^2, where d leads from the mean centre to
-/// the point and s is its axial coordinate; the major radii take no part.
+/// Compares the mean minor radius with the roots of q = (|d|^2 - s^2) s^2 / |d|^2, where d leads from the
+/// mean centre to the point and s is its axial coordinate; the major radii take no part.
 double OutputTorus::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* torus = dynamic_cast<const OutputTorus*>(other);
   if (torus == nullptr) return primfit::kDifferentKinds;
@@ -69,5 +75,6 @@ double OutputTorus::Difference(const OutputSurface* other, int n, const Vector3d
 Vector3d OutputTorus::Eval(double u, double v) const {
   const Vector3d e1 = primfit::UnitOrthogonal(axis_);
   const Vector3d direction = std::cos(u) * e1 + std::sin(u) * axis_.cross(e1);
-  return center_ + (majorRadius_ + minorRadius_ * std::cos(v)) * direction + minorRadius_ * std::sin(v) * axis_;
+  return center_ + (majorRadius_ + minorRadius_ * std::cos(v)) * direction +
+         minorRadius_ * std::sin(v) * axis_;
 }

@@ -3,8 +3,9 @@
 
 #include "primfit/shapes/output_shape.h"
 
-/// A circle. Close tests only the distance from the axis, against r +- t, so the whole cylindrical shell about the axis
-/// counts; Distance is the three-dimensional one. Similarity is sqrt(1 - |c - c'|^2), 0 for centres farther than 1.
+/// A circle. Close tests only the distance from the axis, against r +- t, so the whole cylindrical shell
+/// about the axis counts; Distance is the three-dimensional one. Similarity is sqrt(1 - |c - c'|^2), 0 for
+/// centres farther than 1.
 class PRIMFIT_API OutputCircle : public OutputCurve {
  public:
   OutputCircle() = default;

@@ -24,7 +24,8 @@ class PRIMFIT_API OutputCone : public OutputSurface {
   void SetDistSqrdThreshod(double t) override;
   bool IsClosePoint(const Eigen::Vector3d& p) override;
   double Difference(const OutputSurface* other, int n, const Eigen::Vector3d* points) const override;
-  /// u is the angle about the axis from its unit orthogonal, v the height along the axis from the apex (signed).
+  /// u is the angle about the axis from its unit orthogonal, v the height along the axis from the apex
+  /// (signed).
   Eigen::Vector3d Eval(double u, double v) const override;
 
  protected:

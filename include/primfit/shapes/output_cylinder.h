@@ -3,7 +3,8 @@
 
 #include "primfit/shapes/output_shape.h"
 
-/// An infinite circular cylinder. Similarity is |a . a'| (r + r') + |r' - r| + |(c' - c) . a|, a measure without bound.
+/// An infinite circular cylinder. Similarity is |a . a'| (r + r') + |r' - r| + |(c' - c) . a|, a measure
+/// without bound.
 class PRIMFIT_API OutputCylinder : public OutputSurface {
  public:
   OutputCylinder(const OutputCylinder&) = default;

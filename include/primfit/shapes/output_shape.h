@@ -11,15 +11,16 @@
 
 /// A geometric primitive that measures points. Lengths are in the unit of the points, angles in radians.
 ///
-/// Every shape carries a close band, set from a distance tolerance by SetDistSqrdThreshod(). Until then, and in a
-/// fresh copy, no point is close; assignment copies the band with the geometry. A point with a NaN is never close.
-/// No operation reports an error: degenerate queries take the fixed choices that their comments name. The const
-/// operations may run in several threads at once, the others change the band of the object.
+/// Every shape carries a close band, set from a distance tolerance by SetDistSqrdThreshod(). Until then, and
+/// in a fresh copy, no point is close; assignment copies the band with the geometry. A point with a NaN is
+/// never close. No operation reports an error: degenerate queries take the fixed choices that their comments
+/// name. The const operations may run in several threads at once, the others change the band of the object.
 class PRIMFIT_API OutputShape {
  public:
   virtual ~OutputShape();
 
-  /// Distance of p: signed for surfaces (negative behind a plane's normal or inside), never negative for curves.
+  /// Distance of p: signed for surfaces (negative behind a plane's normal or inside), never negative for
+  /// curves.
   virtual double Distance(const Eigen::Vector3d& p) const = 0;
   /// Agreement with a shape of the same kind, 0 for another kind or null; the formula is the shape's own.
   virtual double Similarity(const OutputShape* other) const = 0;
@@ -36,15 +37,15 @@ class PRIMFIT_API OutputShape {
   /// Selects the points within t of the shape, in input order, and leaves the band set to t.
   /// @param all  copy every point instead; the band is then left alone
   /// @return whether `out` holds any point; false and an empty `out` for a null array or n < 1
-  virtual bool GetClosePoints(const Eigen::Vector3d* points, int n, double t, std::vector<Eigen::Vector3d>& out,
-                              bool all);
+  virtual bool GetClosePoints(const Eigen::Vector3d* points, int n, double t,
+                              std::vector<Eigen::Vector3d>& out, bool all);
 
   /// Statistics and histogram of the distances of n points; an empty record for a null array or n < 1.
   /// @param sigma  scale of the histogram: the scanner's distance error
   FitQuality CalculateQuality(double sigma, int n, const Eigen::Vector3d* points);
 
-  /// Bounds of the close band, in the quantity that the shape compares: a squared distance from the centre, axis or
-  /// centre circle, the plain distance for plane and cone.
+  /// Bounds of the close band, in the quantity that the shape compares: a squared distance from the centre,
+  /// axis or centre circle, the plain distance for plane and cone.
   double CloseLow() const { return closeLow_; }
   double CloseHigh() const { return closeHigh_; }
 
@@ -81,10 +82,12 @@ class PRIMFIT_API OutputCurve : public OutputShape {
 /// A surface with two parameters.
 class PRIMFIT_API OutputSurface : public OutputShape {
  public:
-  /// Largest deviation of the points from the mean of two surfaces of one kind; the largest double for two kinds.
+  /// Largest deviation of the points from the mean of two surfaces of one kind; the largest double for two
+  /// kinds.
   virtual double Difference(const OutputSurface* other, int n, const Eigen::Vector3d* points) const = 0;
   virtual Eigen::Vector3d Eval(double u, double v) const = 0;
-  /// Writes "Plane", "Sphere", "Cylinder", "Cone", "Torus" or "Unknown"; the buffer holds at least 9 characters.
+  /// Writes "Plane", "Sphere", "Cylinder", "Cone", "Torus" or "Unknown"; the buffer holds at least 9
+  /// characters.
   void Name(char* buffer) const;
   /// Root mean square of the distances; -1 without points.
   double Check(std::list<Eigen::Vector3d>& points);

@@ -10,7 +10,8 @@ class PRIMFIT_API OutputTorus : public OutputSurface {
   /// @param majorRadius  radius of the tube's centre circle
   /// @param minorRadius  radius of the tube
   /// @param axis         normalised; a zero vector stays zero
-  OutputTorus(const Eigen::Vector3d& center, double majorRadius, double minorRadius, const Eigen::Vector3d& axis);
+  OutputTorus(const Eigen::Vector3d& center, double majorRadius, double minorRadius,
+              const Eigen::Vector3d& axis);
   OutputTorus& operator=(const OutputTorus&) = default;
 
   Eigen::Vector3d Center() const { return center_; }
@@ -26,7 +27,8 @@ class PRIMFIT_API OutputTorus : public OutputSurface {
   void SetDistSqrdThreshod(double t) override;
   bool IsClosePoint(const Eigen::Vector3d& p) override;
   double Difference(const OutputSurface* other, int n, const Eigen::Vector3d* points) const override;
-  /// u is the angle about the axis from its unit orthogonal, v the angle about the tube from the outer equator.
+  /// u is the angle about the axis from its unit orthogonal, v the angle about the tube from the outer
+  /// equator.
   Eigen::Vector3d Eval(double u, double v) const override;
 
  protected:

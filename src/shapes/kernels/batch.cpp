@@ -38,7 +38,8 @@ int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n) {
   return count;
 }
 
-void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, std::vector<Eigen::Vector3d>& out) {
+void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n,
+                 std::vector<Eigen::Vector3d>& out) {
   const double low = shape.CloseLow();
   const double high = shape.CloseHigh();
   const bool known = WithFormula(shape, [&](const auto& formula) {

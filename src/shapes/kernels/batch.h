@@ -1,5 +1,6 @@
-// Whole point sets against one shape: the hot loops of a fit. Each decides and measures exactly as the shape's
-// per-point functions do; a shape of a class that is not one of ours goes through its virtual functions.
+// Whole point sets against one shape: the hot loops of a fit. Each decides and measures exactly as the
+// shape's per-point functions do; a shape of a class that is not one of ours goes through its virtual
+// functions.
 #ifndef PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
 #define PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
 
