@@ -8,6 +8,8 @@
 #include <chrono>
 #include <climits>
 #include <cstdio>
+#include <optional>
+#include <span>
 #include <string>
 #include <system_error>
 
@@ -32,12 +34,12 @@ std::uint64_t ClockSeed() {
   return (ticks ^ (ticks >> 32)) & 0xffffffffU;
 }
 
-/// Multiplies a shape's numbers with the library's units, or divides them.
-void Convert(std::vector<double>& shape, const Primitive& primitive, const Unit& unit, bool toLibrary) {
-  ForEachPart(primitive, shape.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+/// Multiplies the numbers of parts with the library's units, or divides them.
+void Convert(std::vector<double>& numbers, std::span<const Part> parts, const Unit& unit, bool toLibrary) {
+  ForEachPart(parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
     const double factor = FactorOf(part.quantity, unit);
     for (std::size_t k = offset; k < offset + SizeOf(part.quantity); ++k) {
-      shape[k] = toLibrary ? shape[k] * factor : shape[k] / factor;
+      numbers[k] = toLibrary ? numbers[k] * factor : numbers[k] / factor;
     }
   });
 }
@@ -45,7 +47,9 @@ void Convert(std::vector<double>& shape, const Primitive& primitive, const Unit&
 FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const Unit& unit) {
   request.tolerance *= unit.metres;
   request.scannerError *= unit.metres;
-  Convert(request.start, primitive, unit, true);
+  Convert(request.start, primitive.parts, unit, true);
+  Convert(request.pick, kPickParts, unit, true);
+  Convert(request.section, kSectionParts, unit, true);
   return request;
 }
 
@@ -53,7 +57,8 @@ FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const 
 /// vector.)
 void RestoreHeld(FitRun& run) {
   ForEachPart(
-      *run.primitive, run.request.start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+      run.primitive->parts, run.request.start.size(),
+      [&](const Part& part, std::size_t i, std::size_t offset) {
         if (!run.request.fixed[i] || part.role == Role::kPlace || part.quantity == Quantity::kDirection)
           return;
         std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
@@ -72,6 +77,10 @@ std::string HintFor(std::string_view message, const FitRun& run) {
   if (run.request.skipSearch && message.ends_with(" failed")) {
     return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
   }
+  if (run.primitive->picked && message.ends_with(" failed")) {
+    return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
+           "--outliers, or cut other surfaces off with --near or --box";
+  }
   if (message.ends_with(" failed")) {
     return "raise --outliers, or choose one surface with --near or --box";
   }
@@ -84,10 +93,12 @@ bool Fit(FitRun& run, bool draw) {
   Progress progress(draw);
   const auto start = Clock::now();
   try {
-    const StopOnInterrupt stop;
+    std::optional<StopOnInterrupt> stop;
+    if (!run.primitive->picked) stop.emplace();
     const ScopedSeed seed(run.seed);
-    run.result = run.primitive->fit(run.cloud->file.points,
-                                    InLibraryUnits(run.request, *run.primitive, *run.input->unit), &progress);
+    const FitFunction fit = run.request.section.empty() ? run.primitive->fit : run.primitive->fitThrough;
+    run.result =
+        fit(run.cloud->file.points, InLibraryUnits(run.request, *run.primitive, *run.input->unit), &progress);
   } catch (const FitError& error) {
     progress.Clear();
     run.stopped = progress.Stopped();
@@ -98,7 +109,8 @@ bool Fit(FitRun& run, bool draw) {
   }
   run.stopped = progress.Stopped();
   run.fittingSeconds = std::chrono::duration<double>(Clock::now() - start).count();
-  Convert(run.result.shape, *run.primitive, *run.input->unit, false);
+  Convert(run.result.shape, run.primitive->parts, *run.input->unit, false);
+  for (double& coordinate : run.result.outline) coordinate /= run.input->unit->metres;
   RestoreHeld(run);
   return true;
 }
@@ -115,7 +127,7 @@ int RunFit(const Primitive& primitive, const Options& options) {
                     cloud.Used(), INT_MAX));
   }
   request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
-  const bool all = request.sampleSize == static_cast<int>(cloud.Used());
+  const bool all = primitive.picked || request.sampleSize == static_cast<int>(cloud.Used());
   FitRun run{.primitive = &primitive,
              .input = &input,
              .cloud = &cloud,

@@ -53,9 +53,9 @@ std::string Wrapped(std::string_view text) {
   return wrapped.append(text);
 }
 
-std::string NumbersOf(const Primitive& primitive) {
+std::string NumbersOf(std::span<const Part> parts, std::size_t numbers) {
   std::string text;
-  ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t, std::size_t) {
+  ForEachPart(parts, numbers, [&](const Part& part, std::size_t, std::size_t) {
     text += text.empty() ? "" : ", ";
     text += part.name;
     if (SizeOf(part.quantity) == 3) text += " x,y,z";
@@ -64,21 +64,23 @@ std::string NumbersOf(const Primitive& primitive) {
   return text;
 }
 
-std::vector<double> ParseStart(const std::string& text, const Primitive& primitive) {
-  std::vector<double> start = ParseNumbers("--start", text, primitive.StartSize(), NumbersOf(primitive));
-  ForEachPart(primitive, start.size(), [&](const Part& part, std::size_t, std::size_t offset) {
-    if (part.quantity == Quantity::kDirection && Eigen::Vector3d(start.data() + offset).isZero(0)) {
-      throw UsageError(fmt::format("--start has a {} of length 0; give a direction", part.name));
+/// The numbers of the first parts, so many of them.
+std::vector<double> ParseParts(const char* option, const std::string& text, std::span<const Part> parts,
+                               std::size_t count) {
+  std::vector<double> numbers = ParseNumbers(option, text, count, NumbersOf(parts, count));
+  ForEachPart(parts, count, [&](const Part& part, std::size_t, std::size_t offset) {
+    if (part.quantity == Quantity::kDirection && Eigen::Vector3d(numbers.data() + offset).isZero(0)) {
+      throw UsageError(fmt::format("{} has a {} of length 0; give a direction", option, part.name));
     }
   });
-  return start;
+  return numbers;
 }
 
 /// A held part needs its value, and a value that nothing uses is a mistake.
 void CheckHolds(const Options& options, const Primitive& primitive) {
   std::size_t held = 0;
   std::size_t fixable = 0;
-  ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
+  ForEachPart(primitive.parts, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     held += options.fixed[i] ? 1 : 0;
     fixable += CanBeHeld(part) ? 1 : 0;
   });
@@ -92,6 +94,62 @@ void CheckHolds(const Options& options, const Primitive& primitive) {
   }
   if (held > 0 && held == fixable)
     throw UsageError(fmt::format("every part of the {} is held; leave one free", primitive.name));
+  if (options.through && options.start)
+    throw UsageError("--through and --start exclude each other: a cross-section leaves nothing else to hold");
+}
+
+std::vector<double> PickOf(const Options& options, const Unit& unit) {
+  if (!options.pick || !options.radiusHint)
+    throw UsageError("a pipe needs --pick with a point on it and --radius-hint with about its radius");
+  std::vector<double> pick = ParseNumbers("--pick", *options.pick, 3, "x,y,z");
+  if (!(*options.radiusHint > 0) || !std::isfinite(*options.radiusHint))
+    throw UsageError(
+        fmt::format("--radius-hint {} is not a length above 0 {}", *options.radiusHint, unit.name));
+  pick.push_back(*options.radiusHint);
+  return pick;
+}
+
+std::vector<double> SectionOf(const std::string& text) {
+  std::vector<double> section = ParseParts("--through", text, kSectionParts, 7);
+  if (section[3] > 0) return section;
+  throw UsageError(fmt::format("--through \"{}\" has no radius above 0 as its fourth number", text));
+}
+
+/// Adds an option that takes a value of a type.
+auto OptionsTo(CLI::App& command) {
+  return [&command](const char* name, auto& value, const char* type, std::string_view help) {
+    command.add_option(name, value, Wrapped(help))->type_name(type);
+  };
+}
+auto FlagsTo(CLI::App& command) {
+  return [&command](const std::string& name, bool& value, std::string_view help) {
+    command.add_flag(name, value, Wrapped(help));
+  };
+}
+
+/// Options of a fit that can begin at a shape or hold parts of one.
+void AddStartOptions(CLI::App& command, const Primitive& primitive, Options& options) {
+  const auto option = OptionsTo(command);
+  const auto flag = FlagsTo(command);
+  option(
+      "--start", options.start, "NUMBERS",
+      fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
+                  primitive.name, NumbersOf(primitive.parts, primitive.StartSize())));
+  ForEachPart(primitive.parts, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
+    if (!CanBeHeld(part)) return;
+    flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
+         fmt::format("Hold the {} of --start (default: free)", part.name));
+  });
+  if (primitive.fitThrough != nullptr) {
+    option("--through", options.through, "NUMBERS",
+           fmt::format("A circle that the tube passes through: {}; lengths in the file's unit. Only the bend "
+                       "radius and its direction are fitted (default: none)",
+                       NumbersOf(kSectionParts, 7)));
+  }
+  flag("--skip-search", options.skipSearch, "Only refine the shape of --start (default: search)");
+  flag("--refine-once", options.refineOnce,
+       "Refine once, after the search and without the worst fifth of the points (default: every candidate, a "
+       "plane or sphere only with a held part)");
 }
 
 }  // namespace
@@ -103,9 +161,7 @@ void AddInputOptions(CLI::App& command, Options& options) {
                   Wrapped("Point file (PLY, PCD, or text: XYZ, ASC, TXT, CSV, PTS); - reads standard input"))
       ->required()
       ->type_name("");
-  const auto option = [&](const char* name, auto& value, const char* type, std::string_view help) {
-    command.add_option(name, value, Wrapped(help))->type_name(type);
-  };
+  const auto option = OptionsTo(command);
   option("--unit", options.unit, "m|mm|cm|ft|in",
          "Unit of the lengths in the file, on the command line and in the result (default m)");
   option("--near", options.near, "x,y,z,r",
@@ -116,12 +172,8 @@ void AddInputOptions(CLI::App& command, Options& options) {
 }
 
 void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options) {
-  const auto option = [&](const char* name, auto& value, const char* type, std::string_view help) {
-    command.add_option(name, value, Wrapped(help))->type_name(type);
-  };
-  const auto flag = [&](const std::string& name, bool& value, std::string_view help) {
-    command.add_flag(name, value, Wrapped(help));
-  };
+  const auto option = OptionsTo(command);
+  const auto flag = FlagsTo(command);
   option(
       "--tolerance", options.tolerance, "LENGTH",
       "Distance within which a point is an inlier, in the file's unit (default 0.012 m, at least 0.001 m)");
@@ -139,19 +191,14 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
          fmt::format(
              "Points in a random sample, or \"all\" to fit all points at once without a search (default {})",
              primitive.sampleSize));
-  option(
-      "--start", options.start, "NUMBERS",
-      fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
-                  primitive.name, NumbersOf(primitive)));
-  ForEachPart(primitive, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
-    if (!CanBeHeld(part)) return;
-    flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
-         fmt::format("Hold the {} of --start (default: free)", part.name));
-  });
-  flag("--skip-search", options.skipSearch, "Only refine the shape of --start (default: search)");
-  flag("--refine-once", options.refineOnce,
-       "Refine held shapes once, after the search and without the worst fifth of the points (default: every "
-       "candidate)");
+  if (primitive.picked) {
+    option("--pick", options.pick, "x,y,z", "A point on the pipe, in the file's unit (required)");
+    option(
+        "--radius-hint", options.radiusHint, "LENGTH",
+        "About the radius of the pipe, in the file's unit; more than four times it is rejected (required)");
+  } else {
+    AddStartOptions(command, primitive, options);
+  }
   flag("--any-quality", options.anyQuality,
        "Accept a fit that fails the quality test (default: exit status 1)");
   option("--seed", options.seed, "NUMBER",
@@ -195,7 +242,10 @@ FitRequest RequestOf(const Options& options, const Primitive& primitive, const U
   request.outliers = std::max(0.01, options.outliers);
   request.probability = options.probability;
   CheckHolds(options, primitive);
-  if (options.start) request.start = ParseStart(*options.start, primitive);
+  if (options.start)
+    request.start = ParseParts("--start", *options.start, primitive.parts, primitive.StartSize());
+  if (options.through) request.section = SectionOf(*options.through);
+  if (primitive.picked) request.pick = PickOf(options, unit);
   request.fixed.assign(options.fixed.begin(),
                        options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
   request.skipSearch = options.skipSearch;

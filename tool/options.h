@@ -28,6 +28,9 @@ struct Options {
   std::optional<std::string> sampleSize;
   std::optional<std::string> start;
   std::array<bool, 8> fixed{};  // by part
+  std::optional<std::string> pick;
+  std::optional<double> radiusHint;
+  std::optional<std::string> through;
   bool skipSearch = false;
   bool refineOnce = false;
   bool anyQuality = false;

@@ -3,6 +3,7 @@
 #include <Eigen/Geometry>
 #include <array>
 #include <optional>
+#include <type_traits>
 
 #include "primfit/primfit.h"
 
@@ -22,6 +23,37 @@ std::vector<double> Numbers(const T&... parts) {
   return numbers;
 }
 
+/// Sets what every fit takes.
+template <class Params>
+void SetSearch(const FitRequest& request, Params& params) {
+  params.SetScannerError(request.scannerError);
+  params.SetSampleSize(request.sampleSize);
+  params.SetOutlierPercentage(request.outliers);
+  params.SetSuccessProbability(request.probability);
+  params.SetInlierDistanceThreshold(request.tolerance);
+}
+
+/// The corners of a patch in space.
+std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
+  const double* loop = nullptr;
+  Eigen::Vector3d xAxis;
+  const int count = patch.Loop(loop, xAxis);
+  const Eigen::Vector3d yAxis = patch.Normal().cross(xAxis);
+  std::vector<double> outline;
+  for (int i = 0; i < count; ++i)
+    Append(outline, Eigen::Vector3d(patch.Origin() + loop[2 * i] * xAxis + loop[2 * i + 1] * yAxis));
+  return outline;
+}
+
+/// The result of a primitive P of this file in the program's form.
+template <class P, class Output>
+FitResult ResultOf(const Output& output) {
+  FitResult result{P::ToNumbers(output.GetFitShape()), output.GetFitQuality(), {}};
+  if constexpr (std::is_same_v<typename P::Record, FitOutputParamsPatch>)
+    result.outline = OutlineOf(output.GetFitShape());
+  return result;
+}
+
 /// The library's fit for a primitive P of this file.
 template <class P>
 FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request,
@@ -35,11 +67,7 @@ FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request
   }
   Params params(&constraints, request.skipSearch, request.anyQuality);
   if (request.refineOnce || request.skipSearch) params.SetOptimizeOnce();
-  params.SetScannerError(request.scannerError);
-  params.SetSampleSize(request.sampleSize);
-  params.SetOutlierPercentage(request.outliers);
-  params.SetSuccessProbability(request.probability);
-  params.SetInlierDistanceThreshold(request.tolerance);
+  SetSearch(request, params);
   IFit<Params, typename P::Record> front;
   const int n = static_cast<int>(points.size());
   const auto output = [&] {
@@ -49,7 +77,22 @@ FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request
       return front.Solve(points.data(), n, params, updater);
     }
   }();
-  return {P::ToNumbers(output.GetFitShape()), output.GetFitQuality()};
+  return ResultOf<P>(output);
+}
+
+/// The library's fit for a bent pipe P through a given cross-section.
+template <class P>
+FitResult FitThrough(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                     FitProgressUpdater* updater) {
+  using Params = FitInputParams<FitConstraintsArc>;
+  const double* v = request.section.data();
+  const FitOutputParamsArc section(Eigen::Vector3d(v), v[3], Eigen::Vector3d(v + 4));
+  const FitConstraintsArc constraints(&section);
+  Params params(&constraints, false, request.anyQuality);
+  if (request.refineOnce) params.SetOptimizeOnce();
+  SetSearch(request, params);
+  IFit<Params, typename P::Record> front;
+  return ResultOf<P>(front.Solve(points.data(), static_cast<int>(points.size()), params, updater));
 }
 
 struct Plane {
@@ -60,7 +103,13 @@ struct Plane {
       {{"origin", Quantity::kPosition, Role::kFixable}, {"normal", Quantity::kDirection, Role::kFixable}}};
   static constexpr std::array kFix = {&Constraints::FixOrigin, &Constraints::FixNormal};
   static Start FromNumbers(const double* v) { return {Eigen::Vector3d(v), Eigen::Vector3d(v + 3)}; }
-  static std::vector<double> ToNumbers(const Record& r) { return Numbers(r.Origin(), r.Normal()); }
+  static std::vector<double> ToNumbers(const FitOutputParamsPlane& r) {
+    return Numbers(r.Origin(), r.Normal());
+  }
+};
+
+struct Patch : Plane {
+  using Record = FitOutputParamsPatch;
 };
 
 using V = Eigen::Map<const Eigen::Vector3d>;
@@ -134,6 +183,20 @@ struct BoundedCylinder : Cylinder {
   }
 };
 
+struct Pipe : Cylinder {
+  static constexpr std::array<Part, 3> kParts = {{{"origin", Quantity::kPosition, Role::kResult},
+                                                  {"radius", Quantity::kLength, Role::kResult},
+                                                  {"axis", Quantity::kDirection, Role::kResult}}};
+};
+
+FitResult FitPicked(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                    FitProgressUpdater* updater) {
+  FitInputParams<FitConstraintsCylinder> params(nullptr, false, request.anyQuality);
+  SetSearch(request, params);
+  return ResultOf<Pipe>(ConsensusRansacFit(Eigen::Vector3d(request.pick.data()), request.pick[3],
+                                           points.data(), static_cast<int>(points.size()), params, updater));
+}
+
 struct Cone {
   using Record = FitOutputParamsCone;
   using Start = FitOutputParamsCone;
@@ -189,17 +252,34 @@ constexpr Primitive Row(std::string_view name, std::string_view summary, int min
   return {name, summary, P::kParts, P::Constraints::kDefaultSampleSize, minimumPoints, &Fit<P>};
 }
 
-constexpr std::array<Primitive, 10> kPrimitives = {
+/// A row whose fit can also go through a cross-section.
+template <class P>
+constexpr Primitive BendRow(std::string_view name, std::string_view summary) {
+  Primitive row = Row<P>(name, summary, 15);
+  row.fitThrough = &FitThrough<P>;
+  return row;
+}
+
+constexpr Primitive PipeRow() {
+  Primitive row = Row<Pipe>("pipe", "Fit the cylinder that a point was picked on", 10);
+  row.fit = &FitPicked;
+  row.picked = true;
+  return row;
+}
+
+constexpr std::array<Primitive, 12> kPrimitives = {
     Row<Line>("line", "Fit a line segment", 2),
     Row<Arc>("arc", "Fit an arc of a circle", 3),
     Row<Plane>("plane", "Fit an unbounded plane", 3),
+    Row<Patch>("patch", "Fit a plane and the outline of its points", 3),
     Row<Sphere>("sphere", "Fit a sphere", 4),
     Row<Cylinder>("cylinder", "Fit an unbounded cylinder", 9),
     Row<BoundedCylinder>("bounded-cylinder", "Fit a cylinder with its length", 9),
     Row<Cone>("cone", "Fit an unbounded cone", 9),
     Row<BoundedCone>("bounded-cone", "Fit a cone with its two ends", 9),
-    Row<Torus>("torus", "Fit a torus", 15),
-    Row<Elbow>("elbow", "Fit a bent pipe: a torus with its swept angle", 15),
+    BendRow<Torus>("torus", "Fit a torus"),
+    BendRow<Elbow>("elbow", "Fit a bent pipe: a torus with its swept angle"),
+    PipeRow(),
 };
 
 }  // namespace

@@ -47,6 +47,14 @@ constexpr bool CanBeHeld(const Part& part) {
   return part.role == Role::kFixable || part.role == Role::kPlace;
 }
 
+/// A point on a pipe, and about its radius.
+inline constexpr Part kPickParts[] = {{"pick", Quantity::kPosition, Role::kStart},
+                                      {"radius-hint", Quantity::kLength, Role::kStart}};
+/// A cross-section of a bent pipe.
+inline constexpr Part kSectionParts[] = {{"center", Quantity::kPosition, Role::kStart},
+                                         {"radius", Quantity::kLength, Role::kStart},
+                                         {"normal", Quantity::kDirection, Role::kStart}};
+
 /// What a fit is asked for.
 struct FitRequest {
   double tolerance = 0;
@@ -54,8 +62,10 @@ struct FitRequest {
   double outliers = 0;
   double probability = 0;
   int sampleSize = 0;
-  std::vector<double> start;  ///< the parts that a start has, one after the other; empty for none
-  std::vector<bool> fixed;    ///< for each part
+  std::vector<double> start;    ///< the parts that a start has, one after the other; empty for none
+  std::vector<bool> fixed;      ///< for each part
+  std::vector<double> pick;     ///< numbers of kPickParts, or empty
+  std::vector<double> section;  ///< numbers of kSectionParts, or empty
   bool skipSearch = false;
   bool refineOnce = false;
   bool anyQuality = false;
@@ -64,7 +74,12 @@ struct FitRequest {
 struct FitResult {
   std::vector<double> shape;  ///< its parts, one after the other
   FitQuality quality;
+  std::vector<double> outline;  ///< of a patch: its corners, three numbers each, counter-clockwise
 };
+
+/// A fit of the library. Takes and gives metres and radians. @throws primfit::FitError as the library does
+using FitFunction = FitResult (*)(std::span<const Eigen::Vector3d> points, const FitRequest&,
+                                  FitProgressUpdater*);
 
 struct Primitive {
   std::string_view name;     ///< of the sub-command
@@ -72,10 +87,11 @@ struct Primitive {
   std::span<const Part> parts;
   int sampleSize;     ///< points of a random sample, unless the user says otherwise
   int minimumPoints;  ///< that determine the shape
-  /// Takes and gives metres and radians. @throws primfit::FitError as the library does
-  FitResult (*fit)(std::span<const Eigen::Vector3d> points, const FitRequest&, FitProgressUpdater*);
+  FitFunction fit;
+  bool picked = false;               ///< found through a point on it, among all points and without a stop
+  FitFunction fitThrough = nullptr;  ///< the fit through a cross-section, where there is one
 
-  /// Numbers that a start shape takes.
+  /// Numbers that a start shape takes; 0 when the fit takes none.
   std::size_t StartSize() const {
     std::size_t size = 0;
     for (const Part& part : parts) size += part.role == Role::kResult ? 0 : SizeOf(part.quantity);
@@ -87,11 +103,11 @@ std::span<const Primitive> Primitives();
 
 /// Calls f(part, its index, offset of its numbers) for each part whose numbers are among the first so many.
 template <class F>
-void ForEachPart(const Primitive& primitive, std::size_t numbers, F f) {
+void ForEachPart(std::span<const Part> parts, std::size_t numbers, F f) {
   std::size_t offset = 0;
-  for (std::size_t i = 0; i < primitive.parts.size() && offset < numbers; ++i) {
-    f(primitive.parts[i], i, offset);
-    offset += SizeOf(primitive.parts[i].quantity);
+  for (std::size_t i = 0; i < parts.size() && offset < numbers; ++i) {
+    f(parts[i], i, offset);
+    offset += SizeOf(parts[i].quantity);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <span>
 
 namespace primfit::tool {
 
@@ -95,6 +96,15 @@ std::string CountsText(const Input& input, const Cloud& cloud) {
   return text + fmt::format("  {:<16} {}\n", "used", cloud.Used());
 }
 
+/// The corners of a patch, one a line.
+std::string OutlineText(const std::vector<double>& outline, const Unit& unit) {
+  constexpr Part kCorner{"corner", Quantity::kPosition, Role::kResult};
+  std::string text;
+  for (std::size_t i = 0; i < outline.size(); i += 3)
+    text += fmt::format("  corner {:<9} {}\n", i / 3 + 1, PartText(kCorner, outline.data() + i, unit));
+  return text;
+}
+
 /// Whether the residuals pass the test that a fit has to pass unless any quality is accepted.
 bool PassesQualityTest(const FitQuality& quality) { return quality.histogram.Successful(0.5, 0.8); }
 
@@ -103,9 +113,9 @@ Json PartJson(const Part& part, const double* numbers) {
   return Json::array({numbers[0], numbers[1], numbers[2]});
 }
 
-Json PartsJson(const Primitive& primitive, const std::vector<double>& numbers) {
+Json PartsJson(std::span<const Part> parts, const std::vector<double>& numbers) {
   Json json = Json::object();
-  ForEachPart(primitive, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+  ForEachPart(parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
     json[std::string(part.name)] = PartJson(part, numbers.data() + offset);
   });
   return json;
@@ -113,21 +123,25 @@ Json PartsJson(const Primitive& primitive, const std::vector<double>& numbers) {
 
 Json RequestJson(const FitRun& run) {
   Json fixed = Json::array();
-  ForEachPart(*run.primitive, run.result.shape.size(), [&](const Part& part, std::size_t i, std::size_t) {
-    if (run.request.fixed[i]) fixed.push_back(part.name);
-  });
+  ForEachPart(run.primitive->parts, run.result.shape.size(),
+              [&](const Part& part, std::size_t i, std::size_t) {
+                if (run.request.fixed[i]) fixed.push_back(part.name);
+              });
   const FitRequest& r = run.request;
-  return {{"tolerance", r.tolerance},
-          {"scanner_error", r.scannerError},
-          {"outliers", r.outliers},
-          {"probability", r.probability},
-          {"sample_size", r.sampleSize},
-          {"start", PartsJson(*run.primitive, r.start)},
-          {"fixed", fixed},
-          {"skip_search", r.skipSearch},
-          {"refine_once", r.refineOnce},
-          {"any_quality", r.anyQuality},
-          {"seed", run.seed}};
+  Json json = {{"tolerance", r.tolerance},
+               {"scanner_error", r.scannerError},
+               {"outliers", r.outliers},
+               {"probability", r.probability},
+               {"sample_size", r.sampleSize},
+               {"start", PartsJson(run.primitive->parts, r.start)},
+               {"fixed", fixed},
+               {"skip_search", r.skipSearch},
+               {"refine_once", r.refineOnce},
+               {"any_quality", r.anyQuality},
+               {"seed", run.seed}};
+  if (!r.pick.empty()) json.update(PartsJson(kPickParts, r.pick));
+  if (!r.section.empty()) json["through"] = PartsJson(kSectionParts, r.section);
+  return json;
 }
 
 Json HistogramJson(const FitHistogram& histogram, const Unit& unit) {
@@ -183,12 +197,13 @@ std::string TextReport(const FitRun& run) {
   const FitQuality& q = run.result.quality;
   std::string text = fmt::format("{} fitted to {}\n", run.primitive->name, run.input->path);
   if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
-  ForEachPart(
-      *run.primitive, run.result.shape.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
-        text +=
-            fmt::format("  {:<16} {}{}\n", part.name, PartText(part, run.result.shape.data() + offset, unit),
-                        run.request.fixed[i] ? " (held)" : "");
-      });
+  ForEachPart(run.primitive->parts, run.result.shape.size(),
+              [&](const Part& part, std::size_t i, std::size_t offset) {
+                text += fmt::format("  {:<16} {}{}\n", part.name,
+                                    PartText(part, run.result.shape.data() + offset, unit),
+                                    run.request.fixed[i] ? " (held)" : "");
+              });
+  text += OutlineText(run.result.outline, unit);
   const auto inliers = static_cast<std::size_t>(q.GetInlierCount());
   text += "points\n" + CountsText(*run.input, *run.cloud);
   if (run.judged < run.cloud->Used())
@@ -211,7 +226,12 @@ std::string TextReport(const FitRun& run) {
 
 std::string JsonReport(const FitRun& run) {
   Json json = HeadJson(run.primitive->name.data(), *run.input, *run.cloud);
-  json["shape"] = PartsJson(*run.primitive, run.result.shape);
+  json["shape"] = PartsJson(run.primitive->parts, run.result.shape);
+  if (!run.result.outline.empty()) {
+    Json& outline = json["shape"]["outline"] = Json::array();
+    for (std::size_t i = 0; i < run.result.outline.size(); i += 3)
+      outline.push_back({run.result.outline[i], run.result.outline[i + 1], run.result.outline[i + 2]});
+  }
   json["quality"] = QualityJson(run.result.quality, *run.input->unit);
   json["points"] = CountsJson(*run.cloud);
   json["points"]["judged"] = run.judged;

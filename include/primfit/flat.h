@@ -2,12 +2,16 @@
  *
  * Points are n x 3 doubles, x y z of one point after another, in the caller's length unit; points with a
  * coordinate that is not finite are left out. A shape is one array of its numbers, angles in radians,
- * directions of unit length, with the parts that can be held in the same order: plane     origin (3), normal
- * (3)                                          6 numbers sphere    centre (3), radius 4 numbers cylinder axis
- * point (3), radius, axis (3)                                7 numbers, 3 parts cone      apex (3),
- * half-angle, axis (3)                                  7 numbers, 3 parts torus     centre (3), major
- * radius, minor radius, axis (3)                8 numbers, 4 parts `fix` holds one int for each part, not 0
- * to hold it at its value in `start` or `values`; the numbers of parts that are not held are not read.
+ * directions of unit length; the parts that can be held have the same order:
+ *
+ * - plane: origin (3), normal (3): 6 numbers
+ * - sphere: centre (3), radius: 4 numbers
+ * - cylinder: point of the axis (3), radius, axis (3): 7 numbers, 3 parts
+ * - cone: apex (3), half-angle, axis (3): 7 numbers, 3 parts
+ * - torus: centre (3), major radius, minor radius, axis (3): 8 numbers, 4 parts
+ *
+ * `fix` holds one int for each part, not 0 to hold it at its value in `start` or `values`; the numbers of
+ * parts that are not held are not read.
  *
  * Every function returns 0 when done, 1 when it failed (or an array is null), -1 for n < 1; on 1 and -1
  * nothing is written.

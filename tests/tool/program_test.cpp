@@ -299,6 +299,16 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {1,
        {"plane", scene, "--start", "0,0,9,1,0,0", "--skip-search"},
        "FitPlane failed; give a --start nearer"},
+      {2, {"pipe", scene, "--pick", "1,2,3"}, "a pipe needs --pick"},
+      {2, {"pipe", scene, "--pick", "1,2", "--radius-hint", "1"}, "--pick needs 3 numbers"},
+      {2, {"pipe", scene, "--pick", "1,2,3", "--radius-hint", "-1"}, "--radius-hint -1 is not a length"},
+      {2, {"pipe", scene, "--fix-radius"}, "--fix-radius"},
+      {1, {"pipe", two, "--pick", "1,2,3", "--radius-hint", "1"}, "FitCylinder failed; check that --pick"},
+      {2, {"torus", scene, "--through", "0,0,0,-1,0,0,1"}, "no radius above 0"},
+      {2, {"elbow", scene, "--through", "0,0,0,1,0,0,0"}, "normal of length 0"},
+      {2,
+       {"elbow", scene, "--through", "0,0,0,1,0,0,1", "--start", "0,0,0,2,1,0,0,1", "--fix-axis"},
+       "exclude each other"},
   };
   for (const Row& row : rows) {
     const Outcome outcome = Launch(row.arguments);
