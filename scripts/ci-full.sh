@@ -18,9 +18,17 @@ step "all instructions of this processor: fused multiply-adds must change no dec
 build native release -DPRIMFIT_WERROR=ON -DCMAKE_CXX_FLAGS=-march=native
 run_tests native
 
-step "another LAPACK than oneMKL's"
-build lapack release -DPRIMFIT_WERROR=ON -DPRIMFIT_LAPACK=system
+step "without oneMKL"
+build lapack release -DPRIMFIT_WERROR=ON -DCMAKE_DISABLE_FIND_PACKAGE_MKL=ON
 run_tests lapack
+
+step "oneMKL's trust-region engine, the system's LAPACK"
+build mkl release -DPRIMFIT_WERROR=ON -DPRIMFIT_ENGINE=mkl -DPRIMFIT_LAPACK=system
+run_tests mkl
+
+step "plain loops instead of vector kernels"
+build scalar release -DPRIMFIT_WERROR=ON -DPRIMFIT_SIMD=OFF
+run_tests scalar
 
 step "release, clang"
 build clang release "${clang[@]}"

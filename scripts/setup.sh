@@ -8,7 +8,7 @@ set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 tool=(g++ cmake ninja-build libeigen3-dev libboost-dev libcli11-dev nlohmann-json3-dev libfast-float-dev
-      libfmt-dev liblzf-dev)
+      libfmt-dev liblzf-dev libhwy-dev)
 tests=(libgtest-dev libbenchmark-dev pkg-config python3 clang-format)
 full=(clang clang-tidy libomp-dev libclang-rt-14-dev)
 case "${1:-}" in
@@ -68,9 +68,9 @@ if [[ " ${missing[*]} " == *" libmkl-dev "* ]] && ! offered libmkl-dev; then
   add_non_free
   offered libmkl-dev || {
     as_root rm -f "$extra.list" "$extra.sources"
-    die "oneMKL is missing, which the refinement of every fit runs on, and apt cannot supply it here." \
-      "On Debian (amd64) it is the package libmkl-dev of the component non-free: check that the apt sources" \
-      "reach the Debian archive and that the network is up. Or install oneMKL by other means and set MKLROOT."
+    echo "setup: apt cannot supply oneMKL here (libmkl-dev of Debian's component non-free, amd64 only): primfit is" \
+      "built without it, over the system's LAPACK"
+    for i in "${!missing[@]}"; do [ "${missing[$i]}" != libmkl-dev ] || missing[$i]=liblapack-dev; done
   }
 fi
 for package in "${missing[@]}"; do offered "$package" || die "apt does not offer $package; is the network up?"; done

@@ -49,6 +49,15 @@ Eigen::Vector3d AnglesToAxis(double azimuth, double elevation) {
           std::sin(elevation)};
 }
 
+Eigen::Vector3d AzimuthMotion(double azimuth, double elevation) {
+  return {-std::sin(azimuth) * std::cos(elevation), std::cos(azimuth) * std::cos(elevation), 0};
+}
+
+Eigen::Vector3d ElevationMotion(double azimuth, double elevation) {
+  return {-std::cos(azimuth) * std::sin(elevation), -std::sin(azimuth) * std::sin(elevation),
+          std::cos(elevation)};
+}
+
 Eigen::Matrix3d EquatorFrame(const Eigen::Vector3d& d) {
   if (!(std::abs(d.squaredNorm() - 1) < 1e-6)) return Eigen::Matrix3d::Identity();
   Eigen::Matrix3d frame;

@@ -1,6 +1,7 @@
 // The eight residual models: parameter groups, deviation of a point, holds and read-back of each primitive. A
 // held direction enters the formulas as it was given; results are read after a successful Solve. At(x) is the
-// shape at the free parameters x, callable with a point for its signed deviation.
+// shape at the free parameters x, callable with a point for its signed deviation; Local(x) is the same shape,
+// and kMoves what its parameters move, for the pass that sums up.
 #ifndef PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 #define PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 
@@ -34,6 +35,8 @@ class TRLine final : public primfit::ResidualModel<TRLine, 1, 1> {
     double operator()(const Eigen::Vector3d& p) const { return normal.dot(p - root); }
   };
   Line At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kOffset, primfit::Moves::kTurn};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector root_, direction_;
@@ -53,6 +56,8 @@ class TRCircle final : public primfit::ResidualModel<TRCircle, 2, 1> {
   };
   using Circle = primfit::DeviationOf<primfit::SphereFormula<double>, Parameters>;
   Circle At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector center_;
@@ -72,6 +77,8 @@ class TRPlane final : public primfit::ResidualModel<TRPlane, 1, 2> {
   };
   using Plane = primfit::DeviationOf<primfit::PlaneFormula<double>, Parameters>;
   Plane At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kOffset, primfit::Moves::kAngles};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector origin_, normal_;
@@ -91,6 +98,8 @@ class TRSphere final : public primfit::ResidualModel<TRSphere, 3, 1> {
   };
   using Sphere = primfit::DeviationOf<primfit::SphereFormula<double>, Parameters>;
   Sphere At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector center_;
@@ -114,6 +123,9 @@ class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
   };
   using Cylinder = primfit::DeviationOf<primfit::CylinderFormula<double>, Parameters>;
   Cylinder At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor,
+                                              primfit::Moves::kAngles};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector origin_, axis_;
@@ -137,6 +149,9 @@ class TRCone final : public primfit::ResidualModel<TRCone, 3, 1, 2> {
   };
   using Cone = primfit::DeviationOf<primfit::ConeFormula<double>, Parameters>;
   Cone At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor,
+                                              primfit::Moves::kAngles};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector apex_, axis_;
@@ -168,6 +183,9 @@ class TRTorus final : public primfit::ResidualModel<TRTorus, 3, 1, 1, 2> {
                  Eigen::Vector3d& axis) const;
 
   primfit::TorusDeviation At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMajor,
+                                              primfit::Moves::kMinor, primfit::Moves::kAngles};
+  primfit::LocalShape Local(const double* x) const;
 
  private:
   primfit::HeldVector center_, axis_;
@@ -182,10 +200,15 @@ class TRTorusProfile final : public primfit::ResidualModel<TRTorusProfile, 1, 1>
   /// @param u, w  perpendicular unit vectors in the plane of the cross-section
   TRTorusProfile(int count, const Eigen::Vector3d* const* points, double tolerance, const Eigen::Vector3d& p,
                  double r, const Eigen::Vector3d& u, const Eigen::Vector3d& w);
+  TRTorusProfile(const primfit::PointRefs& points, double tolerance, const Eigen::Vector3d& p, double r,
+                 const Eigen::Vector3d& u, const Eigen::Vector3d& w);
   void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius,
                  Eigen::Vector3d& axis) const;
 
   primfit::TorusDeviation At(const double* x) const;
+  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kOwn, primfit::Moves::kOwn};
+  primfit::LocalShape Local(const double* x) const;
+  int SetMotions(const double* x, const primfit::LocalShape& shape, primfit::Motion* motions) const;
 
  private:
   Eigen::Vector3d p_;

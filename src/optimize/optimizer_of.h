@@ -51,10 +51,15 @@ class OptimizerOf : public TROptimizer {
   template <class Rebuild, class... Extra>
   OutputShape* Solve(const Start& start, int n, const Eigen::Vector3d* points, const Rebuild& rebuild,
                      const Extra&... extra) const {
-    const Eigen::Vector3d** pointers = nullptr;
-    const int count = screen_samples(Screen(), n, points, &start.screening, pointers);
-    const std::unique_ptr<const Eigen::Vector3d*[]> kept(pointers);
-    Model model(count, kept.get(), Tolerance(), extra...);
+    PointRefs used{n, points, nullptr};
+    std::unique_ptr<const Eigen::Vector3d*[]> kept;
+    if (Screen() && n > kLargestUnscreened) {
+      const Eigen::Vector3d** pointers = nullptr;
+      const int count = screen_samples(true, n, points, &start.screening, pointers);
+      kept.reset(pointers);
+      used = {count, nullptr, pointers};
+    }
+    Model model(used, Tolerance(), extra...);
     model.SetDirectionFrame(start.frame);
     Self().HoldParts(model);
     if (!model.Initialize(model.Pack(start.x).data()) || !model.Solve()) return nullptr;

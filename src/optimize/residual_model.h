@@ -4,6 +4,7 @@
 #include <Eigen/Core>
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "optimize/directions.h"
 #include "optimize/held.h"
@@ -11,12 +12,23 @@
 
 namespace primfit {
 
+/// What a group of parameters moves.
+enum class Moves {
+  kCenter,  ///< the centre, along x, y and, of three, z
+  kOffset,  ///< the centre along the axis
+  kMajor,
+  kMinor,
+  kAngles,  ///< azimuth and elevation of the axis
+  kTurn,    ///< the axis within the x-y plane
+  kOwn,     ///< what the model's own SetMotions says
+};
+
 /// What the residual models share: a parameter vector made of groups (kSizes, in order), each of which can be
 /// held and is then left out while the following groups move forward; and the loop over the points.
 ///
 /// A model `Derived` offers At(x), the shape at the free parameters x as a function of a point that returns
-/// the signed deviation e. The residual of a point is e / sqrt(m), so that the sum of squares is the mean of
-/// e^2.
+/// the signed deviation e; Local(x), the same shape for the pass that sums up; and kMoves, what each group
+/// moves. The residual of a point is e / sqrt(m), so that the sum of squares is the mean of e^2.
 template <class Derived, int... kSizes>
 class ResidualModel : public TRLeastSquares {
  public:
@@ -24,7 +36,11 @@ class ResidualModel : public TRLeastSquares {
 
   /// @param points  `count` pointers to points; the array and the points outlive the model
   ResidualModel(int count, const Eigen::Vector3d* const* points, double tolerance)
-      : TRLeastSquares(kParameters, count, tolerance, kIterations, kIterations), points_(points) {
+      : ResidualModel(PointRefs{count, nullptr, points}, tolerance) {}
+  /// @param points  outlive the model
+  ResidualModel(const PointRefs& points, double tolerance)
+      : TRLeastSquares(kParameters, points.count, tolerance, kIterations, kIterations, true),
+        points_(points) {
     SetResidualFunction(&Residuals);
   }
 
@@ -78,10 +94,69 @@ class ResidualModel : public TRLeastSquares {
     const auto& self = static_cast<const Derived&>(*static_cast<const TRLeastSquares*>(model));
     const auto deviation = self.At(x);
     const double scale = self.ResidualScale();
-    for (int i = 0; i < *m; ++i) f[i] = deviation(*self.points_[i]) / scale;
+    for (int i = 0; i < *m; ++i) f[i] = deviation(self.points_[i]) / scale;
   }
 
-  const Eigen::Vector3d* const* points_;
+  bool SumUp(const double* x, NormalEquations& sums) const final {
+    const auto& self = static_cast<const Derived&>(*this);
+    const LocalShape shape = WithFrame(self.Local(x));
+    // The columns of a shape with an axis are those of a unit axis; a held one may be another.
+    if (shape.kind != LocalShape::Kind::kPlane && !(std::abs(shape.axis.squaredNorm() - 1) < 1e-12))
+      return false;
+    Motion motions[kParameters];
+    const int n = self.SetMotions(x, shape, motions);
+    sums = primfit::SumUp(shape, motions, n, points_);
+    self.ShareLevers(sums);
+    return true;
+  }
+
+  /// The motions of the free parameters; returns their number.
+  int SetMotions(const double* x, const LocalShape& shape, Motion* motions) const {
+    Motion* next = motions;
+    for (int group = 0; group < kGroups; ++group) {
+      if (held_[group]) continue;
+      const double* at = Free(x, group);
+      switch (Derived::kMoves[group]) {
+        case Moves::kCenter:
+          for (int i = 0; i < kSize[group]; ++i) next[i].center = Eigen::Vector3d::Unit(i);
+          break;
+        case Moves::kOffset:
+          next->center = shape.axis;
+          break;
+        case Moves::kMajor:
+          next->major = 1;
+          break;
+        case Moves::kMinor:
+          next->minor = 1;
+          break;
+        case Moves::kAngles:
+          next[0].axis = frame_ * AzimuthMotion(at[0], at[1]);
+          next[1].axis = frame_ * ElevationMotion(at[0], at[1]);
+          break;
+        case Moves::kTurn:
+          next->axis = {-shape.axis.y(), shape.axis.x(), 0};
+          break;
+        case Moves::kOwn:
+          break;
+      }
+      next += kSize[group];
+    }
+    return static_cast<int>(next - motions);
+  }
+
+  /// Coordinates of one point get one lever, so that which of them a degenerate direction lies along does not
+  /// depend on the shape's pose.
+  void ShareLevers(NormalEquations& sums) const {
+    double* lever = sums.lever;
+    for (int group = 0; group < kGroups; ++group) {
+      if (held_[group]) continue;
+      Eigen::Map<Eigen::VectorXd> levers(lever, kSize[group]);
+      if (Derived::kMoves[group] == Moves::kCenter) levers.setConstant(levers.norm());
+      lever += kSize[group];
+    }
+  }
+
+  PointRefs points_;
   std::array<bool, kGroups> held_{};
   Eigen::Matrix3d frame_ = Eigen::Matrix3d::Identity();
 };

@@ -34,7 +34,6 @@ std::vector<index_devi> SortedDeviations(int n, const Eigen::Vector3d* points, c
 
 int screen_samples(bool screen, int n, const Eigen::Vector3d* points, const OutputShape* shape,
                    const Eigen::Vector3d**& kept) {
-  constexpr int kLargestUnscreened = 20;
   if (n <= kLargestUnscreened || !screen) {
     kept = new const Eigen::Vector3d*[static_cast<std::size_t>(std::max(n, 0))];
     for (int i = 0; i < n; ++i) kept[i] = points + i;

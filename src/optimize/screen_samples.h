@@ -5,6 +5,9 @@
 
 #include "primfit/shapes/output_shape.h"
 
+/// More points than these are screened.
+inline constexpr int kLargestUnscreened = 20;
+
 /// Drops the worst fifth of more than 20 points: keeps the 4 n / 5 of smallest deviation from the shape,
 /// smallest first. Deliberate: deviations are ordered with their sign, so of a surface the points farthest on
 /// the positive side go. A point whose deviation is not a number goes first.

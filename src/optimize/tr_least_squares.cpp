@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <new>
+#include <numeric>
 
 #include "fit/messages.h"
 #include "primfit/fit/fit_error.h"
@@ -26,8 +27,9 @@ std::unique_ptr<double[]> NewDoubles(std::size_t rows, std::size_t columns) {
 }  // namespace
 
 TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, int iterations,
-                               int trialIterations)
-    : fullCount_(parameters),
+                               int trialIterations, bool summed)
+    : summed_(summed),
+      fullCount_(parameters),
       parameterCount_(parameters),
       residualCount_(residuals),
       tolerance_(tolerance),
@@ -41,11 +43,13 @@ TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, 
   thresholds_[3] = std::min(h / 50, 0.01);          // norm of a trial step
   thresholds_[4] = h / 100;                         // predicted decrease
   thresholds_[5] = h * h / 10000;                   // precision of a trial step
-  Allocate();
+  if (!summed_ || kind_ == primfit::TrustRegionKind::kLibrary) Allocate();
 }
 
 TRLeastSquares::TRLeastSquares(const TRLeastSquares& other)
-    : stepBoundFactor_(other.stepBoundFactor_),
+    : kind_(other.kind_),
+      summed_(other.summed_),
+      stepBoundFactor_(other.stepBoundFactor_),
       fullCount_(other.fullCount_),
       parameterCount_(other.parameterCount_),
       residualCount_(other.residualCount_),
@@ -55,7 +59,7 @@ TRLeastSquares::TRLeastSquares(const TRLeastSquares& other)
       residualScale_(other.residualScale_),
       residualFunction_(other.residualFunction_) {
   std::copy(std::begin(other.thresholds_), std::end(other.thresholds_), thresholds_);
-  Allocate();
+  if (other.fjac_) Allocate();
 }
 
 TRLeastSquares::~TRLeastSquares() = default;
@@ -63,55 +67,87 @@ TRLeastSquares::~TRLeastSquares() = default;
 void TRLeastSquares::Allocate() {
   fjac_ = NewDoubles(Size(residualCount_), Size(fullCount_));
   if (fjac_) fvec_ = NewDoubles(Size(residualCount_), 1);
-  if (fvec_) x_ = NewDoubles(Size(fullCount_), 1);
-  if (!x_) throw primfit::FitError(primfit::messages::kNoMemory);
+  if (!fvec_) throw primfit::FitError(primfit::messages::kNoMemory);
+  answers_.residuals = fvec_.get();
+  answers_.jacobian = fjac_.get();
 }
 
+primfit::TrustRegionEngine& TRLeastSquares::Solver() {
+  if (kind_ == primfit::TrustRegionKind::kNative) return native_;
+  return *library_;
+}
+
+bool TRLeastSquares::SumUp(const double*, primfit::NormalEquations&) const { return false; }
+
 void TRLeastSquares::EvaluateResiduals() {
-  residualFunction_(&residualCount_, &parameterCount_, x_.get(), fvec_.get(), this);
+  residualFunction_(&residualCount_, &parameterCount_, x_, fvec_.get(), this);
+}
+
+bool TRLeastSquares::EvaluateJacobian() {
+  return Solver().Jacobian(residualFunction_, parameterCount_, residualCount_, fjac_.get(), x_,
+                           thresholds_[0], this) == primfit::kTrustRegionSuccess &&
+         AllFinite(fjac_.get(), Size(residualCount_) * Size(parameterCount_));
+}
+
+bool TRLeastSquares::EvaluateSums() {
+  if (summed_ && SumUp(x_, answers_.sums)) return true;
+  if (!fjac_) Allocate();
+  EvaluateResiduals();
+  const bool finite = EvaluateJacobian();
+  answers_.sums = primfit::SumUp(fvec_.get(), fjac_.get(), residualCount_, parameterCount_, x_);
+  return finite;
 }
 
 bool TRLeastSquares::Initialize(const double* x0) {
-  std::copy(x0, x0 + parameterCount_, x_.get());
+  if (parameterCount_ > primfit::kMostParameters) return false;
+  std::copy(x0, x0 + parameterCount_, x_);
   stepBoundFactor_ = 0;
-  std::fill_n(fvec_.get(), Size(residualCount_), 0.0);
-  std::fill_n(fjac_.get(), Size(residualCount_) * Size(parameterCount_), 0.0);
-  if (!solver_) {
-    solver_ = primfit::MakeTrustRegionEngine();
+  std::fill_n(fvec_.get(), fvec_ ? Size(residualCount_) : 0, 0.0);
+  std::fill_n(fjac_.get(), fjac_ ? Size(residualCount_) * Size(parameterCount_) : 0, 0.0);
+  if (!started_) {
+    if (kind_ == primfit::TrustRegionKind::kLibrary) library_ = primfit::MakeLibraryTrustRegion();
     const primfit::TrustRegionLimits limits{thresholds_, iterationLimit_, trialIterationLimit_,
                                             stepBoundFactor_};
-    if (solver_->Start(parameterCount_, residualCount_, x_.get(), limits) != primfit::kTrustRegionSuccess)
-      return false;
+    started_ = Solver().Start(parameterCount_, residualCount_, x_, limits) == primfit::kTrustRegionSuccess;
+    if (!started_) return false;
+  }
+  return 10000 * tolerance_ * tolerance_ > StartSquares();
+}
+
+/// The sum of squares at the start. A solver that works on sums has those of the start with it.
+double TRLeastSquares::StartSquares() {
+  if (kind_ == primfit::TrustRegionKind::kNative) {
+    EvaluateSums();  // numbers that are not finite are found by the first step
+    return answers_.sums.squares;
   }
   EvaluateResiduals();
-  double sum = 0;
-  for (int i = 0; i < residualCount_; ++i) sum += fvec_[i] * fvec_[i];
-  return 10000 * tolerance_ * tolerance_ > sum;
+  return std::inner_product(fvec_.get(), fvec_.get() + residualCount_, fvec_.get(), 0.0);
 }
 
 bool TRLeastSquares::Solve() {
+  if (!started_) return false;
   int request = primfit::kContinue;
   while (true) {
-    if (solver_->Step(fvec_.get(), fjac_.get(), request) != primfit::kTrustRegionSuccess) return false;
+    if (Solver().Step(answers_, request) != primfit::kTrustRegionSuccess) return false;
     if (request < 0) {
-      return solver_->Result(iterationsDone_, stopCriterion_, initialNorm_, finalNorm_) ==
+      return Solver().Result(iterationsDone_, stopCriterion_, initialNorm_, finalNorm_) ==
              primfit::kTrustRegionSuccess;
     }
     if (!AnswerRequest(request)) return false;
   }
 }
 
-/// False for a number that is not finite: one NaN in the Jacobian and the solver's next step would never
-/// return.
+/// False for a number that is not finite: one NaN in the Jacobian and the library solver's next step would
+/// never return.
 bool TRLeastSquares::AnswerRequest(int request) {
   switch (request) {
     case primfit::kNeedResiduals:
       EvaluateResiduals();
       return AllFinite(fvec_.get(), Size(residualCount_));
     case primfit::kNeedJacobian:
-      return solver_->Jacobian(residualFunction_, parameterCount_, residualCount_, fjac_.get(), x_.get(),
-                               thresholds_[0], this) == primfit::kTrustRegionSuccess &&
-             AllFinite(fjac_.get(), Size(residualCount_) * Size(parameterCount_));
+      return EvaluateJacobian();
+    case primfit::kNeedSums:
+      return EvaluateSums();
     default:
       return true;
   }

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "optimize/trust_region.h"
+#include "optimize/native_trust_region.h"
 
 /// Base of the residual models: minimises the mean squared deviation of m points over the free parameters of
 /// a shape by a trust-region method (More 1977; Conn, Gould and Toint 2000). A model is made for one
@@ -13,8 +13,12 @@ class TRLeastSquares {
   /// @param parameters  full parameter count, before any hold
   /// @param residuals   one a point
   /// @param tolerance   scale of the refinement, in the unit of the points
+  /// @param summed      the model offers SumUp, so that residuals and Jacobian are stored only for a solver
+  /// that
+  ///                    wants them
   /// @throws primfit::FitError "Cannot allocate memmory"
-  TRLeastSquares(int parameters, int residuals, double tolerance, int iterations, int trialIterations);
+  TRLeastSquares(int parameters, int residuals, double tolerance, int iterations, int trialIterations,
+                 bool summed = false);
   /// The copy has the same problem, fresh buffers without contents, and no solver.
   TRLeastSquares(const TRLeastSquares& other);
   TRLeastSquares& operator=(const TRLeastSquares&) = delete;
@@ -34,14 +38,25 @@ class TRLeastSquares {
   int ResidualCount() const { return residualCount_; }
   double ResidualScale() const { return residualScale_; }
   /// The current values of the free parameters.
-  const double* X() const { return x_.get(); }
+  const double* X() const { return x_; }
+  /// The normal equations at x from one pass over the points. False when the model has none at x: they are
+  /// then taken from residuals and Jacobian.
+  virtual bool SumUp(const double* x, primfit::NormalEquations& sums) const;
 
  private:
   void Allocate();
   void EvaluateResiduals();
+  bool EvaluateJacobian();
+  bool EvaluateSums();
+  double StartSquares();
   bool AnswerRequest(int request);
+  primfit::TrustRegionEngine& Solver();
 
-  std::unique_ptr<primfit::TrustRegionEngine> solver_;
+  primfit::TrustRegionKind kind_ = primfit::ChosenTrustRegion();
+  primfit::NativeTrustRegion native_;
+  std::unique_ptr<primfit::TrustRegionEngine> library_;
+  bool started_ = false;
+  bool summed_;
   double stepBoundFactor_ = 0;
   int fullCount_;
   int parameterCount_;
@@ -50,7 +65,8 @@ class TRLeastSquares {
   int iterationLimit_;
   int trialIterationLimit_;
   double thresholds_[6];
-  std::unique_ptr<double[]> x_;
+  double x_[primfit::kMostParameters]{};
+  primfit::TrustRegionAnswers answers_;
   std::unique_ptr<double[]> fvec_;
   std::unique_ptr<double[]> fjac_;
   double initialNorm_ = 0;

@@ -1,14 +1,17 @@
-// The narrow door to the trust-region solver. The caller drives it by reverse communication:
-//   Start, then Step until the request is a stop (-1 to -6), answering request 1 with residuals and 2 with
-//   the Jacobian, then Result. Every call returns kTrustRegionSuccess or a failure status.
+// The narrow door to the trust-region solvers. The caller drives one by reverse communication:
+//   Start, then Step until the request is a stop (-1 to -6), answering each request in between, then Result.
+// Every call returns kTrustRegionSuccess or a failure status.
 #ifndef PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 #define PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 
 #include <memory>
 
+#include "optimize/normal_equations.h"
+
 namespace primfit {
 
 inline constexpr int kTrustRegionSuccess = 1501;
+inline constexpr int kTrustRegionRefusal = 1502;
 
 /// What a step asks for. The negative values end the run; all of them leave the best parameters in x.
 enum TrustRegionRequest : int {
@@ -21,6 +24,7 @@ enum TrustRegionRequest : int {
   kContinue = 0,
   kNeedResiduals = 1,
   kNeedJacobian = 2,
+  kNeedSums = 3,
 };
 
 /// Fills f[0 .. *m) with the residuals at x[0 .. *n); must not allocate.
@@ -34,15 +38,20 @@ struct TrustRegionLimits {
   double initialStepBound;
 };
 
+/// Where the answers to the requests stand. Every number must be finite.
+struct TrustRegionAnswers {
+  double* residuals = nullptr;  ///< m residuals at x
+  double* jacobian = nullptr;   ///< m x n Jacobian at x, column-major
+  NormalEquations sums{};       ///< at x; before the first step, at the start
+};
+
 /// One least-squares run: min |f(x)|^2 over n parameters and m >= n residuals.
 class TrustRegionEngine {
  public:
   virtual ~TrustRegionEngine() = default;
   /// Creates the run. Refuses n < 1 and m < n. `x` and the limits must outlive the engine.
   virtual int Start(int n, int m, double* x, const TrustRegionLimits& limits) = 0;
-  /// @param fvec  m residuals at x
-  /// @param fjac  m x n Jacobian at x, column-major; every number handed over must be finite
-  virtual int Step(double* fvec, double* fjac, int& request) = 0;
+  virtual int Step(TrustRegionAnswers& answers, int& request) = 0;
   virtual int Result(int& iterations, int& criterion, double& initialNorm, double& finalNorm) = 0;
   /// Central differences of the residual function; the step is precision * |x_j|, or precision for smaller
   /// |x_j|.
@@ -50,7 +59,31 @@ class TrustRegionEngine {
                        void* model) = 0;
 };
 
-std::unique_ptr<TrustRegionEngine> MakeTrustRegionEngine();
+/// The solvers of this build.
+enum class TrustRegionKind {
+  kNative,   ///< works on normal equations; goes on to the least-squares optimum
+  kLibrary,  ///< oneMKL's, where it was built in; works on residuals and Jacobian, stops by the thresholds
+};
+/// Whether oneMKL's was built in.
+bool HaveLibraryTrustRegion();
+
+/// What refinements on this thread use: the build's choice, or that of the innermost scope below.
+TrustRegionKind ChosenTrustRegion();
+
+/// Chooses the solver of this thread while it lives; for tests and benchmarks.
+class ScopedTrustRegion {
+ public:
+  explicit ScopedTrustRegion(TrustRegionKind kind);
+  ~ScopedTrustRegion();
+  ScopedTrustRegion(const ScopedTrustRegion&) = delete;
+  ScopedTrustRegion& operator=(const ScopedTrustRegion&) = delete;
+
+ private:
+  TrustRegionKind before_;
+};
+
+/// oneMKL's solver; null where it was not built in.
+std::unique_ptr<TrustRegionEngine> MakeLibraryTrustRegion();
 
 /// Gives back what the solver library keeps for each thread between calls; called at the end of each search.
 void ReleaseSolverThreadBuffers();

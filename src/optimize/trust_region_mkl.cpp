@@ -8,6 +8,7 @@
 
 static_assert(std::is_same_v<MKL_INT, int>, "link the LP64 interface of oneMKL");
 static_assert(primfit::kTrustRegionSuccess == TR_SUCCESS);
+static_assert(primfit::kTrustRegionRefusal == TR_INVALID_OPTION);
 
 namespace primfit {
 
@@ -23,13 +24,13 @@ class MklTrustRegion final : public TrustRegionEngine {
   }
 
   int Start(int n, int m, double* x, const TrustRegionLimits& limits) override {
-    if (n < 1 || m < n) return TR_INVALID_OPTION;
+    if (n < 1 || m < n) return kTrustRegionRefusal;
     return dtrnlsp_init(&handle_, &n, &m, x, limits.thresholds, &limits.iterations, &limits.trialIterations,
                         &limits.initialStepBound);
   }
 
-  int Step(double* fvec, double* fjac, int& request) override {
-    return dtrnlsp_solve(&handle_, fvec, fjac, &request);
+  int Step(TrustRegionAnswers& answers, int& request) override {
+    return dtrnlsp_solve(&handle_, answers.residuals, answers.jacobian, &request);
   }
 
   int Result(int& iterations, int& criterion, double& initialNorm, double& finalNorm) override {
@@ -47,7 +48,9 @@ class MklTrustRegion final : public TrustRegionEngine {
 
 }  // namespace
 
-std::unique_ptr<TrustRegionEngine> MakeTrustRegionEngine() { return std::make_unique<MklTrustRegion>(); }
+bool HaveLibraryTrustRegion() { return true; }
+
+std::unique_ptr<TrustRegionEngine> MakeLibraryTrustRegion() { return std::make_unique<MklTrustRegion>(); }
 
 void ReleaseSolverThreadBuffers() { mkl_thread_free_buffers(); }
 

@@ -1,0 +1,238 @@
+#if PRIMFIT_SIMD
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "optimize/kernels/gram.cpp"
+#include <hwy/foreach_target.h>
+#endif
+// Each target's own text comes after what selects the targets.
+#include "optimize/kernels/lanes.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "optimize/kernels/gram.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace primfit::HWY_NAMESPACE {
+
+// Points in a block: its columns stay in the nearest cache.
+constexpr int kBlock = 128;
+
+/// A part of the lanes with the signs of arithmetic.
+struct Number {
+  Part v;
+  Number(Part part) : v(part) {}
+#if PRIMFIT_SIMD
+  Number(double value) : v(PartOf(value)) {}
+#endif
+  friend Number operator+(Number a, Number b) { return Add(a.v, b.v); }
+  friend Number operator-(Number a, Number b) { return Sub(a.v, b.v); }
+  friend Number operator*(Number a, Number b) { return Mul(a.v, b.v); }
+};
+inline Number Sqrt(Number a) { return PartSqrt(a.v); }
+inline Number Abs(Number a) { return PartAbs(a.v); }
+/// 1 or -1.
+inline Number Sign(Number a) { return PartSign(a.v); }
+/// 1 / length, or 0 where there is no direction.
+inline Number InverseOrZero(Number length) { return PartInverse(length.v); }
+
+struct Vector {
+  Number x, y, z;
+  explicit Vector(const Eigen::Vector3d& v) : x(v.x()), y(v.y()), z(v.z()) {}
+  Vector(Number x0, Number y0, Number z0) : x(x0), y(y0), z(z0) {}
+  Number Dot(const Vector& b) const { return x * b.x + y * b.y + z * b.z; }
+};
+
+/// The axis of a shape with two perpendiculars.
+struct Frame {
+  explicit Frame(const LocalShape& shape) : u(shape.u), w(shape.w), axis(shape.axis) {}
+  Vector u, w, axis;
+};
+
+/// A point in cylinder coordinates.
+struct Polar {
+  Number x, y, h, rho, inverse, c, s;
+  Polar(const Vector& q, const Frame& frame)
+      : x(q.Dot(frame.u)),
+        y(q.Dot(frame.w)),
+        h(q.Dot(frame.axis)),
+        rho(Sqrt(x * x + y * y)),
+        inverse(InverseOrZero(rho)),
+        c(x * inverse),
+        s(y * inverse) {}
+};
+
+// What each kind of shape stores for a point q; LocalShape says what the columns are.
+
+struct Plane {
+  static constexpr int kColumns = 4;
+  explicit Plane(const LocalShape& shape) : normal(shape.axis) {}
+  template <class Store>
+  void operator()(const Vector& q, const Store& store) const {
+    store(q.x, q.y, q.z, Number(1.0), q.Dot(normal));
+  }
+  Vector normal;
+};
+
+struct Sphere {
+  static constexpr int kColumns = 4;
+  explicit Sphere(const LocalShape& shape) : radius(shape.minor) {}
+  template <class Store>
+  void operator()(const Vector& q, const Store& store) const {
+    const Number length = Sqrt(q.Dot(q)), inverse = InverseOrZero(length);
+    store(q.x * inverse, q.y * inverse, q.z * inverse, Number(1.0), length - radius);
+  }
+  Number radius;
+};
+
+struct Cylinder {
+  static constexpr int kColumns = 5;
+  explicit Cylinder(const LocalShape& shape) : frame(shape), radius(shape.minor) {}
+  template <class Store>
+  void operator()(const Vector& q, const Store& store) const {
+    const Polar p(q, frame);
+    store(p.c, p.s, p.h * p.c, p.h * p.s, Number(1.0), p.rho - radius);
+  }
+  Frame frame;
+  Number radius;
+};
+
+struct Cone {
+  static constexpr int kColumns = 6;
+  explicit Cone(const LocalShape& shape)
+      : frame(shape), sine(std::sin(shape.minor)), cosine(std::cos(shape.minor)) {}
+  template <class Store>
+  void operator()(const Vector& q, const Store& store) const {
+    const Polar p(q, frame);
+    const Number sign = Sign(p.h), height = Abs(p.h);
+    const Number tilt = p.h * cosine + sign * p.rho * sine;
+    store(p.c, p.s, sign, p.c * tilt, p.s * tilt, p.rho * sine + height * cosine,
+          p.rho * cosine - height * sine);
+  }
+  Frame frame;
+  Number sine, cosine;
+};
+
+struct Torus {
+  static constexpr int kColumns = 7;
+  explicit Torus(const LocalShape& shape) : frame(shape), major(shape.major), minor(shape.minor) {}
+  template <class Store>
+  void operator()(const Vector& q, const Store& store) const {
+    const Polar p(q, frame);
+    const Number radial = p.rho - major;
+    const Number tau = Sqrt(radial * radial + p.h * p.h), inverse = InverseOrZero(tau);
+    const Number a = radial * inverse, b = p.h * inverse;
+    store(a * p.c, a * p.s, b, b * p.c, b * p.s, a, Number(1.0), tau - minor);
+  }
+  Frame frame;
+  Number major, minor;
+};
+
+/// Columns of a block of points and, last, their deviations.
+template <int kSize>
+struct Block {
+  alignas(64) double columns[kSize][kBlock];
+};
+
+/// @param count  a multiple of the lanes
+template <class Kind, int kSize>
+void FillBlock(const Kind& kind, const Vector& center, const Eigen::Vector3d* rows, int count,
+               Block<kSize>& block) {
+  for (int i = 0; i < count; i += kPartLanes) {
+    Part x, y, z;
+    LoadPoints(rows[i].data(), x, y, z);
+    kind(Vector(Number(x) - center.x, Number(y) - center.y, Number(z) - center.z), [&](auto... values) {
+      int column = 0;
+      (Store(values.v, block.columns[column++] + i), ...);
+    });
+  }
+}
+
+/// Adds the inner products of a column with the kCount columns from `others` on to `gram`; eight partial sums
+/// each.
+template <int kCount>
+void AddProducts(const double* column, const double (*others)[kBlock], int count, double* gram) {
+  constexpr int kParts = kLanes / kPartLanes;
+  Part sums[kCount][kParts];
+  for (auto& sum : sums) std::fill_n(sum, kParts, PartOf(0));
+  for (int i = 0; i < count; i += kLanes) {
+    for (int part = 0; part < kParts; ++part) {
+      const int at = i + part * kPartLanes;
+      const Part a = Load(column + at);
+      for (int j = 0; j < kCount; ++j) sums[j][part] = Add(sums[j][part], Mul(a, Load(others[j] + at)));
+    }
+  }
+  for (int j = 0; j < kCount; ++j) {
+    alignas(64) double s[kLanes];
+    for (int part = 0; part < kParts; ++part) Store(sums[j][part], s + part * kPartLanes);
+    gram[j] += ((s[0] + s[4]) + (s[2] + s[6])) + ((s[1] + s[5]) + (s[3] + s[7]));
+  }
+}
+
+/// Columns are multiplied in pairs of as many as the registers hold.
+template <int kSize>
+void AddBlock(const Block<kSize>& block, int count, double* gram) {
+  for (int i = 0; i < kSize; ++i) {
+    int j = 0;
+    for (; j + 4 <= i + 1; j += 4)
+      AddProducts<4>(block.columns[i], block.columns + j, count, gram + i * kSize + j);
+    for (; j <= i; ++j) AddProducts<1>(block.columns[i], block.columns + j, count, gram + i * kSize + j);
+  }
+}
+
+template <class Kind>
+void Accumulate(const LocalShape& shape, const PointRefs& points, double* gram) {
+  constexpr int kSize = Kind::kColumns + 1;
+  const Kind kind(shape);
+  const Vector center(shape.center);
+  Block<kSize> block;
+  double copied[kBlock][3];
+  std::fill_n(gram, kSize * kSize, 0.0);
+  for (int begin = 0; begin < points.count; begin += kBlock) {
+    const int count = std::min(kBlock, points.count - begin);
+    const int padded = (count + kLanes - 1) / kLanes * kLanes;
+    const Eigen::Vector3d* rows = points.rows + begin;
+    if (points.rows == nullptr || padded > count) {
+      for (int i = 0; i < padded; ++i)
+        std::copy_n(points[begin + std::min(i, count - 1)].data(), 3, copied[i]);
+      rows = reinterpret_cast<const Eigen::Vector3d*>(copied);
+    }
+    FillBlock(kind, center, rows, padded, block);
+    if (padded > count) {
+      for (auto& column : block.columns) std::fill(column + count, column + padded, 0.0);
+    }
+    AddBlock(block, padded, gram);
+  }
+  for (int i = 0; i < kSize; ++i) {
+    for (int j = 0; j < i; ++j) gram[j * kSize + i] = gram[i * kSize + j];
+  }
+}
+
+void GramOnTarget(const LocalShape& shape, const PointRefs& points, double* gram) {
+  switch (shape.kind) {
+    case LocalShape::Kind::kPlane:
+      return Accumulate<Plane>(shape, points, gram);
+    case LocalShape::Kind::kSphere:
+      return Accumulate<Sphere>(shape, points, gram);
+    case LocalShape::Kind::kCylinder:
+      return Accumulate<Cylinder>(shape, points, gram);
+    case LocalShape::Kind::kCone:
+      return Accumulate<Cone>(shape, points, gram);
+    case LocalShape::Kind::kTorus:
+      return Accumulate<Torus>(shape, points, gram);
+  }
+}
+
+}  // namespace primfit::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace primfit {
+
+HWY_EXPORT(GramOnTarget);
+
+void AccumulateGram(const LocalShape& shape, const PointRefs& points, double* gram) {
+  HWY_DYNAMIC_DISPATCH(GramOnTarget)(shape, points, gram);
+}
+
+}  // namespace primfit
+#endif

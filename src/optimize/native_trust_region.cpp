@@ -1,0 +1,192 @@
+#include "optimize/native_trust_region.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace primfit {
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+/// Shares of the extent. A step predicted to be shorter than kNegligible is not worth another pass; below
+/// kRounding a step that is not much shorter than the one before consists of rounding.
+constexpr double kNegligible = 1e-13;
+constexpr double kRounding = 1e-8;
+
+/// Solves (A + damping I) z = b, A symmetric with a unit diagonal or nearly, by Cholesky's method with the
+/// largest pivot first. Unknowns whose pivots vanish to rounding, such as a move of a cylinder along its
+/// axis, stay zero.
+void SolveScaled(int n, double damping, double (&a)[kMostParameters][kMostParameters],
+                 double (&b)[kMostParameters], double (&z)[kMostParameters]) {
+  constexpr double kSingular = 1e-13;
+  int order[kMostParameters];
+  for (int i = 0; i < n; ++i) {
+    order[i] = i;
+    a[i][i] += damping;
+  }
+  int rank = 0;
+  for (; rank < n; ++rank) {
+    int best = rank;
+    for (int i = rank + 1; i < n; ++i) {
+      if (a[order[i]][order[i]] > a[order[best]][order[best]]) best = i;
+    }
+    std::swap(order[rank], order[best]);
+    const int p = order[rank];
+    if (!(a[p][p] > kSingular)) break;
+    const double root = std::sqrt(a[p][p]);
+    a[p][p] = root;
+    b[p] /= root;
+    for (int i = rank + 1; i < n; ++i) a[order[i]][p] /= root;
+    for (int i = rank + 1; i < n; ++i) {
+      const int row = order[i];
+      b[row] -= a[row][p] * b[p];
+      for (int j = rank + 1; j <= i; ++j) {
+        const int column = order[j];
+        a[row][column] -= a[row][p] * a[column][p];
+        a[column][row] = a[row][column];
+      }
+    }
+  }
+  std::fill_n(z, n, 0.0);
+  for (int i = rank - 1; i >= 0; --i) {
+    const int row = order[i];
+    double sum = b[row];
+    for (int j = i + 1; j < rank; ++j) sum -= a[order[j]][row] * z[order[j]];
+    z[row] = sum / a[row][row];
+  }
+}
+
+}  // namespace
+
+int NativeTrustRegion::Start(int n, int m, double* x, const TrustRegionLimits& limits) {
+  if (n < 1 || n > kMostParameters || m < n) return kTrustRegionRefusal;
+  *this = NativeTrustRegion();
+  n_ = n;
+  x_ = x;
+  limits_ = limits;
+  lengthBefore_ = kInfinity;
+  return kTrustRegionSuccess;
+}
+
+int NativeTrustRegion::Step(TrustRegionAnswers& answers, int& request) {
+  if (!answers.sums.IsFinite(n_)) return kTrustRegionRefusal;
+  if (!trialPending_) {
+    std::copy_n(x_, n_, base_);
+    at_ = answers.sums;
+    initialNorm_ = std::sqrt(at_.squares);
+    trialPending_ = true;
+    const bool singular =
+        std::all_of(at_.lever, at_.lever + n_, [&](double lever) { return lever < limits_.thresholds[2]; });
+    request = singular ? Stop(kSingularJacobian) : Propose();
+    return kTrustRegionSuccess;
+  }
+  if (Accepts(answers.sums)) {
+    const double promised = at_.squares - predicted_, kept = at_.squares - answers.sums.squares;
+    if (damping_ > 0) damping_ *= kept > 0.75 * promised ? 0.03 : kept > 0.25 * promised ? 0.3 : 3;
+    if (damping_ < 1e-5) damping_ = 0;
+    std::copy_n(x_, n_, base_);
+    at_ = answers.sums;
+    lengthBefore_ = length_;
+    ++iterations_;
+    rejections_ = 0;
+  } else {
+    damping_ = damping_ == 0 ? 1e-3 : 10 * damping_;
+    ++rejections_;
+  }
+  request = Propose();
+  return kTrustRegionSuccess;
+}
+
+/// A trial that lowers the residual, or that changes it by no more than rounding does in steps that contract.
+bool NativeTrustRegion::Accepts(const NormalEquations& trial) const {
+  if (trial.squares <= at_.squares) return true;
+  const double slack = 1e-12 * at_.squares + std::pow(1e-14 * at_.extent, 2);
+  return length_ < 1e-5 * at_.extent && length_ < lengthBefore_ && trial.squares - at_.squares <= slack;
+}
+
+/// Sets the next trial point, or ends the run.
+int NativeTrustRegion::Propose() {
+  if (rejections_ > limits_.trialIterations) return Stop(kSmallRegion);
+  if (iterations_ >= limits_.iterations) return Stop(kIterationLimit);
+  double a[kMostParameters][kMostParameters], b[kMostParameters], z[kMostParameters];
+  const auto scale = [&](int i) { return at_.lever[i] > 0 ? 1 / at_.lever[i] : 0; };
+  for (int i = 0; i < n_; ++i) {
+    b[i] = -at_.gradient[i] * scale(i);
+    for (int j = 0; j < n_; ++j) a[i][j] = at_.matrix[i][j] * scale(i) * scale(j);
+  }
+  SolveScaled(n_, damping_, a, b, z);
+  length_ = 0;
+  double decrease = 0;  // |f|^2 - |f + J s|^2 = -g.s + damping |z|^2, with the damped normal equations
+  for (int i = 0; i < n_; ++i) {
+    step_[i] = z[i] * scale(i);
+    length_ = std::max(length_, std::abs(z[i]));
+    decrease += -at_.gradient[i] * step_[i] + damping_ * z[i] * z[i];
+  }
+  if (!(length_ > 0 && length_ < kInfinity)) return Stop(kSmallStep);
+  predicted_ = std::max(at_.squares - decrease, 0.0);
+  NoteThresholds();
+  if (length_ < kRounding * at_.extent && damping_ == 0 && length_ > 0.5 * lengthBefore_)
+    return Stop(kSmallStep);
+  for (int i = 0; i < n_; ++i) x_[i] = base_[i] + step_[i];
+  if (NextStepIsNegligible()) {  // this one is taken without another look at the points
+    std::copy_n(x_, n_, base_);
+    ++iterations_;
+    return Stop(kSmallStep);
+  }
+  return kNeedSums;
+}
+
+/// Steps contract at a rate that falls to that of the linear model's error: the next will be shorter than
+/// this one by the last rate or more.
+bool NativeTrustRegion::NextStepIsNegligible() const {
+  const double rate = std::min(length_ / lengthBefore_, 1.0);
+  return damping_ == 0 && length_ * std::max(rate, 1e-3) <= kNegligible * at_.extent;
+}
+
+void NativeTrustRegion::NoteThresholds() {
+  if (criterion_ != 0) return;
+  const double norm = std::sqrt(at_.squares);
+  double squaredStep = 0;
+  for (int i = 0; i < n_; ++i) squaredStep += step_[i] * step_[i];
+  if (norm < limits_.thresholds[1]) {
+    criterion_ = kSmallResidual;
+  } else if (std::sqrt(squaredStep) < limits_.thresholds[3]) {
+    criterion_ = kSmallStep;
+  } else if (norm - std::sqrt(predicted_) < limits_.thresholds[4]) {
+    criterion_ = kSmallDecrease;
+  }
+}
+
+/// Leaves the best parameters in x and says why: by the first threshold that was met, where one was.
+int NativeTrustRegion::Stop(int request) {
+  std::copy_n(base_, n_, x_);
+  if (criterion_ == 0) criterion_ = request;
+  return criterion_;
+}
+
+int NativeTrustRegion::Result(int& iterations, int& criterion, double& initialNorm, double& finalNorm) {
+  iterations = iterations_;
+  criterion = -criterion_;
+  initialNorm = initialNorm_;
+  finalNorm = std::sqrt(at_.squares);
+  return kTrustRegionSuccess;
+}
+
+int NativeTrustRegion::Jacobian(ResidualFunction function, int n, int m, double* fjac, double* x,
+                                double precision, void* model) {
+  const auto ahead = std::make_unique<double[]>(static_cast<std::size_t>(m));
+  for (int j = 0; j < n; ++j) {
+    const double at = x[j], step = precision * std::max(std::abs(at), 1.0);
+    double* column = fjac + static_cast<std::ptrdiff_t>(j) * m;
+    x[j] = at + step;
+    function(&m, &n, x, ahead.get(), model);
+    x[j] = at - step;
+    function(&m, &n, x, column, model);
+    x[j] = at;
+    for (int i = 0; i < m; ++i) column[i] = (ahead[i] - column[i]) / (2 * step);
+  }
+  return kTrustRegionSuccess;
+}
+
+}  // namespace primfit

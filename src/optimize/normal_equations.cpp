@@ -1,0 +1,113 @@
+#include "optimize/normal_equations.h"
+
+#include <Eigen/Geometry>
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "fit/vector_math.h"
+
+namespace primfit {
+
+namespace {
+
+using Kind = LocalShape::Kind;
+
+/// The columns of a kind, and those among them that are lengths.
+struct Columns {
+  int count, firstLength, endLength;
+};
+Columns ColumnsOf(Kind kind) {
+  constexpr Columns kTable[] = {{4, 0, 3}, {4, 0, 0}, {5, 2, 4}, {6, 3, 6}, {7, 0, 0}};
+  return kTable[static_cast<int>(kind)];
+}
+
+/// The derivative of e for a motion as factors of the columns.
+void Factors(const LocalShape& shape, const Motion& motion, double* factors) {
+  const auto give = [&](auto... values) {
+    int column = 0;
+    ((factors[column++] = values), ...);
+  };
+  const double x = shape.u.dot(motion.center), y = shape.w.dot(motion.center),
+               h = shape.axis.dot(motion.center);
+  const double tiltU = shape.u.dot(motion.axis), tiltW = shape.w.dot(motion.axis);
+  switch (shape.kind) {
+    case Kind::kPlane:
+      return give(motion.axis.x(), motion.axis.y(), motion.axis.z(), -h);
+    case Kind::kSphere:
+      return give(-motion.center.x(), -motion.center.y(), -motion.center.z(), -motion.minor);
+    case Kind::kCylinder:
+      return give(-x, -y, -tiltU, -tiltW, -motion.minor);
+    case Kind::kCone: {
+      const double sine = std::sin(shape.minor), cosine = std::cos(shape.minor);
+      return give(-cosine * x, -cosine * y, sine * h, -tiltU, -tiltW, -motion.minor);
+    }
+    case Kind::kTorus:
+      return give(-x, -y, -h, shape.major * tiltU, shape.major * tiltW, -motion.major, -motion.minor);
+  }
+}
+
+}  // namespace
+
+bool NormalEquations::IsFinite(int n) const {
+  double sum = squares + extent;  // of numbers that are all finite or not worth a step
+  for (int i = 0; i < n; ++i) sum += gradient[i] + std::accumulate(matrix[i], matrix[i] + n, 0.0);
+  return std::isfinite(sum);
+}
+
+LocalShape WithFrame(LocalShape shape) {
+  shape.u = UnitOrthogonal(shape.axis);
+  shape.w = shape.axis.cross(shape.u);
+  return shape;
+}
+
+NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, const PointRefs& points) {
+  const auto [columns, firstLength, endLength] = ColumnsOf(shape.kind);
+  const int size = columns + 1;
+  double gram[(LocalShape::kMostColumns + 1) * (LocalShape::kMostColumns + 1)];
+  AccumulateGram(shape, points, gram);
+  const double m = points.count;
+
+  double factors[kMostParameters][LocalShape::kMostColumns];
+  for (int i = 0; i < n; ++i) Factors(shape, motions[i], factors[i]);
+  NormalEquations sums;
+  for (int i = 0; i < n; ++i) {
+    double product[LocalShape::kMostColumns + 1];  // factors[i] times the Gram matrix
+    for (int k = 0; k < size; ++k) {
+      double sum = 0;
+      for (int l = 0; l < columns; ++l) sum += factors[i][l] * gram[l * size + k];
+      product[k] = sum / m;
+    }
+    for (int j = 0; j <= i; ++j) {
+      sums.matrix[i][j] = sums.matrix[j][i] =
+          std::inner_product(factors[j], factors[j] + columns, product, 0.0);
+    }
+    sums.gradient[i] = product[columns];
+    sums.lever[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
+  }
+  sums.squares = gram[size * size - 1] / m;
+  double longest = 0;
+  for (int k = firstLength; k < endLength; ++k) longest = std::max(longest, gram[k * size + k] / m);
+  sums.extent = std::max(
+      {std::sqrt(longest), std::abs(shape.major), shape.kind == Kind::kCone ? 0 : std::abs(shape.minor)});
+  return sums;
+}
+
+NormalEquations SumUp(const double* residuals, const double* jacobian, int m, int n, const double* x) {
+  NormalEquations sums;
+  sums.squares = std::inner_product(residuals, residuals + m, residuals, 0.0);
+  sums.extent = 0;
+  for (int i = 0; i < n; ++i) {
+    const double* column = jacobian + static_cast<std::ptrdiff_t>(i) * m;
+    for (int j = 0; j <= i; ++j) {
+      sums.matrix[i][j] = sums.matrix[j][i] =
+          std::inner_product(column, column + m, jacobian + static_cast<std::ptrdiff_t>(j) * m, 0.0);
+    }
+    sums.gradient[i] = std::inner_product(column, column + m, residuals, 0.0);
+    sums.lever[i] = std::sqrt(sums.matrix[i][i]);
+    sums.extent = std::max(sums.extent, sums.lever[i] * std::abs(x[i]));
+  }
+  return sums;
+}
+
+}  // namespace primfit
