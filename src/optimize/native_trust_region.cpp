@@ -10,9 +10,11 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 /// Shares of the extent. A step predicted to be shorter than kNegligible is not worth another pass; below
-/// kRounding a step that is not much shorter than the one before consists of rounding.
+/// kRounding a step that is not much shorter than the one before consists of rounding; below kLinear steps
+/// contract at a steady rate.
 constexpr double kNegligible = 1e-13;
-constexpr double kRounding = 1e-8;
+constexpr double kRounding = 1e-11;
+constexpr double kLinear = 1e-2;
 
 /// Solves (A + damping I) z = b, A symmetric with a unit diagonal or nearly, by Cholesky's method with the
 /// largest pivot first. Unknowns whose pivots vanish to rounding, such as a move of a cylinder along its
@@ -81,28 +83,30 @@ int NativeTrustRegion::Step(TrustRegionAnswers& answers, int& request) {
     request = singular ? Stop(kSingularJacobian) : Propose();
     return kTrustRegionSuccess;
   }
-  if (Accepts(answers.sums)) {
-    const double promised = at_.squares - predicted_, kept = at_.squares - answers.sums.squares;
-    if (damping_ > 0) damping_ *= kept > 0.75 * promised ? 0.03 : kept > 0.25 * promised ? 0.3 : 3;
-    if (damping_ < 1e-5) damping_ = 0;
+  const double change = answers.sums.squares - at_.squares;
+  const bool even = std::abs(change) <= 1e-12 * at_.squares + std::pow(1e-14 * at_.extent, 2) &&
+                    length_ < 1e-5 * at_.extent;  // no more than rounding, in a short step
+  if (change > 0 && even && !(length_ < lengthBefore_)) {
+    request = Stop(kSmallStep);
+  } else if (change <= 0 || even) {
+    const double promised = at_.squares - predicted_, kept = -change;
+    damping_ *= kept > 0.75 * promised ? 0.25 : kept > 0.25 * promised ? 1 : 2;
+    if (damping_ < 1e-6 || length_ < 1e-4 * at_.extent) damping_ = 0;
+    for (int i = 0; i < n_; ++i) moved_[i] = x_[i] - base_[i];
+    std::copy_n(step_, n_, stepBefore_);
     std::copy_n(x_, n_, base_);
     at_ = answers.sums;
     lengthBefore_ = length_;
     ++iterations_;
     rejections_ = 0;
+    request = Propose();
   } else {
-    damping_ = damping_ == 0 ? 1e-3 : 10 * damping_;
+    damping_ = damping_ == 0 ? 1e-4 : 4 * damping_;
+    lengthBefore_ = kInfinity;
     ++rejections_;
+    request = Propose();
   }
-  request = Propose();
   return kTrustRegionSuccess;
-}
-
-/// A trial that lowers the residual, or that changes it by no more than rounding does in steps that contract.
-bool NativeTrustRegion::Accepts(const NormalEquations& trial) const {
-  if (trial.squares <= at_.squares) return true;
-  const double slack = 1e-12 * at_.squares + std::pow(1e-14 * at_.extent, 2);
-  return length_ < 1e-5 * at_.extent && length_ < lengthBefore_ && trial.squares - at_.squares <= slack;
 }
 
 /// Sets the next trial point, or ends the run.
@@ -128,13 +132,29 @@ int NativeTrustRegion::Propose() {
   NoteThresholds();
   if (length_ < kRounding * at_.extent && damping_ == 0 && length_ > 0.5 * lengthBefore_)
     return Stop(kSmallStep);
-  for (int i = 0; i < n_; ++i) x_[i] = base_[i] + step_[i];
+  SetTrial();
   if (NextStepIsNegligible()) {  // this one is taken without another look at the points
     std::copy_n(x_, n_, base_);
     ++iterations_;
     return Stop(kSmallStep);
   }
   return kNeedSums;
+}
+
+/// The trial point: the step, stretched where the last two contract at a steady rate. Where the residuals are
+/// large for how well a shape is determined that rate is no better than a half; the extrapolation of Anderson
+/// (1965) from one step before takes the slowest direction out of it.
+void NativeTrustRegion::SetTrial() {
+  double along = 0, squared = 0;
+  for (int i = 0; i < n_; ++i) {
+    const double turn = (step_[i] - stepBefore_[i]) * at_.lever[i];
+    along += step_[i] * at_.lever[i] * turn;
+    squared += turn * turn;
+  }
+  const double rate = length_ / lengthBefore_;
+  const bool steady = damping_ == 0 && length_ < kLinear * at_.extent && rate > 0.01 && rate < 1;
+  const double factor = steady && squared > 0 ? along / squared : 0;
+  for (int i = 0; i < n_; ++i) x_[i] = base_[i] + step_[i] - factor * (moved_[i] + step_[i] - stepBefore_[i]);
 }
 
 /// Steps contract at a rate that falls to that of the linear model's error: the next will be shorter than

@@ -21,8 +21,8 @@ class NativeTrustRegion final : public TrustRegionEngine {
                void* model) override;
 
  private:
-  bool Accepts(const NormalEquations& trial) const;
   int Propose();
+  void SetTrial();
   bool NextStepIsNegligible() const;
   void NoteThresholds();
   int Stop(int request);
@@ -32,10 +32,12 @@ class NativeTrustRegion final : public TrustRegionEngine {
   TrustRegionLimits limits_{};
   NormalEquations at_{};  ///< at base_, the best parameters so far
   double base_[kMostParameters]{};
-  double step_[kMostParameters]{};  ///< the trial point is base_ + step_
-  double predicted_ = 0;            ///< the sum of squares that the linear model promises there
-  double length_ = 0;               ///< largest movement of the residuals by one parameter of the step
-  double lengthBefore_ = 0;         ///< that of the accepted step before; infinite at first
+  double step_[kMostParameters]{};  ///< from base_
+  double stepBefore_[kMostParameters]{};
+  double moved_[kMostParameters]{};  ///< from the base before to this one
+  double predicted_ = 0;             ///< the sum of squares that the linear model promises there
+  double length_ = 0;                ///< largest movement of the residuals by one parameter of the step
+  double lengthBefore_ = 0;          ///< that of the accepted step before; infinite at first
   double damping_ = 0;
   int iterations_ = 0;
   int rejections_ = 0;

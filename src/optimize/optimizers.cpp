@@ -1,6 +1,7 @@
 #include "optimize/optimizers.h"
 
 #include <Eigen/Geometry>
+#include <array>
 #include <vector>
 
 #include "fit/vector_math.h"
@@ -10,16 +11,29 @@ using Eigen::Vector3d;
 
 namespace {
 
-/// Points in the plane frame (origin, u, w), the offset from the plane dropped.
-std::vector<Vector3d> InPlane(const Vector3d& origin, const Vector3d& u, const Vector3d& w, int n,
-                              const Vector3d* points) {
-  std::vector<Vector3d> local(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i) {
-    const Vector3d v = points[i] - origin;
-    local[i] = {u.dot(v), w.dot(v), 0};
+/// Points in the plane frame (origin, u, w), the offset from the plane dropped. Those of a minimal sample, of
+/// which a search takes thousands, need no memory from the heap.
+class InPlane {
+ public:
+  InPlane(const Vector3d& origin, const Vector3d& u, const Vector3d& w, int n, const Vector3d* points) {
+    if (n > static_cast<int>(few_.size())) {
+      many_.resize(static_cast<std::size_t>(n));
+      local_ = many_.data();
+    }
+    for (int i = 0; i < n; ++i) {
+      const Vector3d v = points[i] - origin;
+      local_[i] = {u.dot(v), w.dot(v), 0};
+    }
   }
-  return local;
-}
+  InPlane(const InPlane&) = delete;
+  InPlane& operator=(const InPlane&) = delete;
+  const Vector3d* data() const { return local_; }
+
+ private:
+  std::array<Vector3d, 20> few_;
+  std::vector<Vector3d> many_;
+  Vector3d* local_ = few_.data();
+};
 
 }  // namespace
 
@@ -30,7 +44,7 @@ OutputShape* LineOptimizer::Refine(const OutputLine& start, int n, const Vector3
   const Vector3d across = start.Normal().cross(d);
   const Vector3d e2 = across.norm() > 1e-12 ? primfit::Normalised(across)
                                             : primfit::Normalised(primfit::UnitOrthogonal(d).cross(d));
-  const std::vector<Vector3d> local = InPlane(origin, d, e2, n, points);
+  const InPlane local(origin, d, e2, n, points);
   const OutputLine localLine(Vector3d::Zero(), Vector3d::UnitX(), Vector3d::UnitZ());
   return Solve({{0, 0}, Matrix3d::Identity(), localLine}, n, local.data(), [&](const TRLine& model) {
     Vector3d q, g;
@@ -49,7 +63,7 @@ OutputShape* CircleOptimizer::Refine(const OutputCircle& start, int n, const Vec
   const double radius = radius_.value_or(start.Radius());
   const Vector3d u = primfit::UnitOrthogonal(start.Axis());
   const Vector3d w = start.Axis().cross(u);
-  const std::vector<Vector3d> local = InPlane(origin, u, w, n, points);
+  const InPlane local(origin, u, w, n, points);
   const OutputCircle localCircle(Vector3d::Zero(), radius, Vector3d::UnitZ());
   return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle}, n, local.data(),
                [&](const TRCircle& model) {
