@@ -54,10 +54,8 @@ class OptimizerOf : public TROptimizer {
     PointRefs used{n, points, nullptr};
     std::unique_ptr<const Eigen::Vector3d*[]> kept;
     if (Screen() && n > kLargestUnscreened) {
-      const Eigen::Vector3d** pointers = nullptr;
-      const int count = screen_samples(true, n, points, &start.screening, pointers);
-      kept.reset(pointers);
-      used = {count, nullptr, pointers};
+      const int count = KeepBest(n, points, start.screening, kept);
+      used = {count, nullptr, kept.get()};
     }
     Model model(used, Tolerance(), extra...);
     model.SetDirectionFrame(start.frame);

@@ -128,6 +128,9 @@ void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, co
   const int k = static_cast<int>(indices.size());
   std::unique_ptr<OutputShape> candidate(FitShape(k, indices.data(), samplePoints));
   if (!candidate) return;
+  // Neither the best so far is beaten nor an early stop earned by less.
+  scoreToBeat_ =
+      static_cast<int>(earlyStop_ ? std::min(state.bestScore, state.earlyStopThreshold) : state.bestScore);
   double scratch = 0;
   const double score = ScoreShape(candidate.get(), k, indices.data(), samplePoints, &scratch);
   const std::lock_guard guard(state.lock);
@@ -162,5 +165,5 @@ OutputShape* RansacFit::FitShape(int k, const int* indices, const Vector3d* samp
 
 double RansacFit::ScoreShape(OutputShape* candidate, int, const int*, const Vector3d*, double*) {
   candidate->SetDistSqrdThreshod(kScoreBand);
-  return primfit::CountClose(*candidate, points_, n_);
+  return primfit::CountClose(*candidate, points_, n_, scoreToBeat_);
 }

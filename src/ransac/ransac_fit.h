@@ -86,6 +86,7 @@ class RansacFit {
   double scannerError_;
   int n_;
   bool earlyStop_ = false;
+  int scoreToBeat_ = -1;  ///< what the candidate in hand has to exceed to make a difference
   const Eigen::Vector3d* points_;
   double distanceTolerance_;
 };

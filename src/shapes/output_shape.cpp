@@ -1,15 +1,13 @@
 // What all shapes share: point-set evaluation over the virtual interface, names, summaries.
 #include "primfit/shapes/output_shape.h"
 
-#include <omp.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <string_view>
 #include <typeinfo>
 
+#include "fit/histogram_bins.h"
 #include "primfit/shapes/output_circle.h"
 #include "primfit/shapes/output_cone.h"
 #include "primfit/shapes/output_cylinder.h"
@@ -39,50 +37,61 @@ bool OutputShape::GetClosePoints(const Vector3d* points, int n, double t, std::v
 
 namespace {
 
-/// Sums over a chunk of residuals, merged in chunk order.
-struct ResidualSums {
-  double squares = 0;
-  double magnitudes = 0;
-  double values = 0;
-  double largest = 0;
+/// Sums over residuals. Eight of each, added up in a fixed order at the end, so that they can be taken
+/// together and come out alike on every machine.
+class ResidualSums {
+ public:
+  /// Adds residuals and replaces them by their magnitudes.
+  void Add(double* residuals, int n) {
+    int i = 0;
+    for (; i + kLanes <= n; i += kLanes) {
+      for (int lane = 0; lane < kLanes; ++lane) AddOne(residuals[i + lane], lane);
+    }
+    for (int lane = 0; i + lane < n; ++lane) AddOne(residuals[i + lane], lane);
+    for (i = 0; i < n; ++i) residuals[i] = std::abs(residuals[i]);
+  }
+  double Squares() const { return Total(squares_); }
+  double Magnitudes() const { return Total(magnitudes_); }
+  double Values() const { return Total(values_); }
+  double Largest() const { return *std::max_element(largest_, largest_ + kLanes); }
 
-  void Add(double d) {
-    squares += d * d;
-    magnitudes += std::abs(d);
-    values += d;
-    largest = std::max(largest, std::abs(d));
+ private:
+  static constexpr int kLanes = 8;
+
+  void AddOne(double d, int lane) {
+    const double magnitude = std::abs(d);
+    squares_[lane] += d * d;
+    magnitudes_[lane] += magnitude;
+    values_[lane] += d;
+    largest_[lane] = std::max(largest_[lane], magnitude);
   }
-  void Merge(const ResidualSums& chunk) {
-    squares += chunk.squares;
-    magnitudes += chunk.magnitudes;
-    values += chunk.values;
-    largest = std::max(largest, chunk.largest);
+  static double Total(const double* s) {
+    return ((s[0] + s[4]) + (s[2] + s[6])) + ((s[1] + s[5]) + (s[3] + s[7]));
   }
+
+  double squares_[kLanes] = {};
+  double magnitudes_[kLanes] = {};
+  double values_[kLanes] = {};
+  double largest_[kLanes] = {};
 };
 
 }  // namespace
 
 FitQuality OutputShape::CalculateQuality(double sigma, int n, const Vector3d* points) {
   if (n < 1 || points == nullptr) return {};
-  const auto residuals = std::make_unique_for_overwrite<double[]>(static_cast<std::size_t>(n));
-  primfit::Distances(*this, points, n, residuals.get());
-
-  // One chunk a processor, evaluated in order on this thread.
-  const int chunks = std::max(1, omp_get_num_procs());
-  const int chunkSize = n / chunks;
+  FitHistogram histogram(sigma);
+  primfit::HistogramBins bins(histogram.Sigma());
   ResidualSums sums;
-  for (int chunk = 0; chunk < chunks; ++chunk) {
-    const int end = chunk == chunks - 1 ? n : (chunk + 1) * chunkSize;
-    ResidualSums partial;
-    for (int i = chunk * chunkSize; i < end; ++i) {
-      const double d = residuals[i];
-      partial.Add(d);
-      residuals[i] = std::abs(d);
-    }
-    sums.Merge(partial);
+  constexpr int kBlock = 512;
+  double residuals[kBlock];
+  for (int begin = 0; begin < n; begin += kBlock) {
+    const int count = std::min(kBlock, n - begin);
+    primfit::Distances(*this, points + begin, count, residuals);
+    sums.Add(residuals, count);
+    bins.Add(residuals, count);
   }
-  return {std::sqrt(sums.squares / n), sums.magnitudes / n, sums.values / n, sums.largest,
-          FitHistogram(sigma, residuals.get(), n)};
+  histogram.Take(bins, n);
+  return {std::sqrt(sums.Squares() / n), sums.Magnitudes() / n, sums.Values() / n, sums.Largest(), histogram};
 }
 
 double OutputShape::RootMeanSquare(const std::list<Vector3d>& points) const {

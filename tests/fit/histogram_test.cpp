@@ -80,6 +80,18 @@ TEST(FitHistogram, BoundsBelongToTheHigherSlotAndTheRestToItsEnds) {
   } while (!(all.front() == -3));
 }
 
+TEST(FitHistogram, BoundsDecideWhateverTheScale) {
+  for (const double sigma : {1e-6, 0.006, 0.0123, 1.0 / 3, 3e5}) {
+    const double width = (sigma + sigma) * 0.125;
+    for (int k = 1; k <= 9; ++k) {
+      const double bound = k < 9 ? k * width : sigma * 4.0;
+      const double below = std::nextafter(bound, 0);
+      EXPECT_EQ(FitHistogram(sigma, &bound, 1).CountOnSlot(k), 1) << sigma << ", slot " << k;
+      EXPECT_EQ(FitHistogram(sigma, &below, 1).CountOnSlot(k - 1), 1) << sigma << ", below slot " << k;
+    }
+  }
+}
+
 TEST(FitHistogram, ScaleIsAMagnitudeOfAtLeastAMillionth) {
   struct {
     double given, kept;

@@ -3,6 +3,11 @@
 
 #include "primfit/export.h"
 
+class OutputShape;
+namespace primfit {
+class HistogramBins;
+}
+
 /// Distribution of absolute residuals over ten slots scaled by the scanner's distance error sigma:
 /// slots 0 to 7 are [k, k + 1) * sigma / 4, slot 8 is [2, 4) * sigma, slot 9 is everything from 4 * sigma on.
 /// A residual exactly on a bound falls into the higher slot. Slot indices are not checked: 0 <= k < 10.
@@ -29,6 +34,10 @@ class PRIMFIT_API FitHistogram {
   void Calculate(const double* residuals, int n);
 
  private:
+  friend class OutputShape;  // which counts residuals as it takes them
+  explicit FitHistogram(double sigma);
+  void Take(const primfit::HistogramBins& bins, int n);
+
   static const int NUMSLOTS = 10;
   double sigma_;
   int counts_[NUMSLOTS] = {};

@@ -4,7 +4,7 @@
 #include <hwy/foreach_target.h>
 #endif
 // Each target's own text comes after what selects the targets.
-#include "optimize/kernels/lanes.h"
+#include "shapes/kernels/lanes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,19 +17,6 @@ namespace primfit::HWY_NAMESPACE {
 // Points in a block: its columns stay in the nearest cache.
 constexpr int kBlock = 128;
 
-/// A part of the lanes with the signs of arithmetic.
-struct Number {
-  Part v;
-  Number(Part part) : v(part) {}
-#if PRIMFIT_SIMD
-  Number(double value) : v(PartOf(value)) {}
-#endif
-  friend Number operator+(Number a, Number b) { return Add(a.v, b.v); }
-  friend Number operator-(Number a, Number b) { return Sub(a.v, b.v); }
-  friend Number operator*(Number a, Number b) { return Mul(a.v, b.v); }
-};
-inline Number Sqrt(Number a) { return PartSqrt(a.v); }
-inline Number Abs(Number a) { return PartAbs(a.v); }
 /// 1 or -1.
 inline Number Sign(Number a) { return PartSign(a.v); }
 /// 1 / length, or 0 where there is no direction.
@@ -140,10 +127,11 @@ void FillBlock(const Kind& kind, const Vector& center, const Eigen::Vector3d* ro
   for (int i = 0; i < count; i += kPartLanes) {
     Part x, y, z;
     LoadPoints(rows[i].data(), x, y, z);
-    kind(Vector(Number(x) - center.x, Number(y) - center.y, Number(z) - center.z), [&](auto... values) {
-      int column = 0;
-      (Store(values.v, block.columns[column++] + i), ...);
-    });
+    kind(Vector(Number(x) - center.x, Number(y) - center.y, Number(z) - center.z),
+         [&](auto... values) HWY_ATTR {
+           int column = 0;
+           (Store(values.v, block.columns[column++] + i), ...);
+         });
   }
 }
 

@@ -1,64 +1,140 @@
-#include "shapes/kernels/batch.h"
+#if PRIMFIT_SIMD
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "shapes/kernels/batch.cpp"
+#include <hwy/foreach_target.h>
+#endif
+// Each target's own text comes after what selects the targets.
+#include "shapes/kernels/lanes.h"
 
+#include <algorithm>
+#include <bit>
 #include <typeinfo>
 
 #include "shapes/formulas.h"
+#include "shapes/kernels/batch.h"
 
-namespace primfit {
+HWY_BEFORE_NAMESPACE();
+namespace primfit::HWY_NAMESPACE {
 
-namespace {
+#include "shapes/formulas.inc"
 
 /// Calls visit with the formula of the shape's exact class; false for a class that is not one of ours.
 template <class Visit>
 bool WithFormula(const OutputShape& shape, const Visit& visit) {
-  const auto tryKind = [&]<class Shape>(const Shape*) {
+  const auto tryKind = [&]<class Shape>(const Shape*) HWY_ATTR {
     if (typeid(shape) != typeid(Shape)) return false;
-    visit(FormulaOf(static_cast<const Shape&>(shape)));
+    visit(FormulaOf<Number>(static_cast<const Shape&>(shape)));
     return true;
   };
-  const auto tryKinds = [&]<class... Shapes>(const Shapes*... kinds) { return (tryKind(kinds) || ...); };
+  const auto tryKinds = [&]<class... Shapes>(const Shapes*... kinds)
+                            HWY_ATTR { return (tryKind(kinds) || ...); };
   return tryKinds(static_cast<const OutputLine*>(nullptr), static_cast<const OutputCircle*>(nullptr),
                   static_cast<const OutputPlane*>(nullptr), static_cast<const OutputSphere*>(nullptr),
                   static_cast<const OutputCylinder*>(nullptr), static_cast<const OutputCone*>(nullptr),
                   static_cast<const OutputTorus*>(nullptr));
 }
 
-}  // namespace
-
-int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n) {
-  int count = 0;
-  const double low = shape.CloseLow();
-  const double high = shape.CloseHigh();
-  const bool known = WithFormula(shape, [&](const auto& formula) {
-    for (int i = 0; i < n; ++i) count += InBand(formula, points[i], low, high) ? 1 : 0;
-  });
-  if (!known) {
-    for (int i = 0; i < n; ++i) count += shape.IsClosePoint(points[i]) ? 1 : 0;
+/// Calls visit(x, y, z, at, count) for all points in parts of as many as there are lanes; of the last part,
+/// whose other lanes repeat the last point, only `count` points are meant.
+template <class Visit>
+void ForParts(const Eigen::Vector3d* points, int n, const Visit& visit) {
+  Part x, y, z;
+  int at = 0;
+  for (; at + kPartLanes <= n; at += kPartLanes) {
+    LoadPoints(points[at].data(), x, y, z);
+    visit(x, y, z, at, kPartLanes);
   }
+  if (at == n) return;
+  double rest[kPartLanes][3];
+  for (int i = 0; i < kPartLanes; ++i) std::copy_n(points[std::min(at + i, n - 1)].data(), 3, rest[i]);
+  LoadPoints(rest[0], x, y, z);
+  visit(x, y, z, at, n - at);
+}
+
+/// A bit a lane: whether the formula's quantity lies in its band.
+template <class Formula>
+unsigned InBandBits(const Formula& formula, Part x, Part y, Part z, Part low, Part high) {
+  const Part q = formula.Quantity(x, y, z).v;
+  return Formula::kOpenBand ? WithinOpen(low, q, high) : WithinClosed(low, q, high);
+}
+
+bool CountOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat, int* count) {
+  const Part low = PartOf(shape.CloseLow()), high = PartOf(shape.CloseHigh());
+  return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
+    constexpr int kChunk = 2048;
+    *count = 0;
+    for (int begin = 0; begin<n&& * count + (n - begin)> toBeat; begin += kChunk) {
+      ForParts(points + begin, std::min(kChunk, n - begin),
+               [&](Part x, Part y, Part z, int, int meant) HWY_ATTR {
+                 const unsigned bits = InBandBits(formula, x, y, z, low, high) & ((1U << meant) - 1);
+                 *count += std::popcount(bits);
+               });
+    }
+  });
+}
+
+bool SelectOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, Eigen::Vector3d* out,
+                    int* count) {
+  const Part low = PartOf(shape.CloseLow()), high = PartOf(shape.CloseHigh());
+  return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
+    Eigen::Vector3d* next = out;
+    ForParts(points, n, [&](Part x, Part y, Part z, int at, int meant) HWY_ATTR {
+      const unsigned bits = InBandBits(formula, x, y, z, low, high);
+      for (int i = 0; i < meant; ++i) {
+        *next = points[at + i];
+        next += (bits >> i) & 1U;
+      }
+    });
+    *count = static_cast<int>(next - out);
+  });
+}
+
+bool DistancesOnTarget(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {
+  return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
+    ForParts(points, n, [&](Part x, Part y, Part z, int at, int meant) HWY_ATTR {
+      const Part d = formula.Distance(x, y, z).v;
+      if (meant == kPartLanes) return StoreAnywhere(d, distances + at);
+      double rest[kPartLanes];
+      StoreAnywhere(d, rest);
+      std::copy_n(rest, meant, distances + at);
+    });
+  });
+}
+
+}  // namespace primfit::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace primfit {
+
+HWY_EXPORT(CountOnTarget);
+HWY_EXPORT(SelectOnTarget);
+HWY_EXPORT(DistancesOnTarget);
+
+int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat) {
+  int count = 0;
+  if (HWY_DYNAMIC_DISPATCH(CountOnTarget)(shape, points, n, toBeat, &count)) return count;
+  for (int i = 0; i < n && count + (n - i) > toBeat; ++i) count += shape.IsClosePoint(points[i]) ? 1 : 0;
   return count;
 }
 
 void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n,
                  std::vector<Eigen::Vector3d>& out) {
-  const double low = shape.CloseLow();
-  const double high = shape.CloseHigh();
-  const bool known = WithFormula(shape, [&](const auto& formula) {
+  const std::size_t before = out.size();
+  out.resize(before + static_cast<std::size_t>(n) + 1);  // one is written behind the last that is kept
+  int count = 0;
+  if (!HWY_DYNAMIC_DISPATCH(SelectOnTarget)(shape, points, n, out.data() + before, &count)) {
     for (int i = 0; i < n; ++i) {
-      if (InBand(formula, points[i], low, high)) out.push_back(points[i]);
+      if (shape.IsClosePoint(points[i])) out[before + static_cast<std::size_t>(count++)] = points[i];
     }
-  });
-  if (known) return;
-  for (int i = 0; i < n; ++i) {
-    if (shape.IsClosePoint(points[i])) out.push_back(points[i]);
   }
+  out.resize(before + static_cast<std::size_t>(count));
 }
 
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {
-  const bool known = WithFormula(shape, [&](const auto& formula) {
-    for (int i = 0; i < n; ++i) distances[i] = DistanceAt(formula, points[i]);
-  });
-  if (known) return;
+  if (HWY_DYNAMIC_DISPATCH(DistancesOnTarget)(shape, points, n, distances)) return;
   for (int i = 0; i < n; ++i) distances[i] = shape.Distance(points[i]);
 }
 
 }  // namespace primfit
+#endif

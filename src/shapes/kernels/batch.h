@@ -11,8 +11,9 @@
 
 namespace primfit {
 
-/// Number of points within the shape's close band.
-int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n);
+/// Number of points within the shape's close band. A count that cannot exceed `toBeat` is given up early:
+/// what is returned then is at most toBeat.
+int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat = -1);
 
 /// Appends the points within the shape's close band, in input order.
 void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, std::vector<Eigen::Vector3d>& out);
