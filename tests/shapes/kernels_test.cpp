@@ -1,0 +1,130 @@
+// The vector kernels: the same decisions and the same bits as the per-point functions, on every target of
+// this machine.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#if PRIMFIT_SIMD
+#include <hwy/targets.h>
+#endif
+
+#include "optimize/normal_equations.h"
+#include "shapes/kernels/batch.h"
+#include "support/kinds.h"
+
+namespace primfit::testing {
+namespace {
+
+using Eigen::Vector3d;
+
+/// Runs the body once for each vector target of this build that the machine has.
+void OnEveryTarget(const std::function<void()>& body) {
+#if PRIMFIT_SIMD
+  for (auto targets = hwy::SupportedTargets(); targets != 0; targets &= targets - 1) {
+    const auto target = targets & -targets;
+    SCOPED_TRACE(hwy::TargetName(target));
+    hwy::SetSupportedTargetsForTest(target);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    body();
+  }
+  hwy::SetSupportedTargetsForTest(0);
+  hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+#else
+  body();
+#endif
+}
+
+/// Points about a shape; many of them exactly on a bound of its band, where one rounding more or less
+/// decides, and some that are not finite.
+Points OnTheBounds(const Kind& kind, OutputShape& shape, int n, Random& random) {
+  Points points;
+  while (static_cast<int>(points.size()) < n) {
+    Vector3d p = kind.at(random.Uniform(kind.u), random.Uniform(kind.v)) + 0.05 * random.InCube(1);
+    if (points.size() % 1000 == 999) p[random.Integer(0, 2)] = std::nan("");
+    if (points.size() % 1000 == 499) p[random.Integer(0, 2)] = std::numeric_limits<double>::infinity();
+    points.push_back(p);
+    if (points.size() % 3 != 0 || !p.allFinite()) continue;
+    // Halves the way between a point inside and one outside until they are neighbours.
+    Vector3d inside = p, outside = p + 4 * random.Direction();
+    if (!shape.IsClosePoint(inside) || shape.IsClosePoint(outside)) continue;
+    for (int i = 0; i < 60; ++i) {
+      const Vector3d middle = 0.5 * (inside + outside);
+      (shape.IsClosePoint(middle) ? inside : outside) = middle;
+    }
+    points.push_back(inside);
+    points.push_back(outside);
+  }
+  return points;
+}
+
+bool SameBits(const std::vector<double>& a, const std::vector<double>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+TEST(Kernels, DecideAndMeasureAsThePointFunctionsDo) {
+  for (const Kind& kind : Kinds()) {
+    SCOPED_TRACE(kind.name);
+    Random random;
+    const auto shape = kind.make(random.AnyPose(0.2), 1);
+    shape->SetDistSqrdThreshod(0.012);
+    for (const int n : {1, 7, 8, 1003, 100000}) {
+      const Points points = OnTheBounds(kind, *shape, n, random);
+      const int count = static_cast<int>(points.size());
+      Points close;
+      std::vector<double> distances;
+      for (const Vector3d& p : points) {
+        if (shape->IsClosePoint(p)) close.push_back(p);
+        distances.push_back(shape->Distance(p));
+      }
+      const int closeCount = static_cast<int>(close.size());
+      OnEveryTarget([&] {
+        EXPECT_EQ(CountClose(*shape, points.data(), count), closeCount);
+        EXPECT_EQ(CountClose(*shape, points.data(), count, closeCount - 1), closeCount)
+            << "it beats one less";
+        EXPECT_LE(CountClose(*shape, points.data(), count, closeCount), closeCount);
+        EXPECT_LE(CountClose(*shape, points.data(), count, count - 1), count - 1);
+        Points selected{{1, 2, 3}};
+        SelectClose(*shape, points.data(), count, selected);
+        selected.erase(selected.begin());
+        EXPECT_EQ(selected, close);
+        std::vector<double> measured(points.size());
+        Distances(*shape, points.data(), count, measured.data());
+        for (std::size_t i = 0; i < measured.size(); ++i) {  // a NaN has many bits
+          if (std::isnan(distances[i]) && std::isnan(measured[i])) measured[i] = distances[i];
+        }
+        EXPECT_TRUE(SameBits(measured, distances));
+      });
+    }
+  }
+}
+
+TEST(Kernels, SumAlikeOnEveryTarget) {
+  using Shape = LocalShape::Kind;
+  Random random;
+  for (const Shape kind : {Shape::kPlane, Shape::kSphere, Shape::kCylinder, Shape::kCone, Shape::kTorus}) {
+    const LocalShape shape = WithFrame({kind, random.InCube(1), random.Direction(), 1, 0.4, {}, {}});
+    for (const int n : {5, 128, 1001}) {
+      Points points;
+      std::vector<const Vector3d*> pointers;
+      for (int i = 0; i < n; ++i) points.push_back(random.InCube(2));
+      for (const Vector3d& p : points) pointers.push_back(&p);
+      std::vector<double> first;
+      OnEveryTarget([&] {
+        for (const PointRefs& refs :
+             {PointRefs{n, points.data(), nullptr}, PointRefs{n, nullptr, pointers.data()}}) {
+          std::vector<double> gram(64, 0.0);
+          AccumulateGram(shape, refs, gram.data());
+          if (first.empty()) first = gram;
+          EXPECT_TRUE(SameBits(gram, first)) << "shape " << static_cast<int>(kind) << ", " << n << " points";
+        }
+      });
+    }
+  }
+}
+
+}  // namespace
+}  // namespace primfit::testing
