@@ -1,167 +1,180 @@
-// How often each surface is found: 100 seeds a row, printed as a table in Markdown. Found means that the true
-// points, noise included, lie within twice the noise of the result, root mean square.
+// How often each shape is found, 100 seeds a cell, printed as tables in Markdown.
 //
-// usage: success_rates [points] [outlier share] [coverage: share of a turn or of a sphere]
+// usage: success_rates                                   the table of points, outliers and coverage
+//        success_rates POINTS OUTLIERS [SEEN]            one row of it, such as 5000 0.6 0.5
+//        success_rates pipes                             a picked pipe beside another one and a wall
 #include <fmt/format.h>
 
-#include <Eigen/Geometry>
-#include <algorithm>
-#include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <numbers>
-#include <random>
-#include <string>
-#include <vector>
+#include <string_view>
 
+#include "api/primitives.h"
 #include "primfit/primfit.h"
+#include "scenes.h"
 
+namespace primfit::bench {
 namespace {
 
 using Eigen::Vector3d;
-using Points = std::vector<Vector3d>;
 
-constexpr double kNoise = 0.002;
 constexpr int kSeeds = 100;
 
-/// Uniform numbers and poses of one run.
-class Random {
- public:
-  explicit Random(unsigned seed) : engine_(seed) {}
-  double Uniform(double low, double high) {
-    return std::uniform_real_distribution<double>(low, high)(engine_);
-  }
-  double Gauss() { return std::normal_distribution<double>()(engine_); }
-  Vector3d Normal() { return {Gauss(), Gauss(), Gauss()}; }
-  void Shuffle(Points& points) { std::shuffle(points.begin(), points.end(), engine_); }
-
- private:
-  std::mt19937_64 engine_;
-};
-
-/// A surface metres in size: its true shape in a pose, a point of it, and the fit.
-struct Surface {
-  std::string name;
-  std::function<std::unique_ptr<OutputSurface>(const Vector3d& center, const Vector3d& axis)> make;
-  std::function<Vector3d(const OutputSurface&, const Vector3d& axis, Random&)> point;
-  std::function<std::unique_ptr<OutputShape>(const Points&, double outliers)> fit;
-};
-
-template <class Constraints, class Record>
-Record Fit(const Points& points, double outliers) {
-  FitInputParams<Constraints> params;
-  params.SetOutlierPercentage(std::max(outliers, 0.01));
-  IFit<FitInputParams<Constraints>, Record> front;
-  return front.Solve(points.data(), static_cast<int>(points.size()), params, nullptr).GetFitShape();
+/// The normal of the plane within which a curve was refined. The record of a line does not hold it; the shape
+/// of the same fit does, whose own normal lies in that plane.
+Vector3d RefinedPlane(const OutputShape& curve, const Points& points, double outlierShare,
+                      std::uint64_t seed) {
+  if (const auto* circle = dynamic_cast<const OutputCircle*>(&curve)) return circle->Axis();
+  FitInputParams<FitConstraintsLine> params;
+  params.SetOutlierPercentage(outlierShare);
+  const ScopedSeed scope(seed);
+  const auto fitted =
+      FitShape<LinePrimitive>(points.data(), static_cast<int>(points.size()), params, nullptr);
+  return fitted.Shape().Direction().cross(fitted.Shape().Normal());
 }
 
-std::vector<Surface> Surfaces(double coverage) {
-  constexpr double kTurn = 2 * std::numbers::pi;
-  const double seen = coverage * kTurn;
-  return {
-      {"plane", [](const Vector3d& c, const Vector3d& a) { return std::make_unique<OutputPlane>(c, a); },
-       [](const OutputSurface& s, const Vector3d&, Random& r) {
-         return s.Eval(r.Uniform(-1, 1), r.Uniform(-1, 1));
-       },
-       [](const Points& p, double o) {
-         const auto f = Fit<FitConstraintsPlane, FitOutputParamsPlane>(p, o);
-         return std::make_unique<OutputPlane>(f.Origin(), f.Normal());
-       }},
-      {"sphere", [](const Vector3d& c, const Vector3d&) { return std::make_unique<OutputSphere>(c, 0.5); },
-       [=](const OutputSurface& s, const Vector3d& axis,
-           Random& r) {  // a cap about the axis, uniform by area
-         const double height = 1 - 2 * coverage * r.Uniform(0, 1), turn = r.Uniform(0, kTurn);
-         const Vector3d e1 = axis.unitOrthogonal(),
-                        across = std::cos(turn) * e1 + std::sin(turn) * axis.cross(e1);
-         const Vector3d center = dynamic_cast<const OutputSphere&>(s).Center();
-         return Vector3d(center + 0.5 * (height * axis + std::sqrt(1 - height * height) * across));
-       },
-       [](const Points& p, double o) {
-         const auto f = Fit<FitConstraintsSphere, FitOutputParamsSphere>(p, o);
-         return std::make_unique<OutputSphere>(f.Center(), f.Radius());
-       }},
-      {"cylinder",
-       [](const Vector3d& c, const Vector3d& a) { return std::make_unique<OutputCylinder>(c, 0.5, a); },
-       [=](const OutputSurface& s, const Vector3d&, Random& r) {
-         return s.Eval(r.Uniform(0, seen), r.Uniform(-1, 1));
-       },
-       [](const Points& p, double o) {
-         const auto f = Fit<FitConstraintsCylinder, FitOutputParamsCylinder>(p, o);
-         return std::make_unique<OutputCylinder>(f.Origin(), f.Radius(), f.Axis());
-       }},
-      {"cone", [](const Vector3d& c, const Vector3d& a) { return std::make_unique<OutputCone>(c, 0.4, a); },
-       [=](const OutputSurface& s, const Vector3d&, Random& r) {
-         return s.Eval(r.Uniform(0, seen), r.Uniform(0.5, 2));
-       },
-       [](const Points& p, double o) {
-         const auto f = Fit<FitConstraintsCone, FitOutputParamsCone>(p, o);
-         return std::make_unique<OutputCone>(f.Apex(), f.Angle(), f.Axis());
-       }},
-      {"torus",
-       [](const Vector3d& c, const Vector3d& a) { return std::make_unique<OutputTorus>(c, 1, 0.3, a); },
-       [=](const OutputSurface& s, const Vector3d&, Random& r) {
-         return s.Eval(r.Uniform(0, seen), r.Uniform(0, kTurn));
-       },
-       [](const Points& p, double o) {
-         const auto f = Fit<FitConstraintsTorus, FitOutputParamsTorus>(p, o);
-         return std::make_unique<OutputTorus>(f.Center(), f.MajorRadius(), f.MinorRadius(), f.Axis());
-       }},
-  };
-}
-
-double RootMeanSquare(const OutputShape& shape, const Points& points) {
+/// Whether the true points lie within twice the noise of a curve, counted only within the plane of normal m.
+bool IsNearInPlane(const Scene& scene, const OutputShape& curve, const Vector3d& m) {
   double sum = 0;
-  for (const Vector3d& p : points) sum += std::pow(shape.Distance(p), 2);
-  return std::sqrt(sum / static_cast<double>(points.size()));
+  for (const Vector3d& p : scene.inliers) {
+    const Vector3d v = p - curve.ClosestPoint(p);
+    sum += (v - v.dot(m) * m).squaredNorm();
+  }
+  return std::sqrt(sum / static_cast<double>(scene.inliers.size())) < 2 * scene.noise;
 }
 
-/// One run: draws the scene, fits, and says whether the surface was found; adds the milliseconds of the fit.
-bool Found(const Surface& surface, int n, double outliers, unsigned seed, double& milliseconds) {
-  Random random(seed);
-  const Vector3d axis = random.Normal().normalized(), center = random.Normal();
-  const auto truth = surface.make(center, axis);
-  const int good = n - static_cast<int>(outliers * n);
-  Points inliers;
-  Vector3d low = Vector3d::Constant(1e9), high = -low;
-  for (int i = 0; i < good; ++i) {
-    const Vector3d p = surface.point(*truth, axis, random);
-    inliers.push_back(p + kNoise * random.Gauss() * truth->EvalNormal(p));
-    low = low.cwiseMin(p);
-    high = high.cwiseMax(p);
+/// How many of the seeds found a shape; of a curve also how many within the plane of its refinement.
+struct Count {
+  int found = 0;
+  int inPlane = 0;
+};
+
+Count CountFound(const Primitive& primitive, const SceneOptions& options, double coverage) {
+  Count count;
+  for (std::uint64_t seed = 0; seed < kSeeds; ++seed) {
+    const Scene scene = MakeScene(primitive, primitive.part(primitive.truth, coverage), options, seed);
+    const double outlierShare = OutlierShare(options.outliers);
+    try {
+      Found fit;
+      {
+        const ScopedSeed scope(seed);
+        fit = primitive.fit(scene.points, outlierShare);
+      }
+      count.found += IsNear(scene, *fit.shape) ? 1 : 0;
+      if (dynamic_cast<const OutputCurve*>(fit.shape.get()) == nullptr) continue;
+      const Vector3d plane = RefinedPlane(*fit.shape, scene.points, outlierShare, seed);
+      count.inPlane += IsNearInPlane(scene, *fit.shape, plane) ? 1 : 0;
+    } catch (const std::exception&) {  // no acceptable fit
+    }
   }
-  Points points = inliers;
-  while (static_cast<int>(points.size()) < n) {
-    const Vector3d share(random.Uniform(0, 1), random.Uniform(0, 1), random.Uniform(0, 1));
-    points.push_back(low + share.cwiseProduct(high - low));
+  return count;
+}
+
+void PrintHeader() {
+  fmt::print(
+      "| points | outliers | seen | line in plane | line | arc in plane | arc | plane | sphere | cylinder | "
+      "cone | torus |\n|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+}
+
+void PrintRow(int points, double outliers, double coverage) {
+  fmt::print("| {} | {:.0f} % | {:.0f} % |", points, 100 * outliers, 100 * coverage);
+  for (const char* name : {"line", "arc", "plane", "sphere", "cylinder", "cone", "torus"}) {
+    const Count count = CountFound(PrimitiveNamed(name), {.points = points, .outliers = outliers}, coverage);
+    const bool curve = std::string_view(name) == "line" || std::string_view(name) == "arc";
+    if (curve) fmt::print(" {} |", count.inPlane);
+    fmt::print(" {} |", count.found);
+    std::fflush(stdout);
   }
-  random.Shuffle(points);
-  const primfit::ScopedSeed scope(seed);
-  const auto start = std::chrono::steady_clock::now();
-  bool found = false;
-  try {
-    found = RootMeanSquare(*surface.fit(points, outliers), inliers) < 2 * kNoise;
-  } catch (const std::exception&) {  // no acceptable fit
+  fmt::print("\n");
+}
+
+void PrintTable() {
+  const struct {
+    int points;
+    double outliers, coverage;
+  } rows[] = {{500, 0.2, 1},  {5000, 0.2, 1},   {100000, 0.2, 1},  {500, 0.5, 1},
+              {5000, 0.5, 1}, {500, 0.6, 1},    {5000, 0.6, 1},    {500, 0.7, 1},
+              {5000, 0.7, 1}, {5000, 0.2, 0.5}, {5000, 0.2, 0.25}, {5000, 0.2, 1.0 / 6}};
+  PrintHeader();
+  for (const auto& row : rows) PrintRow(row.points, row.outliers, row.coverage);
+}
+
+/// Two crossing pipes and a wall in survey coordinates, all seen from one side; the first pipe is the picked
+/// one.
+struct Plant {
+  Plant(double share, std::uint64_t seed) : random(seed) {
+    constexpr int kPoints = 4000;
+    const int onPipe = static_cast<int>(share * kPoints), onOther = (kPoints - onPipe) / 2;
+    const Pose pose = random.AnyPose().pretranslate(Vector3d(500000, 4000000, 100));
+    const Primitive& cylinder = PrimitiveNamed("cylinder");
+    const Range side{0, 3.5}, length{-1, 1};
+    const auto turned = [&](const Vector3d& at, const Vector3d& axis) -> Pose {
+      return pose * Eigen::Translation3d(at) * Eigen::Quaterniond::FromTwoVectors(Vector3d::UnitZ(), axis);
+    };
+    pipe = PointsOn(cylinder, {kRadius, 0, side, length}, pose, onPipe, kNoise, random);
+    const Points other = PointsOn(cylinder, {0.08, 0, side, length},
+                                  turned({0.25, 0, 0.2}, Vector3d::UnitY()), onOther, kNoise, random);
+    const Primitive& plane = PrimitiveNamed("plane");
+    const Points wall = PointsOn(plane, plane.truth, turned({-0.3, 0, 0}, Vector3d::UnitX()),
+                                 kPoints - onPipe - onOther, kNoise, random);
+    all = pipe;
+    all.insert(all.end(), other.begin(), other.end());
+    all.insert(all.end(), wall.begin(), wall.end());
   }
-  milliseconds += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  static constexpr double kRadius = 0.1;
+  Random random;
+  Points pipe, all;
+};
+
+int CountPipes(double share, double outlierShare, double hint) {
+  int found = 0;
+  FitInputParams<FitConstraintsCylinder> params;
+  params.SetOutlierPercentage(outlierShare);
+  for (std::uint64_t seed = 0; seed < kSeeds; ++seed) {
+    const Plant plant(share, seed);
+    const ScopedSeed scope(seed);
+    const std::unique_ptr<OutputCylinder> result(
+        ConsensusRansacCylinder(plant.pipe[0], hint * Plant::kRadius, plant.all.data(),
+                                static_cast<int>(plant.all.size()), params, nullptr));
+    found += result && RootMeanSquare(*result, plant.pipe) < 2 * kNoise ? 1 : 0;
+  }
   return found;
 }
 
+void PrintPipes() {
+  const struct {
+    double share, outlierShare;
+  } rows[] = {{0.6, 0.4}, {0.6, 0.5}, {0.5, 0.5}, {0.4, 0.6}, {0.3, 0.7}};
+  fmt::print(
+      "| points on the pipe | outlier share | true hint | twice | 0.6 times |\n|---|---|---|---|---|\n");
+  for (const auto& row : rows) {
+    fmt::print("| {:.0f} % | {:.1f} |", 100 * row.share, row.outlierShare);
+    for (const double hint : {1.0, 2.0, 0.6}) {
+      fmt::print(" {} |", CountPipes(row.share, row.outlierShare, hint));
+      std::fflush(stdout);
+    }
+    fmt::print("\n");
+  }
+}
+
 }  // namespace
+}  // namespace primfit::bench
 
 int main(int argc, char** argv) {
-  const int n = argc > 1 ? std::atoi(argv[1]) : 500;
-  const double outliers = argc > 2 ? std::atof(argv[2]) : 0.2;
-  const double coverage = argc > 3 ? std::atof(argv[3]) : 1;
-  fmt::print("| {} points, {:.0f} % outliers, {:.0f} % seen | found of {} | ms a fit |\n|---|---|---|\n", n,
-             100 * outliers, 100 * coverage, kSeeds);
-  for (const Surface& surface : Surfaces(coverage)) {
-    int found = 0;
-    double milliseconds = 0;
-    for (unsigned seed = 0; seed < kSeeds; ++seed)
-      found += Found(surface, n, outliers, seed, milliseconds) ? 1 : 0;
-    fmt::print("| {} | {} | {:.2f} |\n", surface.name, found, milliseconds / kSeeds);
+  using namespace primfit::bench;
+  if (argc == 1) {
+    PrintTable();
+  } else if (std::string_view(argv[1]) == "pipes") {
+    PrintPipes();
+  } else if (const int points = std::atoi(argv[1]); argc > 2 && points > 0) {
+    PrintHeader();
+    PrintRow(points, std::atof(argv[2]), argc > 3 ? std::atof(argv[3]) : 1);
+  } else {
+    fmt::print(stderr, "usage: success_rates [pipes | POINTS OUTLIERS [SEEN]]\n");
+    return 1;
   }
 }
