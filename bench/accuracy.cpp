@@ -62,7 +62,12 @@ Statistics Measure(const Primitive& primitive, const Truth& truth, int points) {
 
 /// Two or three digits that count.
 std::string Short(double value) {
-  return fmt::format("{:.{}f}", value, value >= 100 ? 0 : value >= 10 ? 1 : value >= 0.1 ? 2 : 3);
+  return fmt::format("{:.{}f}", value,
+                     value >= 100    ? 0
+                     : value >= 10   ? 1
+                     : value >= 0.1  ? 2
+                     : value >= 0.01 ? 3
+                                     : 4);
 }
 
 struct Part {
@@ -124,7 +129,9 @@ void PrintPartial() {
   partsOf("cone", "a metre, {:.0f} m from the apex", {2, 5, 10}, [](double distance) -> Truth {
     return {std::atan(0.5 / distance), 0, Degrees(360), {distance - 0.5, distance + 0.5}};
   });
-  partsOf("arc", "{:.0f} degrees", {20}, [](double angle) -> Truth { return {0.5, 0, Degrees(angle), {}}; });
+  partsOf("arc", "{:.0f} degrees", {20, 45, 90, 180}, [](double angle) -> Truth {
+    return {0.5, 0, Degrees(angle), {}};
+  });
 }
 
 /// Least squares of n points err by a factor of sigma / sqrt(n) that depends on the shape alone: a hundred
