@@ -38,8 +38,9 @@ void SolveScaled(int n, double damping, double (&a)[kMostParameters][kMostParame
     if (!(a[p][p] > kSingular)) break;
     const double root = std::sqrt(a[p][p]);
     a[p][p] = root;
-    b[p] /= root;
-    for (int i = rank + 1; i < n; ++i) a[order[i]][p] /= root;
+    const double inverse = 1 / root;
+    b[p] *= inverse;
+    for (int i = rank + 1; i < n; ++i) a[order[i]][p] *= inverse;
     for (int i = rank + 1; i < n; ++i) {
       const int row = order[i];
       b[row] -= a[row][p] * b[p];
@@ -113,17 +114,17 @@ int NativeTrustRegion::Step(TrustRegionAnswers& answers, int& request) {
 int NativeTrustRegion::Propose() {
   if (rejections_ > limits_.trialIterations) return Stop(kSmallRegion);
   if (iterations_ >= limits_.iterations) return Stop(kIterationLimit);
-  double a[kMostParameters][kMostParameters], b[kMostParameters], z[kMostParameters];
-  const auto scale = [&](int i) { return at_.lever[i] > 0 ? 1 / at_.lever[i] : 0; };
+  double a[kMostParameters][kMostParameters], b[kMostParameters], z[kMostParameters], scale[kMostParameters];
+  for (int i = 0; i < n_; ++i) scale[i] = at_.lever[i] > 0 ? 1 / at_.lever[i] : 0;
   for (int i = 0; i < n_; ++i) {
-    b[i] = -at_.gradient[i] * scale(i);
-    for (int j = 0; j < n_; ++j) a[i][j] = at_.matrix[i][j] * scale(i) * scale(j);
+    b[i] = -at_.gradient[i] * scale[i];
+    for (int j = 0; j < n_; ++j) a[i][j] = at_.matrix[i][j] * scale[i] * scale[j];
   }
   SolveScaled(n_, damping_, a, b, z);
   length_ = 0;
   double decrease = 0;  // |f|^2 - |f + J s|^2 = -g.s + damping |z|^2, with the damped normal equations
   for (int i = 0; i < n_; ++i) {
-    step_[i] = z[i] * scale(i);
+    step_[i] = z[i] * scale[i];
     length_ = std::max(length_, std::abs(z[i]));
     decrease += -at_.gradient[i] * step_[i] + damping_ * z[i] * z[i];
   }

@@ -62,32 +62,37 @@ LocalShape WithFrame(LocalShape shape) {
 }
 
 NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, const PointRefs& points) {
+  constexpr int kStride = LocalShape::kGramStride;
   const auto [columns, firstLength, endLength] = ColumnsOf(shape.kind);
-  const int size = columns + 1;
-  double gram[(LocalShape::kMostColumns + 1) * (LocalShape::kMostColumns + 1)];
+  double gram[kStride * kStride];
   AccumulateGram(shape, points, gram);
-  const double m = points.count;
 
-  double factors[kMostParameters][LocalShape::kMostColumns];
+  double factors[kMostParameters][kStride] = {};
   for (int i = 0; i < n; ++i) Factors(shape, motions[i], factors[i]);
+  double byColumn[kStride][kMostParameters];
+  for (int i = 0; i < kMostParameters; ++i) {
+    for (int l = 0; l < kStride; ++l) byColumn[l][i] = factors[i][l];
+  }
+  // F G F^T over whole rows of fixed length, which compilers turn into vectors.
   NormalEquations sums;
+  const double share = 1.0 / points.count;
   for (int i = 0; i < n; ++i) {
-    double product[LocalShape::kMostColumns + 1];  // factors[i] times the Gram matrix
-    for (int k = 0; k < size; ++k) {
-      double sum = 0;
-      for (int l = 0; l < columns; ++l) sum += factors[i][l] * gram[l * size + k];
-      product[k] = sum / m;
+    double product[kStride] = {};
+    for (int l = 0; l < columns; ++l) {
+      for (int k = 0; k < kStride; ++k) product[k] += factors[i][l] * share * gram[l * kStride + k];
     }
-    for (int j = 0; j <= i; ++j) {
-      sums.matrix[i][j] = sums.matrix[j][i] =
-          std::inner_product(factors[j], factors[j] + columns, product, 0.0);
+    double row[kMostParameters] = {};
+    for (int l = 0; l < columns; ++l) {
+      for (int j = 0; j < kMostParameters; ++j) row[j] += product[l] * byColumn[l][j];
     }
+    std::copy_n(row, kMostParameters, sums.matrix[i]);
     sums.gradient[i] = product[columns];
     sums.lever[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
   }
-  sums.squares = gram[size * size - 1] / m;
+  const auto diagonal = [&](int k) { return gram[k * kStride + k] * share; };
+  sums.squares = diagonal(columns);
   double longest = 0;
-  for (int k = firstLength; k < endLength; ++k) longest = std::max(longest, gram[k * size + k] / m);
+  for (int k = firstLength; k < endLength; ++k) longest = std::max(longest, diagonal(k));
   sums.extent = std::max(
       {std::sqrt(longest), std::abs(shape.major), shape.kind == Kind::kCone ? 0 : std::abs(shape.minor)});
   return sums;

@@ -16,6 +16,7 @@ namespace primfit::HWY_NAMESPACE {
 
 // Points in a block: its columns stay in the nearest cache.
 constexpr int kBlock = 128;
+constexpr int kStride = LocalShape::kGramStride;
 
 /// 1 or -1.
 inline Number Sign(Number a) { return PartSign(a.v); }
@@ -162,8 +163,8 @@ void AddBlock(const Block<kSize>& block, int count, double* gram) {
   for (int i = 0; i < kSize; ++i) {
     int j = 0;
     for (; j + 4 <= i + 1; j += 4)
-      AddProducts<4>(block.columns[i], block.columns + j, count, gram + i * kSize + j);
-    for (; j <= i; ++j) AddProducts<1>(block.columns[i], block.columns + j, count, gram + i * kSize + j);
+      AddProducts<4>(block.columns[i], block.columns + j, count, gram + i * kStride + j);
+    for (; j <= i; ++j) AddProducts<1>(block.columns[i], block.columns + j, count, gram + i * kStride + j);
   }
 }
 
@@ -174,7 +175,7 @@ void Accumulate(const LocalShape& shape, const PointRefs& points, double* gram) 
   const Vector center(shape.center);
   Block<kSize> block;
   double copied[kBlock][3];
-  std::fill_n(gram, kSize * kSize, 0.0);
+  std::fill_n(gram, kStride * kStride, 0.0);
   for (int begin = 0; begin < points.count; begin += kBlock) {
     const int count = std::min(kBlock, points.count - begin);
     const int padded = (count + kLanes - 1) / kLanes * kLanes;
@@ -191,7 +192,7 @@ void Accumulate(const LocalShape& shape, const PointRefs& points, double* gram) 
     AddBlock(block, padded, gram);
   }
   for (int i = 0; i < kSize; ++i) {
-    for (int j = 0; j < i; ++j) gram[j * kSize + i] = gram[i * kSize + j];
+    for (int j = 0; j < i; ++j) gram[j * kStride + i] = gram[i * kStride + j];
   }
 }
 

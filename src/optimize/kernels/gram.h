@@ -29,7 +29,7 @@ struct PointRefs {
 /// (rho - major, h) / tau.
 struct LocalShape {
   enum class Kind { kPlane, kSphere, kCylinder, kCone, kTorus };
-  static constexpr int kMostColumns = 7;
+  static constexpr int kGramStride = 8;  ///< most columns and the deviation
 
   Kind kind = Kind::kPlane;
   Eigen::Vector3d center = Eigen::Vector3d::Zero();
@@ -41,8 +41,8 @@ struct LocalShape {
 };
 
 /// Inner products over the points of the columns and, last, the deviation: a symmetric matrix with one row
-/// more than the shape has columns. Sums run in a fixed order of blocks and of eight partial sums, the same
-/// on every processor.
+/// more than the shape has columns; the rest of its kGramStride rows and columns is zero. Sums run in a fixed
+/// order of blocks and of eight partial sums, the same on every processor.
 void AccumulateGram(const LocalShape& shape, const PointRefs& points, double* gram);
 
 }  // namespace primfit
