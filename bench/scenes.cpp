@@ -150,11 +150,11 @@ Extent ExtentOf(const Record& s) {
 Extent ExtentOf(const FitOutputParamsPatch& s) {
   const double* loop = nullptr;
   Vector3d xAxis;
+  const auto count = static_cast<std::size_t>(s.Loop(loop, xAxis));
   double twice = 0;
-  const int count = s.Loop(loop, xAxis);
-  for (int k = 0; k < count; ++k) {
-    const double *a = loop + 2 * k, *b = loop + 2 * ((k + 1) % count);
-    twice += a[0] * b[1] - b[0] * a[1];
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t j = (i + 1) % count;
+    twice += loop[2 * i] * loop[2 * j + 1] - loop[2 * j] * loop[2 * i + 1];
   }
   return {std::abs(twice) / 2};
 }
