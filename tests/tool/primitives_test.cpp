@@ -119,16 +119,9 @@ TEST_F(Commands, FindTheirShapeInTheUnitOfTheFile) {
         row.shape.contains("outline") || row.shape.contains("swept-angle") || row.shape.contains("height1");
     for (int i = 0; i < kCount / 10 && !bounded; ++i) points.push_back(kPlace + random.InCube(1));
     for (Vector3d& p : points) p *= 1000;
-    Arguments arguments = {
-        row.command,
-        "--unit",
-        "mm",
-        "--json",
-        "--seed",
-        "1",
-        "--outliers",
-        "0.2",
-        Write("cloud.ply", point_files::BinaryPly<double>(std::endian::little, "double", points))};
+    Arguments arguments = {row.command,  "--unit", "mm",
+                           "--json",     "--seed", "1",
+                           "--outliers", "0.2",    Write("cloud.ply", point_files::BinaryPly(points))};
     arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
     const auto outcome = Launch(arguments);
     ASSERT_EQ(outcome.status, 0) << outcome.err;

@@ -71,7 +71,7 @@ class Program : public ScratchFolder {
   std::string WriteScene(double metresPerUnit = 1.0, std::size_t outliers = kOutliers) const {
     Points points = Scene(outliers);
     for (auto& p : points) p /= metresPerUnit;
-    return Write("scene.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+    return Write("scene.ply", point_files::BinaryPly(points));
   }
   Json Fit(Arguments arguments, const std::string& file) const {
     arguments.insert(arguments.begin(), "plane");
@@ -104,7 +104,7 @@ TEST_F(Program, FindsAPlaneAndCountsItsPoints) {
 TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
   Points points;
   for (int i = 0; i < 120000; ++i) points.emplace_back(0.01 * (i % 400), 0.01 * (i / 400), 0.5);
-  const std::string file = Write("a.ply", point_files::BinaryPly<float>(std::endian::big, "float", points));
+  const std::string file = Write("a.ply", point_files::BinaryPly<float>(points, "float", std::endian::big));
   EXPECT_EQ(Fit({}, file)["points"]["judged"], 100000);
   const Json all = Fit({"--sample-size", "all"}, file);
   EXPECT_EQ(all["points"]["judged"], 120000);
@@ -142,8 +142,7 @@ TEST_F(Program, UsesTheRegionOfInterest) {
   for (int floor = 0; floor < 3; ++floor) {
     for (int i = 0; i < 100; ++i) points.emplace_back(-1.0 + 0.2 * (i % 10), 0.2 * (i / 10), floor);
   }
-  const std::string file =
-      Write("a.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+  const std::string file = Write("a.ply", point_files::BinaryPly(points));
   struct Row {
     Arguments region;
     double height;
@@ -364,8 +363,7 @@ TEST_F(Program, StopsTheSearchOnControlC) {
   std::uniform_real_distribution<double> side(0.0, 10.0);
   for (int i = 0; i < 100000; ++i)
     points.emplace_back(side(random), side(random), i % 5 == 0 ? 1.0 : side(random));
-  const std::string file =
-      Write("a.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+  const std::string file = Write("a.ply", point_files::BinaryPly(points));
   How how;
   how.terminal = true;
   bool sent = false;
