@@ -126,13 +126,4 @@ const Entry& EntryOf(const char* name) {
   return *std::find_if(Entries().begin(), Entries().end(), [&](const Entry& e) { return e.Is(name); });
 }
 
-std::string MessageOf(const std::function<void()>& call) {
-  try {
-    call();
-    return "no exception";
-  } catch (const FitError& error) {
-    return error.what();
-  }
-}
-
 }  // namespace primfit::testing

@@ -2,7 +2,6 @@
 #ifndef PRIMFIT_TESTS_API_ENTRIES_H_
 #define PRIMFIT_TESTS_API_ENTRIES_H_
 
-#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -40,8 +39,6 @@ inline std::ostream& operator<<(std::ostream& out, const Entry& entry) { return 
 
 const std::vector<Entry>& Entries();
 const Entry& EntryOf(const char* name);
-
-std::string MessageOf(const std::function<void()>& call);
 
 /// The fit that IFit has for a pair of records; one takes a flag more.
 template <class Record, class Params>

@@ -15,6 +15,7 @@
 #include "primfit/fit/scoped_seed.h"
 #include "primfit/fit/suppress_fitter_mt.h"
 #include "ransac/searches.h"
+#include "support/gtest_support.h"
 #include "support/scenes.h"
 
 namespace {
@@ -61,12 +62,7 @@ class Scripted : public RansacFit {
   }
   std::unique_ptr<OutputShape> Run() { return std::unique_ptr<OutputShape>(Solve()); }
   std::string Error() {
-    try {
-      Run();
-      return "no exception";
-    } catch (const primfit::FitError& error) {
-      return error.what();
-    }
+    return primfit::testing::MessageOf([this] { Run(); });
   }
 
  private:
@@ -274,14 +270,10 @@ TEST(PlaneSearch, ChecksInOrder) {
   } rows[] = {{2, 0.05, 0.0005, "Good Sample Rate < 0.1"},
               {2, 0.5, 0.0005, "Distance Tolerance < 0.001"},
               {2, 0.5, 0.001, "Not enough points"},
-              {3, 1.5, 0.001, nullptr}};
+              {3, 1.5, 0.001, "no exception"}};
   for (const auto& row : rows) {
-    try {
-      RansacPlane(row.n, points.data(), 3, 0.99, row.w, 0.006, row.tolerance);
-      EXPECT_EQ(row.message, nullptr);
-    } catch (const std::exception& error) {
-      EXPECT_STREQ(error.what(), row.message);
-    }
+    const auto make = [&] { RansacPlane(row.n, points.data(), 3, 0.99, row.w, 0.006, row.tolerance); };
+    EXPECT_EQ(primfit::testing::MessageOf(make), row.message);
   }
 }
 
