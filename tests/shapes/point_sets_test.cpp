@@ -59,12 +59,7 @@ Points Around(const Kind& kind, int n, Random& random) {
   return points;
 }
 
-class ShapeQuality : public ::testing::TestWithParam<Kind> {};
-INSTANTIATE_TEST_SUITE_P(All, ShapeQuality, ::testing::ValuesIn(Kinds()), RowName());
-
-TEST_P(ShapeQuality, EqualsPlainSums) {
-  const Kind& kind = GetParam();
-  Random random;
+TEST_P(EveryShape, QualityEqualsPlainSums) {
   const Pose pose = random.AnyPose(10);
   const auto shape = kind.make(pose, 1);
   for (const int n : {1, 2, 3, 7, 1000, 100001}) {  // fewer points than processors included
