@@ -8,6 +8,7 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -177,19 +178,21 @@ Numbers WithHeld(Numbers numbers, unsigned held, const Numbers& at) {
   return numbers;
 }
 
-double Rms(const Kind& kind, const Numbers& numbers, const Points& points) {
+using Deviation = std::function<double(const Vector3d&)>;
+
+double RootMeanSquare(const Points& points, const Deviation& deviation) {
   double sum = 0;
-  for (const Vector3d& p : points) sum += std::pow(kind.distance(numbers, p), 2);
+  for (const Vector3d& p : points) sum += std::pow(deviation(p), 2);
   return std::sqrt(sum / static_cast<double>(points.size()));
 }
 
-/// How far two shapes differ where the points are, root mean square; does not depend on the choice of an axis
-/// point.
-double Difference(const Kind& kind, const Numbers& a, const Numbers& b, const Points& points) {
-  const double sign = a.direction.dot(b.direction) < 0 && kind.distance == PlaneDistance ? -1 : 1;
-  double sum = 0;
-  for (const Vector3d& p : points) sum += std::pow(kind.distance(a, p) - sign * kind.distance(b, p), 2);
-  return std::sqrt(sum / static_cast<double>(points.size()));
+/// What a refinement gave and what an independent solver finds, as deviations of points: they differ little
+/// where the points are, which does not depend on the choice of an axis point.
+void ExpectOptimum(const Points& points, const Deviation& result, const Deviation& optimum,
+                   double tolerance) {
+  EXPECT_LT(RootMeanSquare(points, result), RootMeanSquare(points, optimum) + RmsSlack(tolerance));
+  EXPECT_LT(RootMeanSquare(points, [&](const Vector3d& p) { return result(p) - optimum(p); }),
+            ShapeSlack(tolerance));
 }
 
 const Vector3d kDirections[] = {{0, 0, 1},  {0, 0, -1},         {1, 0, 0},
@@ -222,8 +225,11 @@ TEST_P(EveryKind, ReachesTheConstrainedOptimumUnderEveryHold) {
         const auto shape = kind.refine(*kind.make(start), held, at, points, tolerance);
         ASSERT_NE(shape, nullptr);
         const Numbers result = kind.read(*shape);
-        EXPECT_LT(Rms(kind, result, points), Rms(kind, optimum, points) + RmsSlack(tolerance));
-        EXPECT_LT(Difference(kind, result, optimum, points), ShapeSlack(tolerance));
+        const double sign =
+            result.direction.dot(optimum.direction) < 0 && kind.distance == PlaneDistance ? -1 : 1;
+        ExpectOptimum(
+            points, [&](const Vector3d& p) { return kind.distance(result, p); },
+            [&](const Vector3d& p) { return sign * kind.distance(optimum, p); }, tolerance);
         EXPECT_TRUE((held & kPoint) == 0 || result.point == at.point);
         EXPECT_TRUE((held & kFirst) == 0 || result.first == at.first);
         EXPECT_TRUE((held & kSecond) == 0 || result.second == at.second);
@@ -247,21 +253,6 @@ Points PlanarScene(const Vector3d& origin, const Vector3d& e1, const Vector3d& e
     points.push_back(origin + local.x() * e1 + local.y() * e2 + local.z() * e1.cross(e2));
   }
   return points;
-}
-
-double RootMeanSquare(const Points& points, const std::function<double(const Vector3d&)>& deviation) {
-  double sum = 0;
-  for (const Vector3d& p : points) sum += std::pow(deviation(p), 2);
-  return std::sqrt(sum / static_cast<double>(points.size()));
-}
-
-using Deviation = std::function<double(const Vector3d&)>;
-
-/// What a refinement within a plane gave and what an independent solver finds there, as deviations of points.
-void ExpectOptimum(const Points& points, const Deviation& result, const Deviation& optimum) {
-  EXPECT_LT(RootMeanSquare(points, result), RootMeanSquare(points, optimum) + RmsSlack(0.006));
-  EXPECT_LT(RootMeanSquare(points, [&](const Vector3d& p) { return result(p) - optimum(p); }),
-            ShapeSlack(0.006));
 }
 
 TEST(LineOptimizer, ReachesTheOptimumWithinItsPlane) {
@@ -294,7 +285,7 @@ TEST(LineOptimizer, ReachesTheOptimumWithinItsPlane) {
       EXPECT_NEAR(line.Normal().dot(line.Direction()), 0, 1e-14);  // the in-plane normal
       ExpectOptimum(
           points, [&](const Vector3d& p) { return (p - line.Root()).dot(line.Normal()); },
-          [&](const Vector3d& p) { return deviation(x, p); });
+          [&](const Vector3d& p) { return deviation(x, p); }, 0.006);
       EXPECT_TRUE(held != 1 || (line.Root() - heldRoot).norm() < 1e-15);
       EXPECT_TRUE(held != 2 || (line.Direction() - heldDirection).norm() < 1e-15);
     }
@@ -333,7 +324,8 @@ TEST(CircleOptimizer, ReachesTheOptimumWithinItsPlane) {
       const Deviation result = [&](const Vector3d& p) {
         return std::hypot((p - circle.Center()).dot(e1), (p - circle.Center()).dot(e2)) - circle.Radius();
       };
-      ExpectOptimum(points, result, [&](const Vector3d& p) { return deviation(x, p); });
+      ExpectOptimum(
+          points, result, [&](const Vector3d& p) { return deviation(x, p); }, 0.006);
     }
   }
 }
@@ -411,8 +403,8 @@ TEST(Screening, KeepsFourFifthsBySignedDeviation) {
     return indices;
   };
   const auto range = [](int first, int last) {
-    std::vector<int> indices;
-    for (int i = first; i <= last; ++i) indices.push_back(i);
+    std::vector<int> indices(static_cast<std::size_t>(last - first + 1));
+    std::iota(indices.begin(), indices.end(), first);
     return indices;
   };
   EXPECT_EQ(kept(20, true, 0, 5), range(0, 19)) << "20 points are never screened";
