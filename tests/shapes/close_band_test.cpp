@@ -1,4 +1,4 @@
-// Which points are close, one at a time and in blocks.
+// Which points are close.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -109,66 +109,6 @@ TEST_P(EveryShape, NanIsNeverCloseNorIsInfinity) {
   EXPECT_FALSE(shape->IsClosePoint(on));
 }
 
-/// Block answers against the per-point functions, for n points from `points` on.
-void ExpectBlockAnswers(OutputShape& shape, const Vector3d* points, int n) {
-  Points close;
-  for (int i = 0; i < n; ++i) {
-    if (shape.IsClosePoint(points[i])) close.push_back(points[i]);
-  }
-  EXPECT_EQ(CountClose(shape, points, n), static_cast<int>(close.size()));
-  Points selected{Vector3d::Ones()};  // is appended to
-  SelectClose(shape, points, n, selected);
-  ASSERT_EQ(selected.size(), close.size() + 1);
-  EXPECT_TRUE(std::equal(close.begin(), close.end(), selected.begin() + 1));
-  std::vector<double> distances(static_cast<std::size_t>(n) + 1, -7);
-  Distances(shape, points, n, distances.data());
-  int wrong = 0;
-  for (int i = 0; i < n; ++i) {
-    const double one = shape.Distance(points[i]);
-    wrong += distances[i] == one || (std::isnan(distances[i]) && std::isnan(one)) ? 0 : 1;
-  }
-  EXPECT_EQ(wrong, 0);
-  EXPECT_EQ(distances[n], -7) << "written past the end";
-}
-
-TEST_P(EveryShape, BlocksDecideLikeSinglePoints) {
-  const Pose pose = random.AnyPose(10);
-  const auto shape = kind.make(pose, 1);
-  Points points = pose * Clutter(Vector3d::Constant(-4), Vector3d::Constant(4), 1000000, random);
-  for (std::size_t i = 0; i < points.size(); i += 997) points[i][i % 3] = i % 2 == 0 ? kNan : kInfinity;
-  shape->SetDistSqrdThreshod(0.5);
-  ExpectBlockAnswers(*shape, points.data(), static_cast<int>(points.size()));
-  for (int n = 0; n <= 40; ++n)
-    ExpectBlockAnswers(*shape, &points[n * (n - 1) / 2], n);  // every remainder of a block
-  for (int i = 0; i < 50; ++i) {  // tolerances that put one of the points on the bound, or beside it
-    shape->SetDistSqrdThreshod(std::abs(shape->Distance(points[i])));
-    ExpectBlockAnswers(*shape, points.data(), 100);
-  }
-}
-
-TEST_P(EveryShape, BlocksDecideLikeSinglePointsOnTheBounds) {
-  const Pose pose = ExactPose();
-  const auto shape = kind.make(pose, 1);
-  Points points;
-  int above = 0, below = 0;
-  for (int i = -20; i <= 20; ++i) {
-    for (int j = -20; j <= 20; ++j) {
-      for (int k = -20; k <= 20; ++k) {
-        const Vector3d p = Vector3d(i, j, k) / 4;
-        points.push_back(pose * p);
-        above += kind.Distance(p) == 0.5 ? 1 : 0;
-        below += kind.Distance(p) == -0.5 ? 1 : 0;
-      }
-    }
-  }
-  if (!kind.Is(kCone)) {  // its sine and cosine are not exact
-    EXPECT_GE(above, 16);
-    EXPECT_GE(below, kind.surface ? 6 : 0);
-  }
-  shape->SetDistSqrdThreshod(0.5);
-  ExpectBlockAnswers(*shape, points.data(), static_cast<int>(points.size()));
-}
-
 /// A host's own shape: close where x > 0, and 7 away from everything.
 class Own : public OutputCylinder {
  public:
@@ -180,11 +120,13 @@ class Own : public OutputCylinder {
 TEST(OwnShape, BlocksAskItsOverriddenFunctions) {
   Own shape;
   Points points{{1, 0, 0}, {-1, 0, 0}, {2, 0, 0}};
-  ExpectBlockAnswers(shape, points.data(), 3);
   EXPECT_EQ(CountClose(shape, points.data(), 3), 2);
   Points close;
   EXPECT_TRUE(shape.GetClosePoints(points.data(), 3, 0.1, close, false));
   EXPECT_EQ(close, (Points{points[0], points[2]}));
+  double distances[3] = {};
+  Distances(shape, points.data(), 3, distances);
+  EXPECT_EQ(distances[2], 7);
   EXPECT_EQ(shape.CalculateQuality(1, 3, points.data()).meanSignedDistance, 7);
   EXPECT_EQ(shape.Median(3, points.data(), 0.5), 7);
 }
