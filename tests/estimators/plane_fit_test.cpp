@@ -64,18 +64,6 @@ TEST(PlaneFit, CollinearAndEqualPointsGiveAPlaneThroughThem) {
   }
 }
 
-TEST(PlaneFit, PassesThroughAGivenReferencePoint) {
-  Random random;
-  const OutputPlane truth({1, 2, 3}, {2, 3, 6});
-  const Points points = PointsOn(truth, 100, {-1, 1}, {-1, 1}, 0.01, random);
-  const Vector3d reference(50, -60, 70);
-  PlaneFit fit(reference, 100, points.data());
-  const std::unique_ptr<OutputPlane> first(fit.Solve()), second(fit.Solve());
-  EXPECT_EQ(first->Center(), reference);
-  EXPECT_EQ(first->Normal(), FitTo(points).Normal());
-  EXPECT_EQ(second->Normal(), first->Normal()) << "solving changes nothing";
-}
-
 TEST(PlaneFit, TurnsWithThePointsAlsoFarFromTheOrigin) {
   Random random;
   const Points points = PointsOn(OutputPlane({0, 0, 0}, {1, 2, 2}), 1000, {-2, 2}, {-1, 1}, 0.005, random);
@@ -136,17 +124,6 @@ TEST(WeightedPlaneFit, StepsOverWhatLiesBetweenPointsAndWeights) {
   Eigen::Vector4d plane;
   WeightedPlaneFit(20, &samples[0].x, sizeof(Sample), &samples[0].weight, sizeof(Sample), plane.data());
   EXPECT_EQ(plane, WeightedFit(points, weights.data()));
-}
-
-// A point of weight 0 takes no part, wherever it lies.
-TEST(WeightedPlaneFit, ZeroWeightLeavesAPointOut) {
-  Random random;
-  Points points = PointsOn(OutputPlane({1, 2, 3}, {1, 2, 2}), 20, {-1, 1}, {-1, 1}, 0.1, random);
-  const Eigen::Vector4d plane = WeightedFit(points, nullptr);
-  points.emplace_back(1e3, -1e3, 1e3);
-  std::vector<double> weights(20, 1.0);
-  weights.push_back(0);
-  EXPECT_EQ(WeightedFit(points, weights.data()), plane);
 }
 
 }  // namespace
