@@ -74,12 +74,16 @@ TEST(PlaneFromPoints, SkipsTheSearchWhereAsked) {
   for (Vector3d& p : off) p.z() += 50;
   const FitOutputParamsPlane plane(Scene().center, Scene().normal);
   const FitConstraintsPlane start(&plane);
-  Params skipping(&start, true);
+  Params skipping(&start, true), fromStart(&start, true), once;
   skipping.SetOptimizeOnce();
+  once.SetOptimizeOnce();
   FitTo(points, skipping, &counter);
   EXPECT_EQ(counter.calls, 0);
-  FitTo(points, Params(), &counter);
-  EXPECT_GT(counter.calls, 0);
+  for (const Params& searching : {Params(), fromStart, once}) {  // skipping takes both
+    counter.calls = 0;
+    FitTo(points, searching, &counter);
+    EXPECT_GT(counter.calls, 0);
+  }
   EXPECT_EQ(MessageOf([&] { FitTo(off, skipping); }), "FitPlane failed") << "50 away: too far to refine";
   skipping.SetScannerError(-1);
   EXPECT_EQ(MessageOf([&] { FitTo(points, skipping); }), "FitPlane failed") << "a tolerance of 0";

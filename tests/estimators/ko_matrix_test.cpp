@@ -107,7 +107,8 @@ TEST(KoMatrix, CopiesAreDeepAndAssignmentNeedsTheSameSize) {
   EXPECT_EQ(Error(Values(a), three), 0);
   const KoMatrix &self = a, empty, emptyCopy = empty;
   EXPECT_EQ(emptyCopy.Data(), nullptr);
-  for (const KoMatrix& unchanging : {Dense(two), self, empty}) {  // of another size, or the same
+  for (const KoMatrix& unchanging :
+       {Dense(two), Dense(random.Matrix(4, 4)), self, empty}) {  // of another size, or the same
     a = unchanging;
     EXPECT_EQ(Error(Values(a), three), 0);
   }

@@ -232,6 +232,8 @@ TEST(Faults, AreToldWithPlaceAndReason) {
       {PlyHeader("binary_big_endian", SIZE_MAX, "float") + "1234", "byte", "18446744073709551615"},
       {binaryListPly + Packed(kLittle, std::uint64_t{1} << 62, 1.0F, 2.0F, 3.0F), "byte",
        "inside element \"vertex\""},
+      {PlyHeader("binary_little_endian", "e 1: list char char w; vertex 1: char x, char y, char z") + "\xff",
+       "byte", "the list \"w\" has a negative length"},
       {"solid x\n", "line 1", "\"solid\" is no entry of a PCD header", "a.pcd"},
       {"VERSION 0.7\nFIELDS x y z\n", "line 2", "before the \"DATA\" line", "a.pcd"},
       {"VERSION 0.7\nFIELDS x y z\nSIZE 4 4\n", "line 3", "SIZE has fewer values", "a.pcd"},
