@@ -57,10 +57,10 @@ std::vector<File> WriteFiles(const std::filesystem::path& folder, const Points& 
   const std::string rows = Rows(points, ' ');
   const std::size_t n = points.size();
   write("ply_ascii", ".ply", point_files::PlyHeader("ascii", n, "float") + rows);
-  write("ply_float", ".ply", point_files::BinaryPly<float>(std::endian::little, "float", points));
-  write("ply_float_big_endian", ".ply", point_files::BinaryPly<float>(std::endian::big, "float", points));
-  write("ply_double", ".ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
-  write("pcd_ascii", ".pcd", point_files::PcdHeader("x y z", "4 4 4", "F F F", "1 1 1", n, "ascii") + rows);
+  write("ply_float", ".ply", point_files::BinaryPly<float>(points, "float"));
+  write("ply_float_big_endian", ".ply", point_files::BinaryPly<float>(points, "float", std::endian::big));
+  write("ply_double", ".ply", point_files::BinaryPly(points));
+  write("pcd_ascii", ".pcd", point_files::PcdHeader(n, "ascii") + rows);
   write("pcd_binary", ".pcd", point_files::BinaryPcd(points));
   write("pcd_compressed", ".pcd", point_files::CompressedPcd(points));
   write("xyz", ".xyz", rows);

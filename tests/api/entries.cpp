@@ -1,7 +1,7 @@
 #include "api/entries.h"
 
 #include <Eigen/Geometry>
-#include <cmath>
+#include <algorithm>
 
 namespace primfit::testing {
 
@@ -23,13 +23,6 @@ Points WithOutliers(Points points, int outliers, Random& random) {
   return points;
 }
 
-template <class Shape, class... Parts>
-Points SceneOf(const Shape& shape, int n, double noise, double outliers, Random& random,
-               const Parts&... parts) {
-  const int bad = static_cast<int>(n * outliers);
-  return WithOutliers(PointsOn(shape, n - bad, parts..., noise, random), bad, random);
-}
-
 OutputLine Line(const Pose& p) { return {p.translation, p.rotation.col(2)}; }
 OutputCircle Circle(const Pose& p) { return {p.translation, 0.5, p.rotation.col(2)}; }
 OutputPlane Plane(const Pose& p) { return {p.translation, p.rotation.col(2)}; }
@@ -38,54 +31,28 @@ OutputCylinder Cylinder(const Pose& p) { return {p.translation, 0.5, p.rotation.
 OutputCone Cone(const Pose& p) { return {p.translation, 0.4, p.rotation.col(2)}; }
 OutputTorus Torus(const Pose& p) { return {p.translation, 1, 0.3, p.rotation.col(2)}; }
 
-Points LineScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Line(p), n, noise, outliers, r, Range{-1, 1});
+constexpr Range kUnit{-1, 1}, kNearlyHalfTurn{0.5, 3.5}, kElevation{-1.5, 1.5}, kHeights{0.5, 2},
+    kBend{0.5, 2.5};
+
+template <auto kMake, const Range&... kParts>
+Points Scene(const Pose& pose, int n, double noise, double outliers, Random& random) {
+  const int bad = static_cast<int>(n * outliers);
+  return WithOutliers(PointsOn(kMake(pose), n - bad, kParts..., noise, random), bad, random);
 }
-Points ArcScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Circle(p), n, noise, outliers, r, Range{0.5, 3.5});
+
+OutputLine ShapeOf(const FitOutputParamsLine& s) { return {s.Root(), s.Direction()}; }
+OutputCircle ShapeOf(const FitOutputParamsArc& s) {
+  return {s.Center(), s.Radius(), s.XAxis().cross(s.YAxis())};
 }
-Points PlaneScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Plane(p), n, noise, outliers, r, Range{-1, 1}, Range{-1, 1});
-}
-Points SphereScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Sphere(p), n, noise, outliers, r, Range{-1.5, 1.5}, kFullTurn);
-}
-Points CylinderScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Cylinder(p), n, noise, outliers, r, kFullTurn, Range{-1, 1});
-}
-Points ConeScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Cone(p), n, noise, outliers, r, kFullTurn, Range{0.5, 2});
-}
-Points TorusScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Torus(p), n, noise, outliers, r, kFullTurn, kFullTurn);
-}
-Points ElbowScene(const Pose& p, int n, double noise, double outliers, Random& r) {
-  return SceneOf(Torus(p), n, noise, outliers, r, Range{0.5, 2.5}, kFullTurn);
+OutputPlane ShapeOf(const FitOutputParamsPlane& s) { return {s.Origin(), s.Normal()}; }
+OutputSphere ShapeOf(const FitOutputParamsSphere& s) { return {s.Center(), s.Radius()}; }
+OutputCylinder ShapeOf(const FitOutputParamsCylinder& s) { return {s.Origin(), s.Radius(), s.Axis()}; }
+OutputCone ShapeOf(const FitOutputParamsCone& s) { return {s.Apex(), s.Angle(), s.Axis()}; }
+OutputTorus ShapeOf(const FitOutputParamsTorus& s) {
+  return {s.Center(), s.MajorRadius(), s.MinorRadius(), s.Axis()};
 }
 
 using Ends = std::vector<Vector3d>;
-
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsLine& s) {
-  return std::make_shared<OutputLine>(s.Root(), s.Direction());
-}
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsArc& s) {
-  return std::make_shared<OutputCircle>(s.Center(), s.Radius(), s.XAxis().cross(s.YAxis()));
-}
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsPlane& s) {
-  return std::make_shared<OutputPlane>(s.Origin(), s.Normal());
-}
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsSphere& s) {
-  return std::make_shared<OutputSphere>(s.Center(), s.Radius());
-}
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsCylinder& s) {
-  return std::make_shared<OutputCylinder>(s.Origin(), s.Radius(), s.Axis());
-}
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsCone& s) {
-  return std::make_shared<OutputCone>(s.Apex(), s.Angle(), s.Axis());
-}
-std::shared_ptr<OutputShape> ShapeOf(const FitOutputParamsTorus& s) {
-  return std::make_shared<OutputTorus>(s.Center(), s.MajorRadius(), s.MinorRadius(), s.Axis());
-}
 
 /// The points that an extent names; none for an unbounded record.
 template <class Record>
@@ -127,51 +94,36 @@ std::vector<double> ExtentOf(const Record& s) {
   return {};
 }
 
-/// The fit that IFit has for a pair of records; some take a flag more.
-template <class Constraints, class Record, auto... kFlag>
-Found Fit(const Points& points, double outliers, double scannerError) {
-  FitInputParams<Constraints> params;
-  params.SetOutlierPercentage(outliers);
-  params.SetScannerError(scannerError);
-  IFit<FitInputParams<Constraints>, Record> front;
-  const auto out = front.Solve(points.data(), static_cast<int>(points.size()), params, nullptr, kFlag...);
+template <class Constraints, class Record>
+Found Fit(const Points& points) {
+  const auto out =
+      FitBy<Record>(points.data(), static_cast<int>(points.size()), FitInputParams<Constraints>());
   const Record& s = out.GetFitShape();
-  return {ShapeOf(s), out.GetFitQuality(), ExtentOf(s), EndsOf(s)};
-}
-
-template <auto kMake>
-std::shared_ptr<OutputShape> Shared(const Pose& pose) {
-  using Shape = decltype(kMake(pose));
-  return std::make_shared<Shape>(kMake(pose));
+  return {std::make_shared<decltype(ShapeOf(s))>(ShapeOf(s)), out.GetFitQuality(), ExtentOf(s), EndsOf(s)};
 }
 
 }  // namespace
 
 const std::vector<Entry>& Entries() {
   static const std::vector<Entry> entries = {
-      {"line", LineScene, Fit<FitConstraintsLine, FitOutputParamsLine>, Shared<&Line>},
-      {"arc", ArcScene, Fit<FitConstraintsArc, FitOutputParamsArc>, Shared<&Circle>},
-      {"plane", PlaneScene, Fit<FitConstraintsPlane, FitOutputParamsPlane>, Shared<&Plane>},
-      {"patch", PlaneScene, Fit<FitConstraintsPlane, FitOutputParamsPatch>, Shared<&Plane>},
-      {"sphere", SphereScene, Fit<FitConstraintsSphere, FitOutputParamsSphere>, Shared<&Sphere>},
-      {"cylinder", CylinderScene, Fit<FitConstraintsCylinder, FitOutputParamsCylinder>, Shared<&Cylinder>},
-      {"bounded cylinder", CylinderScene, Fit<FitConstraintsCylinder, FitOutputParamsCylinderBounded, false>,
-       Shared<&Cylinder>},
-      {"cone", ConeScene, Fit<FitConstraintsCone, FitOutputParamsCone>, Shared<&Cone>},
-      {"bounded cone", ConeScene, Fit<FitConstraintsCone, FitOutputParamsConeBounded>, Shared<&Cone>},
-      {"torus", TorusScene, Fit<FitConstraintsTorus, FitOutputParamsTorus>, Shared<&Torus>},
-      {"elbow", ElbowScene, Fit<FitConstraintsTorus, FitOutputParamsElbow>, Shared<&Torus>},
+      {"Line", Scene<Line, kUnit>, Fit<FitConstraintsLine, FitOutputParamsLine>},
+      {"Arc", Scene<Circle, kNearlyHalfTurn>, Fit<FitConstraintsArc, FitOutputParamsArc>},
+      {"Plane", Scene<Plane, kUnit, kUnit>, Fit<FitConstraintsPlane, FitOutputParamsPlane>},
+      {"Patch", Scene<Plane, kUnit, kUnit>, Fit<FitConstraintsPlane, FitOutputParamsPatch>},
+      {"Sphere", Scene<Sphere, kElevation, kFullTurn>, Fit<FitConstraintsSphere, FitOutputParamsSphere>},
+      {"Cylinder", Scene<Cylinder, kFullTurn, kUnit>, Fit<FitConstraintsCylinder, FitOutputParamsCylinder>},
+      {"BoundedCylinder", Scene<Cylinder, kFullTurn, kUnit>,
+       Fit<FitConstraintsCylinder, FitOutputParamsCylinderBounded>},
+      {"Cone", Scene<Cone, kFullTurn, kHeights>, Fit<FitConstraintsCone, FitOutputParamsCone>},
+      {"BoundedCone", Scene<Cone, kFullTurn, kHeights>, Fit<FitConstraintsCone, FitOutputParamsConeBounded>},
+      {"Torus", Scene<Torus, kFullTurn, kFullTurn>, Fit<FitConstraintsTorus, FitOutputParamsTorus>},
+      {"Elbow", Scene<Torus, kBend, kFullTurn>, Fit<FitConstraintsTorus, FitOutputParamsElbow>},
   };
   return entries;
 }
 
-std::string MessageOf(const std::function<void()>& call) {
-  try {
-    call();
-    return "no exception";
-  } catch (const FitError& error) {
-    return error.what();
-  }
+const Entry& EntryOf(const char* name) {
+  return *std::find_if(Entries().begin(), Entries().end(), [&](const Entry& e) { return e.Is(name); });
 }
 
 }  // namespace primfit::testing

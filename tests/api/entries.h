@@ -2,8 +2,8 @@
 #ifndef PRIMFIT_TESTS_API_ENTRIES_H_
 #define PRIMFIT_TESTS_API_ENTRIES_H_
 
-#include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -25,14 +25,31 @@ struct Entry {
   const char* name;
   /// Points on the metre-sized shape in a pose; `outliers` of them uniform in the bounding box of the others.
   Points (*scene)(const Pose& pose, int n, double noise, double outliers, Random& random);
-  /// The default fit with an outlier share and a scanner error.
-  Found (*fit)(const Points& points, double outliers, double scannerError);
-  std::shared_ptr<OutputShape> (*truth)(const Pose& pose);
+  Found (*defaultFit)(const Points& points);
+
+  bool Is(const char* other) const { return name == std::string(other); }
+  /// The default fit under a seed.
+  Found Fit(const Points& points, std::uint64_t seed) const {
+    const ScopedSeed scope(seed);
+    return defaultFit(points);
+  }
 };
 
-const std::vector<Entry>& Entries();
+inline std::ostream& operator<<(std::ostream& out, const Entry& entry) { return out << entry.name; }
 
-std::string MessageOf(const std::function<void()>& call);
+const std::vector<Entry>& Entries();
+const Entry& EntryOf(const char* name);
+
+/// The fit that IFit has for a pair of records; one takes a flag more.
+template <class Record, class Params>
+FitOutput<Record> FitBy(const Eigen::Vector3d* points, int n, const Params& params) {
+  IFit<Params, Record> front;
+  if constexpr (requires { front.Solve(points, n, params, nullptr, false); }) {
+    return front.Solve(points, n, params, nullptr, false);
+  } else {
+    return front.Solve(points, n, params, nullptr);
+  }
+}
 
 }  // namespace primfit::testing
 

@@ -6,11 +6,11 @@
 #include <cmath>
 #include <numbers>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "fit/search_passes.h"
 #include "primfit/primfit.h"
+#include "support/constraints.h"
 #include "support/gtest_support.h"
 #include "support/scenes.h"
 
@@ -110,62 +110,38 @@ TEST(Patch, OwnsItsLoop) {
   EXPECT_EQ(LoopOf(FitOutput<FitOutputParamsPatch>(result).GetFitShape()), triangle);
 }
 
-/// Sets each flag alone: no other may change.
-template <class C>
-void ExpectSeparateFlags(std::vector<std::pair<void (C::*)(), bool (C::*)() const>> flags) {
-  for (std::size_t i = 0; i < flags.size(); ++i) {
-    C constraints(nullptr);
-    (constraints.*flags[i].first)();
-    const C copy = constraints;
-    for (std::size_t k = 0; k < flags.size(); ++k)
-      EXPECT_EQ((copy.*flags[k].second)(), k == i) << i << ' ' << k;
-  }
-}
-
 TEST(Constraints, EachFlagIsItsOwn) {
-  using L = FitConstraintsLine;
-  ExpectSeparateFlags<L>({{&L::FixRoot, &L::RootFixed}, {&L::FixDirection, &L::DirectionFixed}});
-  using P = FitConstraintsPlane;
-  ExpectSeparateFlags<P>({{&P::FixOrigin, &P::OriginFixed}, {&P::FixNormal, &P::NormalFixed}});
-  using A = FitConstraintsArc;
-  ExpectSeparateFlags<A>({{&A::FixCenter, &A::CenterFixed}, {&A::FixRadius, &A::RadiusFixed}});
-  using S = FitConstraintsSphere;
-  ExpectSeparateFlags<S>({{&S::FixCenter, &S::CenterFixed}, {&S::FixRadius, &S::RadiusFixed}});
-  using Y = FitConstraintsCylinder;
-  ExpectSeparateFlags<Y>(
-      {{&Y::FixOrigin, &Y::OriginFixed}, {&Y::FixRadius, &Y::RadiusFixed}, {&Y::FixAxis, &Y::AxisFixed}});
-  using N = FitConstraintsCone;
-  ExpectSeparateFlags<N>(
-      {{&N::FixApex, &N::ApexFixed}, {&N::FixAngle, &N::AngleFixed}, {&N::FixAxis, &N::AxisFixed}});
-  using T = FitConstraintsTorus;
-  ExpectSeparateFlags<T>({{&T::FixCenter, &T::CenterFixed},
-                          {&T::FixMajorRadius, &T::MajorRadiusFixed},
-                          {&T::FixMinorRadius, &T::MinorRadiusFixed},
-                          {&T::FixAxis, &T::AxisFixed}});
+  ForEachConstrained({1, 2, 3}, {0, 0, 1},
+                     []<class C>(const char* name, int, const auto&, const PartsOf<C>& parts, auto...) {
+                       for (const auto& set : parts) {
+                         C constraints(nullptr);
+                         (constraints.*set.first)();
+                         const C copy = constraints;
+                         for (const auto& asked : parts)
+                           EXPECT_EQ((copy.*asked.second)(), &asked == &set) << name;
+                       }
+                     });
 }
 
 // The published defaults: programs rely on them by not setting anything.
 TEST(InputParams, DefaultsAreThePublishedOnes) {
-  const auto expect = []<class C>(const C& constraints, int sampleSize) {
-    for (const auto& input : {FitInputParams<C>(), FitInputParams<C>(&constraints)}) {
-      EXPECT_EQ(input.SampleSize(), sampleSize);
-      EXPECT_EQ(input.OutlierPercentage(), 0.2);
-      EXPECT_EQ(input.SuccessProbability(), 0.99);
-      EXPECT_EQ(input.InlierDistanceThreshold(), 0.012);
-      EXPECT_EQ(input.ScannerError(), 0.006);
-      EXPECT_FALSE(input.SkipEstimator() || input.OutputAnyQuality() || input.OptimizeOnce());
-    }
-    const FitInputParams<C> skipping(&constraints, true);
-    EXPECT_EQ(skipping.Constraints(), &constraints);
-    EXPECT_TRUE(skipping.SkipEstimator() && !skipping.OutputAnyQuality());
-  };
-  expect(FitConstraintsLine(nullptr), 2);
-  expect(FitConstraintsPlane(nullptr), 3);
-  expect(FitConstraintsArc(nullptr), 3);
-  expect(FitConstraintsSphere(nullptr), 4);
-  expect(FitConstraintsCylinder(nullptr), 9);
-  expect(FitConstraintsCone(nullptr), 9);
-  expect(FitConstraintsTorus(nullptr), 13);
+  const int sampleSizes[] = {2, 3, 3, 4, 9, 9, 13}, *sampleSize = sampleSizes;
+  ForEachConstrained(
+      {1, 2, 3}, {0, 0, 1}, [&]<class C>(const char*, int, const auto&, const PartsOf<C>&, auto...) {
+        const C constraints(nullptr);
+        for (const auto& input : {FitInputParams<C>(), FitInputParams<C>(&constraints)}) {
+          EXPECT_EQ(input.SampleSize(), *sampleSize);
+          EXPECT_EQ(input.OutlierPercentage(), 0.2);
+          EXPECT_EQ(input.SuccessProbability(), 0.99);
+          EXPECT_EQ(input.InlierDistanceThreshold(), 0.012);
+          EXPECT_EQ(input.ScannerError(), 0.006);
+          EXPECT_FALSE(input.SkipEstimator() || input.OutputAnyQuality() || input.OptimizeOnce());
+        }
+        const FitInputParams<C> skipping(&constraints, true);
+        EXPECT_EQ(skipping.Constraints(), &constraints);
+        EXPECT_TRUE(skipping.SkipEstimator() && !skipping.OutputAnyQuality());
+        ++sampleSize;
+      });
 }
 
 TEST(InputParams, OnlyTheSampleSizeSetterRaisesItsValue) {

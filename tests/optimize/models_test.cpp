@@ -1,5 +1,5 @@
-// The residual models: deviations against formulas of another form, layouts under holds, directions as
-// angles.
+// The residual models: deviations against formulas of another form, directions as angles. What holds leave
+// free is tested with the optimizers.
 #include "optimize/models.h"
 
 #include <gtest/gtest.h>
@@ -105,61 +105,6 @@ TEST_F(Models, ProfileTorusAlwaysPassesThroughItsSection) {
     ASSERT_NEAR(model.At(x)(section + r * (std::cos(turn) * outward + std::sin(turn) * tube.cross(outward))),
                 0, 1e-14);
   }
-}
-
-/// Any combination of holds leaves the free groups in order; the deviation is that of the whole parameter
-/// vector.
-template <class Model, class Hold>
-void ExpectSameUnderHolds(const std::vector<double>& full, int groups, const Hold& hold, const Vector3d& p) {
-  std::array<double, Model::kParameters> x{};
-  std::copy(full.begin(), full.end(), x.begin());
-  const double whole = Model(9, nullptr, 1).At(x.data())(p);
-  for (int held = 1; held < 1 << groups; ++held) {
-    Model model(9, nullptr, 1);
-    for (int g = 0; g < groups; ++g) {
-      if (held >> g & 1) hold(model, g);
-    }
-    EXPECT_NEAR(model.At(model.Pack(x).data())(p), whole, 1e-14) << "held " << held;
-  }
-}
-
-TEST_F(Models, HeldGroupsLeaveTheOthersInPlace) {
-  const Vector3d c(0.3, -0.4, 0.2), p(0.9, 0.7, -0.6), d = FromAngles(0.7, 0.4);
-  ExpectSameUnderHolds<TRLine>({0.5, 0.7}, 2,
-                               [&](TRLine& m, int g) {
-                                 g == 0 ? m.FixRoot(0.5 * Vector3d(-std::sin(0.7), std::cos(0.7), 0))
-                                        : m.FixDirection({std::cos(0.7), std::sin(0.7), 0});
-                               },
-                               {0.9, 0.7, 0});
-  ExpectSameUnderHolds<TRCircle>(
-      {0.3, -0.4, 0.5}, 2,
-      [&](TRCircle& m, int g) {
-        g == 0 ? m.FixCenter({0.3, -0.4, 0}) : m.FixRadius(0.5);
-      },
-      p);
-  ExpectSameUnderHolds<TRPlane>(
-      {0.5, 0.7, 0.4}, 2, [&](TRPlane& m, int g) { g == 0 ? m.FixOrigin(0.5 * d) : m.FixNormal(d); }, p);
-  ExpectSameUnderHolds<TRSphere>(
-      {0.3, -0.4, 0.2, 0.5}, 2, [&](TRSphere& m, int g) { g == 0 ? m.FixCenter(c) : m.FixRadius(0.5); }, p);
-  ExpectSameUnderHolds<TRCylinder>(
-      {0.3, -0.4, 0.2, 0.5, 0.7, 0.4}, 3,
-      [&](TRCylinder& m, int g) { g == 0   ? m.FixOrigin(c)
-                                  : g == 1 ? m.FixRadius(0.5)
-                                           : m.FixAxis(d); }, p);
-  ExpectSameUnderHolds<TRCone>(
-      {0.3, -0.4, 0.2, 0.5, 0.7, 0.4}, 3,
-      [&](TRCone& m, int g) { g == 0   ? m.FixApex(c)
-                              : g == 1 ? m.FixAngle(0.5)
-                                       : m.FixAxis(d); }, p);
-  ExpectSameUnderHolds<TRTorus>(
-      {0.3, -0.4, 0.2, 0.5, 0.1, 0.7, 0.4}, 4,
-      [&](TRTorus& m, int g) {
-        g == 0   ? m.FixCenter(c)
-        : g == 1 ? m.FixMajorRadius(0.5)
-        : g == 2 ? m.FixMinorRadius(0.1)
-                 : m.FixAxis(d);
-      },
-      p);
 }
 
 TEST_F(Models, TorusPointOnTheAxisIsMeasuredAcrossIt) {

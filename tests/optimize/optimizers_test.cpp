@@ -8,16 +8,19 @@
 #include <cmath>
 #include <functional>
 #include <memory>
-#include <random>
+#include <numeric>
 #include <vector>
 
 #include "fit/vector_math.h"
 #include "optimize/optimum.h"
+#include "optimize/surfaces.h"
+#include "support/gtest_support.h"
 
+namespace primfit::testing {
 namespace {
 
 using Eigen::Vector3d;
-using Points = std::vector<Vector3d>;
+using Measure = std::function<double(const Vector3d&)>;
 
 constexpr double kNoise = 0.002;
 
@@ -27,245 +30,110 @@ constexpr double kNoise = 0.002;
 double RmsSlack(double tolerance) { return tolerance / 200; }
 double ShapeSlack(double tolerance) { return std::sqrt(3 * kNoise * RmsSlack(tolerance)); }
 
-enum Part : unsigned { kPoint = 1, kFirst = 2, kSecond = 4, kDirection = 8 };
-
-/// The numbers of any shape in space: each uses the parts that it has.
-struct Numbers {
-  Vector3d point = Vector3d::Zero();
-  double first = 0;
-  double second = 0;
-  Vector3d direction = Vector3d::UnitZ();
-};
-
-/// The distances of a point written another way than in the library: by Pythagoras from the axial coordinate.
-double Radial(const Vector3d& v, double s) { return std::sqrt(std::max(0.0, v.squaredNorm() - s * s)); }
-double PlaneDistance(const Numbers& n, const Vector3d& p) {
-  return p.dot(n.direction) - n.point.dot(n.direction);
-}
-double SphereDistance(const Numbers& n, const Vector3d& p) { return (p - n.point).norm() - n.first; }
-double CylinderDistance(const Numbers& n, const Vector3d& p) {
-  return Radial(p - n.point, (p - n.point).dot(n.direction)) - n.first;
-}
-double ConeDistance(const Numbers& n, const Vector3d& p) {
-  const Vector3d v = p - n.point;
-  const double s = std::abs(v.dot(n.direction));
-  return std::hypot(Radial(v, s), s) * std::sin(std::atan2(Radial(v, s), s) - n.first);
-}
-double TorusDistance(const Numbers& n, const Vector3d& p) {
-  const double s = (p - n.point).dot(n.direction);
-  return std::hypot(Radial(p - n.point, s) - n.first, s) - n.second;
-}
-
-/// One kind of shape: its parts, a true shape, the part of the surface that is seen, and how the library
-/// refines one.
-struct Kind {
-  const char* name;
-  unsigned parts;
-  Numbers truth;
-  double u0, u1, v0, v1;
-  double (*distance)(const Numbers&, const Vector3d&);
-  std::unique_ptr<OutputSurface> (*make)(const Numbers&);
-  std::unique_ptr<OutputShape> (*refine)(const OutputShape& start, unsigned held, const Numbers& at,
-                                         const Points&, double);
-  Numbers (*read)(const OutputShape&);
-};
-
-using Surface = std::unique_ptr<OutputSurface>;
-
-/// Refines with what Hold(optimizer, held parts, values) holds.
-template <class Optimizer, auto kHold>
-std::unique_ptr<OutputShape> Refine(const OutputShape& start, unsigned held, const Numbers& at,
-                                    const Points& points, double tolerance) {
-  Optimizer optimizer(tolerance, false, nullptr);
-  kHold(optimizer, held, at);
-  return std::unique_ptr<OutputShape>(
-      optimizer.Optimize(static_cast<int>(points.size()), points.data(), &start));
-}
-
-// clang-format off
-void HoldPlane(PlaneOptimizer& o, unsigned held, const Numbers& at) {
-  if (held & kPoint) o.FixOrigin(at.point);
-  if (held & kDirection) o.FixNormal(at.direction);
-}
-void HoldSphere(SphereOptimizer& o, unsigned held, const Numbers& at) {
-  if (held & kPoint) o.FixCenter(at.point);
-  if (held & kFirst) o.FixRadius(at.first);
-}
-void HoldCylinder(CylinderOptimizer& o, unsigned held, const Numbers& at) {
-  if (held & kPoint) o.FixOrigin(at.point);
-  if (held & kFirst) o.FixRadius(at.first);
-  if (held & kDirection) o.FixAxis(at.direction);
-}
-void HoldCone(ConeOptimizer& o, unsigned held, const Numbers& at) {
-  if (held & kPoint) o.FixApex(at.point);
-  if (held & kFirst) o.FixAngle(at.first);
-  if (held & kDirection) o.FixAxis(at.direction);
-}
-void HoldTorus(TorusOptimizer& o, unsigned held, const Numbers& at) {
-  if (held & kPoint) o.FixCenter(at.point);
-  if (held & kFirst) o.FixMajorRadius(at.first);
-  if (held & kSecond) o.FixMinorRadius(at.second);
-  if (held & kDirection) o.FixAxis(at.direction);
-}
-
-Numbers ReadPlane(const OutputShape& s) { auto& p = dynamic_cast<const OutputPlane&>(s); return {p.Center(), 0, 0, p.Normal()}; }
-Numbers ReadSphere(const OutputShape& s) { auto& p = dynamic_cast<const OutputSphere&>(s); return {p.Center(), p.Radius(), 0, {}}; }
-Numbers ReadCylinder(const OutputShape& s) { auto& p = dynamic_cast<const OutputCylinder&>(s); return {p.Center(), p.Radius(), 0, p.Axis()}; }
-Numbers ReadCone(const OutputShape& s) { auto& p = dynamic_cast<const OutputCone&>(s); return {p.Apex(), p.Angle(), 0, p.Axis()}; }
-Numbers ReadTorus(const OutputShape& s) { auto& p = dynamic_cast<const OutputTorus&>(s); return {p.Center(), p.MajorRadius(), p.MinorRadius(), p.Axis()}; }
-
-const Vector3d kAt(0.3, -0.2, 0.5);
-const Kind kKinds[] = {
-    {"plane", kPoint | kDirection, {kAt, 0, 0, {}}, -1, 1, -1, 1, PlaneDistance,
-     [](const Numbers& n) -> Surface { return std::make_unique<OutputPlane>(n.point, n.direction); }, Refine<PlaneOptimizer, HoldPlane>, ReadPlane},
-    {"sphere", kPoint | kFirst, {kAt, 0.4, 0, {}}, 0.1, 1.5, 0, 5, SphereDistance,
-     [](const Numbers& n) -> Surface { return std::make_unique<OutputSphere>(n.point, n.first); }, Refine<SphereOptimizer, HoldSphere>, ReadSphere},
-    {"cylinder", kPoint | kFirst | kDirection, {kAt, 0.25, 0, {}}, 0, 3.5, -1, 1, CylinderDistance,
-     [](const Numbers& n) -> Surface { return std::make_unique<OutputCylinder>(n.point, n.first, n.direction); }, Refine<CylinderOptimizer, HoldCylinder>, ReadCylinder},
-    {"cone", kPoint | kFirst | kDirection, {kAt, 0.5, 0, {}}, 0, 4, 0.4, 1.4, ConeDistance,
-     [](const Numbers& n) -> Surface { return std::make_unique<OutputCone>(n.point, n.first, n.direction); }, Refine<ConeOptimizer, HoldCone>, ReadCone},
-    {"torus", kPoint | kFirst | kSecond | kDirection, {kAt, 0.6, 0.15, {}}, 0, 3, 0, 5, TorusDistance,
-     [](const Numbers& n) -> Surface { return std::make_unique<OutputTorus>(n.point, n.first, n.second, n.direction); }, Refine<TorusOptimizer, HoldTorus>, ReadTorus},
-};
-// clang-format on
-
-/// The shape whose free parts differ from `base` by x: 3 numbers for a point, 1 for a length or angle, 2 for
-/// a direction (in its tangent plane, so that nothing is special about a pole).
-Numbers Moved(const Numbers& base, unsigned free, const Eigen::VectorXd& x) {
-  Numbers moved = base;
-  int at = 0;
-  if (free & kPoint) {
-    moved.point += x.segment<3>(at);
-    at += 3;
-  }
-  if (free & kFirst) moved.first += x[at++];
-  if (free & kSecond) moved.second += x[at++];
-  if (free & kDirection) {
-    const Vector3d e1 = base.direction.unitOrthogonal();
-    moved.direction = (base.direction + x[at] * e1 + x[at + 1] * base.direction.cross(e1)).normalized();
-  }
-  return moved;
-}
-
-Numbers Optimum(const Kind& kind, const Numbers& start, unsigned free, const Points& points) {
-  const int parameters = (free & kPoint ? 3 : 0) + (free & kFirst ? 1 : 0) + (free & kSecond ? 1 : 0) +
-                         (free & kDirection ? 2 : 0);
-  return Moved(start, free,
-               primfit::testing::Minimise(
-                   {parameters, static_cast<int>(points.size()), [&](const Eigen::VectorXd& x, int i) {
-                      return kind.distance(Moved(start, free, x), points[i]);
-                    }}));
-}
-
-Points Scene(const Kind& kind, const Numbers& truth, int n, std::mt19937_64& random) {
-  std::uniform_real_distribution<double> u(kind.u0, kind.u1), v(kind.v0, kind.v1);
-  std::normal_distribution<double> noise(0, kNoise);
-  const auto surface = kind.make(truth);
-  Points points;
-  for (int i = 0; i < n; ++i) {
-    points.push_back(surface->Eval(u(random), v(random)) +
-                     Vector3d(noise(random), noise(random), noise(random)));
-  }
-  return points;
-}
-
-Numbers WithHeld(Numbers numbers, unsigned held, const Numbers& at) {
-  if (held & kPoint) numbers.point = at.point;
-  if (held & kFirst) numbers.first = at.first;
-  if (held & kSecond) numbers.second = at.second;
-  if (held & kDirection) numbers.direction = at.direction;
-  return numbers;
-}
-
-double Rms(const Kind& kind, const Numbers& numbers, const Points& points) {
-  double sum = 0;
-  for (const Vector3d& p : points) sum += std::pow(kind.distance(numbers, p), 2);
-  return std::sqrt(sum / static_cast<double>(points.size()));
-}
-
-/// How far two shapes differ where the points are, root mean square; does not depend on the choice of an axis
-/// point.
-double Difference(const Kind& kind, const Numbers& a, const Numbers& b, const Points& points) {
-  const double sign = a.direction.dot(b.direction) < 0 && kind.distance == PlaneDistance ? -1 : 1;
-  double sum = 0;
-  for (const Vector3d& p : points) sum += std::pow(kind.distance(a, p) - sign * kind.distance(b, p), 2);
-  return std::sqrt(sum / static_cast<double>(points.size()));
-}
-
-const Vector3d kDirections[] = {{0, 0, 1},  {0, 0, -1},         {1, 0, 0},
-                                {0, -1, 0}, {0.48, -0.6, 0.64}, {-0.36, 0.48, -0.8}};
-
-class EveryKind : public ::testing::TestWithParam<int> {};
-
-TEST_P(EveryKind, ReachesTheConstrainedOptimumUnderEveryHold) {
-  const Kind& kind = kKinds[GetParam()];
-  std::mt19937_64 random(20 + static_cast<unsigned>(GetParam()));
-  std::uniform_real_distribution<double> shift(-0.01, 0.01);
-  const auto shifts = [&](double scale) -> Eigen::VectorXd {
-    return scale * Eigen::VectorXd::NullaryExpr(7, [&] { return shift(random); });
-  };
-  for (const Vector3d& direction : kDirections) {
-    Numbers truth = kind.truth;
-    truth.direction = direction;
-    const Points points = Scene(kind, truth, 400, random);
-    for (unsigned held = 0; held < kind.parts; ++held) {
-      if ((held & ~kind.parts) != 0) continue;
-      SCOPED_TRACE(::testing::Message()
-                   << kind.name << " held " << held << " direction " << direction.transpose());
-      // What is held is off the truth, so that holding it changes the optimum; the start is off by more, and
-      // 0.022 rad.
-      const Numbers at = Moved(truth, kind.parts, shifts(0.1));
-      Numbers start = Moved(truth, kind.parts & ~kDirection, shifts(1));
-      start.direction = Eigen::AngleAxisd(0.022, direction.unitOrthogonal()) * direction;
-      const Numbers optimum = Optimum(kind, WithHeld(start, held, at), kind.parts & ~held, points);
-      for (const double tolerance : {0.006, 0.0006}) {
-        const auto shape = kind.refine(*kind.make(start), held, at, points, tolerance);
-        ASSERT_NE(shape, nullptr);
-        const Numbers result = kind.read(*shape);
-        EXPECT_LT(Rms(kind, result, points), Rms(kind, optimum, points) + RmsSlack(tolerance));
-        EXPECT_LT(Difference(kind, result, optimum, points), ShapeSlack(tolerance));
-        EXPECT_TRUE((held & kPoint) == 0 || result.point == at.point);
-        EXPECT_TRUE((held & kFirst) == 0 || result.first == at.first);
-        EXPECT_TRUE((held & kSecond) == 0 || result.second == at.second);
-        EXPECT_TRUE((held & kDirection) == 0 || (result.direction - at.direction).norm() < 1e-15);
-      }
-    }
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Optimizers, EveryKind, ::testing::Range(0, 5),
-                         [](const auto& param) { return std::string(kKinds[param.param].name); });
-
-/// Points near a curve of the plane (e1, e2) at `origin`, scattered off the plane as well.
-Points PlanarScene(const Vector3d& origin, const Vector3d& e1, const Vector3d& e2, std::mt19937_64& random,
-                   const std::function<Vector3d(double)>& curve) {
-  std::uniform_real_distribution<double> t(0, 1);
-  std::normal_distribution<double> noise(0, kNoise);
-  Points points;
-  for (int i = 0; i < 300; ++i) {
-    const Vector3d local = curve(t(random)) + Vector3d(noise(random), noise(random), 3 * noise(random));
-    points.push_back(origin + local.x() * e1 + local.y() * e2 + local.z() * e1.cross(e2));
-  }
-  return points;
-}
-
-double RootMeanSquare(const Points& points, const std::function<double(const Vector3d&)>& deviation) {
+double RootMeanSquare(const Points& points, const Measure& deviation) {
   double sum = 0;
   for (const Vector3d& p : points) sum += std::pow(deviation(p), 2);
   return std::sqrt(sum / static_cast<double>(points.size()));
 }
 
-using Deviation = std::function<double(const Vector3d&)>;
-
-/// What a refinement within a plane gave and what an independent solver finds there, as deviations of points.
-void ExpectOptimum(const Points& points, const Deviation& result, const Deviation& optimum) {
-  EXPECT_LT(RootMeanSquare(points, result), RootMeanSquare(points, optimum) + RmsSlack(0.006));
+/// What a refinement gave and what an independent solver finds, as deviations of points: they differ little
+/// where the points are, which does not depend on the choice of an axis point.
+void ExpectOptimum(const Points& points, const Measure& result, const Measure& optimum, double tolerance) {
+  EXPECT_LT(RootMeanSquare(points, result), RootMeanSquare(points, optimum) + RmsSlack(tolerance));
   EXPECT_LT(RootMeanSquare(points, [&](const Vector3d& p) { return result(p) - optimum(p); }),
-            ShapeSlack(0.006));
+            ShapeSlack(tolerance));
+}
+
+const Vector3d kDirections[] = {{0, 0, 1},  {0, 0, -1},         {1, 0, 0},
+                                {0, -1, 0}, {0.48, -0.6, 0.64}, {-0.36, 0.48, -0.8}};
+
+/// Points of a part of a surface, scattered in all directions.
+Points Scattered(const OutputSurface& surface, Range u, Range v, int n, Random& random) {
+  Points points;
+  for (int i = 0; i < n; ++i) {
+    const Vector3d noise(random.Gauss(kNoise), random.Gauss(kNoise), random.Gauss(kNoise));
+    points.push_back(surface.Eval(random.Uniform(u), random.Uniform(v)) + noise);
+  }
+  return points;
+}
+
+/// A true shape and the part of the surface that is seen.
+struct Seen {
+  const char* name;
+  KindIndex kind;
+  double first, second;
+  Range u, v;
+};
+const Seen kSeen[] = {{"plane", kPlane, 0, 0, {-1, 1}, {-1, 1}},
+                      {"sphere", kSphere, 0.4, 0, {0.1, 1.5}, {0, 5}},
+                      {"cylinder", kCylinder, 0.25, 0, {0, 3.5}, {-1, 1}},
+                      {"cone", kCone, 0.5, 0, {0, 4}, {0.4, 1.4}},
+                      {"torus", kTorus, 0.6, 0.15, {0, 3}, {0, 5}}};
+
+class EverySurface : public ::testing::TestWithParam<Seen> {};
+std::ostream& operator<<(std::ostream& out, const Seen& seen) { return out << seen.name; }
+INSTANTIATE_TEST_SUITE_P(Optimizers, EverySurface, ::testing::ValuesIn(kSeen), RowName());
+
+TEST_P(EverySurface, ReachesTheConstrainedOptimumUnderEveryHold) {
+  const auto& [name, kind, first, second, u, v] = GetParam();
+  const KindIndex index = kind;
+  const unsigned parts = PartsOf(kind);
+  Random random;
+  const auto shifts = [&](double most) -> Eigen::VectorXd {
+    return Eigen::VectorXd::NullaryExpr(7, [&] { return random.Uniform(-most, most); });
+  };
+  for (const Vector3d& axis : kDirections) {
+    const Numbers<double> truth{{0.3, -0.2, 0.5}, first, second, axis};
+    const Points points = Scattered(*Made(kind, truth), u, v, 400, random);
+    for (unsigned held = 0; held < parts; ++held) {
+      if ((held & ~parts) != 0) continue;
+      SCOPED_TRACE(::testing::Message() << "held " << held << " direction " << axis.transpose());
+      // What is held is off the truth, so that holding it changes the optimum; the start is off by more, and
+      // 0.022 rad.
+      const auto at = Moved(truth, parts, shifts(0.001));
+      auto start = Moved(truth, parts & ~kAxis, shifts(0.01));
+      start.axis = Eigen::AngleAxisd(0.022, axis.unitOrthogonal()) * axis;
+      auto base = start;
+      if (held & kPoint) base.point = at.point;
+      if (held & kFirst) base.first = at.first;
+      if (held & kSecond) base.second = at.second;
+      if (held & kAxis) base.axis = at.axis;
+      const unsigned free = parts & ~held;
+      const auto optimum =
+          Moved(base, free, Minimise({ParametersOf(free), 400, [&](const Eigen::VectorXd& x, int i) {
+                                        return Deviation(index, Moved(base, free, x), points[i]);
+                                      }}));
+      for (const double tolerance : {0.006, 0.0006}) {
+        const auto shape = Refined(kind, *Made(kind, start), points, tolerance, held, at);
+        ASSERT_NE(shape, nullptr);
+        const auto result = NumbersOf(*shape);
+        const double sign = kind == kPlane && result.axis.dot(optimum.axis) < 0 ? -1 : 1;
+        ExpectOptimum(
+            points, [&](const Vector3d& p) { return Deviation(index, result, p); },
+            [&](const Vector3d& p) { return sign * Deviation(index, optimum, p); }, tolerance);
+        EXPECT_TRUE((held & kPoint) == 0 || result.point == at.point);
+        EXPECT_TRUE((held & kFirst) == 0 || result.first == at.first);
+        EXPECT_TRUE((held & kSecond) == 0 || result.second == at.second);
+        EXPECT_TRUE((held & kAxis) == 0 || Near(result.axis, at.axis.normalized(), 1e-15));
+      }
+    }
+  }
+}
+
+/// Points near a curve of the plane (e1, e2) at `origin`, scattered off the plane as well.
+Points PlanarScene(const Vector3d& origin, const Vector3d& e1, const Vector3d& e2, Random& random,
+                   const std::function<Vector3d(double)>& curve) {
+  Points points;
+  for (int i = 0; i < 300; ++i) {
+    const Vector3d noise(random.Gauss(kNoise), random.Gauss(kNoise), random.Gauss(3 * kNoise));
+    const Vector3d local = curve(random.Uniform(0, 1)) + noise;
+    points.push_back(origin + local.x() * e1 + local.y() * e2 + local.z() * e1.cross(e2));
+  }
+  return points;
 }
 
 TEST(LineOptimizer, ReachesTheOptimumWithinItsPlane) {
-  std::mt19937_64 random(30);
+  Random random;
   for (const Vector3d& normal : kDirections) {
     const Vector3d e1 = normal.unitOrthogonal(), e2 = normal.cross(e1), origin(2, -1, 0.5);
     const Points points =
@@ -283,7 +151,7 @@ TEST(LineOptimizer, ReachesTheOptimumWithinItsPlane) {
         const double rho = held == 1 ? 0 : x[0], theta = held == 2 ? 0 : x[held == 0 ? 1 : 0];
         return (p - base).dot(across) * std::cos(theta) - (p - base).dot(along) * std::sin(theta) - rho;
       };
-      const auto x = primfit::testing::Minimise(
+      const auto x = Minimise(
           {held == 0 ? 2 : 1, 300, [&](const Eigen::VectorXd& v, int i) { return deviation(v, points[i]); }});
       LineOptimizer optimizer(0.006, false, nullptr);
       if (held == 1) optimizer.FixRoot(heldRoot);
@@ -294,7 +162,7 @@ TEST(LineOptimizer, ReachesTheOptimumWithinItsPlane) {
       EXPECT_NEAR(line.Normal().dot(line.Direction()), 0, 1e-14);  // the in-plane normal
       ExpectOptimum(
           points, [&](const Vector3d& p) { return (p - line.Root()).dot(line.Normal()); },
-          [&](const Vector3d& p) { return deviation(x, p); });
+          [&](const Vector3d& p) { return deviation(x, p); }, 0.006);
       EXPECT_TRUE(held != 1 || (line.Root() - heldRoot).norm() < 1e-15);
       EXPECT_TRUE(held != 2 || (line.Direction() - heldDirection).norm() < 1e-15);
     }
@@ -302,7 +170,7 @@ TEST(LineOptimizer, ReachesTheOptimumWithinItsPlane) {
 }
 
 TEST(CircleOptimizer, ReachesTheOptimumWithinItsPlane) {
-  std::mt19937_64 random(31);
+  Random random;
   for (const Vector3d& normal : kDirections) {
     const Vector3d e1 = normal.unitOrthogonal(), e2 = normal.cross(e1), origin(2, -1, 0.5);
     const Points points = PlanarScene(origin, e1, e2, random, [](double t) {
@@ -317,11 +185,11 @@ TEST(CircleOptimizer, ReachesTheOptimumWithinItsPlane) {
         const double r = held == 2 ? 0.302 : 0.3 + x[held == 1 ? 0 : 2];
         return std::hypot((p - base).dot(e1) - cx, (p - base).dot(e2) - cy) - r;
       };
-      const auto x = primfit::testing::Minimise(
-          {held == 0   ? 3
-           : held == 1 ? 1
-                       : 2,
-           300, [&](const Eigen::VectorXd& v, int i) { return deviation(v, points[i]); }});
+      const auto x =
+          Minimise({held == 0   ? 3
+                    : held == 1 ? 1
+                                : 2,
+                    300, [&](const Eigen::VectorXd& v, int i) { return deviation(v, points[i]); }});
       CircleOptimizer optimizer(0.006, false, nullptr);
       if (held == 1) optimizer.FixCenter(base);
       if (held == 2) optimizer.FixRadius(0.302);
@@ -330,25 +198,20 @@ TEST(CircleOptimizer, ReachesTheOptimumWithinItsPlane) {
       const auto& circle = dynamic_cast<const OutputCircle&>(*shape);
       EXPECT_NEAR((circle.Axis() - normal).norm(), 0, 1e-15);
       EXPECT_NEAR((circle.Center() - base).dot(normal), 0, 1e-14);
-      const Deviation result = [&](const Vector3d& p) {
+      const Measure result = [&](const Vector3d& p) {
         return std::hypot((p - circle.Center()).dot(e1), (p - circle.Center()).dot(e2)) - circle.Radius();
       };
-      ExpectOptimum(points, result, [&](const Vector3d& p) { return deviation(x, p); });
+      ExpectOptimum(
+          points, result, [&](const Vector3d& p) { return deviation(x, p); }, 0.006);
     }
   }
 }
 
 TEST(TorusProfileOptimizer, FindsBendRadiusAndTurnThroughTheGivenSection) {
-  std::mt19937_64 random(32);
-  std::uniform_real_distribution<double> along(0.3, 1.6), around(0, 6.28);
-  std::normal_distribution<double> noise(0, kNoise);
+  Random random;
   for (const Vector3d& axis : kDirections) {
     const OutputTorus truth({1, 2, 3}, 0.8, 0.1, axis);
-    Points points;
-    for (int i = 0; i < 400; ++i) {
-      points.push_back(truth.Eval(along(random), around(random)) +
-                       Vector3d(noise(random), noise(random), noise(random)));
-    }
+    const Points points = Scattered(truth, {0.3, 1.6}, kFullTurn, 400, random);
     const Vector3d section = truth.Center() + 0.8 * axis.unitOrthogonal();
     const Vector3d tube = axis.cross(axis.unitOrthogonal());
     const TorusProfileOptimizer optimizer(0.006, false, section, 0.1, tube);
@@ -411,8 +274,8 @@ TEST(Screening, KeepsFourFifthsBySignedDeviation) {
     return indices;
   };
   const auto range = [](int first, int last) {
-    std::vector<int> indices;
-    for (int i = first; i <= last; ++i) indices.push_back(i);
+    std::vector<int> indices(static_cast<std::size_t>(last - first + 1));
+    std::iota(indices.begin(), indices.end(), first);
     return indices;
   };
   EXPECT_EQ(kept(20, true, 0, 5), range(0, 19)) << "20 points are never screened";
@@ -424,10 +287,11 @@ TEST(Screening, KeepsFourFifthsBySignedDeviation) {
 }
 
 TEST(Screening, ReachesTheRefinement) {
-  std::mt19937_64 random(33);
-  std::uniform_real_distribution<double> u(-1, 1);
+  Random random;
   Points points;
-  for (int i = 0; i < 500; ++i) points.push_back({u(random), u(random), i % 6 == 0 ? 0.05 : 0});
+  for (int i = 0; i < 500; ++i) {
+    points.push_back({random.Uniform(-1, 1), random.Uniform(-1, 1), i % 6 == 0 ? 0.05 : 0});
+  }
   const OutputPlane start({0, 0, 0.004}, {0.002, 0, 1});
   const std::unique_ptr<OutputShape> screened(
       PlaneOptimizer(0.006, true, &start).Optimize(500, points.data(), nullptr));
@@ -438,3 +302,4 @@ TEST(Screening, ReachesTheRefinement) {
 }
 
 }  // namespace
+}  // namespace primfit::testing

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "primfit/primfit.h"
+#include "support/gtest_support.h"
 #include "support/scenes.h"
 
 namespace primfit::testing {
@@ -58,13 +59,8 @@ TEST(Consensus, AdaptsItsSampleToFewPoints) {
               row.expected)
         << row.n << " " << row.k;
   }
-  const auto message = [&](int n, int k, double w) -> std::string {
-    try {
-      Search({0, 0, 0}, 1, n, points.data(), k, 0.99, w, 0.006, 0.012);
-      return "no exception";
-    } catch (const FitError& error) {
-      return error.what();
-    }
+  const auto message = [&](int n, int k, double w) {
+    return MessageOf([&] { Search({0, 0, 0}, 1, n, points.data(), k, 0.99, w, 0.006, 0.012); });
   };
   EXPECT_EQ(message(9, 20, 0.05), "Good Sample Rate < 0.1");
   EXPECT_EQ(message(15, 20, 0.5), "Not enough points");
@@ -173,18 +169,11 @@ TEST(Consensus, AnswersForBadInput) {
   const auto missing = [&](const Vector3d* p, int n) {
     const ScopedSeed seed(1);
     const std::unique_ptr<OutputCylinder> shape(ConsensusRansacCylinder({0, 0, 0}, 0.1, p, n, params, bands));
-    try {
-      ConsensusRansacFit({0, 0, 0}, 0.1, p, n, params, nullptr);
-      return false;
-    } catch (const FitError& error) {
-      return shape == nullptr && std::string(error.what()) == "FitCylinder failed";
-    }
+    const auto fit = [&] { ConsensusRansacFit({0, 0, 0}, 0.1, p, n, params, nullptr); };
+    return shape == nullptr && MessageOf(fit) == "FitCylinder failed";
   };
   EXPECT_TRUE(missing(nullptr, 300));
-  EXPECT_TRUE(missing(points.data(), 0));
-  EXPECT_TRUE(missing(points.data(), -3));
-  EXPECT_TRUE(missing(points.data(), 9));
-  EXPECT_TRUE(missing(points.data(), 300));
+  for (const int n : {0, -3, 9, 300}) EXPECT_TRUE(missing(points.data(), n)) << n;
   EXPECT_TRUE(missing(line.data(), 300));
 }
 

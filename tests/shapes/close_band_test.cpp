@@ -1,4 +1,4 @@
-// Which points are close, one at a time and in blocks.
+// Which points are close.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -43,39 +43,30 @@ const Band kBands[] = {
     {"TorusTop", kTorus, [](double d) { return Vector3d(0, kMajor, kMinor + d); }, kMinor},
 };
 
-class CloseBand : public ::testing::TestWithParam<Band> {};
-INSTANTIATE_TEST_SUITE_P(All, CloseBand, ::testing::ValuesIn(kBands), RowName());
-
-TEST_P(CloseBand, HoldsItsBounds) {
-  const Band& band = GetParam();
+TEST(CloseBand, HoldsItsBounds) {
   const Pose pose = ExactPose();
-  const auto shape = Kinds()[band.kind].make(pose, 1);
-  for (const double t : {0.0, 0.25, 0.5}) {
-    shape->SetDistSqrdThreshod(t);
-    for (const double d : {t, -t, t + kStep, -t - kStep, t - kStep, kStep - t}) {
-      EXPECT_EQ(shape->IsClosePoint(pose * band.at(d)), std::abs(d) <= t)
-          << "t " << t << ", d - t " << std::abs(d) - t;
+  for (const Band& band : kBands) {
+    const auto shape = Kinds()[band.kind].make(pose, 1);
+    for (const double t : {0.0, 0.25, 0.5}) {
+      shape->SetDistSqrdThreshod(t);
+      for (const double d : {t, -t, t + kStep, -t - kStep, t - kStep, kStep - t}) {
+        EXPECT_EQ(shape->IsClosePoint(pose * band.at(d)), std::abs(d) <= t)
+            << band.name << " t " << t << ", d - t " << std::abs(d) - t;
+      }
+    }
+    if (band.radius == 0) continue;
+    // A tolerance above the radius opens no hole-free band: points nearer than t - r to the centre stay
+    // outside.
+    shape->SetDistSqrdThreshod(band.radius + 0.5);
+    for (const auto& [fromCentre, close] : {std::pair(0.0, false),
+                                            {0.5 - kStep, false},
+                                            {0.5, true},
+                                            {2 * band.radius + 0.5, true},
+                                            {2 * band.radius + 0.5 + kStep, false}}) {
+      EXPECT_EQ(shape->IsClosePoint(pose * band.at(fromCentre - band.radius)), close)
+          << band.name << " " << fromCentre;
     }
   }
-}
-
-class RoundBand : public CloseBand {};
-INSTANTIATE_TEST_SUITE_P(All, RoundBand, ::testing::ValuesIn(kBands + 2, std::end(kBands)), RowName());
-
-// A tolerance above the radius opens no hole-free band: points nearer than t - r to the centre stay outside.
-TEST_P(RoundBand, ToleranceAboveTheRadiusKeepsAHole) {
-  const Band& band = GetParam();
-  const Pose pose = ExactPose();
-  const auto shape = Kinds()[band.kind].make(pose, 1);
-  shape->SetDistSqrdThreshod(band.radius + 0.5);
-  const auto close = [&](double fromCentre) {
-    return shape->IsClosePoint(pose * band.at(fromCentre - band.radius));
-  };
-  EXPECT_FALSE(close(0));
-  EXPECT_FALSE(close(0.5 - kStep));
-  EXPECT_TRUE(close(0.5));
-  EXPECT_TRUE(close(2 * band.radius + 0.5));
-  EXPECT_FALSE(close(2 * band.radius + 0.5 + kStep));
 }
 
 TEST(ConeBand, LeavesItsBoundOut) {
@@ -87,14 +78,7 @@ TEST(ConeBand, LeavesItsBoundOut) {
   EXPECT_FALSE(needle.IsClosePoint({8, -2, 3}));
 }
 
-class ShapeBand : public ::testing::TestWithParam<Kind> {
- protected:
-  const Kind& kind = GetParam();
-  Random random;
-};
-INSTANTIATE_TEST_SUITE_P(All, ShapeBand, ::testing::ValuesIn(Kinds()), RowName());
-
-TEST_P(ShapeBand, NothingIsCloseWithoutABand) {
+TEST_P(EveryShape, NothingIsCloseWithoutABand) {
   const Pose pose = random.AnyPose(10);
   const auto shape = kind.make(pose, 1);
   const Vector3d on = pose * kind.at(1, 1);
@@ -108,7 +92,7 @@ TEST_P(ShapeBand, NothingIsCloseWithoutABand) {
   EXPECT_EQ(assigned->Distance(pose.translation), shape->Distance(pose.translation));
 }
 
-TEST_P(ShapeBand, NanIsNeverCloseNorIsInfinity) {
+TEST_P(EveryShape, NanIsNeverCloseNorIsInfinity) {
   const auto shape = kind.make(ExactPose(), 1);
   const Vector3d on = ExactPose() * kind.at(1, 1);
   for (const double t : {1e-3, 1.0, 1e6}) {
@@ -125,66 +109,6 @@ TEST_P(ShapeBand, NanIsNeverCloseNorIsInfinity) {
   EXPECT_FALSE(shape->IsClosePoint(on));
 }
 
-/// Block answers against the per-point functions, for n points from `points` on.
-void ExpectBlockAnswers(OutputShape& shape, const Vector3d* points, int n) {
-  Points close;
-  for (int i = 0; i < n; ++i) {
-    if (shape.IsClosePoint(points[i])) close.push_back(points[i]);
-  }
-  EXPECT_EQ(CountClose(shape, points, n), static_cast<int>(close.size()));
-  Points selected{Vector3d::Ones()};  // is appended to
-  SelectClose(shape, points, n, selected);
-  ASSERT_EQ(selected.size(), close.size() + 1);
-  EXPECT_TRUE(std::equal(close.begin(), close.end(), selected.begin() + 1));
-  std::vector<double> distances(static_cast<std::size_t>(n) + 1, -7);
-  Distances(shape, points, n, distances.data());
-  int wrong = 0;
-  for (int i = 0; i < n; ++i) {
-    const double one = shape.Distance(points[i]);
-    wrong += distances[i] == one || (std::isnan(distances[i]) && std::isnan(one)) ? 0 : 1;
-  }
-  EXPECT_EQ(wrong, 0);
-  EXPECT_EQ(distances[n], -7) << "written past the end";
-}
-
-TEST_P(ShapeBand, BlocksDecideLikeSinglePoints) {
-  const Pose pose = random.AnyPose(10);
-  const auto shape = kind.make(pose, 1);
-  Points points = pose * Clutter(Vector3d::Constant(-4), Vector3d::Constant(4), 1000000, random);
-  for (std::size_t i = 0; i < points.size(); i += 997) points[i][i % 3] = i % 2 == 0 ? kNan : kInfinity;
-  shape->SetDistSqrdThreshod(0.5);
-  ExpectBlockAnswers(*shape, points.data(), static_cast<int>(points.size()));
-  for (int n = 0; n <= 40; ++n)
-    ExpectBlockAnswers(*shape, &points[n * (n - 1) / 2], n);  // every remainder of a block
-  for (int i = 0; i < 50; ++i) {  // tolerances that put one of the points on the bound, or beside it
-    shape->SetDistSqrdThreshod(std::abs(shape->Distance(points[i])));
-    ExpectBlockAnswers(*shape, points.data(), 100);
-  }
-}
-
-TEST_P(ShapeBand, BlocksDecideLikeSinglePointsOnTheBounds) {
-  const Pose pose = ExactPose();
-  const auto shape = kind.make(pose, 1);
-  Points points;
-  int above = 0, below = 0;
-  for (int i = -20; i <= 20; ++i) {
-    for (int j = -20; j <= 20; ++j) {
-      for (int k = -20; k <= 20; ++k) {
-        const Vector3d p = Vector3d(i, j, k) / 4;
-        points.push_back(pose * p);
-        above += kind.Distance(p) == 0.5 ? 1 : 0;
-        below += kind.Distance(p) == -0.5 ? 1 : 0;
-      }
-    }
-  }
-  if (!kind.Is(kCone)) {  // its sine and cosine are not exact
-    EXPECT_GE(above, 16);
-    EXPECT_GE(below, kind.surface ? 6 : 0);
-  }
-  shape->SetDistSqrdThreshod(0.5);
-  ExpectBlockAnswers(*shape, points.data(), static_cast<int>(points.size()));
-}
-
 /// A host's own shape: close where x > 0, and 7 away from everything.
 class Own : public OutputCylinder {
  public:
@@ -196,16 +120,18 @@ class Own : public OutputCylinder {
 TEST(OwnShape, BlocksAskItsOverriddenFunctions) {
   Own shape;
   Points points{{1, 0, 0}, {-1, 0, 0}, {2, 0, 0}};
-  ExpectBlockAnswers(shape, points.data(), 3);
   EXPECT_EQ(CountClose(shape, points.data(), 3), 2);
   Points close;
   EXPECT_TRUE(shape.GetClosePoints(points.data(), 3, 0.1, close, false));
   EXPECT_EQ(close, (Points{points[0], points[2]}));
+  double distances[3] = {};
+  Distances(shape, points.data(), 3, distances);
+  EXPECT_EQ(distances[2], 7);
   EXPECT_EQ(shape.CalculateQuality(1, 3, points.data()).meanSignedDistance, 7);
   EXPECT_EQ(shape.Median(3, points.data(), 0.5), 7);
 }
 
-TEST_P(ShapeBand, SelectsInInputOrderAndAnswersMissingPoints) {
+TEST_P(EveryShape, SelectsInInputOrderAndAnswersMissingPoints) {
   const Pose pose = random.AnyPose(10);
   const auto shape = kind.make(pose, 1);
   const Vector3d on = pose * kind.at(1, 1), also = pose * kind.at(2, 0.5),

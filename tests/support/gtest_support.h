@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Core>
+#include <functional>
 #include <string>
+
+#include "primfit/fit/fit_error.h"
 
 namespace primfit::testing {
 
@@ -20,6 +23,16 @@ inline ::testing::AssertionResult Near(const Eigen::Vector3d& a, const Eigen::Ve
 inline ::testing::AssertionResult Parallel(const Eigen::Vector3d& a, const Eigen::Vector3d& b,
                                            double tolerance) {
   return Near(a.dot(b) < 0 ? Eigen::Vector3d(-a) : a, b, tolerance);
+}
+
+/// What a failing call says.
+inline std::string MessageOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const FitError& error) {
+    return error.what();
+  }
+  return "no exception";
 }
 
 /// Names the cases of a parameterised suite by their field `name`, for INSTANTIATE_TEST_SUITE_P.

@@ -2,6 +2,8 @@
 #ifndef PRIMFIT_TESTS_SUPPORT_KINDS_H_
 #define PRIMFIT_TESTS_SUPPORT_KINDS_H_
 
+#include <gtest/gtest.h>
+
 #include <Eigen/Core>
 #include <iosfwd>
 #include <memory>
@@ -41,6 +43,14 @@ struct Kind {
 std::span<const Kind> Kinds();
 
 std::ostream& operator<<(std::ostream& out, const Kind& kind);
+
+/// A law that holds for each of them.
+class EveryShape : public ::testing::TestWithParam<Kind> {
+ protected:
+  const Kind& kind = GetParam();
+  Random random;
+};
+
 }  // namespace primfit::testing
 
 #endif  // PRIMFIT_TESTS_SUPPORT_KINDS_H_

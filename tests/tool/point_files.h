@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <cstring>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -38,20 +38,28 @@ std::string PackedRows(std::endian order, const Points& points) {
   return bytes;
 }
 
+/// The elements are given as "camera 1: uchar id; vertex 2: float x, float y, float z".
+inline std::string PlyHeader(const std::string& format, std::string elements) {
+  elements = std::regex_replace(elements, std::regex("[:,] "), "\nproperty ");
+  elements = std::regex_replace(elements, std::regex("; "), "\nelement ");
+  return "ply\nformat " + format + " 1.0\nelement " + elements + "\nend_header\n";
+}
 inline std::string PlyHeader(const std::string& format, std::size_t count, const std::string& type) {
-  return "ply\nformat " + format + " 1.0\nelement vertex " + std::to_string(count) + "\nproperty " + type +
-         " x\nproperty " + type + " y\nproperty " + type + " z\nend_header\n";
+  return PlyHeader(format,
+                   "vertex " + std::to_string(count) + ": " + type + " x, " + type + " y, " + type + " z");
 }
 
-template <class T>
-std::string BinaryPly(std::endian order, const std::string& type, const Points& points) {
+template <class T = double>
+std::string BinaryPly(const Points& points, const std::string& type = "double",
+                      std::endian order = std::endian::little) {
   const char* format = order == std::endian::big ? "binary_big_endian" : "binary_little_endian";
   return PlyHeader(format, points.size(), type) + PackedRows<T>(order, points);
 }
 
 /// fields, sizes, types and counts are the values of those lines.
-inline std::string PcdHeader(const std::string& fields, const std::string& sizes, const std::string& types,
-                             const std::string& counts, std::size_t points, const std::string& data) {
+inline std::string PcdHeader(std::size_t points, const std::string& data, const std::string& fields = "x y z",
+                             const std::string& sizes = "4 4 4", const std::string& types = "F F F",
+                             const std::string& counts = "1 1 1") {
   const std::string n = std::to_string(points);
   return "# .PCD v0.7 - Point Cloud Data file format\nVERSION 0.7\nFIELDS " + fields + "\nSIZE " + sizes +
          "\nTYPE " + types + "\nCOUNT " + counts + "\nWIDTH " + n +
@@ -59,8 +67,7 @@ inline std::string PcdHeader(const std::string& fields, const std::string& sizes
 }
 
 inline std::string BinaryPcd(const Points& points) {
-  return PcdHeader("x y z", "4 4 4", "F F F", "1 1 1", points.size(), "binary") +
-         PackedRows<float>(std::endian::little, points);
+  return PcdHeader(points.size(), "binary") + PackedRows<float>(std::endian::little, points);
 }
 
 /// The compressed body of PCD: its two lengths and the LZF stream.
@@ -78,7 +85,7 @@ inline std::string CompressedPcd(const Points& points) {
   for (Eigen::Index axis = 0; axis < 3; ++axis) {
     for (const auto& p : points) values += Packed(std::endian::little, static_cast<float>(p[axis]));
   }
-  return PcdHeader("x y z", "4 4 4", "F F F", "1 1 1", points.size(), "binary_compressed") + Lzf(values);
+  return PcdHeader(points.size(), "binary_compressed") + Lzf(values);
 }
 
 }  // namespace point_files

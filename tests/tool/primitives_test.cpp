@@ -42,11 +42,20 @@ std::vector<Row> Rows() {
   const OutputCylinder cylinder(kPlace, 0.2, kAxis);
   const OutputCone cone(kPlace, 0.4, kAxis);
   const OutputTorus torus(kPlace, 0.8, 0.2, kAxis);
+  const double quarter = std::numbers::pi / 2;
+  const auto rod = [](Random& r) { return PointsOn(OutputLine(kPlace, kAxis), kCount, {0, 2}, kNoise, r); };
+  const auto arc = [](Random& r) {
+    return PointsOn(OutputCircle(kPlace, 0.5, kAxis), kCount, {1, 3}, kNoise, r);
+  };
+  const auto sheet = [](Random& r) {
+    return PointsOn(OutputPlane(kPlace, kAxis), kCount, {0, 1}, {0, 2}, kNoise, r);
+  };
+  const auto ball = [](Random& r) {
+    return PointsOn(OutputSphere(kPlace, 0.5), kCount, {-1.5, 1.5}, {0, 3}, kNoise, r);
+  };
   const auto pipe = [=](Random& r) { return PointsOn(cylinder, kCount, kFullTurn, {0, 1.5}, kNoise, r); };
   const auto horn = [=](Random& r) { return PointsOn(cone, kCount, kFullTurn, {0.5, 1.5}, kNoise, r); };
-  const auto bend = [=](Random& r) {
-    return PointsOn(torus, kCount, {0, std::numbers::pi / 2}, kFullTurn, kNoise, r);
-  };
+  const auto bend = [=](Random& r) { return PointsOn(torus, kCount, {0, quarter}, kFullTurn, kNoise, r); };
   const Json place = {2000, -1000, 3000}, axis = {kAxis.x(), kAxis.y(), kAxis.z()};
   // A cross-section of the bend: centred on the middle circle, about its tangent. A point of the pipe.
   const Vector3d e1 = (torus.Eval(0.5, 0) - kPlace).normalized();
@@ -54,30 +63,13 @@ std::vector<Row> Rows() {
       "--through=" + Comma(1000 * (kPlace + 0.8 * e1)) + ",200," + Comma(kAxis.cross(e1));
   const std::string pick = "--pick=" + Comma(1000 * (kPlace + 0.2 * e1 + 0.7 * kAxis));
   return {
-      {"line",
-       {},
-       [=](Random& r) {
-         return PointsOn(OutputLine(kPlace, kAxis), kCount, {0, 2}, kNoise, r);
-       },
-       {{"direction", axis}, {"length", 2000}}},
+      {"line", {}, rod, {{"direction", axis}, {"length", 2000}}},
       {"arc",
        {},
-       [=](Random& r) {
-         return PointsOn(OutputCircle(kPlace, 0.5, kAxis), kCount, {1, 3}, kNoise, r);
-       },
-       {{"center", place}, {"radius", 500}, {"normal", axis}, {"swept-angle", 360 / std::numbers::pi}}},
-      {"patch",
-       {},
-       [=](Random& r) {
-         return PointsOn(OutputPlane(kPlace, kAxis), kCount, {0, 1}, {0, 2}, kNoise, r);
-       },
-       {{"normal", axis}, {"outline", 2e6}}},
-      {"sphere",
-       {},
-       [=](Random& r) {
-         return PointsOn(OutputSphere(kPlace, 0.5), kCount, {-1.5, 1.5}, {0, 3}, kNoise, r);
-       },
-       {{"center", place}, {"radius", 500}}},
+       arc,
+       {{"center", place}, {"radius", 500}, {"normal", axis}, {"swept-angle", 180 / quarter}}},
+      {"patch", {}, sheet, {{"normal", axis}, {"outline", 2e6}}},
+      {"sphere", {}, ball, {{"center", place}, {"radius", 500}}},
       {"cylinder", {}, pipe, {{"radius", 200}, {"axis", axis}}},
       {"cylinder", {"--start=0,0,0,205,1,-2,2", "--fix-radius"}, pipe, {{"radius", 205}, {"axis", axis}}},
       {"bounded-cylinder", {}, pipe, {{"radius", 200}, {"axis", axis}, {"height", 1500}}},
@@ -119,16 +111,9 @@ TEST_F(Commands, FindTheirShapeInTheUnitOfTheFile) {
         row.shape.contains("outline") || row.shape.contains("swept-angle") || row.shape.contains("height1");
     for (int i = 0; i < kCount / 10 && !bounded; ++i) points.push_back(kPlace + random.InCube(1));
     for (Vector3d& p : points) p *= 1000;
-    Arguments arguments = {
-        row.command,
-        "--unit",
-        "mm",
-        "--json",
-        "--seed",
-        "1",
-        "--outliers",
-        "0.2",
-        Write("cloud.ply", point_files::BinaryPly<double>(std::endian::little, "double", points))};
+    Arguments arguments = {row.command,  "--unit", "mm",
+                           "--json",     "--seed", "1",
+                           "--outliers", "0.2",    Write("cloud.ply", point_files::BinaryPly(points))};
     arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
     const auto outcome = Launch(arguments);
     ASSERT_EQ(outcome.status, 0) << outcome.err;

@@ -6,16 +6,19 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <random>
 
 #include "point_files.h"
 #include "run_program.h"
 #include "scratch_folder.h"
+#include "support/scenes.h"
 
 namespace {
 
 using Eigen::Vector3d;
-using point_files::Points;
+using point_files::BinaryPly;
+using primfit::testing::Clutter;
+using primfit::testing::Points;
+using primfit::testing::Random;
 using run_program::How;
 using run_program::Launch;
 using run_program::Outcome;
@@ -24,24 +27,15 @@ using Arguments = std::vector<std::string>;
 
 const Vector3d kNormal(0.0, -0.6, 0.8);
 const Vector3d kOrigin(1.0, 2.0, 3.0);
-constexpr std::size_t kInliers = 3000;
-constexpr std::size_t kOutliers = 1000;
-constexpr std::size_t kNotFinite = 7;
+constexpr int kInliers = 3000, kOutliers = 1000, kNotFinite = 7;
 
 /// A square of 4 m in the plane, with 2 mm of noise across it; outliers in the cube around it; lost points.
-Points Scene(std::size_t outliers) {
-  std::mt19937 random(11);
-  std::uniform_real_distribution<double> side(-2.0, 2.0);
-  std::normal_distribution<double> noise(0.0, 0.002);
-  const Vector3d u(1.0, 0.0, 0.0);
-  const Vector3d v = kNormal.cross(u);
-  Points points;
-  for (std::size_t i = 0; i < kInliers; ++i) {
-    points.push_back(kOrigin + side(random) * u + side(random) * v + noise(random) * kNormal);
-  }
-  for (std::size_t i = 0; i < outliers; ++i) {
-    points.push_back(kOrigin + Vector3d(side(random), side(random), side(random)));
-  }
+Points Scene(int outliers) {
+  Random random;
+  const Vector3d corner(2, 2, 2);
+  Points points = primfit::testing::Joined(
+      PointsOn(OutputPlane(kOrigin, kNormal), kInliers, {-2, 2}, {-2, 2}, 0.002, random),
+      Clutter(kOrigin - corner, kOrigin + corner, outliers, random));
   points.insert(points.end(), kNotFinite, Vector3d(0.0, std::numeric_limits<double>::quiet_NaN(), 0.0));
   return points;
 }
@@ -68,10 +62,10 @@ Json JsonOf(const Outcome& outcome) {
 
 class Program : public ScratchFolder {
  protected:
-  std::string WriteScene(double metresPerUnit = 1.0, std::size_t outliers = kOutliers) const {
+  std::string WriteScene(double metresPerUnit = 1.0, int outliers = kOutliers) const {
     Points points = Scene(outliers);
     for (auto& p : points) p /= metresPerUnit;
-    return Write("scene.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+    return Write("scene.ply", BinaryPly(points));
   }
   Json Fit(Arguments arguments, const std::string& file) const {
     arguments.insert(arguments.begin(), "plane");
@@ -104,7 +98,7 @@ TEST_F(Program, FindsAPlaneAndCountsItsPoints) {
 TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
   Points points;
   for (int i = 0; i < 120000; ++i) points.emplace_back(0.01 * (i % 400), 0.01 * (i / 400), 0.5);
-  const std::string file = Write("a.ply", point_files::BinaryPly<float>(std::endian::big, "float", points));
+  const std::string file = Write("a.ply", BinaryPly<float>(points, "float", std::endian::big));
   EXPECT_EQ(Fit({}, file)["points"]["judged"], 100000);
   const Json all = Fit({"--sample-size", "all"}, file);
   EXPECT_EQ(all["points"]["judged"], 120000);
@@ -114,9 +108,7 @@ TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
 
 TEST_F(Program, GivesTheSamePlaneInEveryUnit) {
   const Json metres = Fit({}, WriteScene());
-  const std::vector<std::pair<std::string, double>> units = {
-      {"mm", 0.001}, {"cm", 0.01}, {"ft", 0.3048}, {"in", 0.0254}};
-  for (const auto& [name, size] : units) {
+  for (const auto& [name, size] : {std::pair("mm", 0.001), {"cm", 0.01}, {"ft", 0.3048}, {"in", 0.0254}}) {
     SCOPED_TRACE(name);
     const Json fit = Fit({"--unit", name}, WriteScene(size));
     EXPECT_EQ(fit["units"]["length"], name);
@@ -142,20 +134,18 @@ TEST_F(Program, UsesTheRegionOfInterest) {
   for (int floor = 0; floor < 3; ++floor) {
     for (int i = 0; i < 100; ++i) points.emplace_back(-1.0 + 0.2 * (i % 10), 0.2 * (i / 10), floor);
   }
-  const std::string file =
-      Write("a.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
-  struct Row {
+  const std::string file = Write("a.ply", BinaryPly(points));
+  const struct {
     Arguments region;
     double height;
     std::size_t used;
-  };
-  const std::vector<Row> rows = {
+  } rows[] = {
       {{"--box", "-1,0,0.9,1,2,1.1"}, 1, 100},
       {{"--box", "-1,0,2,-0.5,2,2"}, 2, 30},  // the faces of a box belong to it
       {{"--near", "-1,0,0,0.3"}, 0, 4},
       {{"--near=-.2,1,1,.95", "--box", "-5,-5,0.5,5,1,5"}, 1, 39},  // lattice points in a half disc
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     const Json fit = Fit(row.region, file);
     EXPECT_EQ(fit["points"]["used"], row.used);
     EXPECT_EQ(fit["points"]["outside_region"], 300 - row.used);
@@ -230,8 +220,7 @@ TEST_F(Program, TellsWhatAFileHolds) {
 }
 
 TEST_F(Program, ReadsStandardInput) {
-  How how;
-  how.input = WriteScene();
+  const How how{.input = WriteScene()};
   EXPECT_EQ(JsonOf(Launch({"plane", "--seed", "5", "--json", "-"}, how))["points"]["used"],
             kInliers + kOutliers);
 }
@@ -243,76 +232,67 @@ TEST_F(Program, WritesValidJsonForAnyFileName) {
 
 TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
   const std::string scene = WriteScene();
-  const std::string two = Write("two.xyz", "0 0 0\n1 0 0\n");
-  const std::string holds = "0,0,0,0,0,1";
-  struct Row {
+  Write("two.xyz", "0 0 0\n1 0 0\n");
+  Write("bad.xyz", "1 2 3\n1 2 x\n");
+  const struct {
     int status;
-    Arguments arguments;
+    const char* arguments;  // what follows the command lies in the folder of the test
     const char* reason;
-  };
-  const std::vector<Row> rows = {
-      {2, {}, "A subcommand is required"},
-      {2, {"plain", scene}, "\"plain\" is no command"},
-      {2, {"plane"}, "FILE is required"},
-      {2, {"plane", scene, scene}, "not expected"},
-      {2, {"plane", scene, "--colour"}, "--colour"},
-      {2, {"plane", folder_ / "no.ply"}, "no.ply: cannot be opened: No such file"},
-      {2, {"info", folder_}, "is a directory"},
-      {2,
-       {"plane", Write("bad.xyz", "1 2 3\n1 2 x\n")},
-       "bad.xyz: line 2: \"x\" in column 3 is not a number"},
-      {2, {"plane", scene, "--unit", "km"}, "--unit \"km\""},
-      {2,
-       {"plane", scene, "--tolerance", "0.0009"},
-       "--tolerance 0.0009 is not a number of at least 0.001 m"},
-      {2, {"plane", scene, "--unit", "mm", "--tolerance", "0.9"}, "at least 1 mm"},
-      {2, {"plane", scene, "--tolerance", "nan"}, "--tolerance"},
-      {2, {"plane", scene, "--scanner-error", "-0.001"}, "--scanner-error -0.001 is not within 0 to 1 m"},
-      {2, {"plane", scene, "--outliers", "0.95"}, "--outliers 0.95 is not within 0 to 0.9"},
-      {2, {"plane", scene, "--probability", "1"}, "--probability 1 is not within 0 to 0.99"},
-      {2, {"plane", scene, "--sample-size", "2"}, "from 3 to the 4000 points used"},
-      {2, {"plane", scene, "--sample-size", "4001"}, "from 3 to the 4000 points used"},
-      {2, {"plane", scene, "--seed", "-1"}, "--seed \"-1\""},
-      {2, {"plane", scene, "--seed", "18446744073709551616"}, "--seed"},
-      {2, {"plane", scene, "--near", "1,2,3"}, "--near needs 4 numbers"},
-      {2, {"plane", scene, "--near", ""}, "--near needs 4 numbers"},
-      {2, {"plane", scene, "--near", "1,2,3,0"}, "radius above 0"},
-      {2,
-       {"plane", scene, "--box", "1,2,3,4,5,6,7"},
-       "--box needs 6 numbers between commas (x0,y0,z0,x1,y1,z1)"},
-      {2, {"plane", scene, "--box", "0,0,1,1,1,0"}, "smallest x, y, z first"},
-      {2, {"plane", scene, "--box", "0,0,inf,1,1,1"}, "--box needs 6 numbers"},
-      {2, {"plane", scene, "--fix-origin"}, "needs --start"},
-      {2, {"plane", scene, "--skip-search"}, "--skip-search needs --start"},
-      {2, {"plane", scene, "--start", holds}, "--start alone changes nothing"},
-      {2,
-       {"plane", scene, "--start", holds, "--fix-origin", "--fix-normal"},
-       "every part of the plane is held"},
-      {2,
-       {"plane", scene, "--start", "0,0,0,0,0", "--fix-normal"},
+  } rows[] = {
+      {2, "", "A subcommand is required"},
+      {2, "plain scene.ply", "\"plain\" is no command"},
+      {2, "plane", "FILE is required"},
+      {2, "plane scene.ply scene.ply", "not expected"},
+      {2, "plane scene.ply --colour", "--colour"},
+      {2, "plane no.ply", "no.ply: cannot be opened: No such file"},
+      {2, "info .", "is a directory"},
+      {2, "plane bad.xyz", "bad.xyz: line 2: \"x\" in column 3 is not a number"},
+      {2, "plane scene.ply --unit km", "--unit \"km\""},
+      {2, "plane scene.ply --tolerance 0.0009", "--tolerance 0.0009 is not a number of at least 0.001 m"},
+      {2, "plane scene.ply --unit mm --tolerance 0.9", "at least 1 mm"},
+      {2, "plane scene.ply --tolerance nan", "--tolerance"},
+      {2, "plane scene.ply --scanner-error -0.001", "--scanner-error -0.001 is not within 0 to 1 m"},
+      {2, "plane scene.ply --outliers 0.95", "--outliers 0.95 is not within 0 to 0.9"},
+      {2, "plane scene.ply --probability 1", "--probability 1 is not within 0 to 0.99"},
+      {2, "plane scene.ply --sample-size 2", "from 3 to the 4000 points used"},
+      {2, "plane scene.ply --sample-size 4001", "from 3 to the 4000 points used"},
+      {2, "plane scene.ply --seed -1", "--seed \"-1\""},
+      {2, "plane scene.ply --seed 18446744073709551616", "--seed"},
+      {2, "plane scene.ply --near 1,2,3", "--near needs 4 numbers"},
+      {2, "plane scene.ply --near ''", "--near needs 4 numbers"},
+      {2, "plane scene.ply --near 1,2,3,0", "radius above 0"},
+      {2, "plane scene.ply --box 1,2,3,4,5,6,7", "--box needs 6 numbers between commas (x0,y0,z0,x1,y1,z1)"},
+      {2, "plane scene.ply --box 0,0,1,1,1,0", "smallest x, y, z first"},
+      {2, "plane scene.ply --box 0,0,inf,1,1,1", "--box needs 6 numbers"},
+      {2, "plane scene.ply --fix-origin", "needs --start"},
+      {2, "plane scene.ply --skip-search", "--skip-search needs --start"},
+      {2, "plane scene.ply --start 0,0,0,0,0,1", "--start alone changes nothing"},
+      {2, "plane scene.ply --start 0,0,0,0,0,1 --fix-origin --fix-normal", "every part of the plane is held"},
+      {2, "plane scene.ply --start 0,0,0,0,0 --fix-normal",
        "--start needs 6 numbers between commas (origin x,y,z, normal x,y,z)"},
-      {2, {"plane", scene, "--start", "0,0,0,0,0,z", "--fix-normal"}, "--start needs 6 numbers"},
-      {2, {"plane", scene, "--start", "0,0,0,0,0,0", "--fix-normal"}, "normal of length 0"},
-      {1, {"plane", scene, "--scanner-error", "0.0005"}, "FitPlane produced a poor fit quality; "},
-      {1, {"plane", two}, "2 of 2 points are left and a plane needs 3"},
-      {1, {"plane", scene, "--near", "90,90,90,1"}, "0 of 4007 points are left"},
-      {1,
-       {"plane", scene, "--start", "0,0,9,1,0,0", "--skip-search"},
-       "FitPlane failed; give a --start nearer"},
-      {2, {"pipe", scene, "--pick", "1,2,3"}, "a pipe needs --pick"},
-      {2, {"pipe", scene, "--pick", "1,2", "--radius-hint", "1"}, "--pick needs 3 numbers"},
-      {2, {"pipe", scene, "--pick", "1,2,3", "--radius-hint", "-1"}, "--radius-hint -1 is not a length"},
-      {2, {"pipe", scene, "--fix-radius"}, "--fix-radius"},
-      {1, {"pipe", two, "--pick", "1,2,3", "--radius-hint", "1"}, "FitCylinder failed; check that --pick"},
-      {2, {"torus", scene, "--through", "0,0,0,-1,0,0,1"}, "no radius above 0"},
-      {2, {"elbow", scene, "--through", "0,0,0,1,0,0,0"}, "normal of length 0"},
-      {2,
-       {"elbow", scene, "--through", "0,0,0,1,0,0,1", "--start", "0,0,0,2,1,0,0,1", "--fix-axis"},
-       "exclude each other"},
+      {2, "plane scene.ply --start 0,0,0,0,0,z --fix-normal", "--start needs 6 numbers"},
+      {2, "plane scene.ply --start 0,0,0,0,0,0 --fix-normal", "normal of length 0"},
+      {1, "plane scene.ply --scanner-error 0.0005", "FitPlane produced a poor fit quality; "},
+      {1, "plane two.xyz", "2 of 2 points are left and a plane needs 3"},
+      {1, "plane scene.ply --near 90,90,90,1", "0 of 4007 points are left"},
+      {1, "plane scene.ply --start 0,0,9,1,0,0 --skip-search", "FitPlane failed; give a --start nearer"},
+      {2, "pipe scene.ply --pick 1,2,3", "a pipe needs --pick"},
+      {2, "pipe scene.ply --pick 1,2 --radius-hint 1", "--pick needs 3 numbers"},
+      {2, "pipe scene.ply --pick 1,2,3 --radius-hint -1", "--radius-hint -1 is not a length"},
+      {2, "pipe scene.ply --fix-radius", "--fix-radius"},
+      {1, "pipe two.xyz --pick 1,2,3 --radius-hint 1", "FitCylinder failed; check that --pick"},
+      {2, "torus scene.ply --through 0,0,0,-1,0,0,1", "no radius above 0"},
+      {2, "elbow scene.ply --through 0,0,0,1,0,0,0", "normal of length 0"},
+      {2, "elbow scene.ply --through 0,0,0,1,0,0,1 --start 0,0,0,2,1,0,0,1 --fix-axis", "exclude each other"},
   };
-  for (const Row& row : rows) {
-    const Outcome outcome = Launch(row.arguments);
-    EXPECT_EQ(outcome.status, row.status) << row.reason << ": " << outcome.err;
+  for (const auto& row : rows) {
+    std::istringstream words(row.arguments);
+    Arguments arguments{std::istream_iterator<std::string>(words), {}};
+    std::replace(arguments.begin(), arguments.end(), std::string("''"), std::string());
+    for (std::size_t i = 1; i < arguments.size() && arguments[i][0] != '-'; ++i)
+      arguments[i] = Path(arguments[i]);
+    const Outcome outcome = Launch(arguments);
+    EXPECT_EQ(outcome.status, row.status) << row.arguments << ": " << outcome.err;
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err.find("primfit: "), 0U) << outcome.err;
     EXPECT_NE(outcome.err.find(row.reason), std::string::npos) << outcome.err << " lacks " << row.reason;
@@ -340,32 +320,25 @@ TEST_F(Program, HelpsForEveryCommand) {
 
 TEST_F(Program, SaysWhenItsOutputIsLost) {
   const std::string scene = WriteScene();
-  How full;
-  full.output = "/dev/full";
-  How closed;
-  closed.closedPipe = true;
-  for (const Arguments& arguments : {Arguments{"plane", "--seed", "5", scene},
-                                     {"info", "--json", scene},
-                                     {"plane", "--help"},
-                                     {"--version"}}) {
-    const Outcome lost = Launch(arguments, full);
-    EXPECT_EQ(lost.status, 2) << arguments[0];
-    EXPECT_EQ(lost.err, "primfit: the result could not be written: No space left on device\n");
-    const Outcome unread = Launch(arguments, closed);
-    EXPECT_EQ(unread.status, 2) << arguments[0];
-    EXPECT_EQ(unread.err, "primfit: the result could not be written: Broken pipe\n");
+  const Arguments commands[] = {
+      {"plane", "--seed", "5", scene}, {"info", "--json", scene}, {"plane", "--help"}, {"--version"}};
+  for (const Arguments& arguments : commands) {
+    for (const bool full : {false, true}) {
+      const Outcome lost = Launch(arguments, {.output = full ? "/dev/full" : "", .closedPipe = !full});
+      EXPECT_EQ(lost.status, 2) << arguments[0];
+      EXPECT_EQ(lost.err, std::string("primfit: the result could not be written: ") +
+                              (full ? "No space left on device\n" : "Broken pipe\n"));
+    }
   }
 }
 
 TEST_F(Program, StopsTheSearchOnControlC) {
   // 100000 points of which a tenth is expected on the plane: thousands of samples.
-  Points points;
-  std::mt19937 random(4);
-  std::uniform_real_distribution<double> side(0.0, 10.0);
-  for (int i = 0; i < 100000; ++i)
-    points.emplace_back(side(random), side(random), i % 5 == 0 ? 1.0 : side(random));
-  const std::string file =
-      Write("a.ply", point_files::BinaryPly<double>(std::endian::little, "double", points));
+  Random random;
+  const Points points =
+      primfit::testing::Joined(PointsOn(OutputPlane(kOrigin, kNormal), 20000, {0, 10}, {0, 10}, 0, random),
+                               Clutter({0, 0, 0}, {10, 10, 10}, 80000, random));
+  const std::string file = Write("a.ply", BinaryPly(points));
   How how;
   how.terminal = true;
   bool sent = false;

@@ -26,12 +26,12 @@ struct Outcome {
 
 struct How {
   std::string input = "/dev/null";  ///< file for standard input
-  std::string output;               ///< file for standard output; empty: captured
+  std::string output = {};          ///< file for standard output; empty: captured
   bool closedPipe = false;          ///< standard output is a pipe that nobody reads
   bool terminal = false;            ///< standard error is the controlling terminal
-  std::function<void(pid_t child)> onStart;
+  std::function<void(pid_t child)> onStart = {};
   /// Called after every piece of standard error with all of it and the terminal.
-  std::function<void(const std::string& err, int terminal)> onError;
+  std::function<void(const std::string& err, int terminal)> onError = {};
 };
 
 inline void Redirect(const std::string& path, int flags, int to) {

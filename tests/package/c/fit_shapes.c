@@ -39,28 +39,14 @@ typedef struct {
   RFit* rfit;
 } Row;
 
+#define FUNCTIONS(Shape, Form) IFit##Shape##Form, Optimize##Shape##Form, QFit##Shape, RFit##Shape
+
 static const Row kRows[] = {
-    {"plane", {1, 2, 3, 0, 0, 1}, "001111", 3, 0, IFitPlaneFree, OptimizePlaneFree, QFitPlane, RFitPlane},
-    {"sphere", {1, 2, 3, 0.5}, "1111", 4, 0, IFitSphereFree, OptimizeSphereFree, QFitSphere, RFitSphere},
-    {"cylinder",
-     {1, 2, 3, 0.5, 0, 0, 1},
-     "1101111",
-     9,
-     3,
-     IFitCylinder,
-     OptimizeCylinder,
-     QFitCylinder,
-     RFitCylinder},
-    {"cone", {1, 2, 3, 0.4, 0, 0, 1}, "1111111", 9, 3, IFitCone, OptimizeCone, QFitCone, RFitCone},
-    {"torus",
-     {1, 2, 3, 1.5, 0.5, 0, 0, 1},
-     "11111111",
-     13,
-     4,
-     IFitTorus,
-     OptimizeTorus,
-     QFitTorus,
-     RFitTorus},
+    {"plane", {1, 2, 3, 0, 0, 1}, "001111", 3, 0, FUNCTIONS(Plane, Free)},
+    {"sphere", {1, 2, 3, 0.5}, "1111", 4, 0, FUNCTIONS(Sphere, Free)},
+    {"cylinder", {1, 2, 3, 0.5, 0, 0, 1}, "1101111", 9, 3, FUNCTIONS(Cylinder, )},
+    {"cone", {1, 2, 3, 0.4, 0, 0, 1}, "1111111", 9, 3, FUNCTIONS(Cone, )},
+    {"torus", {1, 2, 3, 1.5, 0.5, 0, 0, 1}, "11111111", 13, 4, FUNCTIONS(Torus, )},
 };
 
 /* Point i of a shape: two quasi-random numbers give its place on it. */
