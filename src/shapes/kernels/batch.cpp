@@ -44,11 +44,13 @@ void ForParts(const Eigen::Vector3d* points, int n, const Visit& visit) {
     LoadPoints(points[at].data(), x, y, z);
     visit(x, y, z, at, kPartLanes);
   }
-  if (at == n) return;
-  double rest[kPartLanes][3];
-  for (int i = 0; i < kPartLanes; ++i) std::copy_n(points[std::min(at + i, n - 1)].data(), 3, rest[i]);
-  LoadPoints(rest[0], x, y, z);
-  visit(x, y, z, at, n - at);
+  if constexpr (kPartLanes > 1) {
+    if (at == n) return;
+    double rest[kPartLanes][3];
+    for (int i = 0; i < kPartLanes; ++i) std::copy_n(points[std::min(at + i, n - 1)].data(), 3, rest[i]);
+    LoadPoints(rest[0], x, y, z);
+    visit(x, y, z, at, n - at);
+  }
 }
 
 /// A bit a lane: whether the formula's quantity lies in its band.
@@ -94,9 +96,11 @@ bool DistancesOnTarget(const OutputShape& shape, const Eigen::Vector3d* points, 
     ForParts(points, n, [&](Part x, Part y, Part z, int at, int meant) HWY_ATTR {
       const Part d = formula.Distance(x, y, z).v;
       if (meant == kPartLanes) return StoreAnywhere(d, distances + at);
-      double rest[kPartLanes];
-      StoreAnywhere(d, rest);
-      std::copy_n(rest, meant, distances + at);
+      if constexpr (kPartLanes > 1) {
+        double rest[kPartLanes];
+        StoreAnywhere(d, rest);
+        std::copy_n(rest, meant, distances + at);
+      }
     });
   });
 }
