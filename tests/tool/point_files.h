@@ -7,8 +7,8 @@
 #include <Eigen/Core>
 #include <algorithm>
 #include <bit>
+#include <boost/algorithm/string/replace.hpp>
 #include <cstdint>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -40,8 +40,8 @@ std::string PackedRows(std::endian order, const Points& points) {
 
 /// The elements are given as "camera 1: uchar id; vertex 2: float x, float y, float z".
 inline std::string PlyHeader(const std::string& format, std::string elements) {
-  elements = std::regex_replace(elements, std::regex("[:,] "), "\nproperty ");
-  elements = std::regex_replace(elements, std::regex("; "), "\nelement ");
+  for (const char* before : {": ", ", "}) boost::replace_all(elements, before, "\nproperty ");
+  boost::replace_all(elements, "; ", "\nelement ");
   return "ply\nformat " + format + " 1.0\nelement " + elements + "\nend_header\n";
 }
 inline std::string PlyHeader(const std::string& format, std::size_t count, const std::string& type) {

@@ -102,9 +102,7 @@ TEST(Ply, SkipsWhatIsNotAPoint) {
   const std::string asciiMixed = PlyHeader(
       "ascii",
       "camera 2: list uchar short v; vertex 2: list uchar int w, float z, float x, uchar red, float y");
-  const auto crLf = [](const std::string& header) {
-    return std::regex_replace(header, std::regex("\n"), "\r\n");
-  };
+  const auto crLf = [](const std::string& header) { return boost::replace_all_copy(header, "\n", "\r\n"); };
   ExpectReadable({
       {"lists and elements around, big", mixed, {{1, 2, 3}, {4, -5, 6.5}}},
       {"lists and elements around, ascii",
