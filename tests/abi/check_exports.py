@@ -6,7 +6,7 @@ usage: check_exports.py LIBRARY [--update] [--may-need NAME...]
 Strong symbols have to be those of the list. Weak ones (inline functions, template instances, class data without a
 home) come and go with compiler and optimisation and every user has a copy, so they are in no list; but each has
 to be of a class that a public header declares: no instance of std, Eigen or Boost templates leaves the library.
-Beyond itself the library may need the C and C++ run time and OpenMP's only, and the libNAME.so that are named.
+Beyond itself the library may need the C and C++ run time only, and the libNAME.so that are named.
 """
 import argparse
 import pathlib
@@ -17,7 +17,7 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 LIST = HERE / "exports.txt"
 HEADERS = HERE.parents[1] / "include"
-RUN_TIME = {"libc", "libm", "libgcc_s", "libstdc++", "libgomp", "libomp", "libdl", "libpthread", "ld-linux-x86-64"}
+RUN_TIME = {"libc", "libm", "libgcc_s", "libstdc++", "libdl", "libpthread", "ld-linux-x86-64"}
 WEAK = "VWuvw"
 
 
