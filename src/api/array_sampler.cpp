@@ -1,5 +1,6 @@
 #include "api/array_sampler.h"
 
+#include <algorithm>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/random/uniform_int_distribution.hpp>
 #include <random>
@@ -20,13 +21,14 @@ std::uint32_t SamplerSeed() {
 
 }  // namespace
 
-std::vector<unsigned char> Tls::MakeSelectionMask(std::uint64_t n, std::uint64_t k) {
+primfit::Scratch<unsigned char> Tls::MakeSelectionMask(std::uint64_t n, std::uint64_t k) {
   std::minstd_rand generator(SamplerSeed());
   boost::random::uniform_int_distribution<std::uint64_t> index(0, n - 1);
   // Flip whichever are fewer: the ones that stay or the ones that go.
   const bool invert = k > n / 2;
   const unsigned char target = invert ? 0 : 1;
-  std::vector<unsigned char> mask(n, invert ? 1 : 0);
+  primfit::Scratch<unsigned char> mask(n);
+  std::fill_n(mask.data(), n, invert ? 1 : 0);
   for (std::uint64_t left = invert ? n - k : k; left > 0;) {
     unsigned char& chosen = mask[index(generator)];
     if (chosen == target) continue;
@@ -49,8 +51,8 @@ void ArraySampler<T>::Sample(const T* data, std::uint64_t n, std::uint64_t maxCo
   if (maxCount == 0) return;
   SetSource(data, n);
   if (!allowSampling || n <= maxCount) return;
-  const std::vector<unsigned char> mask = MakeSelectionMask(n, maxCount);
   T* next = AllocateSampled(maxCount);
+  const primfit::Scratch<unsigned char> mask = MakeSelectionMask(n, maxCount);
   const T* const end = next + maxCount;
   for (std::uint64_t i = 0; next != end; ++i) {
     if (mask[i] == 1) *next++ = data[i];
@@ -60,15 +62,15 @@ void ArraySampler<T>::Sample(const T* data, std::uint64_t n, std::uint64_t maxCo
 
 template <class T>
 T* ArraySampler<T>::AllocateSampled(std::uint64_t count) {
-  sampled_ = std::make_unique_for_overwrite<T[]>(count);
-  return sampled_.get();
+  sampled_ = primfit::Scratch<T>(count);
+  return sampled_.data();
 }
 
 template <class T>
 void ArraySampler<T>::SetSource(const T* data, std::uint64_t n) {
   source_ = data;
   sourceCount_ = n;
-  sampled_.reset();
+  sampled_ = {};
   sampledCount_ = 0;
 }
 

@@ -4,14 +4,14 @@
 #include <Eigen/Core>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <vector>
+
+#include "fit/fit_memory.h"
 
 namespace Tls {
 
 /// One byte for each of n elements: 1 for the k chosen at random, 0 for the rest. Seeded from the time of
 /// day, or from the thread's primfit::ScopedSeed. Needs k < n.
-std::vector<unsigned char> MakeSelectionMask(std::uint64_t n, std::uint64_t k);
+primfit::Scratch<unsigned char> MakeSelectionMask(std::uint64_t n, std::uint64_t k);
 
 /// A random subset of a caller's array, in the caller's order, or the array itself where it is small enough.
 template <class T>
@@ -28,7 +28,7 @@ class ArraySampler {
   virtual void Sample(const T* data, std::uint64_t n, std::uint64_t maxCount, bool allowSampling);
   virtual bool IsSampled() const { return sampledCount_ > 0; }
   virtual std::uint64_t GetCount() const { return IsSampled() ? sampledCount_ : sourceCount_; }
-  virtual const T* GetData() const { return IsSampled() ? sampled_.get() : source_; }
+  virtual const T* GetData() const { return IsSampled() ? sampled_.data() : source_; }
 
  protected:
   /// Makes room for a copy; its elements are to be written before it is used.
@@ -38,7 +38,7 @@ class ArraySampler {
 
  private:
   const T* source_ = nullptr;
-  std::unique_ptr<T[]> sampled_;
+  primfit::Scratch<T> sampled_;
   std::uint64_t sourceCount_ = 0;
   std::uint64_t sampledCount_ = 0;
 };

@@ -44,11 +44,11 @@ FitOutput<FitOutputParamsCylinder> ConsensusRansacFit(const Vector3d& seed, doub
                                                       const Vector3d* points, int n, const Params& params,
                                                       FitProgressUpdater* /*updater*/) {
   const primfit::FitLimits limits(params, params.ScannerError());
-  primfit::Fitted<OutputCylinder> fitted;
+  const bool all = params.SampleSize() == n;
+  primfit::Fitted<OutputCylinder> fitted(n, true);
   fitted.shape = SearchInFrame(seed, radiusHint, points, n, params, limits.distance, fitted.used, nullptr);
   if (!fitted.shape) throw FitError(primfit::CylinderPrimitive::Failed());
-  if (!fitted.shape->GetClosePoints(fitted.used.Points(), fitted.used.Count(), limits.distance, fitted.close,
-                                    params.SampleSize() == n)) {
+  if (!primfit::SelectClose(limits, all, fitted)) {
     throw FitError(
         primfit::PlanePrimitive::PoorQuality());  // Deliberate: hosts know this failure by the plane's text
   }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <vector>
 
 #include "fit/vector_math.h"
 #include "shapes/formulas.h"
@@ -70,7 +71,7 @@ AxialRange RangeAlong(const Fitted<OutputCone>& fitted) {
                [&](const Vector3d& p) { return std::abs(DistanceAt(formula, p)) <= tolerance; });
 }
 
-double ElbowAngularExtent(const Vector3d& center, const Vector3d& axis, const std::vector<Vector3d>& close,
+double ElbowAngularExtent(const Vector3d& center, const Vector3d& axis, std::span<const Vector3d> close,
                           Vector3d& xAxis) {
   using std::numbers::pi;
   const Vector3d e1 = UnitOrthogonal(axis);

@@ -3,7 +3,7 @@
 #define PRIMFIT_SRC_API_EXTENTS_H_
 
 #include <Eigen/Core>
-#include <vector>
+#include <span>
 
 #include "api/fit_pipeline.h"
 #include "primfit/shapes/output_cone.h"
@@ -32,7 +32,7 @@ AxialRange RangeAlong(const Fitted<OutputCone>& fitted);
 ///                tip of the axis
 /// @return swept angle in radians, 0 for a single point
 double ElbowAngularExtent(const Eigen::Vector3d& center, const Eigen::Vector3d& axis,
-                          const std::vector<Eigen::Vector3d>& close, Eigen::Vector3d& xAxis);
+                          std::span<const Eigen::Vector3d> close, Eigen::Vector3d& xAxis);
 
 }  // namespace primfit
 

@@ -5,15 +5,17 @@
 #include <algorithm>
 #include <concepts>
 #include <memory>
-#include <vector>
+#include <span>
 
 #include "api/working_set.h"
+#include "fit/fit_memory.h"
 #include "fit/messages.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/fit_input_params.h"
 #include "primfit/fit/fit_output.h"
 #include "primfit/fit/fit_progress_updater.h"
 #include "primfit/shapes/output_shape.h"
+#include "shapes/kernels/batch.h"
 
 namespace primfit {
 
@@ -37,11 +39,17 @@ struct FitLimits {
 /// What a fit found, in its working frame.
 template <class S>
 struct Fitted {
+  /// @param n    number of the caller's points
+  /// @param all  whether all of them are used
+  Fitted(int n, bool all)
+      : memory(WorkingSet::BytesForFit(static_cast<std::uint64_t>(std::max(n, 0)), !all)) {}
   const S& Shape() const { return static_cast<const S&>(*shape); }
 
+  FitMemory memory;
   WorkingSet used;
   std::unique_ptr<OutputShape> shape;
-  std::vector<Eigen::Vector3d> close;  // the points that the quality is of
+  std::span<const Eigen::Vector3d> close;  // the points that the quality is of
+  Scratch<Eigen::Vector3d> selected;       // where they are a choice
   FitQuality quality;
   bool held = false;  // whether the constraints' parts were held
 };
@@ -84,12 +92,30 @@ std::unique_ptr<OutputShape> SearchShape(const WorkingSet& set, const FitLimits&
   return result;
 }
 
+inline void RequirePoints(const Eigen::Vector3d* points, int n) {
+  if (points == nullptr || n < 1) throw FitError(messages::kPointsMissing);
+}
+
 /// Takes the caller's points into the working frame.
 /// @throws FitError "Points are not provided" for a null array, n < 1, or no finite point
 inline void TakePoints(const Eigen::Vector3d* points, int n, bool all, WorkingSet& set) {
-  if (points == nullptr || n < 1) throw FitError(messages::kPointsMissing);
+  RequirePoints(points, n);
   set.Sample(points, static_cast<std::uint64_t>(n), WorkingSet::kCap, !all);
   if (set.Count() == 0) throw FitError(messages::kPointsMissing);
+}
+
+/// Selects the points within the limits' distance, or all.
+/// @return false for none
+template <class S>
+bool SelectClose(const FitLimits& limits, bool all, Fitted<S>& fitted) {
+  const WorkingSet& set = fitted.used;
+  fitted.close = {set.Points(), static_cast<std::size_t>(set.Count())};
+  if (all) return true;
+  fitted.selected = Scratch<Eigen::Vector3d>(fitted.close.size() + 1);
+  fitted.shape->SetDistSqrdThreshod(limits.distance);
+  const int count = SelectClose(*fitted.shape, set.Points(), set.Count(), fitted.selected.data());
+  fitted.close = {fitted.selected.data(), static_cast<std::size_t>(count)};
+  return count > 0;
 }
 
 /// Measures the close points and judges the fit by their histogram.
@@ -110,7 +136,8 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
   const auto* given = constraints != nullptr ? P::GivenBy(*constraints) : nullptr;
   if (P::NeedsGiven(params.SkipEstimator()) && given == nullptr) throw FitError(P::NotProvided());
   const bool all = params.SampleSize() == n;
-  Fitted<typename P::Shape> fitted;
+  RequirePoints(points, n);
+  Fitted<typename P::Shape> fitted(n, all);
   WorkingSet& set = fitted.used;
   TakePoints(points, n, all, set);
 
@@ -129,9 +156,7 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
     fitted.shape = SearchShape<P>(set, limits, optimizer, held, params.OptimizeOnce(), updater, earlyStop);
   }
   if (!fitted.shape) throw FitError(P::Failed());
-  if (!fitted.shape->GetClosePoints(set.Points(), set.Count(), limits.distance, fitted.close, all)) {
-    throw FitError(P::PoorQuality());
-  }
+  if (!SelectClose(limits, all, fitted)) throw FitError(P::PoorQuality());
   Judge(limits, params.OutputAnyQuality(), P::PoorQuality(), fitted);
   return fitted;
 }

@@ -56,8 +56,8 @@ FitOutputParamsPlane PlaneFromPoints(const Vector3d* points, int n, const double
   if (set.Count() == 0) throw FitError(primfit::messages::kPointsMissing);
   if (set.Count() < 3) throw FitError(primfit::messages::kNotEnoughPoints);
   double plane[4];
-  WeightedPlaneFit(static_cast<unsigned>(set.Count()), set.Points()->data(), sizeof(Vector3d),
-                   set.Weights().data(), sizeof(double), plane);
+  WeightedPlaneFit(static_cast<unsigned>(set.Count()), set.Points()->data(), sizeof(Vector3d), set.Weights(),
+                   sizeof(double), plane);
   const Vector3d normal(plane[0], plane[1], plane[2]);
   if (!normal.allFinite()) throw FitError(PlanePrimitive::Failed());
   return {reference, normal};

@@ -1,5 +1,6 @@
 #include "api/working_set.h"
 
+#include <algorithm>
 #include <cmath>
 
 using Eigen::Vector3d;
@@ -14,6 +15,13 @@ bool IsFinite(const Vector3d& p) {
 
 }  // namespace
 
+std::size_t WorkingSet::BytesForFit(std::uint64_t n, bool allowSampling) {
+  const std::size_t used = allowSampling ? std::min(n, kCap) : n;
+  const std::size_t points = FitMemory::RoundedUp((used + 1) * sizeof(Vector3d));
+  const std::size_t afterwards = points + FitMemory::RoundedUp((used + 1) * sizeof(double));
+  return points + std::max(afterwards, used < n ? FitMemory::RoundedUp(n) : 0);
+}
+
 /// Up to the cap one pass over the caller's points does everything. Above it a first pass counts the usable
 /// ones, so that the subset is chosen among them and not among the holes of an organised scan.
 template <class Usable, class Taken>
@@ -21,24 +29,21 @@ void WorkingSet::Take(const Vector3d* data, std::uint64_t n, std::uint64_t maxCo
                       const Usable& usable, const Taken& taken) {
   Clear();
   origin_ = Vector3d::Zero();
-  weights_.clear();
-  std::vector<unsigned char> mask;
-  std::uint64_t room = n;
+  Vector3d* const first = AllocateSampled(allowSampling ? std::min(n, maxCount) : n);
+  Vector3d* next = first;
+  Scratch<unsigned char> mask;
   if (allowSampling && n > maxCount) {
     std::uint64_t usableCount = 0;
     for (std::uint64_t i = 0; i < n; ++i) usableCount += usable(i) ? 1 : 0;
     if (usableCount > maxCount) mask = Tls::MakeSelectionMask(usableCount, maxCount);
-    room = std::min(usableCount, maxCount);
   }
-  Vector3d* const first = AllocateSampled(room);
-  Vector3d* next = first;
   std::uint64_t rank = 0;
   for (std::uint64_t i = 0; i < n; ++i) {
     if (!usable(i)) continue;
     if (rank == 0) origin_ = data[i];
-    if (mask.empty() || mask[rank] == 1) {
+    if (mask.data() == nullptr || mask[rank] == 1) {
+      taken(next - first, i);
       *next++ = data[i] - origin_;
-      taken(i);
     }
     ++rank;
   }
@@ -48,15 +53,16 @@ void WorkingSet::Take(const Vector3d* data, std::uint64_t n, std::uint64_t maxCo
 void WorkingSet::Sample(const Vector3d* data, std::uint64_t n, std::uint64_t maxCount, bool allowSampling) {
   Take(
       data, n, maxCount, allowSampling, [&](std::uint64_t i) { return IsFinite(data[i]); },
-      [](std::uint64_t) {});
+      [](std::ptrdiff_t, std::uint64_t) {});
 }
 
 void WorkingSet::SampleWeighted(const Vector3d* data, const double* weights, std::uint64_t n,
                                 std::uint64_t maxCount) {
+  weights_ = Scratch<double>(std::min(n, maxCount));
   Take(
       data, n, maxCount, true,
       [&](std::uint64_t i) { return IsFinite(data[i]) && std::isfinite(weights[i]); },
-      [&](std::uint64_t i) { weights_.push_back(weights[i]); });
+      [&](std::ptrdiff_t at, std::uint64_t i) { weights_.data()[at] = weights[i]; });
 }
 
 }  // namespace primfit

@@ -11,6 +11,9 @@ namespace primfit {
 class WorkingSet final : public Tls::ArraySampler<Eigen::Vector3d> {
  public:
   static constexpr std::uint64_t kCap = 100000;
+  /// Memory for a fit of n points: the set, a selection of it and a double for each of its points; while the
+  /// set is chosen from more than the cap, a byte for each of n.
+  static std::size_t BytesForFit(std::uint64_t n, bool allowSampling);
 
   /// Takes the finite points of `data` relative to the first of them, at most maxCount where sampling is
   /// allowed.
@@ -24,8 +27,8 @@ class WorkingSet final : public Tls::ArraySampler<Eigen::Vector3d> {
   int Count() const { return static_cast<int>(GetCount()); }
   /// Origin of the frame, in the caller's coordinates.
   const Eigen::Vector3d& Origin() const { return origin_; }
-  /// The weights of the points; empty when none were given.
-  const std::vector<double>& Weights() const { return weights_; }
+  /// The weights of the points; null when none were given.
+  const double* Weights() const { return weights_.data(); }
 
  private:
   template <class Usable, class Taken>
@@ -33,7 +36,7 @@ class WorkingSet final : public Tls::ArraySampler<Eigen::Vector3d> {
             const Usable& usable, const Taken& taken);
 
   Eigen::Vector3d origin_ = Eigen::Vector3d::Zero();
-  std::vector<double> weights_;
+  Scratch<double> weights_;
 };
 
 }  // namespace primfit

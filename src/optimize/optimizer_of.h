@@ -2,7 +2,6 @@
 #define PRIMFIT_SRC_OPTIMIZE_OPTIMIZER_OF_H_
 
 #include <array>
-#include <memory>
 
 #include "optimize/directions.h"
 #include "optimize/screen_samples.h"
@@ -29,7 +28,7 @@ struct StartDirection {
   double elevation = 0;
 };
 
-/// The refinement that all optimizers share. `Derived` offers Refine(shape, n, points), which states its
+/// The refinement that all optimizers share. `Derived` offers Refine(shape, points), which states its
 /// start, calls Solve and rebuilds the shape, and HoldParts(model).
 template <class Derived, class Shape, class Model>
 class OptimizerOf : public TROptimizer {
@@ -39,7 +38,7 @@ class OptimizerOf : public TROptimizer {
   OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const final {
     const auto* shape = dynamic_cast<const Shape*>(start != nullptr ? start : StartShape());
     if (shape == nullptr || n < 1 || points == nullptr) return nullptr;
-    return Self().Refine(*shape, n, points);
+    return Self().Refine(*shape, {n, points});
   }
 
  protected:
@@ -49,13 +48,13 @@ class OptimizerOf : public TROptimizer {
   /// none.
   /// @param extra  further arguments of the model's constructor
   template <class Rebuild, class... Extra>
-  OutputShape* Solve(const Start& start, int n, const Eigen::Vector3d* points, const Rebuild& rebuild,
+  OutputShape* Solve(const Start& start, const PointRefs& points, const Rebuild& rebuild,
                      const Extra&... extra) const {
-    PointRefs used{n, points, nullptr};
-    std::unique_ptr<const Eigen::Vector3d*[]> kept;
-    if (Screen() && n > kLargestUnscreened) {
-      const int count = KeepBest(n, points, start.screening, kept);
-      used = {count, nullptr, kept.get()};
+    PointRefs used = points;
+    Scratch<const Eigen::Vector3d*> kept;
+    if (Screen() && points.count > kLargestUnscreened) {
+      const int count = KeepBest(points, start.screening, kept);
+      used = {count, nullptr, kept.data(), points.plane};
     }
     Model model(used, Tolerance(), extra...);
     model.SetDirectionFrame(start.frame);

@@ -1,56 +1,30 @@
 #include "optimize/optimizers.h"
 
 #include <Eigen/Geometry>
-#include <array>
-#include <vector>
 
 #include "fit/vector_math.h"
 
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
+using primfit::PlaneFrame;
+using primfit::PointRefs;
 
-namespace {
-
-/// Points in the plane frame (origin, u, w), the offset from the plane dropped. Those of a minimal sample, of
-/// which a search takes thousands, need no memory from the heap.
-class InPlane {
- public:
-  InPlane(const Vector3d& origin, const Vector3d& u, const Vector3d& w, int n, const Vector3d* points) {
-    if (n > static_cast<int>(few_.size())) {
-      many_.resize(static_cast<std::size_t>(n));
-      local_ = many_.data();
-    }
-    for (int i = 0; i < n; ++i) {
-      const Vector3d v = points[i] - origin;
-      local_[i] = {u.dot(v), w.dot(v), 0};
-    }
-  }
-  InPlane(const InPlane&) = delete;
-  InPlane& operator=(const InPlane&) = delete;
-  const Vector3d* data() const { return local_; }
-
- private:
-  std::array<Vector3d, 20> few_;
-  std::vector<Vector3d> many_;
-  Vector3d* local_ = few_.data();
-};
-
-}  // namespace
-
-OutputShape* LineOptimizer::Refine(const OutputLine& start, int n, const Vector3d* points) const {
+OutputShape* LineOptimizer::Refine(const OutputLine& start, const PointRefs& points) const {
   const Vector3d origin = root_.value_or(start.Root());
   // A held direction need not be perpendicular to the start's normal: the second axis is made so.
   const Vector3d d = primfit::Normalised(direction_.value_or(start.Direction()));
   const Vector3d across = start.Normal().cross(d);
   const Vector3d e2 = across.norm() > 1e-12 ? primfit::Normalised(across)
                                             : primfit::Normalised(primfit::UnitOrthogonal(d).cross(d));
-  const InPlane local(origin, d, e2, n, points);
+  const PlaneFrame plane{origin, d, e2};
   const OutputLine localLine(Vector3d::Zero(), Vector3d::UnitX(), Vector3d::UnitZ());
-  return Solve({{0, 0}, Matrix3d::Identity(), localLine}, n, local.data(), [&](const TRLine& model) {
-    Vector3d q, g;
-    model.GetResult(q, g);
-    return new OutputLine(origin + q.x() * d + q.y() * e2, g.x() * d + g.y() * e2, -g.y() * d + g.x() * e2);
-  });
+  return Solve({{0, 0}, Matrix3d::Identity(), localLine}, {points.count, points.rows, nullptr, &plane},
+               [&](const TRLine& model) {
+                 Vector3d q, g;
+                 model.GetResult(q, g);
+                 return new OutputLine(origin + q.x() * d + q.y() * e2, g.x() * d + g.y() * e2,
+                                       -g.y() * d + g.x() * e2);
+               });
 }
 
 void LineOptimizer::HoldParts(TRLine& model) const {
@@ -58,15 +32,15 @@ void LineOptimizer::HoldParts(TRLine& model) const {
   if (direction_) model.FixDirection(Vector3d::UnitX());
 }
 
-OutputShape* CircleOptimizer::Refine(const OutputCircle& start, int n, const Vector3d* points) const {
+OutputShape* CircleOptimizer::Refine(const OutputCircle& start, const PointRefs& points) const {
   const Vector3d origin = center_.value_or(start.Center());
   const double radius = radius_.value_or(start.Radius());
   const Vector3d u = primfit::UnitOrthogonal(start.Axis());
   const Vector3d w = start.Axis().cross(u);
-  const InPlane local(origin, u, w, n, points);
+  const PlaneFrame plane{origin, u, w};
   const OutputCircle localCircle(Vector3d::Zero(), radius, Vector3d::UnitZ());
-  return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle}, n, local.data(),
-               [&](const TRCircle& model) {
+  return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle},
+               {points.count, points.rows, nullptr, &plane}, [&](const TRCircle& model) {
                  Vector3d c;
                  double r;
                  model.GetResult(c, r);
@@ -79,10 +53,10 @@ void CircleOptimizer::HoldParts(TRCircle& model) const {
   if (radius_) model.FixRadius(*radius_);
 }
 
-OutputShape* PlaneOptimizer::Refine(const OutputPlane& start, int n, const Vector3d* points) const {
+OutputShape* PlaneOptimizer::Refine(const OutputPlane& start, const PointRefs& points) const {
   const primfit::StartDirection normal(start.Normal());
   const double rho = start.Center().dot(normal_.value_or(start.Normal()));
-  return Solve({{rho, normal.azimuth, normal.elevation}, normal.frame, start}, n, points,
+  return Solve({{rho, normal.azimuth, normal.elevation}, normal.frame, start}, points,
                [](const TRPlane& model) {
                  Vector3d o, m;
                  model.GetResult(o, m);
@@ -95,9 +69,9 @@ void PlaneOptimizer::HoldParts(TRPlane& model) const {
   if (normal_) model.FixNormal(*normal_);
 }
 
-OutputShape* SphereOptimizer::Refine(const OutputSphere& start, int n, const Vector3d* points) const {
+OutputShape* SphereOptimizer::Refine(const OutputSphere& start, const PointRefs& points) const {
   const Vector3d c = start.Center();
-  return Solve({{c.x(), c.y(), c.z(), start.Radius()}, Matrix3d::Identity(), start}, n, points,
+  return Solve({{c.x(), c.y(), c.z(), start.Radius()}, Matrix3d::Identity(), start}, points,
                [](const TRSphere& model) {
                  Vector3d center;
                  double r;
@@ -111,10 +85,10 @@ void SphereOptimizer::HoldParts(TRSphere& model) const {
   if (radius_) model.FixRadius(*radius_);
 }
 
-OutputShape* CylinderOptimizer::Refine(const OutputCylinder& start, int n, const Vector3d* points) const {
+OutputShape* CylinderOptimizer::Refine(const OutputCylinder& start, const PointRefs& points) const {
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Center();
-  return Solve({{c.x(), c.y(), c.z(), start.Radius(), axis.azimuth, axis.elevation}, axis.frame, start}, n,
+  return Solve({{c.x(), c.y(), c.z(), start.Radius(), axis.azimuth, axis.elevation}, axis.frame, start},
                points, [](const TRCylinder& model) {
                  Vector3d o, a;
                  double r;
@@ -129,10 +103,10 @@ void CylinderOptimizer::HoldParts(TRCylinder& model) const {
   if (axis_) model.FixAxis(*axis_);
 }
 
-OutputShape* ConeOptimizer::Refine(const OutputCone& start, int n, const Vector3d* points) const {
+OutputShape* ConeOptimizer::Refine(const OutputCone& start, const PointRefs& points) const {
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Apex();
-  return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start}, n,
+  return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start},
                points, [](const TRCone& model) {
                  Vector3d apex, a;
                  double angle;
@@ -160,13 +134,13 @@ OutputTorus* NewTorus(const Model& model) {
 
 }  // namespace
 
-OutputShape* TorusOptimizer::Refine(const OutputTorus& start, int n, const Vector3d* points) const {
+OutputShape* TorusOptimizer::Refine(const OutputTorus& start, const PointRefs& points) const {
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Center();
   return Solve({{c.x(), c.y(), c.z(), start.MajorRadius(), start.MinorRadius(), axis.azimuth, axis.elevation},
                 axis.frame,
                 start},
-               n, points, NewTorus<TRTorus>);
+               points, NewTorus<TRTorus>);
 }
 
 void TorusOptimizer::HoldParts(TRTorus& model) const {
@@ -176,7 +150,7 @@ void TorusOptimizer::HoldParts(TRTorus& model) const {
   if (axis_) model.FixAxis(*axis_);
 }
 
-OutputShape* TorusProfileOptimizer::Refine(const OutputTorus& start, int n, const Vector3d* points) const {
+OutputShape* TorusProfileOptimizer::Refine(const OutputTorus& start, const PointRefs& points) const {
   const Vector3d e = center_ - start.Center();
   const double bendRadius = e.norm();
   if (Tolerance() > bendRadius) return nullptr;
@@ -185,6 +159,6 @@ OutputShape* TorusProfileOptimizer::Refine(const OutputTorus& start, int n, cons
   const double length = across.norm();
   if (Tolerance() > length) return nullptr;
   const Vector3d w = across / length;
-  return Solve({{bendRadius, 0}, Matrix3d::Identity(), start}, n, points, NewTorus<TRTorusProfile>, center_,
+  return Solve({{bendRadius, 0}, Matrix3d::Identity(), start}, points, NewTorus<TRTorusProfile>, center_,
                radius_, u, w);
 }

@@ -16,7 +16,7 @@ class LineOptimizer final : public primfit::OptimizerOf<LineOptimizer, OutputLin
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputLine& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputLine& start, const primfit::PointRefs& points) const;
   void HoldParts(TRLine& model) const;
   primfit::HeldVector root_, direction_;
 };
@@ -30,7 +30,7 @@ class CircleOptimizer final : public primfit::OptimizerOf<CircleOptimizer, Outpu
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputCircle& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputCircle& start, const primfit::PointRefs& points) const;
   void HoldParts(TRCircle& model) const;
   primfit::HeldVector center_;
   primfit::HeldNumber radius_;
@@ -44,7 +44,7 @@ class PlaneOptimizer final : public primfit::OptimizerOf<PlaneOptimizer, OutputP
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputPlane& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputPlane& start, const primfit::PointRefs& points) const;
   void HoldParts(TRPlane& model) const;
   primfit::HeldVector origin_, normal_;
 };
@@ -57,7 +57,7 @@ class SphereOptimizer final : public primfit::OptimizerOf<SphereOptimizer, Outpu
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputSphere& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputSphere& start, const primfit::PointRefs& points) const;
   void HoldParts(TRSphere& model) const;
   primfit::HeldVector center_;
   primfit::HeldNumber radius_;
@@ -72,7 +72,7 @@ class CylinderOptimizer final : public primfit::OptimizerOf<CylinderOptimizer, O
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputCylinder& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputCylinder& start, const primfit::PointRefs& points) const;
   void HoldParts(TRCylinder& model) const;
   primfit::HeldVector origin_, axis_;
   primfit::HeldNumber radius_;
@@ -87,7 +87,7 @@ class ConeOptimizer final : public primfit::OptimizerOf<ConeOptimizer, OutputCon
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputCone& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputCone& start, const primfit::PointRefs& points) const;
   void HoldParts(TRCone& model) const;
   primfit::HeldVector apex_, axis_;
   primfit::HeldNumber angle_;
@@ -103,7 +103,7 @@ class TorusOptimizer final : public primfit::OptimizerOf<TorusOptimizer, OutputT
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputTorus& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputTorus& start, const primfit::PointRefs& points) const;
   void HoldParts(TRTorus& model) const;
   primfit::HeldVector center_, axis_;
   primfit::HeldNumber majorRadius_, minorRadius_;
@@ -122,7 +122,7 @@ class TorusProfileOptimizer final
 
  private:
   friend class OptimizerOf;
-  OutputShape* Refine(const OutputTorus& start, int n, const Eigen::Vector3d* points) const;
+  OutputShape* Refine(const OutputTorus& start, const primfit::PointRefs& points) const;
   void HoldParts(TRTorusProfile&) const {}
   Eigen::Vector3d center_;
   double radius_;

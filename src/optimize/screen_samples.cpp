@@ -1,9 +1,9 @@
 #include "optimize/screen_samples.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <vector>
 
 #include "shapes/kernels/batch.h"
@@ -12,50 +12,49 @@ using Eigen::Vector3d;
 
 namespace {
 
-/// Deviations of up to kMost points, a NaN as infinity.
-class Deviations {
- public:
-  static constexpr int kMost = 512;
-  const double* Of(const OutputShape& shape, const Vector3d* points, int n) {
-    Fill(shape, points, n, values_);
-    return values_;
-  }
-  static void Fill(const OutputShape& shape, const Vector3d* points, int n, double* values) {
-    primfit::Distances(shape, points, n, values);
-    std::replace_if(
-        values, values + n, [](double d) { return std::isnan(d); }, std::numeric_limits<double>::infinity());
-  }
+constexpr int kBlock = 512;
 
- private:
-  double values_[kMost];
-};
+/// Deviations of up to kBlock points, a NaN as infinity.
+void Deviations(const OutputShape& shape, const primfit::PointRefs& points, int begin, int n,
+                double* values) {
+  if (points.rows != nullptr && points.plane == nullptr) {
+    primfit::Distances(shape, points.rows + begin, n, values);
+  } else {
+    std::array<Vector3d, kBlock> seen;
+    for (int i = 0; i < n; ++i) seen[i] = points[begin + i];
+    primfit::Distances(shape, seen.data(), n, values);
+  }
+  std::replace_if(
+      values, values + n, [](double d) { return std::isnan(d); }, std::numeric_limits<double>::infinity());
+}
 
 }  // namespace
 
 namespace primfit {
 
-int KeepBest(int n, const Vector3d* points, const OutputShape& shape,
-             std::unique_ptr<const Vector3d*[]>& kept) {
+int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Vector3d*>& kept) {
+  const int n = points.count;
   const int count = static_cast<int>(4LL * n / 5);
   double worst = 0;    // the largest deviation that is kept
   int worstCount = 0;  // how many of that deviation are kept
   {
-    const auto all = std::make_unique_for_overwrite<double[]>(static_cast<std::size_t>(n));
-    Deviations::Fill(shape, points, n, all.get());
-    std::nth_element(all.get(), all.get() + count - 1, all.get() + n);
-    worst = all[count - 1];
-    worstCount = static_cast<int>(std::count(all.get(), all.get() + count, worst));
+    const Scratch<double> all(static_cast<std::size_t>(n));
+    for (int begin = 0; begin < n; begin += kBlock)
+      Deviations(shape, points, begin, std::min(kBlock, n - begin), all.data() + begin);
+    std::nth_element(all.data(), all.data() + count - 1, all.data() + n);
+    worst = all.data()[count - 1];
+    worstCount = static_cast<int>(std::count(all.data(), all.data() + count, worst));
   }
-  kept = std::make_unique_for_overwrite<const Vector3d*[]>(static_cast<std::size_t>(count) + 1);
-  const Vector3d** next = kept.get();
-  Deviations deviations;
-  for (int begin = 0; begin < n; begin += Deviations::kMost) {
-    const int block = std::min(Deviations::kMost, n - begin);
-    const double* deviation = deviations.Of(shape, points + begin, block);
+  kept = Scratch<const Vector3d*>(static_cast<std::size_t>(count) + 1);
+  const Vector3d** next = kept.data();
+  double deviation[kBlock];
+  for (int begin = 0; begin < n; begin += kBlock) {
+    const int block = std::min(kBlock, n - begin);
+    Deviations(shape, points, begin, block, deviation);
     for (int i = 0; i < block; ++i) {
       const bool equal = deviation[i] == worst && worstCount > 0;
       worstCount -= equal ? 1 : 0;
-      *next = points + begin + i;  // written also where it is not kept; the place behind the last is spare
+      *next = &points.InSpace(begin + i);  // also where it is not kept; the place behind the last is spare
       next += deviation[i] < worst || equal ? 1 : 0;
     }
   }
@@ -71,22 +70,22 @@ int screen_samples(bool screen, int n, const Vector3d* points, const OutputShape
     for (int i = 0; i < n; ++i) kept[i] = points + i;
     return n;
   }
-  std::unique_ptr<const Vector3d*[]> best;
-  const int count = primfit::KeepBest(n, points, *shape, best);
+  primfit::Scratch<const Vector3d*> best;
+  const int count = primfit::KeepBest({n, points}, *shape, best);
   struct Deviant {
     double deviation;
     const Vector3d* point;
   };
   std::vector<Deviant> order(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
-    Deviations::Fill(*shape, best[i], 1, &order[i].deviation);
-    order[i].point = best[i];
+    order[i].point = best.data()[i];
+    Deviations(*shape, {1, order[i].point}, 0, 1, &order[i].deviation);
   }
   // The place breaks ties, so that every library sorts alike.
   std::sort(order.begin(), order.end(), [](const Deviant& a, const Deviant& b) {
     return a.deviation != b.deviation ? a.deviation < b.deviation : a.point < b.point;
   });
-  for (int i = 0; i < count; ++i) best[i] = order[i].point;
-  kept = best.release();
+  kept = new const Vector3d*[order.size()];
+  std::transform(order.begin(), order.end(), kept, [](const Deviant& d) { return d.point; });
   return count;
 }

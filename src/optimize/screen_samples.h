@@ -2,8 +2,9 @@
 #define PRIMFIT_SRC_OPTIMIZE_SCREEN_SAMPLES_H_
 
 #include <Eigen/Core>
-#include <memory>
 
+#include "fit/fit_memory.h"
+#include "optimize/kernels/gram.h"
 #include "primfit/shapes/output_shape.h"
 
 namespace primfit {
@@ -13,9 +14,9 @@ inline constexpr int kLargestUnscreened = 20;
 
 /// The points that screen_samples keeps, in input order and without its sort: a selection costs a tenth of
 /// it.
+/// @param kept  receives pointers to the points
 /// @return how many they are
-int KeepBest(int n, const Eigen::Vector3d* points, const OutputShape& shape,
-             std::unique_ptr<const Eigen::Vector3d*[]>& kept);
+int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Eigen::Vector3d*>& kept);
 
 }  // namespace primfit
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+#include "fit/fit_memory.h"
 #include "fit/messages.h"
 #include "fit/search_passes.h"
 #include "optimize/trust_region.h"
@@ -142,11 +143,10 @@ void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, co
 }
 
 OutputShape* RansacFit::RefitBest(SearchState& state) {
-  std::vector<Vector3d> close;
-  if (!state.best->GetClosePoints(points_, n_, distanceTolerance_, close, false)) {
-    throw primfit::FitError(PoorQualityMessage());
-  }
-  const int count = static_cast<int>(close.size());
+  const primfit::Scratch<Vector3d> close(static_cast<std::size_t>(n_) + 1);
+  state.best->SetDistSqrdThreshod(distanceTolerance_);
+  const int count = primfit::SelectClose(*state.best, points_, n_, close.data());
+  if (count == 0) throw primfit::FitError(PoorQualityMessage());
   OutputShape* refit = optimizer_ != nullptr ? optimizer_->Optimize(count, close.data(), state.best.get())
                                              : FitShape(count, nullptr, close.data());
   primfit::ReleaseSolverThreadBuffers();

@@ -29,9 +29,9 @@ bool OutputShape::GetClosePoints(const Vector3d* points, int n, double t, std::v
     out.assign(points, points + n);
     return true;
   }
-  out.reserve(static_cast<std::size_t>(n));
+  out.resize(static_cast<std::size_t>(n) + 1);
   SetDistSqrdThreshod(t);
-  primfit::SelectClose(*this, points, n, out);
+  out.resize(static_cast<std::size_t>(primfit::SelectClose(*this, points, n, out.data())));
   return !out.empty();
 }
 

@@ -86,9 +86,8 @@ TEST(Kernels, DecideAndMeasureAsThePointFunctionsDo) {
         EXPECT_EQ(CountClose(*shape, points.data(), n), closeCount);
         EXPECT_EQ(CountClose(*shape, points.data(), n, closeCount - 1), closeCount) << "it beats one less";
         EXPECT_LE(CountClose(*shape, points.data(), n, closeCount), closeCount);
-        Points selected{{1, 2, 3}};
-        SelectClose(*shape, points.data(), n, selected);
-        selected.erase(selected.begin());
+        Points selected(points.size() + 1);
+        selected.resize(static_cast<std::size_t>(SelectClose(*shape, points.data(), n, selected.data())));
         EXPECT_EQ(selected, close);
         std::vector<double> measured(points.size() + 1, -7);
         Distances(*shape, points.data(), n, measured.data());
@@ -115,8 +114,7 @@ TEST(Kernels, SumAlikeOnEveryTarget) {
       for (const Vector3d& p : points) pointers.push_back(&p);
       std::vector<double> first;
       OnEveryTarget([&] {
-        for (const PointRefs& refs :
-             {PointRefs{n, points.data(), nullptr}, PointRefs{n, nullptr, pointers.data()}}) {
+        for (const PointRefs& refs : {PointRefs{n, points.data()}, PointRefs{n, nullptr, pointers.data()}}) {
           std::vector<double> gram(64, 0.0);
           AccumulateGram(shape, refs, gram.data());
           if (first.empty()) first = gram;

@@ -27,6 +27,7 @@ struct Vector {
   Number x, y, z;
   explicit Vector(const Eigen::Vector3d& v) : x(v.x()), y(v.y()), z(v.z()) {}
   Vector(Number x0, Number y0, Number z0) : x(x0), y(y0), z(z0) {}
+  Vector operator-(const Vector& b) const { return {x - b.x, y - b.y, z - b.z}; }
   Number Dot(const Vector& b) const { return x * b.x + y * b.y + z * b.z; }
 };
 
@@ -121,18 +122,32 @@ struct Block {
   alignas(64) double columns[kSize][kBlock];
 };
 
+/// Points as they are.
+struct InSpace {
+  Vector operator()(const Vector& p) const { return p; }
+};
+
+/// Points as seen in a plane.
+struct InPlane {
+  explicit InPlane(const PlaneFrame& frame) : origin(frame.origin), u(frame.u), w(frame.w) {}
+  Vector operator()(const Vector& p) const {
+    const Vector v = p - origin;
+    return {v.Dot(u), v.Dot(w), Number(0.0)};
+  }
+  Vector origin, u, w;
+};
+
 /// @param count  a multiple of the lanes
-template <class Kind, int kSize>
-void FillBlock(const Kind& kind, const Vector& center, const Eigen::Vector3d* rows, int count,
-               Block<kSize>& block) {
+template <class View, class Kind, int kSize>
+void FillBlock(const View& view, const Kind& kind, const Vector& center, const Eigen::Vector3d* rows,
+               int count, Block<kSize>& block) {
   for (int i = 0; i < count; i += kPartLanes) {
     Part x, y, z;
     LoadPoints(rows[i].data(), x, y, z);
-    kind(Vector(Number(x) - center.x, Number(y) - center.y, Number(z) - center.z),
-         [&](auto... values) HWY_ATTR {
-           int column = 0;
-           (Store(values.v, block.columns[column++] + i), ...);
-         });
+    kind(view(Vector(x, y, z)) - center, [&](auto... values) HWY_ATTR {
+      int column = 0;
+      (Store(values.v, block.columns[column++] + i), ...);
+    });
   }
 }
 
@@ -168,8 +183,8 @@ void AddBlock(const Block<kSize>& block, int count, double* gram) {
   }
 }
 
-template <class Kind>
-void Accumulate(const LocalShape& shape, const PointRefs& points, double* gram) {
+template <class Kind, class View>
+void Accumulate(const LocalShape& shape, const View& view, const PointRefs& points, double* gram) {
   constexpr int kSize = Kind::kColumns + 1;
   const Kind kind(shape);
   const Vector center(shape.center);
@@ -182,10 +197,10 @@ void Accumulate(const LocalShape& shape, const PointRefs& points, double* gram) 
     const Eigen::Vector3d* rows = points.rows + begin;
     if (points.rows == nullptr || padded > count) {
       for (int i = 0; i < padded; ++i)
-        std::copy_n(points[begin + std::min(i, count - 1)].data(), 3, copied[i]);
+        std::copy_n(points.InSpace(begin + std::min(i, count - 1)).data(), 3, copied[i]);
       rows = reinterpret_cast<const Eigen::Vector3d*>(copied);
     }
-    FillBlock(kind, center, rows, padded, block);
+    FillBlock(view, kind, center, rows, padded, block);
     if (padded > count) {
       for (auto& column : block.columns) std::fill(column + count, column + padded, 0.0);
     }
@@ -196,18 +211,24 @@ void Accumulate(const LocalShape& shape, const PointRefs& points, double* gram) 
   }
 }
 
+template <class Kind>
+void AccumulateIn(const LocalShape& shape, const PointRefs& points, double* gram) {
+  if (points.plane == nullptr) return Accumulate<Kind>(shape, InSpace(), points, gram);
+  Accumulate<Kind>(shape, InPlane(*points.plane), points, gram);
+}
+
 void GramOnTarget(const LocalShape& shape, const PointRefs& points, double* gram) {
   switch (shape.kind) {
     case LocalShape::Kind::kPlane:
-      return Accumulate<Plane>(shape, points, gram);
+      return AccumulateIn<Plane>(shape, points, gram);
     case LocalShape::Kind::kSphere:
-      return Accumulate<Sphere>(shape, points, gram);
+      return AccumulateIn<Sphere>(shape, points, gram);
     case LocalShape::Kind::kCylinder:
-      return Accumulate<Cylinder>(shape, points, gram);
+      return Accumulate<Cylinder>(shape, InSpace(), points, gram);
     case LocalShape::Kind::kCone:
-      return Accumulate<Cone>(shape, points, gram);
+      return Accumulate<Cone>(shape, InSpace(), points, gram);
     case LocalShape::Kind::kTorus:
-      return Accumulate<Torus>(shape, points, gram);
+      return Accumulate<Torus>(shape, InSpace(), points, gram);
   }
 }
 

@@ -7,12 +7,24 @@
 
 namespace primfit {
 
-/// The points of a refinement: rows one after the other, or an array of pointers to points.
+/// A plane, in which points are seen along its normal: as (x, y, 0).
+struct PlaneFrame {
+  Eigen::Vector3d origin, u, w;
+  Eigen::Vector3d operator()(const Eigen::Vector3d& p) const {
+    const Eigen::Vector3d v = p - origin;
+    return {u.dot(v), w.dot(v), 0};
+  }
+};
+
+/// The points of a refinement: rows one after the other, or an array of pointers to points; as they are, or
+/// as seen in a plane.
 struct PointRefs {
   int count = 0;
   const Eigen::Vector3d* rows = nullptr;
   const Eigen::Vector3d* const* pointers = nullptr;  ///< where there are no rows
-  const Eigen::Vector3d& operator[](int i) const { return rows != nullptr ? rows[i] : *pointers[i]; }
+  const PlaneFrame* plane = nullptr;
+  const Eigen::Vector3d& InSpace(int i) const { return rows != nullptr ? rows[i] : *pointers[i]; }
+  Eigen::Vector3d operator[](int i) const { return plane != nullptr ? (*plane)(InSpace(i)) : InSpace(i); }
 };
 
 /// A shape as the pass sees it. In cylinder coordinates about its axis a point has distance rho, direction

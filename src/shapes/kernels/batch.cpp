@@ -122,17 +122,13 @@ int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toB
   return count;
 }
 
-void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n,
-                 std::vector<Eigen::Vector3d>& out) {
-  const std::size_t before = out.size();
-  out.resize(before + static_cast<std::size_t>(n) + 1);  // one is written behind the last that is kept
+int SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, Eigen::Vector3d* out) {
   int count = 0;
-  if (!HWY_DYNAMIC_DISPATCH(SelectOnTarget)(shape, points, n, out.data() + before, &count)) {
-    for (int i = 0; i < n; ++i) {
-      if (shape.IsClosePoint(points[i])) out[before + static_cast<std::size_t>(count++)] = points[i];
-    }
+  if (HWY_DYNAMIC_DISPATCH(SelectOnTarget)(shape, points, n, out, &count)) return count;
+  for (int i = 0; i < n; ++i) {
+    if (shape.IsClosePoint(points[i])) out[count++] = points[i];
   }
-  out.resize(before + static_cast<std::size_t>(count));
+  return count;
 }
 
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {

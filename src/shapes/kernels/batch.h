@@ -5,7 +5,6 @@
 #define PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
 
 #include <Eigen/Core>
-#include <vector>
 
 #include "primfit/shapes/output_shape.h"
 
@@ -15,8 +14,9 @@ namespace primfit {
 /// what is returned then is at most toBeat.
 int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat = -1);
 
-/// Appends the points within the shape's close band, in input order.
-void SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, std::vector<Eigen::Vector3d>& out);
+/// Copies the points within the shape's close band, in input order, to `out`, which has room for n + 1.
+/// @return how many they are
+int SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, Eigen::Vector3d* out);
 
 /// distances[i] = shape.Distance(points[i]).
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances);
