@@ -5,31 +5,27 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <vector>
 
+#include "fit/fit_memory.h"
 #include "fit/vector_math.h"
-#include "shapes/formulas.h"
 
 using Eigen::Vector3d;
+using std::numbers::pi;
 
 namespace primfit {
 
 namespace {
 
-/// The range of (p - root) . axis over the points that are near, else over the close points.
-template <class S, class IsNear>
-AxialRange Range(const Fitted<S>& fitted, const Vector3d& root, const Vector3d& axis, const IsNear& isNear) {
-  AxialRange range{std::numeric_limits<double>::max(), std::numeric_limits<double>::lowest()};
-  const auto widen = [&](const Vector3d& p) {
-    const double t = (p - root).dot(axis);
-    range.low = std::min(range.low, t);
-    range.high = std::max(range.high, t);
-  };
-  for (int i = 0; i < fitted.used.Count(); ++i) {
-    if (isNear(fitted.used.Points()[i])) widen(fitted.used.Points()[i]);
-  }
-  if (range.low > range.high) std::for_each(fitted.close.begin(), fitted.close.end(), widen);
-  return range;
+/// The range over the points whose quantity lies in [low, high], else over the close points.
+template <class S>
+AxialRange Range(const Fitted<S>& fitted, double low, double high, const Vector3d& root,
+                 const Vector3d& axis) {
+  const AxialRange range =
+      RangeOf(fitted.Shape(), low, high, root, axis, fitted.used.Points(), fitted.used.Count());
+  if (range.low <= range.high) return range;
+  constexpr double kAny = std::numeric_limits<double>::infinity();
+  return RangeOf(fitted.Shape(), -kAny, kAny, root, axis, fitted.close.data(),
+                 static_cast<int>(fitted.close.size()));
 }
 
 template <class S>
@@ -37,63 +33,105 @@ double Tolerance(const Fitted<S>& fitted) {
   return std::max(1e-6, 3 * fitted.quality.rmsDistance);
 }
 
-/// Azimuth in [0, 2 pi).
-double Azimuth(double x, double y) {
-  using std::numbers::pi;
-  if (std::abs(x) < 1e-8) return y > 0 ? pi / 2 : 3 * pi / 2;
-  const double angle = std::atan(y / x);
-  if (x < 0) return angle + pi;
-  return y < 0 ? angle + 2 * pi : angle;
+/// What is known of some azimuths in [0, 2 pi).
+struct Azimuths {
+  double first, last;     // the smallest and the largest
+  double gap, behindGap;  // the largest difference of neighbours, the azimuth behind it
+};
+
+/// Rises with the azimuth of (x, y) from 0 to 4, a quarter turn each: of the point where its ray meets the
+/// square |x| + |y| = 1. Directions within 1e-8 of the y axis are taken for it.
+double SquareAzimuth(double x, double y) {
+  if (std::abs(x) < 1e-8) return y > 0 ? 1 : 3;
+  const double t = y / (std::abs(x) + std::abs(y));
+  if (x < 0) return 2 - t;
+  return y < 0 ? 4 + t : t;
+}
+
+double AzimuthOf(double square) {
+  const double y = square <= 1 ? square : square < 3 ? 2 - square : square - 4;
+  const double x = square <= 1 || square >= 3 ? 1 - std::abs(y) : std::abs(y) - 1;
+  const double azimuth = std::atan2(y, x);
+  return square > 2 && azimuth <= 0 ? azimuth + 2 * pi : azimuth;
+}
+
+/// Of neighbours in bins, of which a gap that is wider than a bin has to leave one. Where there is none the
+/// gap is only a lower bound: it and the truth are below `resolution`.
+template <class ForEach>
+Azimuths BinnedAzimuths(std::size_t count, const ForEach& forEach, double& resolution) {
+  const std::size_t bins = std::clamp<std::size_t>(count / 2, 16, 16384);
+  resolution = 8.0 / static_cast<double>(bins);  // in the middle of a side the azimuth turns by 2 for 1
+  const Scratch<double> low(bins), high(bins);
+  std::fill_n(low.data(), bins, 5.0);
+  std::fill_n(high.data(), bins, -1.0);
+  forEach([&](double square) {
+    const auto bin = std::min(static_cast<std::size_t>(square * (static_cast<double>(bins) / 4)), bins - 1);
+    low[bin] = std::min(low[bin], square);
+    high[bin] = std::max(high[bin], square);
+  });
+  Azimuths found{-1, 0, 0, 0};
+  for (std::size_t bin = 0; bin < bins; ++bin) {
+    if (high[bin] < 0) continue;
+    const double begin = AzimuthOf(low[bin]);
+    if (found.first < 0) found.first = found.last = begin;
+    if (begin - found.last > found.gap) {
+      found.gap = begin - found.last;
+      found.behindGap = begin;
+    }
+    found.last = AzimuthOf(high[bin]);
+  }
+  return found;
+}
+
+template <class ForEach>
+Azimuths SortedAzimuths(std::size_t count, const ForEach& forEach) {
+  const Scratch<double> azimuths(count);
+  double* end = azimuths.data();
+  forEach([&](double square) { *end++ = AzimuthOf(square); });
+  std::sort(azimuths.data(), end);
+  Azimuths found{azimuths[0], end[-1], 0, 0};
+  for (std::size_t i = 1; i < count; ++i) {
+    if (azimuths[i] - azimuths[i - 1] > found.gap) {
+      found.gap = azimuths[i] - azimuths[i - 1];
+      found.behindGap = azimuths[i];
+    }
+  }
+  return found;
 }
 
 }  // namespace
 
 AxialRange RangeAlong(const Fitted<OutputLine>& fitted) {
   const OutputLine& line = fitted.Shape();
-  const auto formula = FormulaOf(line);
-  const double squared = Tolerance(fitted) * Tolerance(fitted);
-  return Range(fitted, line.Root(), line.Direction(),
-               [&](const Vector3d& p) { return InBand(formula, p, 0, squared); });
+  return Range(fitted, 0, Tolerance(fitted) * Tolerance(fitted), line.Root(), line.Direction());
 }
 
 AxialRange RangeAlong(const Fitted<OutputCylinder>& fitted) {
   OutputCylinder cylinder = fitted.Shape();
   cylinder.SetDistSqrdThreshod(Tolerance(fitted));
-  return Range(fitted, cylinder.Center(), cylinder.Axis(),
-               [&](const Vector3d& p) { return cylinder.IsClosePoint(p); });
+  return Range(fitted, cylinder.CloseLow(), cylinder.CloseHigh(), cylinder.Center(), cylinder.Axis());
 }
 
 AxialRange RangeAlong(const Fitted<OutputCone>& fitted) {
-  const OutputCone& cone = fitted.Shape();
-  const auto formula = FormulaOf(cone);
-  const double tolerance = Tolerance(fitted);
-  return Range(fitted, cone.Apex(), cone.Axis(),
-               [&](const Vector3d& p) { return std::abs(DistanceAt(formula, p)) <= tolerance; });
+  return Range(fitted, 0, Tolerance(fitted), fitted.Shape().Apex(), fitted.Shape().Axis());
 }
 
 double ElbowAngularExtent(const Vector3d& center, const Vector3d& axis, std::span<const Vector3d> close,
                           Vector3d& xAxis) {
-  using std::numbers::pi;
   const Vector3d e1 = UnitOrthogonal(axis);
   const Vector3d e2 = axis.cross(e1);
-  std::vector<double> angles;
-  angles.reserve(close.size());
-  for (const Vector3d& p : close) angles.push_back(Azimuth((p - center).dot(e1), (p - center).dot(e2)));
-  std::sort(angles.begin(), angles.end());
-
-  double gap = 0;
-  std::size_t afterGap = 0;
-  for (std::size_t i = 1; i < angles.size(); ++i) {
-    if (angles[i] - angles[i - 1] > gap) {
-      gap = angles[i] - angles[i - 1];
-      afterGap = i;
-    }
-  }
-  const double span = angles.back() - angles.front();
-  const bool wraps = gap > std::min(span, 2 * pi - span);
-  const double start = wraps ? angles[afterGap] : angles.front();
+  const auto forEach = [&](const auto& visit) {
+    for (const Vector3d& p : close) visit(SquareAzimuth((p - center).dot(e1), (p - center).dot(e2)));
+  };
+  double resolution = 0;
+  Azimuths azimuths = BinnedAzimuths(close.size(), forEach, resolution);
+  const double span = azimuths.last - azimuths.first;
+  const double enough = std::min(span, 2 * pi - span);
+  if (azimuths.gap < resolution && enough < resolution) azimuths = SortedAzimuths(close.size(), forEach);
+  const bool wraps = azimuths.gap > enough;
+  const double start = wraps ? azimuths.behindGap : azimuths.first;
   xAxis = std::cos(start) * e1 + std::sin(start) * e2;
-  return wraps ? 2 * pi - gap : span;
+  return wraps ? 2 * pi - azimuths.gap : span;
 }
 
 }  // namespace primfit

@@ -9,14 +9,9 @@
 #include "primfit/shapes/output_cone.h"
 #include "primfit/shapes/output_cylinder.h"
 #include "primfit/shapes/output_line.h"
+#include "shapes/kernels/batch.h"
 
 namespace primfit {
-
-/// A range of coordinates along an axis, measured from a point of it.
-struct AxialRange {
-  double low;
-  double high;
-};
 
 /// The range of the points used whose distance from the shape is at most max(1e-6, 3 x the fit's root mean
 /// square distance); a stray point far off the shape does not stretch it. Where the band of a thin cylinder

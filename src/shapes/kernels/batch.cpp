@@ -91,6 +91,27 @@ bool SelectOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, Ei
   });
 }
 
+void RangeOnTarget(const OutputShape& shape, double low, double high, const Eigen::Vector3d& root,
+                   const Eigen::Vector3d& axis, const Eigen::Vector3d* points, int n, AxialRange* range) {
+  const Part lowest = PartOf(low), highest = PartOf(high);
+  const Triple<Number> from(root), along(axis);
+  const AxialRange none;
+  Part least = PartOf(none.low), most = PartOf(none.high);
+  WithFormula(shape, [&](const auto& formula) HWY_ATTR {
+    ForParts(points, n, [&](Part x, Part y, Part z, int, int) HWY_ATTR {
+      const Part quantity = formula.Quantity(x, y, z).v;
+      const Part at = (Triple<Number>(x, y, z) - from).Dot(along).v;
+      least = PartMin(least, WhereWithin(lowest, quantity, highest, at, least));
+      most = PartMax(most, WhereWithin(lowest, quantity, highest, at, most));
+    });
+  });
+  double lanes[2][kPartLanes];
+  StoreAnywhere(least, lanes[0]);
+  StoreAnywhere(most, lanes[1]);
+  range->low = *std::min_element(lanes[0], lanes[0] + kPartLanes);
+  range->high = *std::max_element(lanes[1], lanes[1] + kPartLanes);
+}
+
 bool DistancesOnTarget(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {
   return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
     ForParts(points, n, [&](Part x, Part y, Part z, int at, int meant) HWY_ATTR {
@@ -114,6 +135,7 @@ namespace primfit {
 HWY_EXPORT(CountOnTarget);
 HWY_EXPORT(SelectOnTarget);
 HWY_EXPORT(DistancesOnTarget);
+HWY_EXPORT(RangeOnTarget);
 
 int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat) {
   int count = 0;
@@ -129,6 +151,13 @@ int SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, Eigen:
     if (shape.IsClosePoint(points[i])) out[count++] = points[i];
   }
   return count;
+}
+
+AxialRange RangeOf(const OutputShape& shape, double low, double high, const Eigen::Vector3d& root,
+                   const Eigen::Vector3d& axis, const Eigen::Vector3d* points, int n) {
+  AxialRange range;
+  HWY_DYNAMIC_DISPATCH(RangeOnTarget)(shape, low, high, root, axis, points, n, &range);
+  return range;
 }
 
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {

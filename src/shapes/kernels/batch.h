@@ -5,6 +5,7 @@
 #define PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
 
 #include <Eigen/Core>
+#include <limits>
 
 #include "primfit/shapes/output_shape.h"
 
@@ -17,6 +18,17 @@ int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toB
 /// Copies the points within the shape's close band, in input order, to `out`, which has room for n + 1.
 /// @return how many they are
 int SelectClose(OutputShape& shape, const Eigen::Vector3d* points, int n, Eigen::Vector3d* out);
+
+/// Where points lie along an axis; low > high for none.
+struct AxialRange {
+  double low = std::numeric_limits<double>::max();
+  double high = std::numeric_limits<double>::lowest();
+};
+
+/// The range of (p - root) . axis over the points whose quantity, that which the shape's close band is about,
+/// lies in [low, high]. For the classes of this library only.
+AxialRange RangeOf(const OutputShape& shape, double low, double high, const Eigen::Vector3d& root,
+                   const Eigen::Vector3d& axis, const Eigen::Vector3d* points, int n);
 
 /// distances[i] = shape.Distance(points[i]).
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances);

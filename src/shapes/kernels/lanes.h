@@ -53,6 +53,12 @@ HWY_INLINE void LoadPoints(const double* rows, Part& x, Part& y, Part& z) {
   hn::LoadInterleaved3(LaneTag(), rows, x, y, z);
 }
 HWY_INLINE void StoreAnywhere(Part a, double* to) { hn::StoreU(a, LaneTag(), to); }
+HWY_INLINE Part PartMin(Part a, Part b) { return hn::Min(a, b); }
+HWY_INLINE Part PartMax(Part a, Part b) { return hn::Max(a, b); }
+/// value in the lanes with low <= a <= high, else otherwise.
+HWY_INLINE Part WhereWithin(Part low, Part a, Part high, Part value, Part otherwise) {
+  return hn::IfThenElse(hn::And(hn::Le(low, a), hn::Le(a, high)), value, otherwise);
+}
 /// A bit a lane: whether low <= a and a <= high, or a < high.
 HWY_INLINE unsigned WithinClosed(Part low, Part a, Part high) {
   unsigned char bits[8];
@@ -87,6 +93,11 @@ HWY_INLINE void LoadPoints(const double* rows, Part& x, Part& y, Part& z) {
   z = rows[2];
 }
 HWY_INLINE void StoreAnywhere(Part a, double* to) { *to = a; }
+HWY_INLINE Part PartMin(Part a, Part b) { return b < a ? b : a; }
+HWY_INLINE Part PartMax(Part a, Part b) { return a < b ? b : a; }
+HWY_INLINE Part WhereWithin(Part low, Part a, Part high, Part value, Part otherwise) {
+  return low <= a && a <= high ? value : otherwise;
+}
 HWY_INLINE unsigned WithinClosed(Part low, Part a, Part high) { return low <= a && a <= high ? 1 : 0; }
 HWY_INLINE unsigned WithinOpen(Part low, Part a, Part high) { return low <= a && a < high ? 1 : 0; }
 
@@ -99,10 +110,11 @@ struct Number {
 #if PRIMFIT_SIMD
   HWY_INLINE Number(double value) : v(PartOf(value)) {}
 #endif
-  friend HWY_INLINE Number operator+(Number a, Number b) { return Add(a.v, b.v); }
-  friend HWY_INLINE Number operator-(Number a, Number b) { return Sub(a.v, b.v); }
-  friend HWY_INLINE Number operator*(Number a, Number b) { return Mul(a.v, b.v); }
 };
+// Not friends in the class: GCC would compile those without the target's instructions.
+HWY_INLINE Number operator+(Number a, Number b) { return Add(a.v, b.v); }
+HWY_INLINE Number operator-(Number a, Number b) { return Sub(a.v, b.v); }
+HWY_INLINE Number operator*(Number a, Number b) { return Mul(a.v, b.v); }
 HWY_INLINE Number Sqrt(Number a) { return PartSqrt(a.v); }
 HWY_INLINE Number Abs(Number a) { return PartAbs(a.v); }
 
