@@ -82,12 +82,65 @@ int Turn(const Point& a, const Point& b, const Point& c) {
 
 double Flushed(double coordinate) { return std::abs(coordinate) < kSmallest ? 0 : coordinate; }
 
-/// The distinct places from left to right, from below where x is equal; each by its first point.
+Point PointAt(const double* coordinates, int i) {
+  return {Flushed(coordinates[2 * std::ptrdiff_t{i}]), Flushed(coordinates[2 * std::ptrdiff_t{i} + 1]), i};
+}
+
+/// The inside of a convex polygon of a few of the points: no vertex of the hull lies in it (S. G. Akl and G.
+/// T. Toussaint, A fast convex hull algorithm, 1978). The corners are the extreme points in eight directions.
+class Inside {
+ public:
+  Inside(int m, const double* coordinates) {
+    std::array<double, kDirections> farthest;
+    farthest.fill(-std::numeric_limits<double>::infinity());
+    std::array<Point, kDirections> corners{};
+    double largest = 0;
+    for (int i = 0; i < m; ++i) {
+      const Point p = PointAt(coordinates, i);
+      const double sum = p.x + p.y, difference = p.x - p.y;
+      const std::array<double, kDirections> reach = {p.x,  sum,  p.y,  -difference,
+                                                     -p.x, -sum, -p.y, difference};
+      for (std::size_t k = 0; k < kDirections; ++k) {
+        if (reach[k] > farthest[k]) {
+          farthest[k] = reach[k];
+          corners[k] = p;
+        }
+      }
+      largest = std::max({largest, std::abs(p.x), std::abs(p.y)});
+    }
+    // Counter-clockwise: a x + b y >= c to the left of an edge. The margin is far above its rounding error,
+    // so that no point of the boundary counts as inside.
+    for (std::size_t k = 0; k < kDirections; ++k) {
+      const Point& from = corners[k];
+      const Point& to = corners[(k + 1) % kDirections];
+      const double a = from.y - to.y, b = to.x - from.x;
+      if (a == 0 && b == 0) continue;  // the same corner twice
+      a_[edges_] = a;
+      b_[edges_] = b;
+      c_[edges_++] = a * from.x + b * from.y + 1e-14 * (std::abs(a) + std::abs(b)) * largest;
+    }
+  }
+  bool Holds(const Point& p) const {
+    if (edges_ < 3) return false;
+    bool inside = true;
+    for (std::size_t k = 0; k < edges_; ++k) inside &= a_[k] * p.x + b_[k] * p.y > c_[k];
+    return inside;
+  }
+
+ private:
+  static constexpr std::size_t kDirections = 8;
+  std::array<double, kDirections> a_, b_, c_;
+  std::size_t edges_ = 0;
+};
+
+/// The distinct places that can be corners, from left to right, from below where x is equal; each by its
+/// first point.
 std::vector<Point> SortedPlaces(int m, const double* coordinates) {
   std::vector<Point> places;
-  places.reserve(static_cast<std::size_t>(m));
-  for (int i = 0; i < m; ++i, coordinates += 2) {
-    places.push_back({Flushed(coordinates[0]), Flushed(coordinates[1]), i});
+  const Inside inside(m, coordinates);
+  for (int i = 0; i < m; ++i) {
+    const Point p = PointAt(coordinates, i);
+    if (!inside.Holds(p)) places.push_back(p);
   }
   std::sort(places.begin(), places.end(), [](const Point& a, const Point& b) {
     return std::tie(a.x, a.y, a.index) < std::tie(b.x, b.y, b.index);

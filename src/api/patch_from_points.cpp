@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <vector>
+#include <utility>
 
 #include "api/convex_hull.h"
 #include "api/fit_pipeline.h"
 #include "api/loop.h"
 #include "api/primitives.h"
+#include "fit/fit_memory.h"
 #include "fit/vector_math.h"
 
 using Eigen::Vector3d;
@@ -16,19 +17,29 @@ using primfit::FitError;
 
 namespace {
 
-/// The coordinates (u, v) of the points near the plane, about its origin.
-std::vector<double> ProjectNear(const primfit::Fitted<OutputPlane>& fitted, const Vector3d& origin,
-                                const Vector3d& normal, const Vector3d& xAxis) {
+/// Coordinates (u, v) of points in a plane.
+struct Projected {
+  primfit::Scratch<double> coordinates;
+  int count;
+};
+
+/// The points near the plane, about its origin.
+Projected ProjectNear(const primfit::Fitted<OutputPlane>& fitted, const Vector3d& origin,
+                      const Vector3d& normal, const Vector3d& xAxis) {
   const Vector3d yAxis = normal.cross(xAxis);
   const double tolerance = std::max(1e-6, 3 * fitted.quality.rmsDistance);
-  std::vector<double> projected;
-  for (int i = 0; i < fitted.used.Count(); ++i) {
-    const Vector3d v = fitted.used.Points()[i] - origin;
+  const int n = fitted.used.Count();
+  const Vector3d* const points = fitted.used.Points();
+  primfit::Scratch<double> projected(2 * static_cast<std::size_t>(n));
+  double* next = projected.data();
+  for (int i = 0; i < n; ++i) {
+    const Vector3d v = points[i] - origin;
     if (!(std::abs(v.dot(normal)) <= tolerance)) continue;
-    projected.push_back(v.dot(xAxis));
-    projected.push_back(v.dot(yAxis));
+    *next++ = v.dot(xAxis);
+    *next++ = v.dot(yAxis);
   }
-  return projected;
+  const auto count = static_cast<int>((next - projected.data()) / 2);
+  return {std::move(projected), count};
 }
 
 /// A closed loop of vertices; the array comes from new[].
@@ -37,15 +48,16 @@ struct Loop {
   std::unique_ptr<double[]> vertices;
 };
 
-Loop OutlineOf(const std::vector<double>& points) {
+Loop OutlineOf(const Projected& points) {
+  const double* const coordinates = points.coordinates.data();
   int count = 0;
   int* indices = nullptr;
-  if (QuickConvexHull2d(static_cast<int>(points.size() / 2), points.data(), &count, &indices) != 0) {
+  if (QuickConvexHull2d(points.count, coordinates, &count, &indices) != 0) {
     throw FitError(primfit::messages::kHullFailed);
   }
   const std::unique_ptr<int, void (*)(int*)> owned(indices, QHullFree);
   auto hull = std::make_unique<double[]>(2 * static_cast<std::size_t>(count));
-  for (int k = 0; k < count; ++k) std::copy_n(points.begin() + 2 * indices[k], 2, hull.get() + 2 * k);
+  for (int k = 0; k < count; ++k) std::copy_n(coordinates + 2 * indices[k], 2, hull.get() + 2 * k);
   double* vertices = hull.release();  // SortLoopVertices replaces the array, or leaves it when it throws
   try {
     SortLoopVertices(count, vertices);
@@ -63,10 +75,11 @@ FitOutput<FitOutputParamsPatch> PatchFromPoints(const Vector3d* points, int n,
                                                 const FitInputParams<FitConstraintsPlane>& params,
                                                 FitProgressUpdater* updater) {
   using primfit::PlanePrimitive;
-  const auto fitted = primfit::FitShape<PlanePrimitive>(points, n, params, updater);
+  auto fitted = primfit::FitShape<PlanePrimitive>(points, n, params, updater);
   const FitOutputParamsPlane plane =
       PlanePrimitive::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr);
   const Vector3d xAxis = primfit::UnitOrthogonal(plane.Normal());
+  fitted.selected = {};  // leaves its memory to the projection
   Loop loop = OutlineOf(ProjectNear(fitted, plane.Origin() - fitted.used.Origin(), plane.Normal(), xAxis));
   return {FitOutputParamsPatch(plane.Origin(), plane.Normal(), loop.count, loop.vertices.release(), xAxis),
           fitted.quality};
