@@ -49,13 +49,11 @@ Eigen::Vector3d AnglesToAxis(double azimuth, double elevation) {
           std::sin(elevation)};
 }
 
-Eigen::Vector3d AzimuthMotion(double azimuth, double elevation) {
-  return {-std::sin(azimuth) * std::cos(elevation), std::cos(azimuth) * std::cos(elevation), 0};
-}
-
-Eigen::Vector3d ElevationMotion(double azimuth, double elevation) {
-  return {-std::cos(azimuth) * std::sin(elevation), -std::sin(azimuth) * std::sin(elevation),
-          std::cos(elevation)};
+AxisMotions::AxisMotions(double azimuth, double elevation) {
+  const double sa = std::sin(azimuth), ca = std::cos(azimuth);
+  const double sb = std::sin(elevation), cb = std::cos(elevation);
+  byAzimuth = {-sa * cb, ca * cb, 0};
+  byElevation = {-ca * sb, -sa * sb, cb};
 }
 
 Eigen::Matrix3d EquatorFrame(const Eigen::Vector3d& d) {

@@ -15,8 +15,10 @@ namespace primfit {
 
 Eigen::Vector3d AnglesToAxis(double azimuth, double elevation);
 /// The derivatives of d(a, b).
-Eigen::Vector3d AzimuthMotion(double azimuth, double elevation);
-Eigen::Vector3d ElevationMotion(double azimuth, double elevation);
+struct AxisMotions {
+  AxisMotions(double azimuth, double elevation);
+  Eigen::Vector3d byAzimuth, byElevation;
+};
 
 /// A rotation that takes a point of the equator, azimuth pi / 2, to the unit vector d. Directions near d then
 /// have well-conditioned angles whatever d is; at a pole the azimuth is undetermined and a solver starves.

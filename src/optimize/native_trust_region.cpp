@@ -16,50 +16,6 @@ constexpr double kNegligible = 1e-13;
 constexpr double kRounding = 1e-11;
 constexpr double kLinear = 1e-2;
 
-/// Solves (A + damping I) z = b, A symmetric with a unit diagonal or nearly, by Cholesky's method with the
-/// largest pivot first. Unknowns whose pivots vanish to rounding, such as a move of a cylinder along its
-/// axis, stay zero.
-void SolveScaled(int n, double damping, double (&a)[kMostParameters][kMostParameters],
-                 double (&b)[kMostParameters], double (&z)[kMostParameters]) {
-  constexpr double kSingular = 1e-13;
-  int order[kMostParameters];
-  for (int i = 0; i < n; ++i) {
-    order[i] = i;
-    a[i][i] += damping;
-  }
-  int rank = 0;
-  for (; rank < n; ++rank) {
-    int best = rank;
-    for (int i = rank + 1; i < n; ++i) {
-      if (a[order[i]][order[i]] > a[order[best]][order[best]]) best = i;
-    }
-    std::swap(order[rank], order[best]);
-    const int p = order[rank];
-    if (!(a[p][p] > kSingular)) break;
-    const double root = std::sqrt(a[p][p]);
-    a[p][p] = root;
-    const double inverse = 1 / root;
-    b[p] *= inverse;
-    for (int i = rank + 1; i < n; ++i) a[order[i]][p] *= inverse;
-    for (int i = rank + 1; i < n; ++i) {
-      const int row = order[i];
-      b[row] -= a[row][p] * b[p];
-      for (int j = rank + 1; j <= i; ++j) {
-        const int column = order[j];
-        a[row][column] -= a[row][p] * a[column][p];
-        a[column][row] = a[row][column];
-      }
-    }
-  }
-  std::fill_n(z, n, 0.0);
-  for (int i = rank - 1; i >= 0; --i) {
-    const int row = order[i];
-    double sum = b[row];
-    for (int j = i + 1; j < rank; ++j) sum -= a[order[j]][row] * z[order[j]];
-    z[row] = sum / a[row][row];
-  }
-}
-
 }  // namespace
 
 int NativeTrustRegion::Start(int n, int m, double* x, const TrustRegionLimits& limits) {
@@ -114,13 +70,9 @@ int NativeTrustRegion::Step(TrustRegionAnswers& answers, int& request) {
 int NativeTrustRegion::Propose() {
   if (rejections_ > limits_.trialIterations) return Stop(kSmallRegion);
   if (iterations_ >= limits_.iterations) return Stop(kIterationLimit);
-  double a[kMostParameters][kMostParameters], b[kMostParameters], z[kMostParameters], scale[kMostParameters];
+  double z[kMostParameters], scale[kMostParameters] = {};
   for (int i = 0; i < n_; ++i) scale[i] = at_.lever[i] > 0 ? 1 / at_.lever[i] : 0;
-  for (int i = 0; i < n_; ++i) {
-    b[i] = -at_.gradient[i] * scale[i];
-    for (int j = 0; j < n_; ++j) a[i][j] = at_.matrix[i][j] * scale[i] * scale[j];
-  }
-  SolveScaled(n_, damping_, a, b, z);
+  SolveScaled(n_, at_.matrix, at_.gradient, scale, damping_, z);
   length_ = 0;
   double decrease = 0;  // |f|^2 - |f + J s|^2 = -g.s + damping |z|^2, with the damped normal equations
   for (int i = 0; i < n_; ++i) {

@@ -62,34 +62,19 @@ LocalShape WithFrame(LocalShape shape) {
 }
 
 NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, const PointRefs& points) {
-  constexpr int kStride = LocalShape::kGramStride;
   const auto [columns, firstLength, endLength] = ColumnsOf(shape.kind);
-  double gram[kStride * kStride];
-  AccumulateGram(shape, points, gram);
-
-  double factors[kMostParameters][kStride] = {};
+  SmallMatrix gram, factors{};
+  AccumulateGram(shape, points, gram[0]);
   for (int i = 0; i < n; ++i) Factors(shape, motions[i], factors[i]);
-  double byColumn[kStride][kMostParameters];
-  for (int i = 0; i < kMostParameters; ++i) {
-    for (int l = 0; l < kStride; ++l) byColumn[l][i] = factors[i][l];
-  }
-  // F G F^T over whole rows of fixed length, which compilers turn into vectors.
+
   NormalEquations sums;
   const double share = 1.0 / points.count;
-  for (int i = 0; i < n; ++i) {
-    double product[kStride] = {};
-    for (int l = 0; l < columns; ++l) {
-      for (int k = 0; k < kStride; ++k) product[k] += factors[i][l] * share * gram[l * kStride + k];
-    }
-    double row[kMostParameters] = {};
-    for (int l = 0; l < columns; ++l) {
-      for (int j = 0; j < kMostParameters; ++j) row[j] += product[l] * byColumn[l][j];
-    }
-    std::copy_n(row, kMostParameters, sums.matrix[i]);
-    sums.gradient[i] = product[columns];
-    sums.lever[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
+  for (auto& row : gram) {
+    for (double& product : row) product *= share;
   }
-  const auto diagonal = [&](int k) { return gram[k * kStride + k] * share; };
+  Congruent(factors, n, columns, gram, sums.matrix, sums.gradient);
+  for (int i = 0; i < n; ++i) sums.lever[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
+  const auto diagonal = [&](int k) { return gram[k][k]; };
   sums.squares = diagonal(columns);
   double longest = 0;
   for (int k = firstLength; k < endLength; ++k) longest = std::max(longest, diagonal(k));
@@ -99,7 +84,7 @@ NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, con
 }
 
 NormalEquations SumUp(const double* residuals, const double* jacobian, int m, int n, const double* x) {
-  NormalEquations sums;
+  NormalEquations sums{};
   sums.squares = std::inner_product(residuals, residuals + m, residuals, 0.0);
   sums.extent = 0;
   for (int i = 0; i < n; ++i) {

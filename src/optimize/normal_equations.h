@@ -6,15 +6,13 @@
 #include <Eigen/Core>
 
 #include "optimize/kernels/gram.h"
+#include "optimize/kernels/small_matrices.h"
 
 namespace primfit {
 
-/// Most free parameters that a run can have.
-inline constexpr int kMostParameters = 8;
-
 /// J^T J, J^T f and f^T f of residuals f with Jacobian J.
 struct NormalEquations {
-  double matrix[kMostParameters][kMostParameters];
+  SmallMatrix matrix;
   double gradient[kMostParameters];
   double squares;
   /// How far the points' residuals move, root mean square, for a unit of a parameter; the same for parameters

@@ -129,10 +129,12 @@ class ResidualModel : public TRLeastSquares {
         case Moves::kMinor:
           next->minor = 1;
           break;
-        case Moves::kAngles:
-          next[0].axis = frame_ * AzimuthMotion(at[0], at[1]);
-          next[1].axis = frame_ * ElevationMotion(at[0], at[1]);
+        case Moves::kAngles: {
+          const AxisMotions motion(at[0], at[1]);
+          next[0].axis = frame_ * motion.byAzimuth;
+          next[1].axis = frame_ * motion.byElevation;
           break;
+        }
         case Moves::kTurn:
           next->axis = {-shape.axis.y(), shape.axis.x(), 0};
           break;

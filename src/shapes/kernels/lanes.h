@@ -38,6 +38,7 @@ constexpr int kPartLanes = static_cast<int>(hn::MaxLanes(LaneTag()));
 
 HWY_INLINE Part PartOf(double value) { return hn::Set(LaneTag(), value); }
 HWY_INLINE Part Load(const double* from) { return hn::Load(LaneTag(), from); }
+HWY_INLINE Part LoadAnywhere(const double* from) { return hn::LoadU(LaneTag(), from); }
 HWY_INLINE void Store(Part a, double* to) { hn::Store(a, LaneTag(), to); }
 HWY_INLINE Part Add(Part a, Part b) { return hn::Add(a, b); }
 HWY_INLINE Part Sub(Part a, Part b) { return hn::Sub(a, b); }
@@ -78,6 +79,7 @@ constexpr int kPartLanes = 1;
 
 HWY_INLINE Part PartOf(double value) { return value; }
 HWY_INLINE Part Load(const double* from) { return *from; }
+HWY_INLINE Part LoadAnywhere(const double* from) { return *from; }
 HWY_INLINE void Store(Part a, double* to) { *to = a; }
 HWY_INLINE Part Add(Part a, Part b) { return a + b; }
 HWY_INLINE Part Sub(Part a, Part b) { return a - b; }

@@ -1,0 +1,139 @@
+#if PRIMFIT_SIMD
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "optimize/kernels/small_matrices.cpp"
+#include <hwy/foreach_target.h>
+#endif
+// Each target's own text comes after what selects the targets.
+#include "shapes/kernels/lanes.h"
+
+#include <algorithm>
+
+#include "optimize/kernels/small_matrices.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace primfit::HWY_NAMESPACE {
+
+static_assert(kMostParameters == kLanes);
+
+/// A row of a small matrix, or a column of a symmetric one.
+struct Row {
+  static constexpr int kParts = kLanes / kPartLanes;
+  Part parts[kParts];
+
+  static HWY_INLINE Row Of(const double* from) {
+    Row row;
+    for (int i = 0; i < kParts; ++i) row.parts[i] = LoadAnywhere(from + i * kPartLanes);
+    return row;
+  }
+  static HWY_INLINE Row Filled(double value) {
+    Row row;
+    for (int i = 0; i < kParts; ++i) row.parts[i] = PartOf(value);
+    return row;
+  }
+  HWY_INLINE void To(double* to) const {
+    for (int i = 0; i < kParts; ++i) StoreAnywhere(parts[i], to + i * kPartLanes);
+  }
+  HWY_INLINE Row Times(const Row& b) const {
+    Row row;
+    for (int i = 0; i < kParts; ++i) row.parts[i] = Mul(parts[i], b.parts[i]);
+    return row;
+  }
+  HWY_INLINE Row Times(double b) const { return Times(Filled(b)); }
+  HWY_INLINE Row Plus(const Row& b) const {
+    Row row;
+    for (int i = 0; i < kParts; ++i) row.parts[i] = Add(parts[i], b.parts[i]);
+    return row;
+  }
+  HWY_INLINE Row Minus(const Row& b) const {
+    Row row;
+    for (int i = 0; i < kParts; ++i) row.parts[i] = Sub(parts[i], b.parts[i]);
+    return row;
+  }
+};
+
+void CongruentOnTarget(const SmallMatrix& factors, int n, int m, const SmallMatrix& g, SmallMatrix& product,
+                       double (&lastColumn)[kMostParameters]) {
+  SmallMatrix transposed;
+  for (int l = 0; l < m; ++l) {
+    for (int i = 0; i < kMostParameters; ++i) transposed[l][i] = factors[i][l];
+  }
+  std::fill_n(lastColumn, kMostParameters, 0.0);
+  for (int i = 0; i < n; ++i) {
+    Row sum = Row::Filled(0);
+    for (int l = 0; l < m; ++l) sum = sum.Plus(Row::Of(g[l]).Times(factors[i][l]));
+    double half[kMostParameters];
+    sum.To(half);
+    lastColumn[i] = half[m];
+    Row row = Row::Filled(0);
+    for (int l = 0; l < m; ++l) row = row.Plus(Row::Of(transposed[l]).Times(half[l]));
+    row.To(product[i]);
+  }
+}
+
+void SolveOnTarget(int n, const SmallMatrix& a, const double (&b)[kMostParameters],
+                   const double (&scale)[kMostParameters], double damping, double (&z)[kMostParameters]) {
+  constexpr double kSingular = 1e-13;
+  SmallMatrix left;  // what is left of the matrix; of rows that were pivots, the columns of L D
+  double diagonal[kMostParameters] = {}, right[kMostParameters];
+  const Row scales = Row::Of(scale);
+  for (int i = 0; i < n; ++i) {
+    Row::Of(a[i]).Times(scales).Times(scale[i]).To(left[i]);
+    left[i][i] += damping;
+    diagonal[i] = left[i][i];
+  }
+  Row::Of(b).Times(scales).Times(-1).To(right);
+
+  int pivots[kMostParameters];
+  double inverse[kMostParameters];
+  bool done[kMostParameters] = {};
+  int rank = 0;
+  for (; rank < n; ++rank) {
+    int p = -1;
+    for (int i = 0; i < n; ++i) {
+      if (!done[i] && (p < 0 || diagonal[i] > diagonal[p])) p = i;
+    }
+    if (!(diagonal[p] > kSingular)) break;
+    done[p] = true;
+    pivots[rank] = p;
+    inverse[rank] = 1 / diagonal[p];
+    const Row column = Row::Of(left[p]), share = column.Times(inverse[rank]);
+    double shares[kMostParameters];
+    share.To(shares);
+    const double at = right[p];
+    Row::Of(right).Minus(share.Times(at)).To(right);
+    right[p] = at;
+    Row::Of(diagonal).Minus(share.Times(column)).To(diagonal);
+    for (int i = 0; i < n; ++i) {
+      if (!done[i]) Row::Of(left[i]).Minus(column.Times(shares[i])).To(left[i]);
+    }
+  }
+  std::fill_n(z, kMostParameters, 0.0);
+  for (int i = rank - 1; i >= 0; --i) {
+    const int p = pivots[i];
+    double sum = right[p];
+    for (int j = i + 1; j < rank; ++j) sum -= left[p][pivots[j]] * z[pivots[j]];
+    z[p] = sum * inverse[i];
+  }
+}
+
+}  // namespace primfit::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace primfit {
+
+HWY_EXPORT(CongruentOnTarget);
+HWY_EXPORT(SolveOnTarget);
+
+void Congruent(const SmallMatrix& factors, int n, int m, const SmallMatrix& g, SmallMatrix& product,
+               double (&lastColumn)[kMostParameters]) {
+  HWY_DYNAMIC_DISPATCH(CongruentOnTarget)(factors, n, m, g, product, lastColumn);
+}
+
+void SolveScaled(int n, const SmallMatrix& a, const double (&b)[kMostParameters],
+                 const double (&scale)[kMostParameters], double damping, double (&z)[kMostParameters]) {
+  HWY_DYNAMIC_DISPATCH(SolveOnTarget)(n, a, b, scale, damping, z);
+}
+
+}  // namespace primfit
+#endif
