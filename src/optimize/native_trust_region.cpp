@@ -83,6 +83,7 @@ int NativeTrustRegion::Propose() {
   if (!(length_ > 0 && length_ < kInfinity)) return Stop(kSmallStep);
   predicted_ = std::max(at_.squares - decrease, 0.0);
   NoteThresholds();
+  if (criterion_ != 0 && at_.squares > limits_.uselessNorm * limits_.uselessNorm) return Stop(criterion_);
   if (length_ < kRounding * at_.extent && damping_ == 0 && length_ > 0.5 * lengthBefore_)
     return Stop(kSmallStep);
   SetTrial();

@@ -106,8 +106,8 @@ bool TRLeastSquares::Initialize(const double* x0) {
   std::fill_n(fjac_.get(), fjac_ ? Size(residualCount_) * Size(parameterCount_) : 0, 0.0);
   if (!started_) {
     if (kind_ == primfit::TrustRegionKind::kLibrary) library_ = primfit::MakeLibraryTrustRegion();
-    const primfit::TrustRegionLimits limits{thresholds_, iterationLimit_, trialIterationLimit_,
-                                            stepBoundFactor_};
+    primfit::TrustRegionLimits limits{thresholds_, iterationLimit_, trialIterationLimit_, stepBoundFactor_};
+    if (primfit::ScopedSampleRefinement::IsActive()) limits.uselessNorm = tolerance_;
     started_ = Solver().Start(parameterCount_, residualCount_, x_, limits) == primfit::kTrustRegionSuccess;
     if (!started_) return false;
   }

@@ -7,6 +7,7 @@ namespace {
 constexpr TrustRegionKind kBuildChoice =
     PRIMFIT_LIBRARY_ENGINE ? TrustRegionKind::kLibrary : TrustRegionKind::kNative;
 thread_local TrustRegionKind chosen = kBuildChoice;
+thread_local bool ofSample = false;
 
 }  // namespace
 
@@ -15,5 +16,11 @@ TrustRegionKind ChosenTrustRegion() { return chosen; }
 ScopedTrustRegion::ScopedTrustRegion(TrustRegionKind kind) : before_(chosen) { chosen = kind; }
 
 ScopedTrustRegion::~ScopedTrustRegion() { chosen = before_; }
+
+ScopedSampleRefinement::ScopedSampleRefinement() : before_(ofSample) { ofSample = true; }
+
+ScopedSampleRefinement::~ScopedSampleRefinement() { ofSample = before_; }
+
+bool ScopedSampleRefinement::IsActive() { return ofSample; }
 
 }  // namespace primfit

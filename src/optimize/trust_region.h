@@ -4,6 +4,7 @@
 #ifndef PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 #define PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 
+#include <limits>
 #include <memory>
 
 #include "optimize/normal_equations.h"
@@ -36,6 +37,8 @@ struct TrustRegionLimits {
   int iterations;
   int trialIterations;
   double initialStepBound;
+  /// A run that meets a threshold where the residuals' norm is above this is of no use and ends there.
+  double uselessNorm = std::numeric_limits<double>::infinity();
 };
 
 /// Where the answers to the requests stand. Every number must be finite.
@@ -80,6 +83,22 @@ class ScopedTrustRegion {
 
  private:
   TrustRegionKind before_;
+};
+
+/// While it lives, refinements on this thread are of samples of a search. A sample whose points lie farther
+/// than the tolerance, root mean square, from its own shape holds an outlier: the native solver then does not
+/// go on from the first threshold to an optimum that is as wrong. Most samples are such, and take the most
+/// steps.
+class ScopedSampleRefinement {
+ public:
+  ScopedSampleRefinement();
+  ~ScopedSampleRefinement();
+  ScopedSampleRefinement(const ScopedSampleRefinement&) = delete;
+  ScopedSampleRefinement& operator=(const ScopedSampleRefinement&) = delete;
+  static bool IsActive();
+
+ private:
+  bool before_;
 };
 
 /// oneMKL's solver; null where it was not built in.

@@ -127,7 +127,11 @@ void RansacFit::DrawSample(SearchState& state, std::vector<int>& indices) {
 /// Makes, scores and keeps or drops one candidate; of equal scores the earlier stays.
 void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, const Vector3d* samplePoints) {
   const int k = static_cast<int>(indices.size());
-  std::unique_ptr<OutputShape> candidate(FitShape(k, indices.data(), samplePoints));
+  std::unique_ptr<OutputShape> candidate;
+  {
+    const primfit::ScopedSampleRefinement sample;
+    candidate.reset(FitShape(k, indices.data(), samplePoints));
+  }
   if (!candidate) return;
   // Neither the best so far is beaten nor an early stop earned by less.
   scoreToBeat_ =
