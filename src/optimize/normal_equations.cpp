@@ -51,7 +51,7 @@ void Factors(const LocalShape& shape, const Motion& motion, double* factors) {
 
 bool NormalEquations::IsFinite(int n) const {
   double sum = squares + extent;  // of numbers that are all finite or not worth a step
-  for (int i = 0; i < n; ++i) sum += gradient[i] + std::accumulate(matrix[i], matrix[i] + n, 0.0);
+  for (int i = 0; i < n; ++i) sum += gradient[i] + matrix[i][i];  // which bound those beside them
   return std::isfinite(sum);
 }
 

@@ -8,6 +8,7 @@
 #include "api/entries.h"
 #include "support/constraints.h"
 #include "support/gtest_support.h"
+#include "support/memory.h"
 
 namespace primfit::testing {
 namespace {
@@ -106,6 +107,21 @@ TEST_P(EveryPrimitive, ShiftedCloudGivesTheShiftedFit) {
     for (std::size_t i = 0; i < near.ends.size(); ++i) {
       EXPECT_TRUE(Near(near.ends[i] + shift, far.ends[i], 1e-6));
     }
+  }
+}
+
+TEST_P(EveryPrimitive, TakesItsMemoryInOneBlock) {
+  Random random(5);
+  const Pose pose = random.AnyPose(1);
+  int fewest = 0;
+  for (const int n : {2000, 20000, 120000}) {
+    const Points points = entry.scene(pose, n, 0.002, 0.1, random);
+    const int before = allocations, largeBefore = largeAllocations;
+    entry.Fit(points, 3);
+    EXPECT_EQ(largeAllocations - largeBefore, 1) << n << " points";
+    if (n == 2000) fewest = allocations - before;
+    // As many as candidates, which depend on chance: two at most for each of the 22 samples.
+    EXPECT_LE(allocations - before, fewest + 44) << n << " points";
   }
 }
 

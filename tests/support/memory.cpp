@@ -5,13 +5,14 @@
 
 namespace primfit::testing {
 
-std::atomic<int> allocations{0};
+std::atomic<int> allocations{0}, largeAllocations{0};
 std::atomic<bool> memoryIsOut{false};
 
 }  // namespace primfit::testing
 
 void* operator new(std::size_t size) {
   ++primfit::testing::allocations;
+  if (size >= 32768) ++primfit::testing::largeAllocations;
   void* memory = primfit::testing::memoryIsOut ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;

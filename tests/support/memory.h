@@ -7,8 +7,8 @@
 
 namespace primfit::testing {
 
-/// How often operator new was called.
-extern std::atomic<int> allocations;
+/// How often operator new was called; how often for a buffer of 32 KB or more.
+extern std::atomic<int> allocations, largeAllocations;
 /// Makes operator new throw.
 extern std::atomic<bool> memoryIsOut;
 
