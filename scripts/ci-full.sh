@@ -15,7 +15,7 @@ build debug debug -DPRIMFIT_WERROR=ON
 run_tests debug
 
 step "all instructions of this processor: fused multiply-adds must change no decision"
-build native release -DCMAKE_CXX_FLAGS=-march=native  # GCC 12 warns of its own AVX-512 intrinsics
+build native release -DPRIMFIT_WERROR=OFF -DCMAKE_CXX_FLAGS=-march=native  # GCC 12 warns of its own AVX-512 intrinsics
 run_tests native
 
 step "without oneMKL"
