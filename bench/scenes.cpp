@@ -165,16 +165,24 @@ Extent AlongV(const Truth& truth) { return {truth.v.Length()}; }
 Extent BetweenV(const Truth& truth) { return {truth.v.low, truth.v.high}; }
 Extent Area(const Truth& truth) { return {truth.u.Length() * truth.v.Length()}; }
 
+/// Counts the turns of a search.
+struct DrawCounter : FitProgressUpdater {
+  void ReportProgress(double /*fraction*/) override { ++draws; }
+  bool StopRequested() override { return false; }
+  int draws = 0;
+};
+
 /// The fit that IFit has for a pair of records; one takes a flag more.
 template <class P, class Record, auto... kFlag>
 Found Fit(const Points& points, double outlierShare) {
   using Params = FitInputParams<typename P::Constraints>;
   Params params;
   params.SetOutlierPercentage(outlierShare);
-  const auto out =
-      IFit<Params, Record>().Solve(points.data(), static_cast<int>(points.size()), params, nullptr, kFlag...);
+  DrawCounter counter;
+  const auto out = IFit<Params, Record>().Solve(points.data(), static_cast<int>(points.size()), params,
+                                                &counter, kFlag...);
   return {P::StartShape(out.GetFitShape(), Vector3d::Zero()), out.GetFitQuality(),
-          ExtentOf(out.GetFitShape())};
+          ExtentOf(out.GetFitShape()), counter.draws};
 }
 
 template <class P, class Record = typename P::Record, auto... kFlag>

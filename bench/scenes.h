@@ -69,6 +69,7 @@ struct Found {
   std::shared_ptr<const OutputShape> shape;
   FitQuality quality;
   Extent extent;
+  int draws = 0;  // samples that the search drew
 };
 
 /// One primitive. Its true shape has its centre, apex or root in the origin of the pose and its axis, normal

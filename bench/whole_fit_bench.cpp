@@ -8,6 +8,7 @@
 #include <string>
 
 #include "primfit/fit/scoped_seed.h"
+#include "primfit/shapes/output_torus.h"
 #include "scenes.h"
 
 namespace primfit::bench {
@@ -75,23 +76,31 @@ void WholeFit(benchmark::State& state, Case& row) {
   state.SetItemsProcessed(state.iterations() * row.points);
   state.counters["inliers"] = found.quality.GetInlierCount();
   state.counters["rms_mm"] = 1000 * found.quality.rmsDistance;
+  state.counters["draws"] = found.draws;
   state.counters["first_us"] = row.firstFit;
   state.counters["seed"] = static_cast<double>(seed);
+}
+
+void Register(const Primitive& primitive, int points, int outliers) {
+  const std::string name = "WholeFit/" + std::string(primitive.name) + "/points:" + std::to_string(points) +
+                           "/outliers:" + std::to_string(outliers);
+  const auto row = std::make_shared<Case>(Case{&primitive, points, outliers});
+  benchmark::RegisterBenchmark(name.c_str(), [row](benchmark::State& state) {
+    WholeFit(state, *row);
+  })->Unit(benchmark::kMicrosecond);
 }
 
 int Register() {
   for (const Primitive& primitive : Primitives()) {
     for (const int outliers : {0, 20, 50}) {
-      for (const int points : {500, 1000, 5000, 100000, 1000000}) {
-        const std::string name = "WholeFit/" + std::string(primitive.name) +
-                                 "/points:" + std::to_string(points) +
-                                 "/outliers:" + std::to_string(outliers);
-        const auto row = std::make_shared<Case>(Case{&primitive, points, outliers});
-        benchmark::RegisterBenchmark(name.c_str(), [row](benchmark::State& state) {
-          WholeFit(state, *row);
-        })->Unit(benchmark::kMicrosecond);
-      }
+      for (const int points : {500, 1000, 5000, 100000, 1000000}) Register(primitive, points, outliers);
     }
+    // Between them, to see the cost grow with the points and with the draws. 5000 draws, which is the most,
+    // find no torus among 60 %.
+    Register(primitive, 20000, 20);
+    for (const int outliers : {10, 30, 40}) Register(primitive, 5000, outliers);
+    if (dynamic_cast<const OutputTorus*>(primitive.make(primitive.truth, Pose::Identity()).get()) == nullptr)
+      Register(primitive, 5000, 60);
   }
   return 0;
 }
