@@ -4,6 +4,7 @@
 #include <Eigen/Geometry>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "api/entries.h"
 #include "optimize/trust_region.h"
@@ -172,14 +173,16 @@ TEST(Holds, ComeBackBitForBitInEveryCombination) {
 }
 
 /// The other record that the same constraints serve.
-FitOutputParamsPatch OtherOf(const FitOutputParamsPlane&) { return {}; }
-FitOutputParamsCylinderBounded OtherOf(const FitOutputParamsCylinder&) { return {}; }
-FitOutputParamsConeBounded OtherOf(const FitOutputParamsCone&) { return {}; }
-FitOutputParamsElbow OtherOf(const FitOutputParamsTorus&) { return {}; }
 template <class R>
-R OtherOf(const R& r) {
-  return r;
-}
+struct OtherRecord : std::type_identity<R> {};
+template <>
+struct OtherRecord<FitOutputParamsPlane> : std::type_identity<FitOutputParamsPatch> {};
+template <>
+struct OtherRecord<FitOutputParamsCylinder> : std::type_identity<FitOutputParamsCylinderBounded> {};
+template <>
+struct OtherRecord<FitOutputParamsCone> : std::type_identity<FitOutputParamsConeBounded> {};
+template <>
+struct OtherRecord<FitOutputParamsTorus> : std::type_identity<FitOutputParamsElbow> {};
 
 TEST(Checks, RunInOrderWithTheirTexts) {
   Random random;
@@ -200,7 +203,7 @@ TEST(Checks, RunInOrderWithTheirTexts) {
         const auto message = [&](const Vector3d* points, int n, const Params& params) {
           const ScopedSeed seed(1);
           const std::string text = MessageOf([&] { FitBy<R>(points, n, params); });
-          EXPECT_EQ(MessageOf([&] { FitBy<decltype(OtherOf(given))>(points, n, params); }), text);
+          EXPECT_EQ(MessageOf([&] { FitBy<typename OtherRecord<R>::type>(points, n, params); }), text);
           return text;
         };
         const std::string provided =
