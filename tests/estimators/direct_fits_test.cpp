@@ -90,7 +90,7 @@ TEST(DirectFits, FindNoShapeInDegeneratePoints) {
     Points line, plane, one;
     for (int i = 0; i < 30; ++i) {
       line.push_back(pose * Vector3d(0, 0, random.Uniform(-1, 1)));
-      plane.push_back(pose * Vector3d(random.Uniform(-1, 1), random.Uniform(-1, 1), 0));
+      plane.push_back(pose * Vector3d{random.Uniform(-1, 1), random.Uniform(-1, 1), 0});
       one.push_back(pose.translation);
     }
     // Slanted ones are degenerate only to rounding; a shape of radius 1e9 would be none that anybody wants.

@@ -83,7 +83,8 @@ TEST(NativeEngine, EndsAtTheOptimum) {
         const auto surface = Made(row.kind, Rounded(truth));
         Points points;
         for (int i = 0; i < n; ++i) {
-          const Vector3d p = surface->Eval(random.Uniform(row.u), random.Uniform(row.v));
+          const double u = random.Uniform(row.u);
+          const Vector3d p = surface->Eval(u, random.Uniform(row.v));
           points.push_back(p + random.Gauss(noise) * surface->EvalNormal(p));
         }
         const Numbers<Real> start{truth.point + random.InCube(0.003).cast<Real>(), 1.005L * truth.first,
@@ -108,7 +109,8 @@ TEST(NativeEngine, AllocatesOnlyTheRefinedShape) {
       Random random(static_cast<std::uint64_t>(kind));
       Points points;
       for (int i = 0; i < n; ++i) {
-        const Vector3d p = surface->Eval(random.Uniform(0, 6), random.Uniform(0.5, 1.5));
+        const double u = random.Uniform(0, 6);
+        const Vector3d p = surface->Eval(u, random.Uniform(0.5, 1.5));
         points.push_back(p + random.Gauss(0.002) * surface->EvalNormal(p));
       }
       const int before = allocations;

@@ -51,8 +51,9 @@ const Vector3d kDirections[] = {{0, 0, 1},  {0, 0, -1},         {1, 0, 0},
 Points Scattered(const OutputSurface& surface, Range u, Range v, int n, Random& random) {
   Points points;
   for (int i = 0; i < n; ++i) {
-    const Vector3d noise(random.Gauss(kNoise), random.Gauss(kNoise), random.Gauss(kNoise));
-    points.push_back(surface.Eval(random.Uniform(u), random.Uniform(v)) + noise);
+    const Vector3d noise{random.Gauss(kNoise), random.Gauss(kNoise), random.Gauss(kNoise)};
+    const double atU = random.Uniform(u);
+    points.push_back(surface.Eval(atU, random.Uniform(v)) + noise);
   }
   return points;
 }
@@ -125,7 +126,7 @@ Points PlanarScene(const Vector3d& origin, const Vector3d& e1, const Vector3d& e
                    const std::function<Vector3d(double)>& curve) {
   Points points;
   for (int i = 0; i < 300; ++i) {
-    const Vector3d noise(random.Gauss(kNoise), random.Gauss(kNoise), random.Gauss(3 * kNoise));
+    const Vector3d noise{random.Gauss(kNoise), random.Gauss(kNoise), random.Gauss(3 * kNoise)};
     const Vector3d local = curve(random.Uniform(0, 1)) + noise;
     points.push_back(origin + local.x() * e1 + local.y() * e2 + local.z() * e1.cross(e2));
   }

@@ -82,8 +82,8 @@ void Random::Shuffle(Points& points) { std::shuffle(points.begin(), points.end()
 Points PointsOn(const OutputLine& line, int n, Range t, double noise, Random& random) {
   const Frame frame(line.Direction());
   return Repeat(n, [&]() -> Vector3d {
-    const Vector3d across = random.Gauss(noise) * frame.e1 + random.Gauss(noise) * frame.e2;
-    return line.Root() + random.Uniform(t) * frame.axis + across;
+    const double x = random.Gauss(noise), y = random.Gauss(noise);
+    return line.Root() + random.Uniform(t) * frame.axis + x * frame.e1 + y * frame.e2;
   });
 }
 
@@ -91,15 +91,16 @@ Points PointsOn(const OutputCircle& circle, int n, Range angle, double noise, Ra
   const Frame frame(circle.Axis());
   return Repeat(n, [&]() -> Vector3d {
     const double radius = circle.Radius() + random.Gauss(noise);
-    return circle.Center() + radius * frame.Radial(random.Uniform(angle)) + random.Gauss(noise) * frame.axis;
+    const double aside = random.Gauss(noise);
+    return circle.Center() + radius * frame.Radial(random.Uniform(angle)) + aside * frame.axis;
   });
 }
 
 Points PointsOn(const OutputPlane& plane, int n, Range u, Range v, double noise, Random& random) {
   const Frame frame(plane.Normal());
   return Repeat(n, [&]() -> Vector3d {
-    const Vector3d along = random.Uniform(u) * frame.e1 + random.Uniform(v) * frame.e2;
-    return plane.Center() + along + random.Gauss(noise) * frame.axis;
+    const double x = random.Uniform(u), y = random.Uniform(v);
+    return plane.Center() + x * frame.e1 + y * frame.e2 + random.Gauss(noise) * frame.axis;
   });
 }
 
@@ -119,8 +120,8 @@ Points PointsOn(const OutputCylinder& cylinder, int n, Range angle, Range height
   const Frame frame(cylinder.Axis());
   return Repeat(n, [&]() -> Vector3d {
     const double radius = cylinder.Radius() + random.Gauss(noise);
-    return cylinder.Center() + radius * frame.Radial(random.Uniform(angle)) +
-           random.Uniform(height) * frame.axis;
+    const double azimuth = random.Uniform(angle);
+    return cylinder.Center() + radius * frame.Radial(azimuth) + random.Uniform(height) * frame.axis;
   });
 }
 
