@@ -17,14 +17,14 @@ namespace {
 std::string Vectors() {
   const char* variable = std::getenv("PRIMFIT_BENCH_VECTORS");
   const std::string wanted = variable != nullptr ? variable : "";
-  for (auto targets = hwy::SupportedTargets(); targets != 0; targets &= targets - 1) {
+  for (auto targets = hwy::SupportedTargets() & HWY_TARGETS; targets != 0; targets &= targets - 1) {
     const auto target = targets & -targets;  // the best comes first
     if (!wanted.empty() && wanted != hwy::TargetName(target)) continue;
     hwy::SetSupportedTargetsForTest(target);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
     return hwy::TargetName(target);
   }
-  std::fprintf(stderr, "PRIMFIT_BENCH_VECTORS is %s, which this processor lacks; set another or none\n",
+  std::fprintf(stderr, "PRIMFIT_BENCH_VECTORS is %s, which processor or build lacks; set another or none\n",
                wanted.c_str());
   std::exit(2);
 }

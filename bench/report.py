@@ -125,7 +125,7 @@ def plot(path, title, x_title, curves):
         out += [f'<circle cx="{at_x(x):.1f}" cy="{at_y(y):.1f}" r="3" fill="{COLOURS[shape]}"/>' for x, y in curve]
     ends = spread({shape: at_y(curve[-1][1]) for shape, curve in curves.items()}, 15)
     for shape, y in ends.items():
-        text(max(at_x(curves[shape][-1][0]), width - right) + 8, y + 4, shape, "start", COLOURS[shape])
+        text(at_x(curves[shape][-1][0]) + 8, y + 4, shape, "start", COLOURS[shape])
     out.append("</svg>\n")
     with open(path, "w", encoding="utf-8") as file:
         file.write("\n".join(out))
