@@ -40,8 +40,8 @@ std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
   const int count = patch.Loop(loop, xAxis);
   const Eigen::Vector3d yAxis = patch.Normal().cross(xAxis);
   std::vector<double> outline;
-  for (int i = 0; i < count; ++i)
-    Append(outline, Eigen::Vector3d(patch.Origin() + loop[2 * i] * xAxis + loop[2 * i + 1] * yAxis));
+  for (int i = 0; i < count; ++i, loop += 2)
+    Append(outline, Eigen::Vector3d(patch.Origin() + loop[0] * xAxis + loop[1] * yAxis));
   return outline;
 }
 

@@ -45,6 +45,7 @@ class Scratch {
   static_assert(std::is_trivially_destructible_v<T>);
 
   Scratch() = default;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer
   explicit Scratch(std::size_t n) : data_(reinterpret_cast<T*>(FitMemory::Take(n * sizeof(T)))) {
     if (data_ != nullptr) return;
     heap_ = std::make_unique_for_overwrite<T[]>(n);
@@ -58,6 +59,7 @@ class Scratch {
     return *this;
   }
   ~Scratch() {
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): that of a moved one is null
     if (data_ != nullptr && !heap_) FitMemory::GiveBack(reinterpret_cast<const std::byte*>(data_));
   }
 

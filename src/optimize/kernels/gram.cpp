@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "optimize/kernels/gram.h"
 
@@ -167,7 +168,7 @@ void AddProducts(const double* column, const double (*others)[kBlock], int count
   }
   for (int j = 0; j < kCount; ++j) {
     alignas(64) double s[kLanes];
-    for (int part = 0; part < kParts; ++part) Store(sums[j][part], s + part * kPartLanes);
+    for (int part = 0; part < kParts; ++part) Store(sums[j][part], s + std::ptrdiff_t{part} * kPartLanes);
     gram[j] += ((s[0] + s[4]) + (s[2] + s[6])) + ((s[1] + s[5]) + (s[3] + s[7]));
   }
 }
@@ -178,8 +179,9 @@ void AddBlock(const Block<kSize>& block, int count, double* gram) {
   for (int i = 0; i < kSize; ++i) {
     int j = 0;
     for (; j + 4 <= i + 1; j += 4)
-      AddProducts<4>(block.columns[i], block.columns + j, count, gram + i * kStride + j);
-    for (; j <= i; ++j) AddProducts<1>(block.columns[i], block.columns + j, count, gram + i * kStride + j);
+      AddProducts<4>(block.columns[i], block.columns + j, count, gram + std::ptrdiff_t{i} * kStride + j);
+    for (; j <= i; ++j)
+      AddProducts<1>(block.columns[i], block.columns + j, count, gram + std::ptrdiff_t{i} * kStride + j);
   }
 }
 

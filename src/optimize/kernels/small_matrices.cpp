@@ -7,6 +7,7 @@
 #include "shapes/kernels/lanes.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "optimize/kernels/small_matrices.h"
 
@@ -22,7 +23,7 @@ struct Row {
 
   static HWY_INLINE Row Of(const double* from) {
     Row row;
-    for (int i = 0; i < kParts; ++i) row.parts[i] = LoadAnywhere(from + i * kPartLanes);
+    for (int i = 0; i < kParts; ++i) row.parts[i] = LoadAnywhere(from + std::ptrdiff_t{i} * kPartLanes);
     return row;
   }
   static HWY_INLINE Row Filled(double value) {
@@ -31,7 +32,7 @@ struct Row {
     return row;
   }
   HWY_INLINE void To(double* to) const {
-    for (int i = 0; i < kParts; ++i) StoreAnywhere(parts[i], to + i * kPartLanes);
+    for (int i = 0; i < kParts; ++i) StoreAnywhere(parts[i], to + std::ptrdiff_t{i} * kPartLanes);
   }
   HWY_INLINE Row Times(const Row& b) const {
     Row row;
