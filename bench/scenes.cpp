@@ -185,7 +185,7 @@ Found Fit(const Points& points, double outlierShare) {
           ExtentOf(out.GetFitShape()), counter.draws};
 }
 
-template <class P, class Record = typename P::Record, auto... kFlag>
+template <class Wanted, class P, auto... kFlag>
 Primitive Row(std::string_view name, const Truth& truth, Extent (*extent)(const Truth&)) {
   using Shape = typename P::Shape;
   using D = Description<Shape>;
@@ -200,7 +200,13 @@ Primitive Row(std::string_view name, const Truth& truth, Extent (*extent)(const 
             return D::Compare(t, pose, dynamic_cast<const Shape&>(fit));
           },
           extent,
-          Fit<P, Record, kFlag...>};
+          Fit<P, typename Wanted::Record, kFlag...>,
+          [](const Points& points, FitReport& report) -> Found {
+            const auto result = primfit::fit<Wanted>(points);
+            report = result.report;
+            return {P::StartShape(result.shape, Vector3d::Zero()), result.quality, ExtentOf(result.shape),
+                    report.draws};
+          }};
 }
 
 constexpr Range kTurn{0, 2 * pi};
@@ -231,17 +237,17 @@ Pose Random::AnyPose() {
 
 std::span<const Primitive> Primitives() {
   static const Primitive primitives[] = {
-      Row<LinePrimitive>("line", {0, 0, kMetres, {}}, AlongU),
-      Row<ArcPrimitive>("arc", {0.5, 0, {0, pi}, {}}, AlongU),
-      Row<PlanePrimitive>("plane", kSquare, Unbounded),
-      Row<PlanePrimitive, FitOutputParamsPatch>("patch", kSquare, Area),
-      Row<SpherePrimitive>("sphere", {0.5, 0, {-pi / 2, pi / 2}, kTurn}, Unbounded),
-      Row<CylinderPrimitive>("cylinder", kPipe, Unbounded),
-      Row<CylinderPrimitive, FitOutputParamsCylinderBounded, false>("bounded cylinder", kPipe, AlongV),
-      Row<ConePrimitive>("cone", kFunnel, Unbounded),
-      Row<ConePrimitive, FitOutputParamsConeBounded>("bounded cone", kFunnel, BetweenV),
-      Row<TorusPrimitive>("torus", {1, 0.3, kTurn, kTurn}, Unbounded),
-      Row<TorusPrimitive, FitOutputParamsElbow>("elbow", {1, 0.3, {0, pi / 2}, kTurn}, AlongU),
+      Row<Line, LinePrimitive>("line", {0, 0, kMetres, {}}, AlongU),
+      Row<Arc, ArcPrimitive>("arc", {0.5, 0, {0, pi}, {}}, AlongU),
+      Row<Plane, PlanePrimitive>("plane", kSquare, Unbounded),
+      Row<Patch, PlanePrimitive>("patch", kSquare, Area),
+      Row<Sphere, SpherePrimitive>("sphere", {0.5, 0, {-pi / 2, pi / 2}, kTurn}, Unbounded),
+      Row<Cylinder, CylinderPrimitive>("cylinder", kPipe, Unbounded),
+      Row<BoundedCylinder, CylinderPrimitive, false>("bounded cylinder", kPipe, AlongV),
+      Row<Cone, ConePrimitive>("cone", kFunnel, Unbounded),
+      Row<BoundedCone, ConePrimitive>("bounded cone", kFunnel, BetweenV),
+      Row<Torus, TorusPrimitive>("torus", {1, 0.3, kTurn, kTurn}, Unbounded),
+      Row<Elbow, TorusPrimitive>("elbow", {1, 0.3, {0, pi / 2}, kTurn}, AlongU),
   };
   return primitives;
 }
@@ -288,9 +294,10 @@ Scene MakeScene(const Primitive& primitive, const Truth& truth, const SceneOptio
     low = low.cwiseMin(p);
     high = high.cwiseMax(p);
   }
+  const double beside = (options.around - 1) / 2;
   for (int i = 0; i < outliers; ++i) {
     Vector3d share;
-    for (double& c : share) c = random.Uniform(0, 1);
+    for (double& c : share) c = random.Uniform(-beside, 1 + beside);
     scene.points.push_back(low + share.cwiseProduct(high - low));
   }
   random.Shuffle(scene.points);

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "primfit/fit.h"
 #include "primfit/fit/fit_quality.h"
 #include "primfit/shapes/output_shape.h"
 
@@ -88,6 +89,8 @@ struct Primitive {
   Extent (*extent)(const Truth&);
   /// The default fit with an expected share of outliers. @throws what the entry point throws
   Found (*fit)(const Points&, double outlierShare);
+  /// The adaptive fit, which is told nothing. @throws FitError
+  Found (*adaptive)(const Points&, FitReport& report);
 };
 
 std::span<const Primitive> Primitives();
@@ -101,8 +104,9 @@ Points PointsOn(const Primitive& primitive, const Truth& truth, const Pose& pose
 
 struct SceneOptions {
   int points = 5000;
-  double outliers = 0;  // share of the points that is uniform in the bounding box of the others
+  double outliers = 0;  // share of the points that is uniform about the others
   double noise = kNoise;
+  double around = 1;  // how much larger than the bounding box the outliers' is
   bool survey =
       false;  // a place in survey coordinates, where millimetres stand beside thousands of kilometres
 };

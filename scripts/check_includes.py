@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds the includes to the layers: calls go downward only, and public headers stand on public ground.
 
-    api -> ransac -> estimators, optimize -> shapes -> fit
+    api, robust -> ransac -> estimators, optimize -> shapes, outline, neighbours -> fit
 
 usage: check_includes.py [ROOT]
 """
@@ -9,8 +9,9 @@ import pathlib
 import re
 import sys
 
-LAYERS = {"fit": 0, "shapes": 1, "estimators": 2, "optimize": 2, "ransac": 3, "api": 4}
-ROOT_HEADERS = {"export.h": -1, "flat.h": 4, "primfit.h": 4}  # in include/primfit itself
+LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "neighbours": 1, "estimators": 2, "optimize": 2, "ransac": 3,
+          "api": 4, "robust": 4}
+ROOT_HEADERS = {"export.h": ("fit", -1), "fit.h": ("robust", 4), "flat.h": ("api", 4), "primfit.h": ("all", 5)}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
 # The numerics are reached through two doors: matrix classes and the trust-region interface.
@@ -31,8 +32,10 @@ class Place:
             self.kind = "private"
         if self.kind in ("public", "private"):
             in_folder = len(parts) > 2
-            self.folder = parts[1] if in_folder else "api"
-            self.level = LAYERS.get(self.folder, 9) if in_folder else ROOT_HEADERS.get(parts[-1], 9)
+            self.folder, self.level = ROOT_HEADERS.get(parts[-1], ("api", 9))
+            if in_folder:
+                self.folder = parts[1]
+                self.level = LAYERS.get(self.folder, 9)
 
 
 def find(name, path, root):

@@ -12,6 +12,7 @@
 #include "primfit/api/plane_from_points.h"
 #include "primfit/api/sphere_from_points.h"
 #include "primfit/api/torus_from_points.h"
+#include "primfit/fit.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/fit_histogram.h"

@@ -5,15 +5,13 @@
 #include <memory>
 #include <utility>
 
-#include "api/convex_hull.h"
 #include "api/fit_pipeline.h"
-#include "api/loop.h"
 #include "api/primitives.h"
 #include "fit/fit_memory.h"
 #include "fit/vector_math.h"
+#include "outline/outline.h"
 
 using Eigen::Vector3d;
-using primfit::FitError;
 
 namespace {
 
@@ -42,33 +40,6 @@ Projected ProjectNear(const primfit::Fitted<OutputPlane>& fitted, const Vector3d
   return {std::move(projected), count};
 }
 
-/// A closed loop of vertices; the array comes from new[].
-struct Loop {
-  int count;
-  std::unique_ptr<double[]> vertices;
-};
-
-Loop OutlineOf(const Projected& points) {
-  const double* const coordinates = points.coordinates.data();
-  int count = 0;
-  int* indices = nullptr;
-  if (QuickConvexHull2d(points.count, coordinates, &count, &indices) != 0) {
-    throw FitError(primfit::messages::kHullFailed);
-  }
-  const std::unique_ptr<int, void (*)(int*)> owned(indices, QHullFree);
-  auto hull = std::make_unique<double[]>(2 * static_cast<std::size_t>(count));
-  for (int k = 0; k < count; ++k) std::copy_n(coordinates + 2 * indices[k], 2, hull.get() + 2 * k);
-  double* vertices = hull.release();  // SortLoopVertices replaces the array, or leaves it when it throws
-  try {
-    SortLoopVertices(count, vertices);
-  } catch (...) {
-    delete[] vertices;
-    throw;
-  }
-  hull.reset(vertices);
-  return {count, std::move(hull)};
-}
-
 }  // namespace
 
 FitOutput<FitOutputParamsPatch> PatchFromPoints(const Vector3d* points, int n,
@@ -80,7 +51,8 @@ FitOutput<FitOutputParamsPatch> PatchFromPoints(const Vector3d* points, int n,
       PlanePrimitive::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr);
   const Vector3d xAxis = primfit::UnitOrthogonal(plane.Normal());
   fitted.selected = {};  // leaves its memory to the projection
-  Loop loop = OutlineOf(ProjectNear(fitted, plane.Origin() - fitted.used.Origin(), plane.Normal(), xAxis));
+  const Projected near = ProjectNear(fitted, plane.Origin() - fitted.used.Origin(), plane.Normal(), xAxis);
+  primfit::Loop loop = primfit::OutlineOf(near.coordinates.data(), near.count);
   return {FitOutputParamsPatch(plane.Origin(), plane.Normal(), loop.count, loop.vertices.release(), xAxis),
           fitted.quality};
 }

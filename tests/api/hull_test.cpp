@@ -10,8 +10,8 @@
 #include <random>
 #include <vector>
 
-#include "api/convex_hull.h"
-#include "api/loop.h"
+#include "outline/convex_hull.h"
+#include "outline/loop.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "api/loop.h"
+#include "outline/loop.h"
 
 #include <Eigen/Core>
 #include <algorithm>

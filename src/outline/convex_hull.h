@@ -1,5 +1,5 @@
-#ifndef PRIMFIT_SRC_API_CONVEX_HULL_H_
-#define PRIMFIT_SRC_API_CONVEX_HULL_H_
+#ifndef PRIMFIT_SRC_OUTLINE_CONVEX_HULL_H_
+#define PRIMFIT_SRC_OUTLINE_CONVEX_HULL_H_
 
 namespace primfit {
 
@@ -35,4 +35,4 @@ int QuickConvexHull2d(int m, const double* points, int* hullCount, int** hullInd
 /// Releases what QuickConvexHull2d handed over; null is allowed.
 void QHullFree(int* hullIndices);
 
-#endif  // PRIMFIT_SRC_API_CONVEX_HULL_H_
+#endif  // PRIMFIT_SRC_OUTLINE_CONVEX_HULL_H_

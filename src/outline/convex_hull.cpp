@@ -1,4 +1,4 @@
-#include "api/convex_hull.h"
+#include "outline/convex_hull.h"
 
 #include <algorithm>
 #include <array>

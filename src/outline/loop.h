@@ -1,5 +1,5 @@
-#ifndef PRIMFIT_SRC_API_LOOP_H_
-#define PRIMFIT_SRC_API_LOOP_H_
+#ifndef PRIMFIT_SRC_OUTLINE_LOOP_H_
+#define PRIMFIT_SRC_OUTLINE_LOOP_H_
 
 /// Orders the vertices of a 2-D loop by their angle around the centroid, ascending in [0, 2 pi)
 /// (counter-clockwise from the +u direction), and thins it: while more than 3 vertices are left, one at which
@@ -15,4 +15,4 @@
 /// @note O(count log count)
 void SortLoopVertices(int& count, double*& loop);
 
-#endif  // PRIMFIT_SRC_API_LOOP_H_
+#endif  // PRIMFIT_SRC_OUTLINE_LOOP_H_

@@ -1,0 +1,197 @@
+/// Adaptive, robust, converged fits with uncertainty: primfit::fit<Cylinder>(points). They need no parameter:
+/// the noise, the bound of an inlier and the number of samples follow from the data, the result is the
+/// orthogonal least-squares shape of its inliers, and it comes with covariance, report and verdict.
+#ifndef PRIMFIT_FIT_H_
+#define PRIMFIT_FIT_H_
+
+#include <Eigen/Core>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "primfit/export.h"
+#include "primfit/fit/fit_constraints.h"
+#include "primfit/fit/fit_error.h"
+#include "primfit/fit/fit_output_params_arc.h"
+#include "primfit/fit/fit_output_params_cone.h"
+#include "primfit/fit/fit_output_params_cylinder.h"
+#include "primfit/fit/fit_output_params_line.h"
+#include "primfit/fit/fit_output_params_plane.h"
+#include "primfit/fit/fit_output_params_sphere.h"
+#include "primfit/fit/fit_output_params_torus.h"
+#include "primfit/fit/fit_progress_updater.h"
+#include "primfit/fit/fit_quality.h"
+
+namespace primfit {
+
+// What fit<...> can look for: the record that it gives and the constraints that it takes.
+
+struct Line {
+  using Record = FitOutputParamsLine;
+  using Constraints = FitConstraintsLine;
+};
+struct Arc {
+  using Record = FitOutputParamsArc;
+  using Constraints = FitConstraintsArc;
+};
+struct Plane {
+  using Record = FitOutputParamsPlane;
+  using Constraints = FitConstraintsPlane;
+};
+struct Patch {
+  using Record = FitOutputParamsPatch;
+  using Constraints = FitConstraintsPlane;
+};
+struct Sphere {
+  using Record = FitOutputParamsSphere;
+  using Constraints = FitConstraintsSphere;
+};
+struct Cylinder {
+  using Record = FitOutputParamsCylinder;
+  using Constraints = FitConstraintsCylinder;
+};
+struct BoundedCylinder {
+  using Record = FitOutputParamsCylinderBounded;
+  using Constraints = FitConstraintsCylinder;
+};
+struct Cone {
+  using Record = FitOutputParamsCone;
+  using Constraints = FitConstraintsCone;
+};
+struct BoundedCone {
+  using Record = FitOutputParamsConeBounded;
+  using Constraints = FitConstraintsCone;
+};
+struct Torus {
+  using Record = FitOutputParamsTorus;
+  using Constraints = FitConstraintsTorus;
+};
+struct Elbow {
+  using Record = FitOutputParamsElbow;
+  using Constraints = FitConstraintsTorus;
+};
+
+/// Points of the caller's, not copied: x, y, z one after the other, `stride` doubles from point to point.
+class PointView {
+ public:
+  PointView() = default;
+  PointView(std::span<const Eigen::Vector3d> points)  // NOLINT(google-explicit-constructor): a view
+      : PointView(points.empty() ? nullptr : points.front().data(), points.size()) {}
+  PointView(const std::vector<Eigen::Vector3d>& points)  // NOLINT(google-explicit-constructor)
+      : PointView(std::span<const Eigen::Vector3d>(points)) {}
+  /// @param stride  at least 3
+  PointView(const double* data, std::size_t count, std::size_t stride = 3)
+      : data_(data), count_(count), stride_(stride) {}
+
+  bool IsNull() const { return data_ == nullptr; }
+  std::size_t Count() const { return count_; }
+  std::size_t Stride() const { return stride_; }
+  Eigen::Vector3d operator[](std::size_t i) const {
+    return Eigen::Map<const Eigen::Vector3d>(data_ + i * stride_);
+  }
+
+ private:
+  const double* data_ = nullptr;
+  std::size_t count_ = 0;
+  std::size_t stride_ = 3;
+};
+
+/// What is plausible for a size; it may be any where nothing is said.
+struct SizeRange {
+  double low = 0;
+  double high = std::numeric_limits<double>::infinity();
+};
+
+/// Lengths are in the unit of the points, angles in radians, times in seconds.
+struct FitOptionsBase {
+  std::optional<double> noise;  ///< standard deviation of the points from the shape; unset: estimated
+  std::optional<double>
+      tolerance;             ///< distance within which points are inliers; unset: three times the noise
+  double confidence = 0.99;  ///< that no better shape was missed; in (0, 1)
+  int mostDraws = 5000;      ///< samples at the most
+  double timeLimit =
+      std::numeric_limits<double>::infinity();  ///< of the search; what was found by then counts
+  std::optional<std::uint64_t> seed;            ///< unset: of the thread's ScopedSeed, else of the clock
+  SizeRange radius;       ///< of an arc, sphere, cylinder; of a torus or elbow the major one
+  SizeRange minorRadius;  ///< of a torus or elbow
+  SizeRange halfAngle;    ///< of a cone
+  std::optional<Eigen::Vector3d> axisNear;  ///< direction of an axis, line or normal, of either sign
+  double axisWithin = 0;                    ///< angle from axisNear
+  std::optional<Eigen::Vector3d> near;      ///< a point that the shape passes
+  double nearWithin = 0;                    ///< distance from near
+  FitProgressUpdater* progress = nullptr;   ///< follows the search and can stop it
+};
+
+template <class Shape>
+struct FitOptions : FitOptionsBase {
+  /// Parts to be held at the values of its shape; that shape is also the first candidate.
+  const typename Shape::Constraints* constraints = nullptr;
+};
+
+enum class StopReason {
+  kConfident,  ///< a better shape would have been found with the confidence asked for
+  kDrawLimit,
+  kTimeLimit,
+  kStopped,  ///< by the host
+};
+
+enum class Verdict {
+  kGood,
+  kAmbiguous,  ///< other shapes explain the points about as well: a parameter is hardly determined
+  kWeak,       ///< few points support the shape
+};
+
+/// One free parameter of a shape.
+struct FitParameter {
+  const char* name;  ///< "position", "direction", "radius", "half-angle", "major radius", "minor radius"
+  bool isAngle;      ///< radians, else the unit of the points
+  Eigen::Vector3d direction;  ///< in which the position or direction moves; zero for a size
+  double standardDeviation;
+};
+
+/// How exactly the shape is known. A position is that of the centre or apex; of an axis, line or plane that
+/// of its point beside the mean of the inliers.
+struct FitCovariance {
+  std::vector<FitParameter> parameters;
+  Eigen::MatrixXd matrix;  ///< of the parameters, in their order and units
+};
+
+struct FitReport {
+  int draws = 0;
+  int refinements = 0;
+  double inlierShare = 0;  ///< of the finite points
+  double noise = 0;        ///< measured standard deviation of the inliers from the shape
+  double tolerance = 0;    ///< distance within which points are inliers
+  StopReason stopReason = StopReason::kConfident;
+  bool converged = false;  ///< whether another selection of inliers would change nothing
+  Verdict verdict = Verdict::kGood;
+  std::string reason;  ///< of the verdict, for people
+};
+
+template <class Shape>
+struct FitResult {
+  typename Shape::Record shape;
+  std::vector<std::uint32_t> inliers;  ///< positions in the points given, ascending
+  FitQuality quality;                  ///< of the inliers; the histogram's scale is twice the noise
+  FitCovariance covariance;
+  FitReport report;
+};
+
+/// Finds the shape that stands out most from chance among the points and refines it until its inliers stay
+/// the same. Points that are not finite are left out. Any number of points, up to 2^31 - 1.
+/// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
+/// Elbow
+/// @throws FitError "Points are not provided" for no finite point, "Not enough points" for fewer than
+/// determine the
+///         shape, "Over constrained" where every part is held, "Fit options are out of range", "No shape
+///         stands out from chance"
+template <class Shape>
+PRIMFIT_API FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options = {});
+
+}  // namespace primfit
+
+#endif  // PRIMFIT_FIT_H_

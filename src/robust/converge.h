@@ -1,0 +1,50 @@
+// From a good shape to the final one: select, refine, and again until nothing changes.
+#ifndef PRIMFIT_SRC_ROBUST_CONVERGE_H_
+#define PRIMFIT_SRC_ROBUST_CONVERGE_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "robust/model.h"
+
+namespace primfit::robust {
+
+struct ConvergeTask {
+  std::span<const Eigen::Vector3d> points;
+  unsigned held = 0;
+  std::optional<double> noise, tolerance;
+  double start = 0;  ///< bound of the inliers that the model comes with
+  /// Moves a model into the plausible ranges. @return the parts to be held there
+  std::function<unsigned(Model&)> clamp;
+};
+
+struct Converged {
+  Model model;
+  std::vector<std::uint32_t> inliers;
+  double noise = 0, tolerance = 0;
+  NormalEquations sums{};
+  bool settled = false;
+};
+
+/// Standard deviation of the distances near zero, which are of normal noise across the shape among points
+/// that lie anywhere: expectation-maximisation (Dempster, Laird and Rubin 1977) for a half-normal and a
+/// uniform part, about a curve a Rayleigh and a linear one.
+/// @param start  a first guess
+double EstimateNoise(bool curve, std::span<const double> distances, double start);
+
+/// Bound of the inliers of normal noise: it leaves out 0.27 % of them.
+double BoundOf(bool curve, double noise);
+
+/// By how much leaving those out makes the variance of the result larger than that of the inliers says.
+double InflationOf(bool curve);
+
+/// The orthogonal least-squares shape of its own inliers. Where the selections go round in a circle it ends
+/// at one that came before.
+std::optional<Converged> Converge(const Model& start, const ConvergeTask& task);
+
+}  // namespace primfit::robust
+
+#endif  // PRIMFIT_SRC_ROBUST_CONVERGE_H_

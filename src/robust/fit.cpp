@@ -1,0 +1,532 @@
+#include "primfit/fit.h"
+
+#include <Eigen/Cholesky>
+#include <Eigen/Geometry>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <numeric>
+#include <type_traits>
+#include <utility>
+
+#include "fit/fit_memory.h"
+#include "fit/messages.h"
+#include "fit/vector_math.h"
+#include "outline/outline.h"
+#include "primfit/fit/scoped_seed.h"
+#include "robust/converge.h"
+#include "robust/extent.h"
+#include "robust/model.h"
+#include "robust/search.h"
+
+using Eigen::Vector3d;
+
+namespace primfit {
+
+namespace {
+
+using robust::Form;
+using robust::Model;
+
+/// Points that the search works on; a shape that is found among these is found among all.
+constexpr std::size_t kSearched = 20000;
+/// Smallest bound of an inlier, in sizes of the cloud: exact points.
+constexpr double kExact = 1e-7;
+/// A shape that chance gives once in e^30 clouds is none of chance's.
+constexpr double kByChance = 30;
+constexpr double kWeakShare = 0.1;
+/// A size or direction is hardly known when it is not known to this share, respectively to these radians.
+constexpr double kHardly = 0.1;
+
+/// The points of a fit: the finite ones relative to the first of them.
+struct Frame {
+  explicit Frame(const PointView& given) : points(given.Count()) {
+    for (std::size_t i = 0; i < given.Count(); ++i) {
+      const Vector3d p = given[i];
+      if (!p.allFinite()) {
+        if (places.empty()) {
+          places.reserve(given.Count());
+          for (std::size_t k = 0; k < count; ++k) places.push_back(static_cast<std::uint32_t>(k));
+        }
+        left = true;
+        continue;
+      }
+      if (count == 0) origin = p;
+      if (left) places.push_back(static_cast<std::uint32_t>(i));
+      points[count++] = p - origin;
+    }
+  }
+  std::span<const Vector3d> Points() const { return {points.data(), count}; }
+
+  Scratch<Vector3d> points;
+  std::size_t count = 0;
+  Vector3d origin = Vector3d::Zero();
+  bool left = false;                  ///< whether points were left out
+  std::vector<std::uint32_t> places;  ///< then where those that are here came from
+};
+
+/// The median of distances from the median place: the size of a cloud, whatever lies far away.
+double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {
+  std::vector<double> values(points.size());
+  const auto median = [&](const auto& of) {
+    std::transform(points.begin(), points.end(), values.begin(), of);
+    const auto at = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+  };
+  for (Eigen::Index axis = 0; axis < 3; ++axis)
+    middle[axis] = median([&](const Vector3d& p) { return p[axis]; });
+  return median([&](const Vector3d& p) { return (p - middle).norm(); });
+}
+
+/// A random choice of the points, in random order.
+std::vector<Vector3d> Shuffled(std::span<const Vector3d> points, robust::Dice& dice) {
+  std::vector<Vector3d> chosen;
+  if (points.size() > kSearched) {
+    chosen.reserve(kSearched);
+    while (chosen.size() < kSearched) chosen.push_back(points[dice.Below(points.size())]);
+    return chosen;
+  }
+  chosen.assign(points.begin(), points.end());
+  for (std::size_t i = chosen.size(); i > 1; --i) std::swap(chosen[i - 1], chosen[dice.Below(i)]);
+  return chosen;
+}
+
+std::uint64_t SeedOf(const FitOptionsBase& options) {
+  std::uint64_t seed = 0;
+  if (options.seed) return *options.seed;
+  if (!ScopedSeed::Next(seed))
+    seed = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  return seed;
+}
+
+void RequireInRange(const FitOptionsBase& o) {
+  const auto positive = [](const std::optional<double>& v) { return !v || (*v > 0 && std::isfinite(*v)); };
+  const auto range = [](const SizeRange& r) { return r.low >= 0 && r.high >= r.low; };
+  if (!positive(o.noise) || !positive(o.tolerance) || !(o.confidence > 0 && o.confidence < 1) ||
+      o.mostDraws < 1 || !(o.timeLimit > 0) || !range(o.radius) || !range(o.minorRadius) ||
+      !range(o.halfAngle) || (o.axisNear && !(o.axisNear->norm() > 0 && o.axisWithin >= 0)) ||
+      (o.near && !(o.nearWithin >= 0)))
+    throw FitError(messages::kOptions);
+}
+
+/// What the options say is plausible, in the frame of the points.
+class Plausible {
+ public:
+  Plausible(Form form, const FitOptionsBase& options, const Vector3d& origin, unsigned held)
+      : form_(form), options_(options), origin_(origin), held_(held) {}
+
+  /// Moves a model into the ranges. @return the parts at an end of theirs
+  unsigned Clamp(Model& m) const {
+    unsigned atEnd = 0;
+    const auto into = [&](const SizeRange& range, unsigned part, double& value) {
+      const double inside = std::clamp(value, range.low, range.high);
+      if (inside == value || (held_ & part) != 0) return;
+      value = inside;
+      atEnd |= part;
+    };
+    const bool torus = form_ == Form::kTorus;
+    if (torus) into(options_.radius, robust::kMajor, m.major);
+    if (torus) into(options_.minorRadius, robust::kMinor, m.minor);
+    if (form_ == Form::kCone) into(options_.halfAngle, robust::kMinor, m.minor);
+    if (form_ == Form::kArc || form_ == Form::kSphere || form_ == Form::kCylinder)
+      into(options_.radius, robust::kMinor, m.minor);
+    if (options_.axisNear && (held_ & robust::kAxis) == 0 && form_ != Form::kSphere) {
+      const Vector3d wanted = options_.axisNear->normalized() * (m.axis.dot(*options_.axisNear) < 0 ? -1 : 1);
+      const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
+      if (std::atan2(side.norm(), wanted.dot(m.axis)) > options_.axisWithin) {
+        m.axis = std::cos(options_.axisWithin) * wanted + std::sin(options_.axisWithin) * side.normalized();
+        atEnd |= robust::kAxis;
+      }
+    }
+    return atEnd;
+  }
+  /// Whether a model passes the point that it has to pass.
+  bool IsNear(const Model& m) const {
+    if (!options_.near) return true;
+    const Vector3d p = *options_.near - origin_;
+    double distance = 0;
+    robust::Distances(m, &p, 1, &distance);
+    return distance <= options_.nearWithin;
+  }
+
+ private:
+  Form form_;
+  const FitOptionsBase& options_;
+  Vector3d origin_;
+  unsigned held_;
+};
+
+/// Everything that a fit gives but the record, in the frame of its points.
+struct Outcome {
+  Model model;
+  robust::Converged converged;
+  FitCovariance covariance;
+  FitReport report;
+};
+
+Model Scaled(Model m, const Vector3d& middle, double size) {
+  m.center = (m.center - middle) / size;
+  m.major /= size;
+  if (m.form != Form::kCone) m.minor /= size;
+  return m;
+}
+Model Unscaled(Model m, const Vector3d& middle, double size) {
+  m.center = m.center * size + middle;
+  m.major *= size;
+  if (m.form != Form::kCone) m.minor *= size;
+  return m;
+}
+
+FitCovariance CovarianceOf(const robust::Converged& c, unsigned held) {
+  const robust::Freedoms freedoms = robust::FreedomsOf(c.model, held);
+  const int k = freedoms.count;
+  Eigen::MatrixXd information(k, k);
+  for (int i = 0; i < k; ++i) {
+    for (int j = 0; j < k; ++j) information(i, j) = c.sums.matrix[i][j];
+  }
+  const auto n = static_cast<double>(c.inliers.size());
+  const double scale = c.noise * c.noise / n * robust::InflationOf(c.model.IsCurve());
+  // In units in which every parameter moves the points alike, so that none drowns.
+  const Eigen::VectorXd lever = information.diagonal().cwiseMax(1e-300).cwiseSqrt();
+  const Eigen::MatrixXd even =
+      lever.cwiseInverse().asDiagonal() * information * lever.cwiseInverse().asDiagonal();
+  FitCovariance covariance;
+  covariance.matrix = scale * lever.cwiseInverse().asDiagonal() *
+                      even.ldlt().solve(Eigen::MatrixXd::Identity(k, k)).eval() *
+                      lever.cwiseInverse().asDiagonal();
+  for (int i = 0; i < k; ++i) {
+    const auto& f = freedoms.each[i];
+    covariance.parameters.push_back(
+        {f.name, f.angle, f.direction, std::sqrt(std::max(0.0, covariance.matrix(i, i)))});
+  }
+  return covariance;
+}
+
+template <class... Values>
+std::string Text(const char* format, Values... values) {
+  char text[200];
+  std::snprintf(text, sizeof text, format, values...);
+  return text;
+}
+
+/// Says what a person should know before using the shape.
+void Judge(const Model& m, const FitCovariance& covariance, FitReport& report) {
+  report.verdict = Verdict::kGood;
+  report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
+  for (const FitParameter& p : covariance.parameters) {
+    const bool size = p.direction.isZero();
+    const double value = std::string(p.name) == "major radius" ? m.major : m.minor;
+    const double known = size ? p.standardDeviation / value : p.isAngle ? p.standardDeviation : 0;
+    if (known <= kHardly) continue;
+    report.verdict = Verdict::kAmbiguous;
+    report.reason =
+        size ? Text("the %s is known to no better than %.0f %%: other shapes explain the points as well",
+                    p.name, 100 * known)
+             : Text("the direction is known to no better than %.0f degrees", known * 57.29577951308232);
+    return;
+  }
+  if (report.inlierShare < kWeakShare) {
+    report.verdict = Verdict::kWeak;
+    report.reason = Text("only %.1f %% of the points support the best shape", 100 * report.inlierShare);
+  }
+}
+
+/// Parts that constraints hold, and their values as a model in the frame of the points.
+struct Given {
+  unsigned held = 0;
+  std::optional<Model> model;
+};
+
+Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given) {
+  const std::span<const Vector3d> points = frame.Points();
+  const robust::Freedoms freedoms =
+      robust::FreedomsOf(Model{.form = form, .major = 2, .minor = 1}, given.held);
+  if (freedoms.count == 0) throw FitError(messages::kOverConstrained);
+  if (points.size() <= static_cast<std::size_t>(freedoms.count)) throw FitError(messages::kNotEnoughPoints);
+
+  robust::Dice dice(SeedOf(options));
+  std::vector<Vector3d> cloud = Shuffled(points, dice);
+  Vector3d middle;
+  const std::span<const Vector3d> few(cloud.data(), std::min<std::size_t>(cloud.size(), 2048));
+  const double size = SizeOf(few, middle);
+  if (!(size > 0)) throw FitError(messages::kNothingStandsOut);
+  std::vector<Vector3d> scaled(cloud.size());
+  std::transform(cloud.begin(), cloud.end(), scaled.begin(),
+                 [&](const Vector3d& p) { return Vector3d((p - middle) / size); });
+
+  const bool curve = form == Form::kLine || form == Form::kArc;
+  const Plausible plausible(form, options, frame.origin, given.held);
+  const auto started = std::chrono::steady_clock::now();
+  bool late = false;
+  robust::SearchTask task;
+  task.form = form;
+  task.points = scaled;
+  task.held = given.held;
+  if (given.model) task.given = Scaled(*given.model, middle, size), task.startsFromGiven = true;
+  task.least = kExact;
+  if (options.noise) task.least = std::max(kExact, robust::BoundOf(curve, *options.noise) / size);
+  if (options.tolerance) task.least = std::max(kExact, *options.tolerance / size);
+  task.least = std::min(task.least, 0.25);
+  task.confidence = options.confidence;
+  task.mostDraws = options.mostDraws;
+  task.clamp = [&](Model& m) {
+    m = Unscaled(m, middle, size);
+    const unsigned atEnd = plausible.Clamp(m);
+    m = Scaled(m, middle, size);
+    return atEnd;
+  };
+  task.isPlausible = [&](const Model& m) { return plausible.IsNear(Unscaled(m, middle, size)); };
+  task.stops = [&](double done) {
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started;
+    late = passed.count() > options.timeLimit;
+    if (options.progress == nullptr) return late;
+    options.progress->ReportProgress(std::min(done, 1.0));
+    return late || options.progress->StopRequested();
+  };
+  robust::SearchReport search;
+  const auto found = robust::Search(task, dice, search);
+  if (!found || found->score.value < kByChance) throw FitError(messages::kNothingStandsOut);
+
+  robust::ConvergeTask rest;
+  rest.points = few;
+  rest.held = given.held;
+  rest.noise = options.noise;
+  rest.tolerance = options.tolerance;
+  rest.start = found->score.tolerance * size;
+  rest.clamp = [&](Model& m) { return plausible.Clamp(m); };
+  auto converged = robust::Converge(Unscaled(found->model, middle, size), rest);
+  if (converged) {
+    rest.points = points;
+    rest.start = robust::BoundOf(curve, converged->noise);
+    converged = robust::Converge(converged->model, rest);
+  }
+  if (!converged || !plausible.IsNear(converged->model)) throw FitError(messages::kNothingStandsOut);
+
+  Outcome out;
+  out.model = converged->model;
+  out.converged = std::move(*converged);
+  out.covariance = CovarianceOf(out.converged, given.held);
+  out.report.draws = search.draws;
+  out.report.refinements = search.refinements;
+  out.report.inlierShare =
+      static_cast<double>(out.converged.inliers.size()) / static_cast<double>(points.size());
+  out.report.noise = out.converged.noise;
+  out.report.tolerance = out.converged.tolerance;
+  out.report.stopReason = late ? StopReason::kTimeLimit : search.why;
+  out.report.converged = out.converged.settled;
+  Judge(out.model, out.covariance, out.report);
+  return out;
+}
+
+// The way of each form's constraints into a model and of a model into the form's record.
+
+template <class T>
+T HeldOr(bool held, const T& given, const T& fitted) {
+  return held ? given : fitted;
+}
+unsigned Bits(bool center, bool axis, bool major, bool minor) {
+  return (center ? robust::kCenter : 0U) | (axis ? robust::kAxis : 0U) | (major ? robust::kMajor : 0U) |
+         (minor ? robust::kMinor : 0U);
+}
+
+template <class Constraints>
+struct FormOf;
+
+template <>
+struct FormOf<FitConstraintsLine> {
+  static constexpr Form kForm = Form::kLine;
+  static auto* Shape(const FitConstraintsLine& c) { return c.GetLine(); }
+  static Given Of(const FitConstraintsLine& c) {
+    return {Bits(c.RootFixed(), c.DirectionFixed(), false, false),
+            Model{kForm, Shape(c)->Root(), Shape(c)->Direction(), 0, 0}};
+  }
+};
+template <>
+struct FormOf<FitConstraintsArc> {
+  static constexpr Form kForm = Form::kArc;
+  static auto* Shape(const FitConstraintsArc& c) { return c.GetArc(); }
+  static Given Of(const FitConstraintsArc& c) {
+    return {
+        Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
+        Model{kForm, Shape(c)->Center(), Shape(c)->XAxis().cross(Shape(c)->YAxis()), 0, Shape(c)->Radius()}};
+  }
+};
+template <>
+struct FormOf<FitConstraintsPlane> {
+  static constexpr Form kForm = Form::kPlane;
+  static auto* Shape(const FitConstraintsPlane& c) { return c.GetPlane(); }
+  static Given Of(const FitConstraintsPlane& c) {
+    return {Bits(c.OriginFixed(), c.NormalFixed(), false, false),
+            Model{kForm, Shape(c)->Origin(), Shape(c)->Normal(), 0, 0}};
+  }
+};
+template <>
+struct FormOf<FitConstraintsSphere> {
+  static constexpr Form kForm = Form::kSphere;
+  static auto* Shape(const FitConstraintsSphere& c) { return c.GetSphere(); }
+  static Given Of(const FitConstraintsSphere& c) {
+    return {Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
+            Model{kForm, Shape(c)->Center(), Vector3d::UnitZ(), 0, Shape(c)->Radius()}};
+  }
+};
+template <>
+struct FormOf<FitConstraintsCylinder> {
+  static constexpr Form kForm = Form::kCylinder;
+  static auto* Shape(const FitConstraintsCylinder& c) { return c.GetCylinder(); }
+  static Given Of(const FitConstraintsCylinder& c) {
+    return {Bits(c.OriginFixed(), c.AxisFixed(), false, c.RadiusFixed()),
+            Model{kForm, Shape(c)->Origin(), Shape(c)->Axis(), 0, Shape(c)->Radius()}};
+  }
+};
+template <>
+struct FormOf<FitConstraintsCone> {
+  static constexpr Form kForm = Form::kCone;
+  static auto* Shape(const FitConstraintsCone& c) { return c.GetCone(); }
+  static Given Of(const FitConstraintsCone& c) {
+    return {Bits(c.ApexFixed(), c.AxisFixed(), false, c.AngleFixed()),
+            Model{kForm, Shape(c)->Apex(), Shape(c)->Axis(), 0, Shape(c)->Angle()}};
+  }
+};
+template <>
+struct FormOf<FitConstraintsTorus> {
+  static constexpr Form kForm = Form::kTorus;
+  static auto* Shape(const FitConstraintsTorus& c) { return c.GetTorus(); }
+  static Given Of(const FitConstraintsTorus& c) {
+    return {
+        Bits(c.CenterFixed(), c.AxisFixed(), c.MajorRadiusFixed(), c.MinorRadiusFixed()),
+        Model{kForm, Shape(c)->Center(), Shape(c)->Axis(), Shape(c)->MajorRadius(), Shape(c)->MinorRadius()}};
+  }
+};
+
+/// What a record is made of: numbers of the model in the caller's coordinates, parts that were held as they
+/// were given, and the inliers about the model's centre.
+struct Findings {
+  Model model;
+  Vector3d u, w;                      // perpendicular to the axis
+  std::span<const Vector3d> inliers;  // in the frame
+  Vector3d center;                    // in the frame
+
+  std::vector<double> Along() const {
+    return Each([&](const Vector3d& q) { return q.dot(model.axis); });
+  }
+  std::vector<double> Around() const {
+    return Each([&](const Vector3d& q) { return std::atan2(q.dot(w), q.dot(u)); });
+  }
+  Vector3d At(double azimuth) const { return std::cos(azimuth) * u + std::sin(azimuth) * w; }
+
+ private:
+  template <class Of>
+  std::vector<double> Each(const Of& of) const {
+    std::vector<double> values(inliers.size());
+    std::transform(inliers.begin(), inliers.end(), values.begin(),
+                   [&](const Vector3d& p) { return of(Vector3d(p - center)); });
+    return values;
+  }
+};
+
+template <class Shape>
+typename Shape::Record RecordOf(const Findings& f) {
+  const Model& m = f.model;
+  using robust::Reach;
+  if constexpr (std::is_same_v<Shape, Line>) {
+    const Reach reach = robust::ReachAlong(f.Along());
+    return {m.center + reach.low * m.axis, m.axis, reach.Length()};
+  } else if constexpr (std::is_same_v<Shape, Arc>) {
+    const Reach reach = robust::ReachAround(f.Around());
+    const Vector3d xAxis = f.At(reach.low);
+    return {m.center, m.minor, xAxis, m.axis.cross(xAxis), reach.Length()};
+  } else if constexpr (std::is_same_v<Shape, Plane>) {
+    return {m.center, m.axis};
+  } else if constexpr (std::is_same_v<Shape, Patch>) {
+    std::vector<double> projected;
+    projected.reserve(2 * f.inliers.size());
+    for (const Vector3d& p : f.inliers) {
+      projected.push_back((p - f.center).dot(f.u));
+      projected.push_back((p - f.center).dot(f.w));
+    }
+    Loop loop = OutlineOf(projected.data(), static_cast<int>(f.inliers.size()));
+    return {m.center, m.axis, loop.count, loop.vertices.release(), f.u};
+  } else if constexpr (std::is_same_v<Shape, Sphere>) {
+    return {m.center, m.minor};
+  } else if constexpr (std::is_same_v<Shape, Cylinder>) {
+    return {m.center, m.minor, m.axis};
+  } else if constexpr (std::is_same_v<Shape, BoundedCylinder>) {
+    const Reach reach = robust::ReachAlong(f.Along());
+    return {m.center + reach.low * m.axis, m.minor, m.axis, reach.Length()};
+  } else if constexpr (std::is_same_v<Shape, Cone>) {
+    return {m.center, m.minor, m.axis};
+  } else if constexpr (std::is_same_v<Shape, BoundedCone>) {
+    const Reach reach = robust::ReachAlong(f.Along());
+    return {m.center, m.minor, m.axis, reach.low, reach.high};
+  } else if constexpr (std::is_same_v<Shape, Torus>) {
+    return {m.center, m.major, m.minor, m.axis};
+  } else {
+    const Reach reach = robust::ReachAround(f.Around());
+    return {m.center, m.major, m.minor, m.axis, reach.Length(), f.At(reach.low)};
+  }
+}
+
+}  // namespace
+
+template <class Shape>
+FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
+  using Traits = FormOf<typename Shape::Constraints>;
+  RequireInRange(options);
+  if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
+  const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + 4096);
+  const Frame frame(points);
+  if (frame.count == 0) throw FitError(messages::kPointsMissing);
+
+  Given given, framed;
+  if (options.constraints != nullptr && Traits::Shape(*options.constraints) != nullptr) {
+    given = framed = Traits::Of(*options.constraints);
+    framed.model->center -= frame.origin;
+  }
+  Outcome out = FindShape(Traits::kForm, frame, options, framed);
+
+  FitResult<Shape> result;
+  result.inliers = std::move(out.converged.inliers);
+  const Scratch<Vector3d> inliers(result.inliers.size());
+  std::transform(result.inliers.begin(), result.inliers.end(), inliers.data(),
+                 [&](std::uint32_t i) { return frame.Points()[i]; });
+  const auto count = static_cast<int>(result.inliers.size());
+  result.quality = robust::WithShape(out.model, [&](auto shape) {
+    return shape.CalculateQuality(2 * out.report.noise, count, inliers.data());
+  });
+  if (frame.left) {
+    for (std::uint32_t& i : result.inliers) i = frame.places[i];
+  }
+  Model m = out.model;
+  Findings findings{.model = m,
+                    .u = UnitOrthogonal(m.axis),
+                    .w = {},
+                    .inliers = {inliers.data(), result.inliers.size()},
+                    .center = m.center};
+  findings.w = m.axis.cross(findings.u);
+  m.center += frame.origin;
+  if ((given.held & robust::kCenter) != 0) m.center = given.model->center;
+  if ((given.held & robust::kAxis) != 0) m.axis = given.model->axis;
+  if ((given.held & robust::kMajor) != 0) m.major = given.model->major;
+  if ((given.held & robust::kMinor) != 0) m.minor = given.model->minor;
+  findings.model = m;
+  result.shape = RecordOf<Shape>(findings);
+  result.covariance = std::move(out.covariance);
+  result.report = std::move(out.report);
+  return result;
+}
+
+template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);
+template PRIMFIT_API FitResult<Arc> fit(PointView, const FitOptions<Arc>&);
+template PRIMFIT_API FitResult<Plane> fit(PointView, const FitOptions<Plane>&);
+template PRIMFIT_API FitResult<Patch> fit(PointView, const FitOptions<Patch>&);
+template PRIMFIT_API FitResult<Sphere> fit(PointView, const FitOptions<Sphere>&);
+template PRIMFIT_API FitResult<Cylinder> fit(PointView, const FitOptions<Cylinder>&);
+template PRIMFIT_API FitResult<BoundedCylinder> fit(PointView, const FitOptions<BoundedCylinder>&);
+template PRIMFIT_API FitResult<Cone> fit(PointView, const FitOptions<Cone>&);
+template PRIMFIT_API FitResult<BoundedCone> fit(PointView, const FitOptions<BoundedCone>&);
+template PRIMFIT_API FitResult<Torus> fit(PointView, const FitOptions<Torus>&);
+template PRIMFIT_API FitResult<Elbow> fit(PointView, const FitOptions<Elbow>&);
+
+}  // namespace primfit

@@ -1,0 +1,211 @@
+#include "robust/model.h"
+
+#include <Eigen/Geometry>
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "fit/vector_math.h"
+#include "optimize/native_trust_region.h"
+#include "shapes/kernels/batch.h"
+
+using Eigen::Vector3d;
+
+namespace primfit::robust {
+
+Model ModelOf(const OutputShape& shape) {
+  if (const auto* line = dynamic_cast<const OutputLine*>(&shape))
+    return {Form::kLine, line->Root(), line->Direction(), 0, 0};
+  if (const auto* circle = dynamic_cast<const OutputCircle*>(&shape))
+    return {Form::kArc, circle->Center(), circle->Axis(), 0, circle->Radius()};
+  if (const auto* sphere = dynamic_cast<const OutputSphere*>(&shape))
+    return {Form::kSphere, sphere->Center(), Vector3d::UnitZ(), 0, sphere->Radius()};
+  if (const auto* cylinder = dynamic_cast<const OutputCylinder*>(&shape))
+    return {Form::kCylinder, cylinder->Center(), cylinder->Axis(), 0, cylinder->Radius()};
+  if (const auto* cone = dynamic_cast<const OutputCone*>(&shape))
+    return {Form::kCone, cone->Apex(), cone->Axis(), 0, cone->Angle()};
+  if (const auto* torus = dynamic_cast<const OutputTorus*>(&shape))
+    return {Form::kTorus, torus->Center(), torus->Axis(), torus->MajorRadius(), torus->MinorRadius()};
+  const auto& plane = dynamic_cast<const OutputPlane&>(shape);
+  return {Form::kPlane, plane.Center(), plane.Normal(), 0, 0};
+}
+
+bool IsValid(const Model& m) {
+  if (!m.center.allFinite() || !m.axis.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor))
+    return false;
+  switch (m.form) {
+    case Form::kLine:
+    case Form::kPlane:
+      return true;
+    case Form::kCone:
+      return m.minor > 0 && m.minor < std::numbers::pi / 2;
+    case Form::kTorus:
+      return m.minor > 0 && m.minor < m.major;
+    default:
+      return m.minor > 0;
+  }
+}
+
+void Distances(const Model& m, const Vector3d* points, int n, double* distances) {
+  WithShape(m, [&](const OutputShape& shape) { primfit::Distances(shape, points, n, distances); });
+  std::transform(distances, distances + n, distances, [](double d) { return std::abs(d); });
+  if (m.form != Form::kCone) return;
+  const double sine = std::sin(m.minor), cosine = std::cos(m.minor);
+  for (int i = 0; i < n; ++i) {  // behind the apex the formula is about the other side
+    const Vector3d q = points[i] - m.center;
+    const double h = q.dot(m.axis);
+    if (h >= 0) continue;
+    const double rho = (q - h * m.axis).norm();
+    distances[i] = rho * sine + h * cosine > 0 ? rho * cosine - h * sine : q.norm();
+  }
+}
+
+namespace {
+
+/// The part of a change of direction that turns the unit vector a.
+Vector3d Turning(const Vector3d& change, const Vector3d& a) { return change - a * a.dot(change); }
+
+Model Moved(const Model& base, const Freedoms& freedoms, const double* x, double& length) {
+  Model m = base;
+  for (int i = 0; i < freedoms.count; ++i) {
+    const Motion& motion = freedoms.each[i].motion;
+    m.center += x[i] * motion.center;
+    m.axis += x[i] * motion.axis;
+    m.major += x[i] * motion.major;
+    m.minor += x[i] * motion.minor;
+  }
+  length = m.axis.norm();
+  m.axis /= length;
+  return m;
+}
+
+void Add(const NormalEquations& other, int n, NormalEquations& sums) {
+  for (int i = 0; i < n; ++i) {
+    for (int j = 0; j < n; ++j) sums.matrix[i][j] += other.matrix[i][j];
+    sums.gradient[i] += other.gradient[i];
+    sums.lever[i] = std::hypot(sums.lever[i], other.lever[i]);
+  }
+  sums.squares += other.squares;
+  sums.extent = std::max(sums.extent, other.extent);
+}
+
+LocalShape LocalOf(LocalShape::Kind kind, const Model& m) {
+  LocalShape shape;
+  shape.kind = kind;
+  shape.center = m.center;
+  shape.axis = m.axis;
+  shape.major = m.major;
+  shape.minor = m.minor;
+  return WithFrame(shape);
+}
+
+/// Distance equations of a model that was moved: its axis is that of the freedoms divided by `length`.
+NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, const PointRefs& points) {
+  using Kind = LocalShape::Kind;
+  Motion motions[kMostParameters];
+  const int n = freedoms.count;
+  for (int i = 0; i < n; ++i) {
+    motions[i] = freedoms.each[i].motion;
+    motions[i].axis = Turning(motions[i].axis, m.axis) / length;
+  }
+  const auto plain = [&](Kind kind) { return SumUp(LocalOf(kind, m), motions, n, points); };
+  switch (m.form) {
+    case Form::kLine: {  // the squared distance from a line is that from two planes through it
+      const LocalShape frame = LocalOf(Kind::kPlane, m);
+      NormalEquations sums[2];
+      for (int side = 0; side < 2; ++side) {
+        LocalShape plane = frame;
+        plane.axis = side == 0 ? frame.u : frame.w;
+        Motion turned[kMostParameters];
+        for (int i = 0; i < n; ++i) {
+          turned[i] = motions[i];
+          turned[i].axis = -plane.axis.dot(motions[i].axis) * m.axis;
+        }
+        sums[side] = SumUp(WithFrame(plane), turned, n, points);
+      }
+      Add(sums[1], n, sums[0]);
+      return sums[0];
+    }
+    case Form::kArc: {  // from a circle: that from its cylinder and that from its plane
+      NormalEquations sums = plain(Kind::kCylinder);
+      Add(plain(Kind::kPlane), n, sums);
+      return sums;
+    }
+    case Form::kPlane:
+      return plain(Kind::kPlane);
+    case Form::kSphere:
+      return plain(Kind::kSphere);
+    case Form::kCylinder:
+      return plain(Kind::kCylinder);
+    case Form::kCone:
+      return plain(Kind::kCone);
+    case Form::kTorus:
+      break;
+  }
+  return plain(Kind::kTorus);
+}
+
+}  // namespace
+
+Freedoms FreedomsOf(const Model& m, unsigned held) {
+  Freedoms freedoms;
+  const auto add = [&](const char* name, bool angle, const Vector3d& direction, const Motion& motion) {
+    freedoms.each[freedoms.count++] = {name, angle, direction, motion};
+  };
+  const auto shift = [&](const Vector3d& v) { add("position", false, v, {.center = v}); };
+  const LocalShape frame = LocalOf(LocalShape::Kind::kPlane, m);
+  const bool anywhere = m.form == Form::kLine || m.form == Form::kCylinder;  // along the axis
+  const bool hasMajor = m.form == Form::kTorus;
+  const bool hasMinor = m.form != Form::kLine && m.form != Form::kPlane;
+  if ((held & kCenter) == 0) {
+    if (m.form != Form::kPlane) shift(frame.u), shift(frame.w);
+    if (!anywhere) shift(m.axis);
+  }
+  if ((held & kAxis) == 0 && m.form != Form::kSphere) {
+    for (const Vector3d& v : {frame.u, frame.w}) add("direction", true, v, {.axis = v});
+  }
+  if (hasMajor && (held & kMajor) == 0) add("major radius", false, Vector3d::Zero(), {.major = 1});
+  if (hasMinor && (held & kMinor) == 0) {
+    const bool cone = m.form == Form::kCone;
+    add(cone ? "half-angle" : hasMajor ? "minor radius" : "radius", cone, Vector3d::Zero(), {.minor = 1});
+  }
+  return freedoms;
+}
+
+void CenterAt(const Vector3d& mean, unsigned held, Model& m) {
+  if ((held & kCenter) != 0) return;
+  const double along = (mean - m.center).dot(m.axis);
+  if (m.form == Form::kLine || m.form == Form::kCylinder) m.center += along * m.axis;
+  if (m.form == Form::kPlane) m.center = mean - along * m.axis;
+}
+
+std::optional<Model> Refine(const Model& start, unsigned held, std::span<const Vector3d> points,
+                            int iterations, NormalEquations* sums) {
+  const auto n = static_cast<int>(points.size());
+  const Freedoms freedoms = FreedomsOf(start, held);
+  if (n <= freedoms.count) return std::nullopt;
+  constexpr double kNoThresholds[6] = {};
+  const TrustRegionLimits limits{kNoThresholds, iterations, 20, 1};
+  double x[kMostParameters] = {}, length = 1;
+  Model at = start;
+  TrustRegionAnswers answers;
+  const auto look = [&] {
+    at = Moved(start, freedoms, x, length);
+    answers.sums = SumsOf(at, freedoms, length, {n, points.data()});
+  };
+  look();
+  if (freedoms.count > 0 && iterations > 0) {
+    NativeTrustRegion engine;
+    engine.Start(freedoms.count, n, x, limits);
+    int request = kContinue;
+    while (engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
+      if (request == kNeedSums) look();
+    }
+    at = Moved(start, freedoms, x, length);
+  }
+  if (!IsValid(at)) return std::nullopt;
+  if (sums != nullptr) *sums = SumsOf(at, FreedomsOf(at, held), 1, {n, points.data()});
+  return at;
+}
+
+}  // namespace primfit::robust

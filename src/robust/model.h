@@ -1,0 +1,98 @@
+// A shape as the robust pipeline sees it: one small record for every form, what can move in it, and its
+// distances and refinement over blocks of points.
+#ifndef PRIMFIT_SRC_ROBUST_MODEL_H_
+#define PRIMFIT_SRC_ROBUST_MODEL_H_
+
+#include <Eigen/Core>
+#include <optional>
+#include <span>
+
+#include "optimize/normal_equations.h"
+#include "primfit/shapes/output_circle.h"
+#include "primfit/shapes/output_cone.h"
+#include "primfit/shapes/output_cylinder.h"
+#include "primfit/shapes/output_line.h"
+#include "primfit/shapes/output_plane.h"
+#include "primfit/shapes/output_sphere.h"
+#include "primfit/shapes/output_torus.h"
+
+namespace primfit::robust {
+
+enum class Form { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
+
+/// Parts of a shape that can be held, as bits.
+enum Part : unsigned { kCenter = 1, kAxis = 2, kMajor = 4, kMinor = 8 };
+
+/// An unbounded shape.
+struct Model {
+  Form form = Form::kPlane;
+  Eigen::Vector3d center = Eigen::Vector3d::Zero();  ///< of the axis, the line or the plane any point
+  Eigen::Vector3d axis = Eigen::Vector3d::UnitZ();   ///< a plane's normal; unit length
+  double major = 0;
+  double minor = 0;  ///< the radius, but a cone's half-angle and a torus's tube radius
+
+  bool IsCurve() const { return form == Form::kLine || form == Form::kArc; }
+};
+
+/// Calls visit with the shape as an object of its class.
+template <class Visit>
+decltype(auto) WithShape(const Model& m, const Visit& visit) {
+  switch (m.form) {
+    case Form::kLine:
+      return visit(OutputLine(m.center, m.axis));
+    case Form::kArc:
+      return visit(OutputCircle(m.center, m.minor, m.axis));
+    case Form::kSphere:
+      return visit(OutputSphere(m.center, m.minor));
+    case Form::kCylinder:
+      return visit(OutputCylinder(m.center, m.minor, m.axis));
+    case Form::kCone:
+      return visit(OutputCone(m.center, m.minor, m.axis));
+    case Form::kTorus:
+      return visit(OutputTorus(m.center, m.major, m.minor, m.axis));
+    case Form::kPlane:
+      break;
+  }
+  return visit(OutputPlane(m.center, m.axis));
+}
+
+/// The model of an object of one of the seven classes.
+Model ModelOf(const OutputShape& shape);
+
+/// Whether every number is finite and sizes are positive (of a torus: the tube smaller than the ring).
+bool IsValid(const Model& model);
+
+/// Distances to the shape, never negative; of a cone only its one side counts.
+void Distances(const Model& model, const Eigen::Vector3d* points, int n, double* distances);
+
+/// One way in which a shape can change.
+struct Freedom {
+  const char* name;           ///< such as "radius"
+  bool angle;                 ///< whether it is in radians
+  Eigen::Vector3d direction;  ///< in which a position or direction moves; zero for a size
+  Motion motion;
+};
+
+struct Freedoms {
+  int count = 0;
+  Freedom each[kMostParameters];
+};
+
+/// The independent ways in which a shape can change while parts are held. The free position of an axis, a
+/// line or a plane moves at its centre.
+Freedoms FreedomsOf(const Model& model, unsigned held);
+
+/// Moves the centre of a line, a cylinder or a plane, which may lie anywhere in it, to where the points are.
+void CenterAt(const Eigen::Vector3d& mean, unsigned held, Model& model);
+
+/// Orthogonal distance regression: the shape with the least sum of squared distances in space, for curves
+/// too. Levenberg-Marquardt from the model given.
+/// @param sums  when not null receives the normal equations of distance / sqrt(n) at the result, for its
+/// freedoms
+/// @return none where the points determine no shape
+std::optional<Model> Refine(const Model& start, unsigned held, std::span<const Eigen::Vector3d> points,
+                            int iterations, NormalEquations* sums = nullptr);
+
+}  // namespace primfit::robust
+
+#endif  // PRIMFIT_SRC_ROBUST_MODEL_H_

@@ -1,0 +1,55 @@
+// How well a shape explains a set of points, without a bound given beforehand.
+#ifndef PRIMFIT_SRC_ROBUST_SCORE_H_
+#define PRIMFIT_SRC_ROBUST_SCORE_H_
+
+#include <Eigen/Core>
+#include <span>
+#include <vector>
+
+#include "robust/model.h"
+
+namespace primfit::robust {
+
+/// What a shape scores: the bound at which its points stand out most from the others, and by how much.
+struct Score {
+  double value = 0;      ///< nats; 0 for no better than chance
+  double tolerance = 0;  ///< the bound; points within are inliers
+  int inliers = 0;
+  double reach = 0;  ///< how far points that lie anywhere may be from it
+};
+
+/// Judges shapes a contrario (Moisan and Stival 2004): were points anywhere, a share a(t) of them would come
+/// within t of the shape; k of n points that do are the less likely by chance the larger n KL(k / n || a(t))
+/// is (Chernoff 1952). The largest of it over t is the score. So it needs no bound, finds that of a clean
+/// shape as of a coarse one, and rises while a refinement makes the band narrower.
+class Scorer {
+ public:
+  /// The points must outlive it. Lengths are in units of the cloud's size.
+  /// @param least       smallest bound; for a known noise what its points need
+  /// @param parameters  of the shape: that many points lie on it whatever they are
+  Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, int parameters);
+
+  Score operator()(const Model& model);
+  /// Share of the points that a shape needs to score as much within a bound that is fine, where the score was
+  /// reached within a coarse one: a coarse shape takes in points by chance, and a better one has fewer.
+  double ShareOfAsGood(const Score& score) const;
+  /// Distances of the points from the model that was judged last.
+  std::span<const double> Distances() const { return distances_; }
+  std::span<const Eigen::Vector3d> Points() const { return points_; }
+
+ private:
+  /// The share of points anywhere that come within a bound.
+  double Chance(double tolerance, double reach) const;
+
+  std::span<const Eigen::Vector3d> points_;
+  bool curve_;
+  double least_;
+  int parameters_;
+  std::vector<double> distances_;
+  std::vector<double> bounds_;
+  std::vector<int> counts_;
+};
+
+}  // namespace primfit::robust
+
+#endif  // PRIMFIT_SRC_ROBUST_SCORE_H_

@@ -1,0 +1,60 @@
+// The random search of the robust pipeline.
+#ifndef PRIMFIT_SRC_ROBUST_SEARCH_H_
+#define PRIMFIT_SRC_ROBUST_SEARCH_H_
+
+#include <Eigen/Core>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <random>
+#include <span>
+
+#include "primfit/fit.h"
+#include "robust/model.h"
+#include "robust/score.h"
+
+namespace primfit::robust {
+
+/// Random numbers that are the same with every standard library.
+class Dice {
+ public:
+  explicit Dice(std::uint64_t seed) : engine_(seed) {}
+  /// Uniform in 0 .. n - 1, but for a bias below n / 2^32.
+  std::size_t Below(std::size_t n) { return static_cast<std::size_t>((engine_() >> 32) * n >> 32); }
+
+ private:
+  std::mt19937_64 engine_;
+};
+
+/// What a search is told; lengths in the unit of its points.
+struct SearchTask {
+  Form form;
+  std::span<const Eigen::Vector3d> points;  ///< in random order
+  unsigned held = 0;
+  Model given{};                 ///< values of the parts held
+  bool startsFromGiven = false;  ///< whether it is judged first
+  double least = 0;              ///< smallest bound of an inlier
+  double confidence = 0.99;
+  int mostDraws = 0;
+  /// Moves a model into the plausible ranges. @return the parts to be held there
+  std::function<unsigned(Model&)> clamp;
+  std::function<bool(const Model&)> isPlausible;  ///< what no range can say
+  std::function<bool(double)> stops;              ///< asked now and then with the share that is done
+};
+
+struct SearchReport {
+  int draws = 0;
+  int refinements = 0;
+  StopReason why = StopReason::kDrawLimit;
+};
+
+/// The best shape found and its score; none where no sample gave any.
+struct SearchResult {
+  Model model;
+  Score score;
+};
+std::optional<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report);
+
+}  // namespace primfit::robust
+
+#endif  // PRIMFIT_SRC_ROBUST_SEARCH_H_
