@@ -18,6 +18,7 @@ struct Case {
   const Primitive* primitive;
   int points;
   int outliers;         // per cent
+  bool adaptive;        // primfit::fit, else the entry point
   double firstFit = 0;  // microseconds; 0 until it was run
 };
 
@@ -38,6 +39,8 @@ const Scene& SceneOf(const Case& row) {
 
 Found FitWithSeed(const Case& row, const Scene& scene, std::uint64_t seed) {
   const ScopedSeed scope(seed);
+  FitReport report;
+  if (row.adaptive) return row.primitive->adaptive(scene.points, report);
   return row.primitive->fit(scene.points, OutlierShare(Share(row)));
 }
 
@@ -81,10 +84,11 @@ void WholeFit(benchmark::State& state, Case& row) {
   state.counters["seed"] = static_cast<double>(seed);
 }
 
-void Register(const Primitive& primitive, int points, int outliers) {
-  const std::string name = "WholeFit/" + std::string(primitive.name) + "/points:" + std::to_string(points) +
+void Register(const Primitive& primitive, int points, int outliers, bool adaptive = false) {
+  const std::string name = std::string(adaptive ? "AdaptiveFit/" : "WholeFit/") +
+                           std::string(primitive.name) + "/points:" + std::to_string(points) +
                            "/outliers:" + std::to_string(outliers);
-  const auto row = std::make_shared<Case>(Case{&primitive, points, outliers});
+  const auto row = std::make_shared<Case>(Case{&primitive, points, outliers, adaptive});
   benchmark::RegisterBenchmark(name.c_str(), [row](benchmark::State& state) {
     WholeFit(state, *row);
   })->Unit(benchmark::kMicrosecond);
@@ -94,6 +98,11 @@ int Register() {
   for (const Primitive& primitive : Primitives()) {
     for (const int outliers : {0, 20, 50}) {
       for (const int points : {500, 1000, 5000, 100000, 1000000}) Register(primitive, points, outliers);
+    }
+    for (const int outliers : {20, 50, 80}) {
+      for (const int points : {1000, 100000}) {
+        if (outliers < 80 || points > 1000) Register(primitive, points, outliers, true);
+      }
     }
     // Between them, to see the cost grow with the points and with the draws. 5000 draws, which is the most,
     // find no torus among 60 %.

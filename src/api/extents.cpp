@@ -8,6 +8,7 @@
 
 #include "fit/fit_memory.h"
 #include "fit/vector_math.h"
+#include "outline/azimuth.h"
 
 using Eigen::Vector3d;
 using std::numbers::pi;
@@ -38,22 +39,6 @@ struct Azimuths {
   double first, last;     // the smallest and the largest
   double gap, behindGap;  // the largest difference of neighbours, the azimuth behind it
 };
-
-/// Rises with the azimuth of (x, y) from 0 to 4, a quarter turn each: of the point where its ray meets the
-/// square |x| + |y| = 1. Directions within 1e-8 of the y axis are taken for it.
-double SquareAzimuth(double x, double y) {
-  if (std::abs(x) < 1e-8) return y > 0 ? 1 : 3;
-  const double t = y / (std::abs(x) + std::abs(y));
-  if (x < 0) return 2 - t;
-  return y < 0 ? 4 + t : t;
-}
-
-double AzimuthOf(double square) {
-  const double y = square <= 1 ? square : square < 3 ? 2 - square : square - 4;
-  const double x = square <= 1 || square >= 3 ? 1 - std::abs(y) : std::abs(y) - 1;
-  const double azimuth = std::atan2(y, x);
-  return square > 2 && azimuth <= 0 ? azimuth + 2 * pi : azimuth;
-}
 
 /// Of neighbours in bins, of which a gap that is wider than a bin has to leave one. Where there is none the
 /// gap is only a lower bound: it and the truth are below `resolution`.

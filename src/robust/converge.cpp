@@ -20,18 +20,19 @@ constexpr int kSteps = 20;
 
 /// One pass of expectation-maximisation to its end over the distances below eight standard deviations.
 double NoiseWithin(bool curve, std::span<const double> distances, double start) {
-  constexpr std::size_t kBins = 96;
+  constexpr std::size_t kBins = 96, kEnough = 20000;  // of so many the noise is known to 0.5 %
   const double reach = 8 * start, width = reach / kBins;
   std::array<double, kBins> counts{};
   double all = 0;
-  for (const double d : distances) {
-    if (!(d < reach)) continue;
-    ++counts[static_cast<std::size_t>(d / width)];
+  const std::size_t step = distances.size() / kEnough + 1;
+  for (std::size_t i = 0; i < distances.size(); i += step) {
+    if (!(distances[i] < reach)) continue;
+    ++counts[static_cast<std::size_t>(distances[i] * (1 / width))];
     ++all;
   }
   if (all == 0) return start;
   double variance = start * start, share = 0.9;
-  for (int step = 0; step < 200; ++step) {
+  for (int turn = 0; turn < 200; ++turn) {
     double weight = 0, squares = 0;
     for (std::size_t bin = 0; bin < kBins; ++bin) {
       if (counts[bin] == 0) continue;
@@ -55,11 +56,11 @@ double NoiseWithin(bool curve, std::span<const double> distances, double start) 
 
 /// Refinement within the plausible ranges: a part that leaves its range is held at its end.
 std::optional<Model> RefineWithin(const Model& start, const ConvergeTask& task,
-                                  std::span<const Vector3d> points, NormalEquations& sums) {
-  auto refined = Refine(start, task.held, points, kSteps, &sums);
+                                  std::span<const Vector3d> points) {
+  auto refined = Refine(start, task.held, points, kSteps);
   if (!refined || !task.clamp) return refined;
   const unsigned atEnd = task.clamp(*refined);
-  return atEnd == 0 ? refined : Refine(*refined, task.held | atEnd, points, kSteps, &sums);
+  return atEnd == 0 ? refined : Refine(*refined, task.held | atEnd, points, kSteps);
 }
 
 }  // namespace
@@ -100,8 +101,9 @@ std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) 
   double noise = task.start / BoundOf(curve, 1);
   for (int round = 0; round < kRounds; ++round) {
     Distances(at.model, task.points.data(), static_cast<int>(n), distances.data());
-    // After a few rounds the bound stands, so that only the selection can still change.
-    if (round < 3) noise = EstimateNoise(curve, {distances.data(), n}, std::max(noise, 1e-300));
+    // After some rounds the bound stands, so that only the selection can still change.
+    if (round < task.noiseRounds)
+      noise = EstimateNoise(curve, {distances.data(), n}, std::max(noise, 1e-300));
     at.noise = noise;
     at.tolerance = task.tolerance.value_or(BoundOf(curve, task.noise.value_or(noise)));
     std::size_t count = 0;
@@ -113,8 +115,8 @@ std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) 
       at.inliers[count] = static_cast<std::uint32_t>(i);
       close[count++] = task.points[i];
       sum += task.points[i];
-      hash = (hash ^ i) * 0x9e3779b97f4a7c15U;
-      hash ^= hash >> 29;
+      const std::uint64_t mixed = (i + 1) * 0x9e3779b97f4a7c15U;
+      hash += (mixed ^ mixed >> 32) * mixed;
     }
     at.inliers.resize(count);
     if (count == 0) return std::nullopt;
@@ -122,12 +124,13 @@ std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) 
     if (at.settled) break;
     const bool circles = std::find(seen.begin(), seen.end(), hash) != seen.end();
     CenterAt(sum / static_cast<double>(count), task.held, at.model);
-    const auto refined = RefineWithin(at.model, task, {close.data(), count}, at.sums);
+    const auto refined = RefineWithin(at.model, task, {close.data(), count});
     if (!refined) return std::nullopt;
     at.model = *refined;
     if (circles) break;
     seen.push_back(hash);
   }
+  if (!Refine(at.model, task.held, {close.data(), at.inliers.size()}, 0, &at.sums)) return std::nullopt;
   return at;
 }
 

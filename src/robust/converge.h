@@ -16,7 +16,8 @@ struct ConvergeTask {
   std::span<const Eigen::Vector3d> points;
   unsigned held = 0;
   std::optional<double> noise, tolerance;
-  double start = 0;  ///< bound of the inliers that the model comes with
+  double start = 0;     ///< bound of the inliers that the model comes with
+  int noiseRounds = 3;  ///< in which the noise is estimated anew
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;
 };

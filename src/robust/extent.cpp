@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <numbers>
 
+#include "outline/azimuth.h"
+
 using std::numbers::pi;
 
 namespace primfit::robust {
@@ -56,24 +58,37 @@ Reach ReachAlong(std::vector<double> values) {
   return reach;
 }
 
-Reach ReachAround(std::vector<double> azimuths) {
-  constexpr std::size_t kPieces = 180, kEnough = 720;
-  for (double& a : azimuths) a += a < 0 ? 2 * pi : 0;
-  if (azimuths.size() >= kEnough) {
-    const auto counts = CountInPieces(azimuths, 0, 2 * pi, kPieces);
-    const double few = kStray * MedianCount(counts);
-    std::erase_if(azimuths, [&](double a) {
-      const auto piece = std::min(static_cast<std::size_t>(a / (2 * pi) * kPieces), kPieces - 1);
-      return static_cast<double>(counts[piece]) < few;
-    });
+Reach ReachAround(const std::vector<double>& squareAzimuths) {
+  constexpr std::size_t kPieces = 256, kEnough = 1024, kBins = 16 * kPieces;
+  struct Bin {
+    double low = 4, high = -1;
+    std::size_t count = 0;
+  };
+  std::vector<Bin> bins(kBins);
+  for (const double a : squareAzimuths) {
+    Bin& bin = bins[std::min(static_cast<std::size_t>(a / 4 * kBins), kBins - 1)];
+    bin.low = std::min(bin.low, a);
+    bin.high = std::max(bin.high, a);
+    ++bin.count;
   }
-  std::sort(azimuths.begin(), azimuths.end());
-  double gap = azimuths.front() + 2 * pi - azimuths.back(), start = azimuths.front();
-  for (std::size_t i = 1; i < azimuths.size(); ++i) {
-    if (azimuths[i] - azimuths[i - 1] <= gap) continue;
-    gap = azimuths[i] - azimuths[i - 1];
-    start = azimuths[i];
+  std::vector<std::size_t> counts(kPieces);
+  for (std::size_t i = 0; i < kBins; ++i) counts[i * kPieces / kBins] += bins[i].count;
+  const double few = squareAzimuths.size() < kEnough ? 0 : kStray * MedianCount(counts);
+  const Bin *first = nullptr, *before = nullptr;
+  double gap = -1, start = 0;
+  const auto look = [&](double from, const Bin& to, double turn) {
+    const double width = AzimuthOf(to.low) + turn - from;
+    if (width <= gap) return;
+    gap = width;
+    start = AzimuthOf(to.low);
+  };
+  for (std::size_t i = 0; i < kBins; ++i) {
+    if (bins[i].count == 0 || static_cast<double>(counts[i * kPieces / kBins]) < few) continue;
+    if (first == nullptr) first = &bins[i];
+    if (before != nullptr) look(AzimuthOf(before->high), bins[i], 0);
+    before = &bins[i];
   }
+  look(AzimuthOf(before->high), *first, 2 * pi);
   return {start, start + 2 * pi - gap};
 }
 

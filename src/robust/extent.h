@@ -17,10 +17,11 @@ struct Reach {
 /// put into line with it, do not make it longer. Fewer than 256 values are too few to tell; they all count.
 Reach ReachAlong(std::vector<double> values);
 
-/// The same around a full turn: the turn less its largest gap, in pieces of a hundred-and-eightieth of it for
-/// 720 values and more. `low` lies in [0, 2 pi), `high` above it by the angle covered.
-/// @param azimuths  in [-pi, pi]
-Reach ReachAround(std::vector<double> azimuths);
+/// The same around a full turn: the turn less its largest gap, in 256 pieces, any of which may be cut, for
+/// 1024 values and more. A gap below a four-thousandth of the turn counts as none.
+/// @param squareAzimuths  as SquareAzimuth has them
+/// @return radians; `low` in [0, 2 pi), `high` above it by the angle covered
+Reach ReachAround(const std::vector<double>& squareAzimuths);
 
 }  // namespace primfit::robust
 

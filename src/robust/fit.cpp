@@ -13,6 +13,7 @@
 #include "fit/fit_memory.h"
 #include "fit/messages.h"
 #include "fit/vector_math.h"
+#include "outline/azimuth.h"
 #include "outline/outline.h"
 #include "primfit/fit/scoped_seed.h"
 #include "robust/converge.h"
@@ -299,6 +300,7 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
   auto converged = robust::Converge(Unscaled(found->model, middle, size), rest);
   if (converged) {
     rest.points = points;
+    rest.noiseRounds = 1;
     rest.start = robust::BoundOf(curve, converged->noise);
     converged = robust::Converge(converged->model, rest);
   }
@@ -412,7 +414,7 @@ struct Findings {
     return Each([&](const Vector3d& q) { return q.dot(model.axis); });
   }
   std::vector<double> Around() const {
-    return Each([&](const Vector3d& q) { return std::atan2(q.dot(w), q.dot(u)); });
+    return Each([&](const Vector3d& q) { return SquareAzimuth(q.dot(u), q.dot(w)); });
   }
   Vector3d At(double azimuth) const { return std::cos(azimuth) * u + std::sin(azimuth) * w; }
 

@@ -23,8 +23,9 @@ namespace {
 
 /// Points that score a candidate: enough to tell shapes apart, few enough to stay in the nearest cache.
 constexpr std::size_t kScored = 2048;
-/// Samples from anywhere before the points are ordered by how their neighbourhood looks.
-constexpr int kPlainDraws = 64;
+/// Samples from anywhere before the points are ordered by how their neighbourhood looks, which costs as much
+/// as some thousand samples.
+constexpr int kPlainDraws = 400;
 /// Points that are ordered so, and the parts of them, best first, from which samples are taken in turn.
 constexpr std::size_t kOrdered = 1024;
 constexpr int kTiers = 4;

@@ -121,7 +121,7 @@ TEST_P(EveryPrimitive, TakesItsMemoryInOneBlock) {
     const Points points = entry.scene(pose, n, 0.002, 0.1, random);
     const int before = allocations, largeBefore = largeAllocations;
     entry.Fit(points, 3);
-    EXPECT_EQ(largeAllocations - largeBefore, 1) << n << " points";
+    EXPECT_EQ(largeAllocations - largeBefore, PRIMFIT_COUNTS_MEMORY) << n << " points";
     if (n == 2000) fewest = allocations - before;
     // As many as candidates, which depend on chance: two at most for each of the 22 samples.
     EXPECT_LE(allocations - before, fewest + 44) << n << " points";

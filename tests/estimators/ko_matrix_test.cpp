@@ -124,7 +124,9 @@ TEST(KoMatrix, CopiesAreDeepAndAssignmentNeedsTheSameSize) {
   EXPECT_EQ(band(0, 0), 7);
 
   memoryIsOut = true;
-  EXPECT_THROW(KoMatrix{a}, std::bad_alloc);
+  if (PRIMFIT_COUNTS_MEMORY) {
+    EXPECT_THROW(KoMatrix{a}, std::bad_alloc);
+  }
   memoryIsOut = false;
 }
 
@@ -165,7 +167,7 @@ TEST(KoMatrix, LinearSolveAgreesWithEigen) {
   memoryIsOut = true;  // no room for the pivots
   const bool solved = lu.LinearSolve(x);
   memoryIsOut = false;
-  EXPECT_FALSE(solved);
+  EXPECT_EQ(solved, !PRIMFIT_COUNTS_MEMORY);
 }
 
 TEST(KoMatrix, BandedSolvesAgreeWithEigenForEveryBandwidth) {

@@ -116,7 +116,7 @@ TEST(NativeEngine, AllocatesOnlyTheRefinedShape) {
       const int before = allocations;
       const auto result = Refined(kind, *surface, points, kTolerance);
       ASSERT_TRUE(result);
-      EXPECT_EQ(allocations - before, 1) << "shape " << kind << ", " << n << " points";
+      EXPECT_EQ(allocations - before, PRIMFIT_COUNTS_MEMORY) << "shape " << kind << ", " << n << " points";
     }
   }
 }

@@ -10,6 +10,7 @@ std::atomic<bool> memoryIsOut{false};
 
 }  // namespace primfit::testing
 
+#if PRIMFIT_COUNTS_MEMORY
 void* operator new(std::size_t size) {
   ++primfit::testing::allocations;
   if (size >= 32768) ++primfit::testing::largeAllocations;
@@ -34,3 +35,4 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+#endif
