@@ -153,9 +153,11 @@ struct FitParameter {
   double standardDeviation;
 };
 
-/// How exactly the shape is known. A position is that of the centre or apex; of an axis, line or plane that
-/// of its point beside the mean of the inliers.
+/// How exactly the shape is known.
 struct FitCovariance {
+  /// Where the position is stated: the centre or apex; of an axis, line or plane its point beside the mean of
+  /// the inliers, unless it is held.
+  Eigen::Vector3d position = Eigen::Vector3d::Zero();
   std::vector<FitParameter> parameters;
   Eigen::MatrixXd matrix;  ///< of the parameters, in their order and units
 };

@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "fit/fit_memory.h"
+#include "robust/crowd.h"
 
 using Eigen::Vector3d;
 
@@ -16,7 +17,12 @@ namespace {
 constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
 constexpr int kRounds = 30;
+/// The first rounds take in more: a narrow band that lies askew has lost the points that would set it right.
+constexpr int kWide = 2;
+constexpr double kWiden[kWide] = {3, 1.7};
 constexpr int kSteps = 20;
+/// Where nearly all points are inliers none is there by chance.
+constexpr double kClean = 0.98;
 
 /// One pass of expectation-maximisation to its end over the distances below eight standard deviations.
 double NoiseWithin(bool curve, std::span<const double> distances, double start) {
@@ -98,6 +104,7 @@ std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) 
   at.model = start;
   at.inliers.reserve(n);
   std::vector<std::uint64_t> seen;
+  Crowd crowd;
   double noise = task.start / BoundOf(curve, 1);
   for (int round = 0; round < kRounds; ++round) {
     Distances(at.model, task.points.data(), static_cast<int>(n), distances.data());
@@ -106,23 +113,35 @@ std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) 
       noise = EstimateNoise(curve, {distances.data(), n}, std::max(noise, 1e-300));
     at.noise = noise;
     at.tolerance = task.tolerance.value_or(BoundOf(curve, task.noise.value_or(noise)));
+    const double bound = at.tolerance * (round < kWide ? kWiden[round] : 1);
     std::size_t count = 0;
-    std::uint64_t hash = 0;
-    Vector3d sum = Vector3d::Zero();
     at.inliers.resize(n);
     for (std::size_t i = 0; i < n; ++i) {
-      if (!(distances[i] <= at.tolerance)) continue;
+      if (!(distances[i] <= bound)) continue;
       at.inliers[count] = static_cast<std::uint32_t>(i);
       close[count++] = task.points[i];
-      sum += task.points[i];
-      const std::uint64_t mixed = (i + 1) * 0x9e3779b97f4a7c15U;
-      hash += (mixed ^ mixed >> 32) * mixed;
     }
+    if (count == 0) return std::nullopt;
+    const bool cluttered = static_cast<double>(count) < kClean * static_cast<double>(n);
+    if (cluttered && (round == 0 || round == kWide)) crowd.Build({close.data(), count});
+    std::uint64_t hash = 0;
+    Vector3d sum = Vector3d::Zero();
+    std::size_t kept = 0;
+    for (std::size_t k = 0; k < count; ++k) {
+      const Vector3d p = close[k];
+      if (cluttered && crowd.IsAlone(p)) continue;
+      const std::uint64_t mixed = (at.inliers[k] + std::uint64_t{1}) * 0x9e3779b97f4a7c15U;
+      hash += (mixed ^ mixed >> 32) * mixed;
+      sum += p;
+      at.inliers[kept] = at.inliers[k];
+      close[kept++] = p;
+    }
+    count = kept;
     at.inliers.resize(count);
     if (count == 0) return std::nullopt;
-    at.settled = !seen.empty() && seen.back() == hash;
+    at.settled = round > kWide && seen.back() == hash;
     if (at.settled) break;
-    const bool circles = std::find(seen.begin(), seen.end(), hash) != seen.end();
+    const bool circles = round > kWide && std::find(seen.begin() + kWide, seen.end(), hash) != seen.end();
     CenterAt(sum / static_cast<double>(count), task.held, at.model);
     const auto refined = RefineWithin(at.model, task, {close.data(), count});
     if (!refined) return std::nullopt;
@@ -130,6 +149,9 @@ std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) 
     if (circles) break;
     seen.push_back(hash);
   }
+  at.beside = static_cast<std::size_t>(std::count_if(distances.data(), distances.data() + n, [&](double d) {
+    return d > at.tolerance && d <= 2 * at.tolerance;
+  }));
   if (!Refine(at.model, task.held, {close.data(), at.inliers.size()}, 0, &at.sums)) return std::nullopt;
   return at;
 }

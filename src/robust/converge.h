@@ -26,6 +26,7 @@ struct Converged {
   Model model;
   std::vector<std::uint32_t> inliers;
   double noise = 0, tolerance = 0;
+  std::size_t beside = 0;  ///< points beyond the tolerance, but not beyond twice of it
   NormalEquations sums{};
   bool settled = false;
 };

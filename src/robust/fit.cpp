@@ -37,6 +37,10 @@ constexpr double kExact = 1e-7;
 /// A shape that chance gives once in e^30 clouds is none of chance's.
 constexpr double kByChance = 30;
 constexpr double kWeakShare = 0.1;
+/// By how much points are denser near a shape than beside it.
+constexpr double kStandsOut = 2;
+/// Noise that blurs a shape of the cloud's size beyond recognition: some bent band fits any cloud so.
+constexpr double kCoarse = 0.08;
 /// A size or direction is hardly known when it is not known to this share, respectively to these radians.
 constexpr double kHardly = 0.1;
 
@@ -144,12 +148,12 @@ class Plausible {
     return atEnd;
   }
   /// Whether a model passes the point that it has to pass.
-  bool IsNear(const Model& m) const {
+  bool IsNear(const Model& m, double slack) const {
     if (!options_.near) return true;
     const Vector3d p = *options_.near - origin_;
     double distance = 0;
     robust::Distances(m, &p, 1, &distance);
-    return distance <= options_.nearWithin;
+    return distance <= options_.nearWithin + slack;
   }
 
  private:
@@ -278,7 +282,12 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
     m = Scaled(m, middle, size);
     return atEnd;
   };
-  task.isPlausible = [&](const Model& m) { return plausible.IsNear(Unscaled(m, middle, size)); };
+  if (options.near) {
+    task.near = (*options.near - frame.origin - middle) / size;
+    task.isPlausible = [&](const Model& m, double slack) {
+      return plausible.IsNear(Unscaled(m, middle, size), slack * size);
+    };
+  }
   task.stops = [&](double done) {
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started;
     late = passed.count() > options.timeLimit;
@@ -304,8 +313,14 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
     rest.start = robust::BoundOf(curve, converged->noise);
     converged = robust::Converge(converged->model, rest);
   }
-  if (!converged || !plausible.IsNear(converged->model)) throw FitError(messages::kNothingStandsOut);
+  if (!converged || !plausible.IsNear(converged->model, 0)) throw FitError(messages::kNothingStandsOut);
 
+  // Points anywhere are as dense beyond the bound as within; about a curve there is thrice the room.
+  const auto beside = static_cast<double>(converged->beside) / (curve ? 3 : 1);
+  if (!options.noise && !options.tolerance &&
+      (static_cast<double>(converged->inliers.size()) < kStandsOut * beside ||
+       converged->noise > kCoarse * size))
+    throw FitError(messages::kNothingStandsOut);
   Outcome out;
   out.model = converged->model;
   out.converged = std::move(*converged);
@@ -515,6 +530,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   findings.model = m;
   result.shape = RecordOf<Shape>(findings);
   result.covariance = std::move(out.covariance);
+  result.covariance.position = m.center;
   result.report = std::move(out.report);
   return result;
 }

@@ -36,6 +36,7 @@ class Scorer {
   /// Distances of the points from the model that was judged last.
   std::span<const double> Distances() const { return distances_; }
   std::span<const Eigen::Vector3d> Points() const { return points_; }
+  bool IsOfCurve() const { return curve_; }
 
  private:
   /// The share of points anywhere that come within a bound.

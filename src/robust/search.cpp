@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 #include "estimators/cone_fit.h"
@@ -29,6 +30,9 @@ constexpr int kPlainDraws = 400;
 /// Points that are ordered so, and the parts of them, best first, from which samples are taken in turn.
 constexpr std::size_t kOrdered = 1024;
 constexpr int kTiers = 4;
+constexpr int kTiersAround = 8;  ///< of the points about a place
+/// How far a candidate may miss a place that the shape has to pass, in sizes of the cloud.
+constexpr double kSlack = 0.1;
 /// Steps of a refinement between two judgements.
 constexpr int kSteps = 4;
 constexpr int kRounds = 12;
@@ -61,6 +65,16 @@ Maker MakerOf(Form form) {
   return {13, EstimateBy<TorusFit>, 0.15};
 }
 
+/// All indices, those of the nearest points first.
+std::vector<std::size_t> OrderByDistance(std::span<const Vector3d> points, const Vector3d& from) {
+  std::vector<std::size_t> order(points.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return (points[a] - from).squaredNorm() < (points[b] - from).squaredNorm();
+  });
+  return order;
+}
+
 class Searcher {
  public:
   Searcher(const SearchTask& task, Dice& dice, SearchReport& report)
@@ -76,7 +90,7 @@ class Searcher {
     if (task_.startsFromGiven) Consider(task_.given);
     if (task_.points.size() >= maker_.sample) {
       report_.why = StopReason::kConfident;
-      if (!DrawFrom(kPlainDraws, [&] { return FromAnywhere(); }) &&
+      if (!DrawFrom(task_.near ? 0 : kPlainDraws, [&] { return FromAnywhere(); }) &&
           !DrawFrom(task_.mostDraws, [&] { return FromOrder(); }))
         report_.why = StopReason::kDrawLimit;
     }
@@ -124,11 +138,12 @@ class Searcher {
   /// so by any measure of quality), and of all of them.
   Sample FromOrder() {
     if (order_.empty()) {
-      order_ =
-          OrderByNeighbourhood(task_.points, kOrdered, task_.form == Form::kLine || task_.form == Form::kArc);
+      order_ = task_.near ? OrderByDistance(task_.points, *task_.near)
+                          : OrderByNeighbourhood(task_.points, kOrdered, scorer_.IsOfCurve());
+      tiers_ = task_.near ? kTiersAround : kTiers;
       Weigh();
     }
-    const std::size_t tier = TierSize(report_.draws % kTiers);
+    const std::size_t tier = TierSize(report_.draws % tiers_);
     return Distinct([&] { return order_[dice_.Below(tier)]; });
   }
   std::size_t TierSize(int tier) const {
@@ -146,10 +161,10 @@ class Searcher {
   /// Local optimisation (Chum, Matas and Kittler 2003): a candidate that scores more than any before is
   /// refined on its inliers and judged again, until that gains nothing.
   void Consider(Model m) {
-    if (!IsValid(m)) return;
+    if (!IsValid(m) || (task_.isPlausible && !task_.isPlausible(m, kSlack))) return;
     Score score = scorer_(m);
-    if (score.value <= bestRaw_) return;
-    bestRaw_ = score.value;
+    const double raw = score.value;
+    if (raw <= bestRaw_) return;
     for (int round = 0; round < kRounds; ++round) {
       close_.clear();
       Vector3d mean = Vector3d::Zero();
@@ -177,8 +192,9 @@ class Searcher {
       m = *refined;
       score = better;
     }
+    if (task_.isPlausible && !task_.isPlausible(m, 0)) return;
+    bestRaw_ = raw;
     if (best_ && score.value <= best_->score.value) return;
-    if (task_.isPlausible && !task_.isPlausible(m)) return;
     best_ = {m, score};
     Weigh();
   }
@@ -203,12 +219,12 @@ class Searcher {
                    [&](std::size_t i) { return task_.points[i]; });
     robust::Distances(best_->model, points.data(), static_cast<int>(points.size()), distances.data());
     drawWorth_ = 0;
-    for (int tier = 0; tier < kTiers; ++tier) {
+    for (int tier = 0; tier < tiers_; ++tier) {
       const std::size_t size = TierSize(tier);
       const auto inliers =
           std::count_if(distances.begin(), distances.begin() + static_cast<std::ptrdiff_t>(size),
                         [&](double d) { return d <= best_->score.tolerance; });
-      drawWorth_ += worth(static_cast<double>(inliers) / static_cast<double>(size) * asGood / share) / kTiers;
+      drawWorth_ += worth(static_cast<double>(inliers) / static_cast<double>(size) * asGood / share) / tiers_;
     }
   }
 
@@ -220,6 +236,7 @@ class Searcher {
   std::vector<Vector3d> close_;
   std::vector<std::size_t> order_;
   std::optional<SearchResult> best_;
+  int tiers_ = kTiers;
   double bestRaw_ = 0;
   double drawWorth_ = 0;  ///< nats
 };

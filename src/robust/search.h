@@ -38,8 +38,10 @@ struct SearchTask {
   int mostDraws = 0;
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;
-  std::function<bool(const Model&)> isPlausible;  ///< what no range can say
-  std::function<bool(double)> stops;              ///< asked now and then with the share that is done
+  /// What no range can say, with a slack in lengths for a model that is still to be refined.
+  std::function<bool(const Model&, double slack)> isPlausible;
+  std::optional<Eigen::Vector3d> near;  ///< samples come from around it
+  std::function<bool(double)> stops;    ///< asked now and then with the share that is done
 };
 
 struct SearchReport {
