@@ -467,13 +467,11 @@ typename Shape::Record RecordOf(const Findings& f) {
     return {m.center, m.axis, loop.count, loop.vertices.release(), f.u};
   } else if constexpr (std::is_same_v<Shape, Sphere>) {
     return {m.center, m.minor};
-  } else if constexpr (std::is_same_v<Shape, Cylinder>) {
+  } else if constexpr (std::is_same_v<Shape, Cylinder> || std::is_same_v<Shape, Cone>) {
     return {m.center, m.minor, m.axis};
   } else if constexpr (std::is_same_v<Shape, BoundedCylinder>) {
     const Reach reach = robust::ReachAlong(f.Along());
     return {m.center + reach.low * m.axis, m.minor, m.axis, reach.Length()};
-  } else if constexpr (std::is_same_v<Shape, Cone>) {
-    return {m.center, m.minor, m.axis};
   } else if constexpr (std::is_same_v<Shape, BoundedCone>) {
     const Reach reach = robust::ReachAlong(f.Along());
     return {m.center, m.minor, m.axis, reach.low, reach.high};
