@@ -39,8 +39,7 @@ void Factors(const LocalShape& shape, const Motion& motion, double* factors) {
     case Kind::kCylinder:
       return give(-x, -y, -tiltU, -tiltW, -motion.minor);
     case Kind::kCone: {
-      const double sine = std::sin(shape.minor), cosine = std::cos(shape.minor);
-      return give(-cosine * x, -cosine * y, sine * h, -tiltU, -tiltW, -motion.minor);
+      return give(-shape.cosine * x, -shape.cosine * y, shape.sine * h, -tiltU, -tiltW, -motion.minor);
     }
     case Kind::kTorus:
       return give(-x, -y, -h, shape.major * tiltU, shape.major * tiltW, -motion.major, -motion.minor);
@@ -56,7 +55,13 @@ bool NormalEquations::IsFinite(int n) const {
 }
 
 LocalShape WithFrame(LocalShape shape) {
-  shape.u = UnitOrthogonal(shape.axis);
+  const double x = shape.axis.x(), y = shape.axis.y(), across = std::sqrt(x * x + y * y);
+  // UnitOrthogonal takes any vector, at the cost of a hypot.
+  shape.u = across > 1e-6 ? Eigen::Vector3d(-y / across, x / across, 0) : UnitOrthogonal(shape.axis);
+  if (shape.kind == Kind::kCone) {
+    shape.sine = std::sin(shape.minor);
+    shape.cosine = std::cos(shape.minor);
+  }
   shape.w = shape.axis.cross(shape.u);
   return shape;
 }

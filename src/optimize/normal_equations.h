@@ -32,7 +32,7 @@ struct Motion {
   double minor = 0;
 };
 
-/// The perpendiculars of the axis filled in.
+/// The perpendiculars of the axis and what a cone needs of its half-angle filled in.
 LocalShape WithFrame(LocalShape shape);
 
 /// Normal equations of e / sqrt(m) for n parameters that move the shape so.

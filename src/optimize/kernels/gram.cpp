@@ -88,8 +88,7 @@ struct Cylinder {
 
 struct Cone {
   static constexpr int kColumns = 6;
-  explicit Cone(const LocalShape& shape)
-      : frame(shape), sine(std::sin(shape.minor)), cosine(std::cos(shape.minor)) {}
+  explicit Cone(const LocalShape& shape) : frame(shape), sine(shape.sine), cosine(shape.cosine) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     const Polar p(q, frame);

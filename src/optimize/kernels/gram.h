@@ -53,6 +53,8 @@ struct LocalShape {
   double minor = 0;                              ///< a cone's half-angle
   Eigen::Vector3d u = Eigen::Vector3d::UnitX();  ///< perpendicular to w and the axis, as w is
   Eigen::Vector3d w = Eigen::Vector3d::UnitY();
+  double sine = 0;  ///< of a cone's half-angle, as cosine is
+  double cosine = 1;
 };
 
 /// Inner products over the points of the columns and, last, the deviation: a symmetric matrix with one row
