@@ -41,6 +41,9 @@ constexpr double kWeakShare = 0.1;
 constexpr double kStandsOut = 2;
 /// Noise that blurs a shape of the cloud's size beyond recognition: some bent band fits any cloud so.
 constexpr double kCoarse = 0.08;
+/// A bound within which a finer shape may hide, in sizes of the cloud, and by how much it is finer.
+constexpr double kMayHide = 0.03;
+constexpr double kFiner = 3;
 /// A size or direction is hardly known when it is not known to this share, respectively to these radians.
 constexpr double kHardly = 0.1;
 
@@ -300,27 +303,43 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
   if (!found || found->score.value < kByChance) throw FitError(messages::kNothingStandsOut);
 
   robust::ConvergeTask rest;
-  rest.points = few;
   rest.held = given.held;
   rest.noise = options.noise;
   rest.tolerance = options.tolerance;
-  rest.start = found->score.tolerance * size;
   rest.clamp = [&](Model& m) { return plausible.Clamp(m); };
-  auto converged = robust::Converge(Unscaled(found->model, middle, size), rest);
-  if (converged) {
+  const auto settled = [&](const robust::SearchResult& from) {
+    rest.points = few;
+    rest.noiseRounds = 3;
+    rest.start = from.score.tolerance * size;
+    auto result = robust::Converge(Unscaled(from.model, middle, size), rest);
+    if (!result) return result;
     rest.points = points;
     rest.noiseRounds = 1;
-    rest.start = robust::BoundOf(curve, converged->noise);
-    converged = robust::Converge(converged->model, rest);
+    rest.start = robust::BoundOf(curve, result->noise);
+    return robust::Converge(result->model, rest);
+  };
+  const bool untold = !options.noise && !options.tolerance;
+  const auto standsOut = [&](const std::optional<robust::Converged>& c) {
+    if (!c || !plausible.IsNear(c->model, 0)) return false;
+    // Points anywhere are as dense beyond the bound as within; about a curve there is thrice the room.
+    const double beside = static_cast<double>(c->beside) / (curve ? 3 : 1);
+    return !untold ||
+           (static_cast<double>(c->inliers.size()) >= kStandsOut * beside && c->noise <= kCoarse * size);
+  };
+  auto converged = settled(*found);
+  // Clutter that is itself a slab, a rod or a shell passes for a shape with much noise, which hides the one
+  // in it.
+  if (untold && found->score.tolerance > kMayHide) {
+    task.leastReach = found->score.tolerance;
+    const auto inside = robust::Search(task, dice, search);
+    if (inside && inside->score.value >= kByChance &&
+        inside->score.tolerance < found->score.tolerance / kFiner) {
+      auto finer = settled(*inside);
+      if (standsOut(finer) && (!converged || finer->noise < converged->noise / kFiner))
+        converged = std::move(finer);
+    }
   }
-  if (!converged || !plausible.IsNear(converged->model, 0)) throw FitError(messages::kNothingStandsOut);
-
-  // Points anywhere are as dense beyond the bound as within; about a curve there is thrice the room.
-  const auto beside = static_cast<double>(converged->beside) / (curve ? 3 : 1);
-  if (!options.noise && !options.tolerance &&
-      (static_cast<double>(converged->inliers.size()) < kStandsOut * beside ||
-       converged->noise > kCoarse * size))
-    throw FitError(messages::kNothingStandsOut);
+  if (!standsOut(converged)) throw FitError(messages::kNothingStandsOut);
   Outcome out;
   out.model = converged->model;
   out.converged = std::move(*converged);

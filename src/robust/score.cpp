@@ -11,10 +11,8 @@ namespace {
 
 /// The largest bound, in sizes of the cloud.
 constexpr double kLargest = 0.25;
-/// Points that lie anywhere are at most about so far from a shape that passes through the cloud: where most
-/// of all points end, but half its size where they are all near the shape.
+/// Points that lie anywhere are at most about so far from a shape as most of all points are.
 constexpr double kMost = 0.98;
-constexpr double kLeastReach = 0.5;
 constexpr double kLargestReach = 8;
 /// A fine bound: noise of a three-hundredth of the size.
 constexpr double kFine = 0.01;
@@ -33,8 +31,14 @@ double Divergence(double share, double chance) {
 
 }  // namespace
 
-Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, int parameters)
-    : points_(points), curve_(curve), least_(least), parameters_(parameters), distances_(points.size()) {
+Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double leastReach,
+               int parameters)
+    : points_(points),
+      curve_(curve),
+      least_(least),
+      leastReach_(leastReach),
+      parameters_(parameters),
+      distances_(points.size()) {
   for (int step = 0; step == 0 || least * StepEnd(step) < kLargestReach; ++step)
     bounds_.push_back(least * StepEnd(step));
   counts_.resize(bounds_.size() + 1);
@@ -56,10 +60,10 @@ Score Scorer::operator()(const Model& model) {
     ++counts_[static_cast<std::size_t>(std::clamp<std::int64_t>(step, 0, last))];  // a NaN is beyond the last
   }
   int count = 0;
-  double reach = kLeastReach;
+  double reach = leastReach_;
   for (std::size_t i = 0; i < bounds_.size() && count < kMost * n; ++i) {
     count += counts_[i];
-    reach = std::max(kLeastReach, bounds_[i]);
+    reach = std::max(leastReach_, bounds_[i]);
   }
   Score best{0, 0, 0, reach};
   count = 0;

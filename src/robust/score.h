@@ -26,8 +26,12 @@ class Scorer {
  public:
   /// The points must outlive it. Lengths are in units of the cloud's size.
   /// @param least       smallest bound; for a known noise what its points need
+  /// @param leastReach  how far points anywhere may be from a shape at the least: where all points are near
+  /// one, for
+  ///                    lack of others
   /// @param parameters  of the shape: that many points lie on it whatever they are
-  Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, int parameters);
+  Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double leastReach,
+         int parameters);
 
   Score operator()(const Model& model);
   /// Share of the points that a shape needs to score as much within a bound that is fine, where the score was
@@ -44,7 +48,7 @@ class Scorer {
 
   std::span<const Eigen::Vector3d> points_;
   bool curve_;
-  double least_;
+  double least_, leastReach_;
   int parameters_;
   std::vector<double> distances_;
   std::vector<double> bounds_;

@@ -81,9 +81,10 @@ class Searcher {
       : task_(task),
         dice_(dice),
         report_(report),
+        drawnBefore_(report.draws),
         maker_(MakerOf(task.form)),
         scorer_(task.form == Form::kLine || task.form == Form::kArc,
-                task.points.first(std::min(task.points.size(), kScored)), task.least,
+                task.points.first(std::min(task.points.size(), kScored)), task.least, task.leastReach,
                 std::max(1, FreedomsOf(Model{.form = task.form}, 0).count)) {}
 
   std::optional<SearchResult> Run() {
@@ -103,7 +104,7 @@ class Searcher {
   /// Draws until it is confident, told to stop, or has drawn `most` samples; false for the last.
   template <class Take>
   bool DrawFrom(int most, const Take& take) {
-    for (; report_.draws < std::min(most, task_.mostDraws); ++report_.draws) {
+    for (; Drawn() < most && report_.draws < task_.mostDraws; ++report_.draws) {
       if (report_.draws % 16 == 0 && task_.stops && task_.stops(Done())) {
         report_.why = StopReason::kStopped;
         return true;
@@ -117,7 +118,8 @@ class Searcher {
     return Done() >= 1;
   }
 
-  double Done() const { return report_.draws * drawWorth_ / std::log(1 / (1 - task_.confidence)); }
+  int Drawn() const { return report_.draws - drawnBefore_; }
+  double Done() const { return Drawn() * drawWorth_ / std::log(1 / (1 - task_.confidence)); }
 
   template <class Next>
   Sample Distinct(const Next& next) {
@@ -231,6 +233,7 @@ class Searcher {
   const SearchTask& task_;
   Dice& dice_;
   SearchReport& report_;
+  int drawnBefore_;  ///< by another search of the same fit
   Maker maker_;
   Scorer scorer_;
   std::vector<Vector3d> close_;

@@ -33,6 +33,7 @@ struct SearchTask {
   unsigned held = 0;
   Model given{};                 ///< values of the parts held
   bool startsFromGiven = false;  ///< whether it is judged first
+  double leastReach = 0.5;       ///< see Scorer
   double least = 0;              ///< smallest bound of an inlier
   double confidence = 0.99;
   int mostDraws = 0;
