@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "fit/fit_memory.h"
+
 using Eigen::Vector3d;
 
 namespace primfit::robust {
@@ -18,8 +20,10 @@ constexpr int kEnough = 16;
 }  // namespace
 
 void Crowd::Build(std::span<const Vector3d> points) {
+  // A surface has about as many cells as a square; so many that the median one has enough around it.
   for (const int size : {32, 16, 8}) {
-    if (BuildWith(size, points)) return;
+    if (9 * points.size() >= static_cast<std::size_t>(kEnough * size * size) && BuildWith(size, points))
+      return;
   }
   alone_.clear();
 }
@@ -36,19 +40,25 @@ bool Crowd::BuildWith(int size, std::span<const Vector3d> points) {
   low_ = low;
   scale_ = size / edge;
   const auto n = static_cast<std::size_t>(size);
-  std::vector<int> counts(n * n * n), around(n * n * n);
+  const std::size_t cellCount = n * n * n;
+  const Scratch<int> counts(cellCount), around(cellCount);
+  std::fill_n(counts.data(), cellCount, 0);
   for (const Vector3d& p : points) ++counts[IndexOf((p - low_) * scale_)];
   // Sums of three along each direction in turn are those of 27.
-  around = counts;
+  std::copy_n(counts.data(), cellCount, around.data());
   for (const std::size_t step : {std::size_t{1}, n, n * n}) {
-    const std::vector<int> before = around;
-    for (std::size_t i = 0; i < around.size(); ++i) {
-      const std::size_t place = i / step % n;
-      around[i] += (place > 0 ? before[i - step] : 0) + (place + 1 < n ? before[i + step] : 0);
+    for (std::size_t line = 0; line < n * n; ++line) {
+      int* at = around.data() + (step == 1 ? line * n : step == n ? line / n * n * n + line % n : line);
+      int before = 0;
+      for (std::size_t k = 0; k < n; ++k, at += step) {
+        const int here = *at;
+        *at += before + (k + 1 < n ? at[step] : 0);
+        before = here;
+      }
     }
   }
   std::vector<std::size_t> cells;
-  for (std::size_t i = 0; i < counts.size(); ++i) {
+  for (std::size_t i = 0; i < cellCount; ++i) {
     if (counts[i] > 0) cells.push_back(i);
   }
   std::sort(cells.begin(), cells.end(), [&](std::size_t a, std::size_t b) {
@@ -62,8 +72,8 @@ bool Crowd::BuildWith(int size, std::span<const Vector3d> points) {
     if (2 * passed >= points.size()) break;
   }
   if (median < kEnough) return false;
-  alone_.resize(around.size());
-  std::transform(around.begin(), around.end(), alone_.begin(),
+  alone_.resize(cellCount);
+  std::transform(around.data(), around.data() + cellCount, alone_.begin(),
                  [&](int count) { return count < kAlone * median ? std::uint8_t{1} : std::uint8_t{0}; });
   return true;
 }

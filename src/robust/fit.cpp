@@ -509,7 +509,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using Traits = FormOf<typename Shape::Constraints>;
   RequireInRange(options);
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
-  const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + 4096);
+  const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 19));
   const Frame frame(points);
   if (frame.count == 0) throw FitError(messages::kPointsMissing);
 
