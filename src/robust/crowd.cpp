@@ -15,21 +15,20 @@ namespace {
 /// of a plane there is a quarter.
 constexpr double kAlone = 0.12;
 /// Points in a cell and its 26 neighbours that are enough to tell.
-constexpr int kEnough = 16;
+constexpr std::size_t kEnough = 16;
 
 }  // namespace
 
 void Crowd::Build(std::span<const Vector3d> points) {
   // A surface has about as many cells as a square; so many that the median one has enough around it.
-  for (const int size : {32, 16, 8}) {
-    if (9 * points.size() >= static_cast<std::size_t>(kEnough * size * size) && BuildWith(size, points))
-      return;
+  for (const std::size_t size : {32U, 16U, 8U}) {
+    if (9 * points.size() >= kEnough * size * size && BuildWith(size, points)) return;
   }
   alone_.clear();
 }
 
-bool Crowd::BuildWith(int size, std::span<const Vector3d> points) {
-  size_ = size;
+bool Crowd::BuildWith(std::size_t size, std::span<const Vector3d> points) {
+  size_ = static_cast<double>(size);
   Vector3d low = points[0], high = low;
   for (const Vector3d& p : points) {
     low = low.cwiseMin(p);
@@ -38,8 +37,8 @@ bool Crowd::BuildWith(int size, std::span<const Vector3d> points) {
   const double edge = (high - low).maxCoeff() * (1 + 1e-9);
   if (!(edge > 0)) return false;
   low_ = low;
-  scale_ = size / edge;
-  const auto n = static_cast<std::size_t>(size);
+  scale_ = size_ / edge;
+  const std::size_t n = size;
   const std::size_t cellCount = n * n * n;
   const Scratch<int> counts(cellCount), around(cellCount);
   std::fill_n(counts.data(), cellCount, 0);
@@ -71,7 +70,7 @@ bool Crowd::BuildWith(int size, std::span<const Vector3d> points) {
     median = around[cell];
     if (2 * passed >= points.size()) break;
   }
-  if (median < kEnough) return false;
+  if (median < static_cast<int>(kEnough)) return false;
   alone_.resize(cellCount);
   std::transform(around.data(), around.data() + cellCount, alone_.begin(),
                  [&](int count) { return count < kAlone * median ? std::uint8_t{1} : std::uint8_t{0}; });

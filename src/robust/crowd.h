@@ -3,6 +3,7 @@
 #define PRIMFIT_SRC_ROBUST_CROWD_H_
 
 #include <Eigen/Core>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -29,11 +30,11 @@ class Crowd {
     return (static_cast<std::size_t>(cell.x()) * n + static_cast<std::size_t>(cell.y())) * n +
            static_cast<std::size_t>(cell.z());
   }
-  bool BuildWith(int size, std::span<const Eigen::Vector3d> points);
+  bool BuildWith(std::size_t size, std::span<const Eigen::Vector3d> points);
 
   Eigen::Vector3d low_ = Eigen::Vector3d::Zero();
   double scale_ = 0;
-  int size_ = 0;  ///< cells along an edge
+  double size_ = 0;  ///< cells along an edge
   std::vector<std::uint8_t> alone_;
 };
 
