@@ -57,7 +57,7 @@ Cell Measure(const Primitive& primitive, int points, double outliers, double see
       continue;
     }
     const auto truth = robust::ModelOf(*primitive.make(scene.truth, scene.pose));
-    if (const auto best = robust::Refine(truth, 0, scene.inliers, 50)) {
+    if (const auto best = robust::Refine(truth, 0, robust::RefsOf(scene.inliers), 50)) {
       robust::WithShape(*best, [&](const OutputShape& s) { limits.push_back(RootMeanSquare(s, exact)); });
     }
   }

@@ -99,7 +99,7 @@ int Register() {
     for (const int outliers : {0, 20, 50}) {
       for (const int points : {500, 1000, 5000, 100000, 1000000}) Register(primitive, points, outliers);
     }
-    for (const int outliers : {20, 50, 80}) {
+    for (const int outliers : {0, 20, 50, 80}) {
       for (const int points : {1000, 100000}) {
         if (outliers < 80 || points > 1000) Register(primitive, points, outliers, true);
       }

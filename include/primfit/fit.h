@@ -106,11 +106,19 @@ struct SizeRange {
   double high = std::numeric_limits<double>::infinity();
 };
 
+/// What FitOptions are in this version of the library; it takes those of earlier ones.
+inline constexpr int kFitOptionsVersion = 1;
+
 /// Lengths are in the unit of the points, angles in radians, times in seconds.
 struct FitOptionsBase {
-  std::optional<double> noise;  ///< standard deviation of the points from the shape; unset: estimated
+  int version = kFitOptionsVersion;  ///< of the header that the caller was compiled with
+  std::optional<double> noise;       ///< standard deviation of the points from the shape; unset: estimated
   std::optional<double>
-      tolerance;             ///< distance within which points are inliers; unset: three times the noise
+      tolerance;  ///< distance within which points are inliers; unset: three times the noise
+  std::optional<double> outlierShare;  ///< for which enough samples are drawn; unset: the data's
+  /// One for each point, zero or positive, on any scale: a point of weight 2 counts like two, one of weight 0
+  /// is left out. None: all count alike.
+  std::span<const double> weights;
   double confidence = 0.99;  ///< that no better shape was missed; in (0, 1)
   int mostDraws = 5000;      ///< samples at the most
   double timeLimit =
@@ -165,7 +173,7 @@ struct FitCovariance {
 struct FitReport {
   int draws = 0;
   int refinements = 0;
-  double inlierShare = 0;  ///< of the finite points
+  double inlierShare = 0;  ///< of the finite points, by weight
   double noise = 0;        ///< measured standard deviation of the inliers from the shape
   double tolerance = 0;    ///< distance within which points are inliers
   StopReason stopReason = StopReason::kConfident;
@@ -187,10 +195,11 @@ struct FitResult {
 /// the same. Points that are not finite are left out. Any number of points, up to 2^31 - 1.
 /// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
 /// Elbow
-/// @throws FitError "Points are not provided" for no finite point, "Not enough points" for fewer than
-/// determine the
-///         shape, "Over constrained" where every part is held, "Fit options are out of range", "No shape
-///         stands out from chance"
+/// @throws FitError "Points are not provided" for no finite point of any weight, "Not enough points" for
+/// fewer
+///         than determine the shape, "Over constrained" where every part is held, "No shape stands out from
+///         chance", and for an option out of its range a text that names it, such as "Option noise must be
+///         positive"
 template <class Shape>
 PRIMFIT_API FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options = {});
 

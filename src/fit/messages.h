@@ -17,7 +17,6 @@ inline constexpr char kDistanceTolerance[] = "Distance Tolerance < 0.001";
 inline constexpr char kTorusNotProvided[] =
     "FitOutputParamsTorus is not provieded";  // Deliberate: the known text
 inline constexpr char kConstraintMissing[] = "Constraint is not provided";
-inline constexpr char kOptions[] = "Fit options are out of range";
 inline constexpr char kNothingStandsOut[] = "No shape stands out from chance";
 inline constexpr char kHullFailed[] = "QuickConvexHull failed";
 inline constexpr char kNoMemory[] = "Cannot allocate memmory";  // Deliberate: hosts compare this very text

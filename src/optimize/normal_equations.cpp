@@ -18,7 +18,7 @@ struct Columns {
   int count, firstLength, endLength;
 };
 Columns ColumnsOf(Kind kind) {
-  constexpr Columns kTable[] = {{4, 0, 3}, {4, 0, 0}, {5, 2, 4}, {6, 3, 6}, {7, 0, 0}};
+  constexpr Columns kTable[] = {{2, 1, 2}, {4, 0, 3}, {4, 0, 0}, {5, 2, 4}, {6, 3, 6}, {7, 0, 0}};
   return kTable[static_cast<int>(kind)];
 }
 
@@ -32,6 +32,8 @@ void Factors(const LocalShape& shape, const Motion& motion, double* factors) {
                h = shape.axis.dot(motion.center);
   const double tiltU = shape.u.dot(motion.axis), tiltW = shape.w.dot(motion.axis);
   switch (shape.kind) {
+    case Kind::kLine:
+      return give(-x, -tiltU);
     case Kind::kPlane:
       return give(motion.axis.x(), motion.axis.y(), motion.axis.z(), -h);
     case Kind::kSphere:
@@ -67,13 +69,18 @@ LocalShape WithFrame(LocalShape shape) {
 }
 
 NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, const PointRefs& points) {
-  const auto [columns, firstLength, endLength] = ColumnsOf(shape.kind);
-  SmallMatrix gram, factors{};
+  SmallMatrix gram;
   AccumulateGram(shape, points, gram[0]);
+  return SumUp(shape, motions, n, points.count, gram);
+}
+
+NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, int count, SmallMatrix& gram) {
+  const auto [columns, firstLength, endLength] = ColumnsOf(shape.kind);
+  SmallMatrix factors{};
   for (int i = 0; i < n; ++i) Factors(shape, motions[i], factors[i]);
 
   NormalEquations sums;
-  const double share = 1.0 / points.count;
+  const double share = 1.0 / count;
   for (auto& row : gram) {
     for (double& product : row) product *= share;
   }

@@ -38,6 +38,9 @@ LocalShape WithFrame(LocalShape shape);
 /// Normal equations of e / sqrt(m) for n parameters that move the shape so.
 NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, const PointRefs& points);
 
+/// The same from the gram matrix of the points that AccumulateGram gives.
+NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, int count, SmallMatrix& gram);
+
 /// Normal equations of m residuals and their m x n Jacobian, column-major, at the parameters x.
 NormalEquations SumUp(const double* residuals, const double* jacobian, int m, int n, const double* x);
 

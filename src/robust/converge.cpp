@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 
 #include "fit/fit_memory.h"
 #include "robust/crowd.h"
+#include "shapes/kernels/batch.h"
 
 using Eigen::Vector3d;
 
@@ -17,15 +19,17 @@ namespace {
 constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
 constexpr int kRounds = 30;
-/// The first rounds take in more: a narrow band that lies askew has lost the points that would set it right.
-constexpr int kWide = 2;
-constexpr double kWiden[kWide] = {3, 1.7};
+/// The first rounds take in more, with weights that fade: a narrow band that lies askew has lost the points
+/// that would set it right.
+constexpr int kMostFading = 2;
+constexpr double kFade[kMostFading] = {3, 1.7};
 constexpr int kSteps = 20;
 /// Where nearly all points are inliers none is there by chance.
 constexpr double kClean = 0.98;
 
 /// One pass of expectation-maximisation to its end over the distances below eight standard deviations.
-double NoiseWithin(bool curve, std::span<const double> distances, double start) {
+double NoiseWithin(bool curve, std::span<const double> distances, double start,
+                   std::span<const double> roots) {
   constexpr std::size_t kBins = 96, kEnough = 20000;  // of so many the noise is known to 0.5 %
   const double reach = 8 * start, width = reach / kBins;
   std::array<double, kBins> counts{};
@@ -33,8 +37,9 @@ double NoiseWithin(bool curve, std::span<const double> distances, double start) 
   const std::size_t step = distances.size() / kEnough + 1;
   for (std::size_t i = 0; i < distances.size(); i += step) {
     if (!(distances[i] < reach)) continue;
-    ++counts[static_cast<std::size_t>(distances[i] * (1 / width))];
-    ++all;
+    const double weight = roots.empty() ? 1 : roots[i] * roots[i];
+    counts[static_cast<std::size_t>(distances[i] * (1 / width))] += weight;
+    all += weight;
   }
   if (all == 0) return start;
   double variance = start * start, share = 0.9;
@@ -60,21 +65,234 @@ double NoiseWithin(bool curve, std::span<const double> distances, double start) 
   return std::sqrt(variance);
 }
 
-/// Refinement within the plausible ranges: a part that leaves its range is held at its end.
-std::optional<Model> RefineWithin(const Model& start, const ConvergeTask& task,
-                                  std::span<const Vector3d> points) {
-  auto refined = Refine(start, task.held, points, kSteps);
-  if (!refined || !task.clamp) return refined;
-  const unsigned atEnd = task.clamp(*refined);
-  return atEnd == 0 ? refined : Refine(*refined, task.held | atEnd, points, kSteps);
+/// Of some thousands of the points, which are enough to say where they are.
+Vector3d MeanOf(std::span<const Vector3d> points) {
+  const std::size_t step = points.size() / 4096 + 1;
+  Vector3d sum = Vector3d::Zero();
+  double count = 0;
+  for (std::size_t i = 0; i < points.size(); i += step, ++count) sum += points[i];
+  return sum / count;
 }
+
+/// Which points are inliers, and what that changes from one time to the next.
+class Selection {
+ public:
+  explicit Selection(std::size_t n)
+      : n_(n), words_((n + kWord - 1) / kWord), now_(words_), in_(words_), alone_(words_), looked_(words_) {
+    std::fill_n(in_.data(), words_, std::uint64_t{0});
+    Forget();
+  }
+
+  /// Has points judged anew whether they are alone.
+  void Forget() {
+    std::fill_n(alone_.data(), words_, std::uint64_t{0});
+    std::fill_n(looked_.data(), words_, std::uint64_t{0});
+  }
+  /// Takes the points within the bound, less those that are alone.
+  void Take(std::span<const Vector3d> points, const double* distances, double bound, const Crowd& crowd) {
+    BitsUpTo(bound, distances, n_, now_.data());
+    changes_ = count_ = 0;
+    hash_ = 0;
+    for (std::size_t w = 0; w < words_; ++w) {
+      if (!crowd.IsEmpty()) {
+        ForBits(now_[w] & ~looked_[w], [&](std::size_t k) {
+          alone_[w] |= std::uint64_t{crowd.IsAlone(points[w * kWord + k])} << k;
+        });
+        looked_[w] |= now_[w];
+      }
+      const std::uint64_t word = now_[w] & ~alone_[w], turned = word ^ in_[w];
+      in_[w] = word;
+      count_ += static_cast<std::size_t>(std::popcount(word));
+      const std::uint64_t mixed = (word + w + 1) * 0x9e3779b97f4a7c15U;
+      hash_ = (hash_ ^ mixed ^ mixed >> 32) * 0xff51afd7ed558ccdU;
+      if (changes_ <= kFew) {
+        ForBits(turned, [&](std::size_t k) {
+          changed_[std::min(changes_, kFew)] = w * kWord + k;
+          ++changes_;
+        });
+      }
+    }
+  }
+  bool Has(std::size_t i) const { return (in_[i / kWord] >> i % kWord & 1) != 0; }
+  template <class Visit>
+  void ForEach(const Visit& visit) const {
+    for (std::size_t w = 0; w < words_; ++w) ForBits(in_[w], [&](std::size_t k) { visit(w * kWord + k); });
+  }
+  std::size_t Count() const { return count_; }
+  /// The same for the same inliers.
+  std::uint64_t Hash() const { return hash_; }
+  bool ChangedFew() const { return changes_ <= kFew; }
+  /// The points that came in and went out, where they are few.
+  std::span<const std::size_t> Changed() const { return {changed_.data(), changes_}; }
+
+ private:
+  static constexpr std::size_t kWord = 64, kFew = 256;
+
+  template <class Visit>
+  static void ForBits(std::uint64_t word, const Visit& visit) {
+    if (word == ~std::uint64_t{0}) {
+      for (std::size_t k = 0; k < kWord; ++k) visit(k);
+      return;
+    }
+    for (; word != 0; word &= word - 1) visit(static_cast<std::size_t>(std::countr_zero(word)));
+  }
+
+  std::size_t n_, words_;
+  Scratch<std::uint64_t> now_, in_, alone_, looked_;
+  std::array<std::size_t, kFew + 1> changed_{};
+  std::size_t changes_ = 0, count_ = 0;
+  std::uint64_t hash_ = 0;
+};
+
+/// One run of Converge.
+class Convergence {
+ public:
+  Convergence(const Model& start, const ConvergeTask& task)
+      : task_(task),
+        model_(start),
+        noise_(task.start / BoundOf(start.IsCurve(), 1)),
+        distances_(task.points.size()),
+        close_(task.points.size()),
+        roots_(task.roots.empty() && task.fadingRounds == 0 ? 0 : task.points.size()),
+        selection_(task.points.size()) {}
+
+  std::optional<Converged> Run() {
+    std::vector<std::uint64_t> seen;
+    Converged at;
+    bool circles = false;
+    for (int round = 0; round < kRounds && !circles; ++round) {
+      Look(round);
+      const bool fades = round < task_.fadingRounds;
+      Select(fades ? kFade[kMostFading - task_.fadingRounds + round] : 1,
+             round == 0 || round == task_.fadingRounds);
+      if (selection_.Count() == 0) return std::nullopt;
+      if (!fades) {
+        at.settled = !seen.empty() && seen.back() == selection_.Hash();
+        if (at.settled) break;
+        circles = std::find(seen.begin(), seen.end(), selection_.Hash()) != seen.end();
+      }
+      const bool again = seen.empty() || !selection_.ChangedFew() || atEnd_ != 0 || circles;
+      if (!(again ? RefineAll(fades) : RefineChanged() || RefineAll(false))) return std::nullopt;
+      if (!fades) seen.push_back(selection_.Hash());
+    }
+    at.model = model_;
+    at.noise = noise_;
+    at.tolerance = tolerance_;
+    at.sums = sums_;
+    if (!task_.roots.empty()) {
+      const PointRefs inliers = Gather(false);
+      std::transform(inliers.roots, inliers.roots + inliers.count, roots_.data(),
+                     [](double root) { return root * root; });
+      at.squared = SumsAt(model_, task_.held, inliers);
+    }
+    at.inliers.reserve(selection_.Count());
+    selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
+    at.beside = static_cast<std::size_t>(
+        std::count_if(distances_.data(), distances_.data() + task_.points.size(),
+                      [&](double d) { return d > tolerance_ && d <= 2 * tolerance_; }));
+    return at;
+  }
+
+ private:
+  /// Distances from the shape and the bound. After some rounds the bound stands, so that only the selection
+  /// can still change.
+  void Look(int round) {
+    const std::size_t n = task_.points.size();
+    const bool curve = model_.IsCurve();
+    Distances(model_, task_.points.data(), static_cast<int>(n), distances_.data());
+    if (round < task_.noiseRounds)
+      noise_ = EstimateNoise(curve, {distances_.data(), n}, std::max(noise_, 1e-300), task_.roots);
+    tolerance_ = task_.tolerance.value_or(BoundOf(curve, task_.noise.value_or(noise_)));
+  }
+
+  void Select(double widened, bool anew) {
+    bound_ = tolerance_ * widened;
+    if (anew) {
+      crowd_.Clear();
+      selection_.Forget();
+    }
+    selection_.Take(task_.points, distances_.data(), bound_, crowd_);
+    const auto n = static_cast<double>(task_.points.size());
+    if (!anew || static_cast<double>(selection_.Count()) >= kClean * n || selection_.Count() == 0) return;
+    Gather(false);
+    crowd_.Build({close_.data(), selection_.Count()});
+    selection_.Forget();
+    selection_.Take(task_.points, distances_.data(), bound_, crowd_);
+  }
+
+  /// Copies the inliers and their weights' roots, which where they fade fall to zero at the bound (the
+  /// biweight of Beaton and Tukey 1974).
+  PointRefs Gather(bool fades) {
+    const bool weighted = !task_.roots.empty() || fades;
+    Vector3d* close = close_.data();
+    selection_.ForEach([&](std::size_t i) { *close++ = task_.points[i]; });
+    const auto count = static_cast<std::size_t>(close - close_.data());
+    if (weighted) {
+      double* root = roots_.data();
+      selection_.ForEach([&](std::size_t i) {
+        const double share = distances_[i] / bound_;
+        *root++ = (task_.roots.empty() ? 1 : task_.roots[i]) * (fades ? 1 - share * share : 1);
+      });
+    }
+    return RefsOf({close_.data(), count}, weighted ? roots_.data() : nullptr);
+  }
+
+  /// Refinement within the plausible ranges: a part that leaves its range is held at its end.
+  bool RefineAll(bool fades) {
+    const PointRefs points = Gather(fades);
+    CenterAt(MeanOf({close_.data(), static_cast<std::size_t>(points.count)}), task_.held, model_);
+    auto refined = Refine(model_, task_.held, points, kSteps);
+    atEnd_ = refined && task_.clamp ? task_.clamp(*refined) : 0;
+    if (atEnd_ != 0) refined = Refine(*refined, task_.held | atEnd_, points, kSteps);
+    if (!refined) return false;
+    model_ = *refined;
+    sums_ = SumsAt(model_, task_.held, points);
+    return true;
+  }
+
+  /// The same for a few changes since. @return whether they were small
+  bool RefineChanged() {
+    std::size_t end[2] = {0, 0};
+    for (const int out : {0, 1}) {
+      for (const std::size_t i : selection_.Changed()) {
+        if (selection_.Has(i) != (out == 0)) continue;
+        if (!task_.roots.empty()) roots_[end[out]] = task_.roots[i];
+        close_[end[out]++] = task_.points[i];
+      }
+      if (out == 0) end[1] = end[0];
+    }
+    const std::size_t added = end[0], removed = end[1] - added;
+    const auto before = static_cast<int>(selection_.Count() - added + removed);
+    const double* roots = task_.roots.empty() ? nullptr : roots_.data();
+    NormalEquations sums = sums_;
+    auto refined =
+        Updated(model_, task_.held, before, RefsOf({close_.data(), added}, roots),
+                RefsOf({close_.data() + added, removed}, roots != nullptr ? roots + added : nullptr), sums);
+    if (!refined || (task_.clamp && task_.clamp(*refined) != 0)) return false;
+    model_ = *refined;
+    sums_ = sums;
+    return true;
+  }
+
+  const ConvergeTask& task_;
+  Model model_;
+  double noise_, tolerance_ = 0, bound_ = 0;
+  Scratch<double> distances_;
+  Scratch<Vector3d> close_;
+  Scratch<double> roots_;
+  Selection selection_;
+  Crowd crowd_;
+  NormalEquations sums_{};  // of the model's inliers
+  unsigned atEnd_ = 0;      // parts that are held at an end of their ranges
+};
 
 }  // namespace
 
-double EstimateNoise(bool curve, std::span<const double> distances, double start) {
+double EstimateNoise(bool curve, std::span<const double> distances, double start,
+                     std::span<const double> roots) {
   double noise = start;
   for (int pass = 0; pass < 8; ++pass) {
-    const double next = NoiseWithin(curve, distances, noise);
+    const double next = NoiseWithin(curve, distances, noise, roots);
     const bool still = std::abs(next - noise) < 0.02 * noise;
     noise = next;
     if (still) break;
@@ -96,64 +314,7 @@ double InflationOf(bool curve) {
 }
 
 std::optional<Converged> Converge(const Model& start, const ConvergeTask& task) {
-  const std::size_t n = task.points.size();
-  const bool curve = start.IsCurve();
-  const Scratch<double> distances(n);
-  const Scratch<Vector3d> close(n);
-  Converged at;
-  at.model = start;
-  at.inliers.reserve(n);
-  std::vector<std::uint64_t> seen;
-  Crowd crowd;
-  double noise = task.start / BoundOf(curve, 1);
-  for (int round = 0; round < kRounds; ++round) {
-    Distances(at.model, task.points.data(), static_cast<int>(n), distances.data());
-    // After some rounds the bound stands, so that only the selection can still change.
-    if (round < task.noiseRounds)
-      noise = EstimateNoise(curve, {distances.data(), n}, std::max(noise, 1e-300));
-    at.noise = noise;
-    at.tolerance = task.tolerance.value_or(BoundOf(curve, task.noise.value_or(noise)));
-    const double bound = at.tolerance * (round < kWide ? kWiden[round] : 1);
-    std::size_t count = 0;
-    at.inliers.resize(n);
-    for (std::size_t i = 0; i < n; ++i) {
-      if (!(distances[i] <= bound)) continue;
-      at.inliers[count] = static_cast<std::uint32_t>(i);
-      close[count++] = task.points[i];
-    }
-    if (count == 0) return std::nullopt;
-    const bool cluttered = static_cast<double>(count) < kClean * static_cast<double>(n);
-    if (cluttered && (round == 0 || round == kWide)) crowd.Build({close.data(), count});
-    std::uint64_t hash = 0;
-    Vector3d sum = Vector3d::Zero();
-    std::size_t kept = 0;
-    for (std::size_t k = 0; k < count; ++k) {
-      const Vector3d p = close[k];
-      if (cluttered && crowd.IsAlone(p)) continue;
-      const std::uint64_t mixed = (at.inliers[k] + std::uint64_t{1}) * 0x9e3779b97f4a7c15U;
-      hash += (mixed ^ mixed >> 32) * mixed;
-      sum += p;
-      at.inliers[kept] = at.inliers[k];
-      close[kept++] = p;
-    }
-    count = kept;
-    at.inliers.resize(count);
-    if (count == 0) return std::nullopt;
-    at.settled = round > kWide && seen.back() == hash;
-    if (at.settled) break;
-    const bool circles = round > kWide && std::find(seen.begin() + kWide, seen.end(), hash) != seen.end();
-    CenterAt(sum / static_cast<double>(count), task.held, at.model);
-    const auto refined = RefineWithin(at.model, task, {close.data(), count});
-    if (!refined) return std::nullopt;
-    at.model = *refined;
-    if (circles) break;
-    seen.push_back(hash);
-  }
-  at.beside = static_cast<std::size_t>(std::count_if(distances.data(), distances.data() + n, [&](double d) {
-    return d > at.tolerance && d <= 2 * at.tolerance;
-  }));
-  if (!Refine(at.model, task.held, {close.data(), at.inliers.size()}, 0, &at.sums)) return std::nullopt;
-  return at;
+  return Convergence(start, task).Run();
 }
 
 }  // namespace primfit::robust

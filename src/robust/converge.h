@@ -14,10 +14,12 @@ namespace primfit::robust {
 
 struct ConvergeTask {
   std::span<const Eigen::Vector3d> points;
+  std::span<const double> roots;  ///< square roots of the points' weights; none where these are all 1
   unsigned held = 0;
   std::optional<double> noise, tolerance;
-  double start = 0;     ///< bound of the inliers that the model comes with
-  int noiseRounds = 3;  ///< in which the noise is estimated anew
+  double start = 0;      ///< bound of the inliers that the model comes with
+  int noiseRounds = 3;   ///< in which the noise is estimated anew
+  int fadingRounds = 2;  ///< with a wider band at whose edge weights fade; 0 to 2
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;
 };
@@ -28,6 +30,7 @@ struct Converged {
   double noise = 0, tolerance = 0;
   std::size_t beside = 0;  ///< points beyond the tolerance, but not beyond twice of it
   NormalEquations sums{};
+  std::optional<NormalEquations> squared;  ///< where there are weights: with their squares in their place
   bool settled = false;
 };
 
@@ -35,7 +38,9 @@ struct Converged {
 /// that lie anywhere: expectation-maximisation (Dempster, Laird and Rubin 1977) for a half-normal and a
 /// uniform part, about a curve a Rayleigh and a linear one.
 /// @param start  a first guess
-double EstimateNoise(bool curve, std::span<const double> distances, double start);
+/// @param roots  as in ConvergeTask
+double EstimateNoise(bool curve, std::span<const double> distances, double start,
+                     std::span<const double> roots = {});
 
 /// Bound of the inliers of normal noise: it leaves out 0.27 % of them.
 double BoundOf(bool curve, double noise);

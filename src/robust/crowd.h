@@ -17,6 +17,9 @@ class Crowd {
  public:
   /// Too few points to tell, or none: nobody is alone.
   void Build(std::span<const Eigen::Vector3d> points);
+  void Clear() { alone_.clear(); }
+  /// Whether nobody is alone.
+  bool IsEmpty() const { return alone_.empty(); }
   bool IsAlone(const Eigen::Vector3d& p) const {
     if (alone_.empty()) return false;
     const Eigen::Vector3d cell = (p - low_) * scale_;

@@ -47,12 +47,13 @@ constexpr double kFiner = 3;
 /// A size or direction is hardly known when it is not known to this share, respectively to these radians.
 constexpr double kHardly = 0.1;
 
-/// The points of a fit: the finite ones relative to the first of them.
+/// The points of a fit: the finite ones of some weight relative to the first of them.
 struct Frame {
-  explicit Frame(const PointView& given) : points(given.Count()) {
+  Frame(const PointView& given, std::span<const double> weights)
+      : points(given.Count()), roots(weights.size()) {
     for (std::size_t i = 0; i < given.Count(); ++i) {
       const Vector3d p = given[i];
-      if (!p.allFinite()) {
+      if (!p.allFinite() || (!weights.empty() && weights[i] == 0)) {
         if (places.empty()) {
           places.reserve(given.Count());
           for (std::size_t k = 0; k < count; ++k) places.push_back(static_cast<std::uint32_t>(k));
@@ -62,12 +63,30 @@ struct Frame {
       }
       if (count == 0) origin = p;
       if (left) places.push_back(static_cast<std::uint32_t>(i));
+      if (!weights.empty()) {
+        roots[count] = std::sqrt(weights[i]);
+        weight += weights[i];
+        squaredWeights += weights[i] * weights[i];
+      }
       points[count++] = p - origin;
     }
+    isWeighted = !weights.empty();
+    if (!isWeighted) weight = squaredWeights = static_cast<double>(count);
   }
   std::span<const Vector3d> Points() const { return {points.data(), count}; }
+  /// Square roots of the weights; none where these are all 1.
+  std::span<const double> Roots() const { return {roots.data(), isWeighted ? count : 0}; }
+  double WeightOf(std::span<const std::uint32_t> of) const {
+    if (!isWeighted) return static_cast<double>(of.size());
+    return std::accumulate(of.begin(), of.end(), 0.0,
+                           [&](double sum, std::uint32_t i) { return sum + roots[i] * roots[i]; });
+  }
 
   Scratch<Vector3d> points;
+  Scratch<double> roots;
+  bool isWeighted = false;
+  double weight = 0;  ///< of all points, and the sum of the squares of the weights
+  double squaredWeights = 0;
   std::size_t count = 0;
   Vector3d origin = Vector3d::Zero();
   bool left = false;                  ///< whether points were left out
@@ -88,9 +107,22 @@ double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {
   return median([&](const Vector3d& p) { return (p - middle).norm(); });
 }
 
-/// A random choice of the points, in random order.
-std::vector<Vector3d> Shuffled(std::span<const Vector3d> points, robust::Dice& dice) {
+/// A random choice of the points, in random order; of points with weights as many as they are worth, without
+/// repetition, each the sooner the larger its weight (Efraimidis and Spirakis 2006).
+std::vector<Vector3d> Shuffled(const Frame& frame, robust::Dice& dice) {
+  const std::span<const Vector3d> points = frame.Points();
   std::vector<Vector3d> chosen;
+  if (frame.isWeighted) {
+    std::vector<std::pair<double, std::size_t>> keys(points.size());
+    for (std::size_t i = 0; i < keys.size(); ++i)
+      keys[i] = {-std::log(dice.Share()) / (frame.roots[i] * frame.roots[i]), i};
+    const double worth = frame.weight * frame.weight / frame.squaredWeights;
+    const std::size_t count =
+        std::clamp<std::size_t>(static_cast<std::size_t>(worth + 0.5), 1, std::min(kSearched, points.size()));
+    std::partial_sort(keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(count), keys.end());
+    for (std::size_t k = 0; k < count; ++k) chosen.push_back(points[keys[k].second]);
+    return chosen;
+  }
   if (points.size() > kSearched) {
     chosen.reserve(kSearched);
     while (chosen.size() < kSearched) chosen.push_back(points[dice.Below(points.size())]);
@@ -109,14 +141,33 @@ std::uint64_t SeedOf(const FitOptionsBase& options) {
   return seed;
 }
 
-void RequireInRange(const FitOptionsBase& o) {
+void Require(bool holds, const char* message) {
+  if (!holds) throw FitError(message);
+}
+
+void RequireInRange(const FitOptionsBase& o, std::size_t points) {
   const auto positive = [](const std::optional<double>& v) { return !v || (*v > 0 && std::isfinite(*v)); };
   const auto range = [](const SizeRange& r) { return r.low >= 0 && r.high >= r.low; };
-  if (!positive(o.noise) || !positive(o.tolerance) || !(o.confidence > 0 && o.confidence < 1) ||
-      o.mostDraws < 1 || !(o.timeLimit > 0) || !range(o.radius) || !range(o.minorRadius) ||
-      !range(o.halfAngle) || (o.axisNear && !(o.axisNear->norm() > 0 && o.axisWithin >= 0)) ||
-      (o.near && !(o.nearWithin >= 0)))
-    throw FitError(messages::kOptions);
+  const auto isWeight = [](double w) { return w >= 0 && std::isfinite(w); };
+  Require(o.version >= 1 && o.version <= kFitOptionsVersion, "Fit options are of an unknown version");
+  Require(positive(o.noise), "Option noise must be positive");
+  Require(positive(o.tolerance), "Option tolerance must be positive");
+  Require(!o.outlierShare || (*o.outlierShare >= 0 && *o.outlierShare < 1),
+          "Option outlierShare must be in [0, 1)");
+  Require(o.weights.empty() || o.weights.size() == points, "Option weights must hold one for each point");
+  Require(std::all_of(o.weights.begin(), o.weights.end(), isWeight),
+          "Option weights must hold finite numbers, zero or positive");
+  Require(o.confidence > 0 && o.confidence < 1, "Option confidence must be in (0, 1)");
+  Require(o.mostDraws > 0, "Option mostDraws must be positive");
+  Require(o.timeLimit > 0, "Option timeLimit must be positive");
+  Require(range(o.radius), "Option radius must be a range of lengths, zero or positive");
+  Require(range(o.minorRadius), "Option minorRadius must be a range of lengths, zero or positive");
+  Require(range(o.halfAngle), "Option halfAngle must be a range of angles, zero or positive");
+  Require(!o.axisNear || (o.axisNear->norm() > 0 && o.axisNear->allFinite()),
+          "Option axisNear must be a direction of any length but zero");
+  Require(o.axisWithin >= 0, "Option axisWithin must be zero or positive");
+  Require(!o.near || o.near->allFinite(), "Option near must be a finite point");
+  Require(o.nearWithin >= 0, "Option nearWithin must be zero or positive");
 }
 
 /// What the options say is plausible, in the frame of the points.
@@ -187,24 +238,28 @@ Model Unscaled(Model m, const Vector3d& middle, double size) {
   return m;
 }
 
+/// With J the derivatives of the distances and W the weights: noise^2 A^-1 B A^-1 for A = J^T W J and
+/// B = J^T W^2 J, which without weights is noise^2 A^-1.
 FitCovariance CovarianceOf(const robust::Converged& c, unsigned held) {
   const robust::Freedoms freedoms = robust::FreedomsOf(c.model, held);
   const int k = freedoms.count;
-  Eigen::MatrixXd information(k, k);
-  for (int i = 0; i < k; ++i) {
-    for (int j = 0; j < k; ++j) information(i, j) = c.sums.matrix[i][j];
-  }
   const auto n = static_cast<double>(c.inliers.size());
-  const double scale = c.noise * c.noise / n * robust::InflationOf(c.model.IsCurve());
+  const double scale = c.noise * c.noise * robust::InflationOf(c.model.IsCurve());
   // In units in which every parameter moves the points alike, so that none drowns.
-  const Eigen::VectorXd lever = information.diagonal().cwiseMax(1e-300).cwiseSqrt();
-  const Eigen::MatrixXd even =
-      lever.cwiseInverse().asDiagonal() * information * lever.cwiseInverse().asDiagonal();
+  const auto unit = [&](int i) { return 1 / std::sqrt(std::max(n * c.sums.matrix[i][i], 1e-300)); };
+  const auto even = [&](const NormalEquations& sums) {
+    Eigen::MatrixXd m(k, k);
+    for (int i = 0; i < k; ++i) {
+      for (int j = 0; j < k; ++j) m(i, j) = unit(i) * unit(j) * n * sums.matrix[i][j];
+    }
+    return m;
+  };
+  Eigen::MatrixXd spread = even(c.sums).ldlt().solve(Eigen::MatrixXd::Identity(k, k));
+  if (c.squared) spread = (spread * even(*c.squared) * spread).eval();
   FitCovariance covariance;
-  covariance.matrix = scale * lever.cwiseInverse().asDiagonal() *
-                      even.ldlt().solve(Eigen::MatrixXd::Identity(k, k)).eval() *
-                      lever.cwiseInverse().asDiagonal();
+  covariance.matrix.resize(k, k);
   for (int i = 0; i < k; ++i) {
+    for (int j = 0; j < k; ++j) covariance.matrix(i, j) = scale * unit(i) * unit(j) * spread(i, j);
     const auto& f = freedoms.each[i];
     covariance.parameters.push_back(
         {f.name, f.angle, f.direction, std::sqrt(std::max(0.0, covariance.matrix(i, i)))});
@@ -255,9 +310,10 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
   if (points.size() <= static_cast<std::size_t>(freedoms.count)) throw FitError(messages::kNotEnoughPoints);
 
   robust::Dice dice(SeedOf(options));
-  std::vector<Vector3d> cloud = Shuffled(points, dice);
+  const std::vector<Vector3d> cloud = Shuffled(frame, dice);
   Vector3d middle;
   const std::span<const Vector3d> few(cloud.data(), std::min<std::size_t>(cloud.size(), 2048));
+  const std::span<const Vector3d> more(cloud.data(), std::min<std::size_t>(cloud.size(), 8192));
   const double size = SizeOf(few, middle);
   if (!(size > 0)) throw FitError(messages::kNothingStandsOut);
   std::vector<Vector3d> scaled(cloud.size());
@@ -278,6 +334,7 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
   if (options.tolerance) task.least = std::max(kExact, *options.tolerance / size);
   task.least = std::min(task.least, 0.25);
   task.confidence = options.confidence;
+  if (options.outlierShare) task.inlierShare = 1 - *options.outlierShare;
   task.mostDraws = options.mostDraws;
   task.clamp = [&](Model& m) {
     m = Unscaled(m, middle, size);
@@ -308,15 +365,25 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
   rest.tolerance = options.tolerance;
   rest.clamp = [&](Model& m) { return plausible.Clamp(m); };
   const auto settled = [&](const robust::SearchResult& from) {
-    rest.points = few;
-    rest.noiseRounds = 3;
+    // First on few points, from which most is learned at little cost.
+    std::optional<robust::Converged> result;
+    Model at = Unscaled(from.model, middle, size);
     rest.start = from.score.tolerance * size;
-    auto result = robust::Converge(Unscaled(from.model, middle, size), rest);
-    if (!result) return result;
-    rest.points = points;
-    rest.noiseRounds = 1;
-    rest.start = robust::BoundOf(curve, result->noise);
-    return robust::Converge(result->model, rest);
+    rest.noiseRounds = 3;
+    rest.fadingRounds = 2;
+    for (const std::span<const Vector3d> part : {few, more, points}) {
+      const bool last = part.data() == points.data();
+      if (!last && 4 * part.size() > points.size()) continue;
+      rest.points = part;
+      if (last) rest.roots = frame.Roots();
+      result = robust::Converge(at, rest);
+      if (!result || last) break;
+      at = result->model;
+      rest.start = robust::BoundOf(curve, result->noise);
+      rest.noiseRounds = 1;
+      --rest.fadingRounds;
+    }
+    return result;
   };
   const bool untold = !options.noise && !options.tolerance;
   const auto standsOut = [&](const std::optional<robust::Converged>& c) {
@@ -346,8 +413,7 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
   out.covariance = CovarianceOf(out.converged, given.held);
   out.report.draws = search.draws;
   out.report.refinements = search.refinements;
-  out.report.inlierShare =
-      static_cast<double>(out.converged.inliers.size()) / static_cast<double>(points.size());
+  out.report.inlierShare = frame.WeightOf(out.converged.inliers) / frame.weight;
   out.report.noise = out.converged.noise;
   out.report.tolerance = out.converged.tolerance;
   out.report.stopReason = late ? StopReason::kTimeLimit : search.why;
@@ -507,10 +573,10 @@ typename Shape::Record RecordOf(const Findings& f) {
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using Traits = FormOf<typename Shape::Constraints>;
-  RequireInRange(options);
+  RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
-  const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 19));
-  const Frame frame(points);
+  const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
+  const Frame frame(points, options.weights);
   if (frame.count == 0) throw FitError(messages::kPointsMissing);
 
   Given given, framed;

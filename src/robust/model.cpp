@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "fit/vector_math.h"
 #include "optimize/native_trust_region.h"
@@ -111,17 +112,18 @@ NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, 
   const auto plain = [&](Kind kind) { return SumUp(LocalOf(kind, m), motions, n, points); };
   switch (m.form) {
     case Form::kLine: {  // the squared distance from a line is that from two planes through it
-      const LocalShape frame = LocalOf(Kind::kPlane, m);
+      LocalShape line = LocalOf(Kind::kLine, m);
+      SmallMatrix both;
+      AccumulateGram(line, points, both[0]);
       NormalEquations sums[2];
       for (int side = 0; side < 2; ++side) {
-        LocalShape plane = frame;
-        plane.axis = side == 0 ? frame.u : frame.w;
-        Motion turned[kMostParameters];
-        for (int i = 0; i < n; ++i) {
-          turned[i] = motions[i];
-          turned[i].axis = -plane.axis.dot(motions[i].axis) * m.axis;
+        const int of[] = {0, 1, 2 + side};
+        SmallMatrix gram{};
+        for (int i = 0; i < 3; ++i) {
+          for (int j = 0; j < 3; ++j) gram[i][j] = both[of[i]][of[j]];
         }
-        sums[side] = SumUp(WithFrame(plane), turned, n, points);
+        if (side == 1) line.u = line.w;
+        sums[side] = SumUp(line, motions, n, points.count, gram);
       }
       Add(sums[1], n, sums[0]);
       return sums[0];
@@ -179,33 +181,65 @@ void CenterAt(const Vector3d& mean, unsigned held, Model& m) {
   if (m.form == Form::kPlane) m.center = mean - along * m.axis;
 }
 
-std::optional<Model> Refine(const Model& start, unsigned held, std::span<const Vector3d> points,
-                            int iterations, NormalEquations* sums) {
-  const auto n = static_cast<int>(points.size());
+std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
+                            NormalEquations* sums) {
   const Freedoms freedoms = FreedomsOf(start, held);
-  if (n <= freedoms.count) return std::nullopt;
+  if (points.count <= freedoms.count) return std::nullopt;
   constexpr double kNoThresholds[6] = {};
   const TrustRegionLimits limits{kNoThresholds, iterations, 20, 1};
   double x[kMostParameters] = {}, length = 1;
-  Model at = start;
   TrustRegionAnswers answers;
   const auto look = [&] {
-    at = Moved(start, freedoms, x, length);
-    answers.sums = SumsOf(at, freedoms, length, {n, points.data()});
+    const Model at = Moved(start, freedoms, x, length);
+    answers.sums = SumsOf(at, freedoms, length, points);
   };
   look();
-  if (freedoms.count > 0 && iterations > 0) {
+  if (freedoms.count > 0) {
     NativeTrustRegion engine;
-    engine.Start(freedoms.count, n, x, limits);
+    engine.Start(freedoms.count, points.count, x, limits);
     int request = kContinue;
     while (engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
       if (request == kNeedSums) look();
     }
-    at = Moved(start, freedoms, x, length);
   }
+  const Model at = Moved(start, freedoms, x, length);
   if (!IsValid(at)) return std::nullopt;
-  if (sums != nullptr) *sums = SumsOf(at, FreedomsOf(at, held), 1, {n, points.data()});
+  if (sums != nullptr) *sums = SumsAt(at, held, points);
   return at;
+}
+
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points) {
+  return SumsOf(model, FreedomsOf(model, held), 1, points);
+}
+
+std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
+                             const PointRefs& removed, NormalEquations& sums) {
+  constexpr double kShort = 1e-5;  // in sizes of the problem
+  const Freedoms freedoms = FreedomsOf(at, held);
+  const int n = freedoms.count, now = count + added.count - removed.count;
+  NormalEquations change{};
+  for (const auto& [points, sign] : {std::pair{&added, 1}, std::pair{&removed, -1}}) {
+    if (points->count == 0) continue;
+    const NormalEquations part = SumsOf(at, freedoms, 1, *points);
+    const double share = static_cast<double>(sign * points->count) / now;
+    for (int i = 0; i < n; ++i) {
+      for (int j = 0; j < n; ++j) change.matrix[i][j] += share * part.matrix[i][j];
+      change.gradient[i] += share * part.gradient[i];
+    }
+  }
+  double scale[kMostParameters] = {}, z[kMostParameters], x[kMostParameters] = {};
+  for (int i = 0; i < n; ++i) {
+    for (int j = 0; j < n; ++j) sums.matrix[i][j] = sums.matrix[i][j] * count / now + change.matrix[i][j];
+    sums.lever[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
+    scale[i] = sums.lever[i] > 0 ? 1 / sums.lever[i] : 0;
+  }
+  SolveScaled(n, sums.matrix, change.gradient, scale, 0, z);
+  for (int i = 0; i < n; ++i) {
+    if (!(std::abs(z[i]) <= kShort * sums.extent)) return std::nullopt;
+    x[i] = z[i] * scale[i];
+  }
+  double length = 1;
+  return Moved(at, freedoms, x, length);
 }
 
 }  // namespace primfit::robust

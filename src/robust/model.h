@@ -85,13 +85,32 @@ Freedoms FreedomsOf(const Model& model, unsigned held);
 /// Moves the centre of a line, a cylinder or a plane, which may lie anywhere in it, to where the points are.
 void CenterAt(const Eigen::Vector3d& mean, unsigned held, Model& model);
 
+/// @param roots  square roots of the points' weights; null where these are all 1
+inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* roots = nullptr) {
+  PointRefs refs;
+  refs.count = static_cast<int>(points.size());
+  refs.rows = points.data();
+  refs.roots = roots;
+  return refs;
+}
+
 /// Orthogonal distance regression: the shape with the least sum of squared distances in space, for curves
-/// too. Levenberg-Marquardt from the model given.
+/// too, each times the weight of its point. Levenberg-Marquardt from the model given.
 /// @param sums  when not null receives the normal equations of distance / sqrt(n) at the result, for its
-/// freedoms
+///              freedoms
 /// @return none where the points determine no shape
-std::optional<Model> Refine(const Model& start, unsigned held, std::span<const Eigen::Vector3d> points,
-                            int iterations, NormalEquations* sums = nullptr);
+std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
+                            NormalEquations* sums = nullptr);
+
+/// The normal equations of distance / sqrt(n) for the freedoms of a model.
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points);
+
+/// The optimum when few points are added to those whose optimum a model is and others are taken away: a
+/// Gauss-Newton step, whose error is of second order.
+/// @param sums   those of the `count` points before; after it those of the points now
+/// @return none where the step is not a short one, so that the points have to be looked at again
+std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
+                             const PointRefs& removed, NormalEquations& sums);
 
 }  // namespace primfit::robust
 

@@ -180,10 +180,10 @@ class Searcher {
           (mean / static_cast<double>(close_.size()) - m.center).dot(m.axis) < 0)
         m.axis = -m.axis;
       ++report_.refinements;
-      auto refined = Refine(m, task_.held, close_, kSteps);
+      auto refined = Refine(m, task_.held, RefsOf(close_), kSteps);
       if (!refined) break;
       if (const unsigned atEnd = task_.clamp ? task_.clamp(*refined) : 0; atEnd != 0) {
-        refined = Refine(*refined, task_.held | atEnd, close_, kSteps);
+        refined = Refine(*refined, task_.held | atEnd, RefsOf(close_), kSteps);
         if (!refined) break;
       }
       const Score better = scorer_(*refined);
@@ -210,7 +210,7 @@ class Searcher {
     };
     const double share =
         static_cast<double>(best_->score.inliers) / static_cast<double>(scorer_.Points().size());
-    const double asGood = scorer_.ShareOfAsGood(best_->score);
+    const double asGood = task_.inlierShare.value_or(scorer_.ShareOfAsGood(best_->score));
     if (order_.empty()) {
       drawWorth_ = worth(asGood);
       return;

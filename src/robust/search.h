@@ -21,6 +21,8 @@ class Dice {
   explicit Dice(std::uint64_t seed) : engine_(seed) {}
   /// Uniform in 0 .. n - 1, but for a bias below n / 2^32.
   std::size_t Below(std::size_t n) { return static_cast<std::size_t>((engine_() >> 32) * n >> 32); }
+  /// Uniform in (0, 1].
+  double Share() { return (static_cast<double>(engine_() >> 11) + 1) * 0x1p-53; }
 
  private:
   std::mt19937_64 engine_;
@@ -36,6 +38,7 @@ struct SearchTask {
   double leastReach = 0.5;       ///< see Scorer
   double least = 0;              ///< smallest bound of an inlier
   double confidence = 0.99;
+  std::optional<double> inlierShare;  ///< that the number of samples is to be enough for
   int mostDraws = 0;
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;

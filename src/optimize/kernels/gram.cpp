@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 
 #include "optimize/kernels/gram.h"
 
@@ -52,6 +53,16 @@ struct Polar {
 };
 
 // What each kind of shape stores for a point q; LocalShape says what the columns are.
+
+struct Line {
+  static constexpr int kColumns = 3;
+  explicit Line(const LocalShape& shape) : frame(shape) {}
+  template <class Store>
+  void operator()(const Vector& q, const Store& store) const {
+    store(Number(1.0), q.Dot(frame.axis), q.Dot(frame.u), q.Dot(frame.w));
+  }
+  Frame frame;
+};
 
 struct Plane {
   static constexpr int kColumns = 4;
@@ -137,6 +148,13 @@ struct InPlane {
   Vector origin, u, w;
 };
 
+/// Points as they are, each with the root of its weight.
+struct Weighted {
+  explicit Weighted(const double* of) : roots(of) {}
+  Vector operator()(const Vector& p) const { return p; }
+  const double* roots;
+};
+
 /// @param count  a multiple of the lanes
 template <class View, class Kind, int kSize>
 void FillBlock(const View& view, const Kind& kind, const Vector& center, const Eigen::Vector3d* rows,
@@ -146,7 +164,12 @@ void FillBlock(const View& view, const Kind& kind, const Vector& center, const E
     LoadPoints(rows[i].data(), x, y, z);
     kind(view(Vector(x, y, z)) - center, [&](auto... values) HWY_ATTR {
       int column = 0;
-      (Store(values.v, block.columns[column++] + i), ...);
+      if constexpr (std::is_same_v<View, Weighted>) {
+        const Part root = LoadAnywhere(view.roots + i);
+        (Store(Mul(values.v, root), block.columns[column++] + i), ...);
+      } else {
+        (Store(values.v, block.columns[column++] + i), ...);
+      }
     });
   }
 }
@@ -191,6 +214,7 @@ void Accumulate(const LocalShape& shape, const View& view, const PointRefs& poin
   const Vector center(shape.center);
   Block<kSize> block;
   double copied[kBlock][3];
+  [[maybe_unused]] double copiedRoots[kBlock];
   std::fill_n(gram, kStride * kStride, 0.0);
   for (int begin = 0; begin < points.count; begin += kBlock) {
     const int count = std::min(kBlock, points.count - begin);
@@ -201,7 +225,16 @@ void Accumulate(const LocalShape& shape, const View& view, const PointRefs& poin
         std::copy_n(points.InSpace(begin + std::min(i, count - 1)).data(), 3, copied[i]);
       rows = reinterpret_cast<const Eigen::Vector3d*>(copied);
     }
-    FillBlock(view, kind, center, rows, padded, block);
+    if constexpr (std::is_same_v<View, Weighted>) {
+      const double* roots = view.roots + begin;
+      if (padded > count) {
+        for (int i = 0; i < padded; ++i) copiedRoots[i] = roots[std::min(i, count - 1)];
+        roots = copiedRoots;
+      }
+      FillBlock(Weighted(roots), kind, center, rows, padded, block);
+    } else {
+      FillBlock(view, kind, center, rows, padded, block);
+    }
     if (padded > count) {
       for (auto& column : block.columns) std::fill(column + count, column + padded, 0.0);
     }
@@ -213,23 +246,31 @@ void Accumulate(const LocalShape& shape, const View& view, const PointRefs& poin
 }
 
 template <class Kind>
+void AccumulateInSpace(const LocalShape& shape, const PointRefs& points, double* gram) {
+  if (points.roots == nullptr) return Accumulate<Kind>(shape, InSpace(), points, gram);
+  Accumulate<Kind>(shape, Weighted(points.roots), points, gram);
+}
+
+template <class Kind>
 void AccumulateIn(const LocalShape& shape, const PointRefs& points, double* gram) {
-  if (points.plane == nullptr) return Accumulate<Kind>(shape, InSpace(), points, gram);
+  if (points.plane == nullptr) return AccumulateInSpace<Kind>(shape, points, gram);
   Accumulate<Kind>(shape, InPlane(*points.plane), points, gram);
 }
 
 void GramOnTarget(const LocalShape& shape, const PointRefs& points, double* gram) {
   switch (shape.kind) {
+    case LocalShape::Kind::kLine:
+      return AccumulateInSpace<Line>(shape, points, gram);
     case LocalShape::Kind::kPlane:
       return AccumulateIn<Plane>(shape, points, gram);
     case LocalShape::Kind::kSphere:
       return AccumulateIn<Sphere>(shape, points, gram);
     case LocalShape::Kind::kCylinder:
-      return Accumulate<Cylinder>(shape, InSpace(), points, gram);
+      return AccumulateInSpace<Cylinder>(shape, points, gram);
     case LocalShape::Kind::kCone:
-      return Accumulate<Cone>(shape, InSpace(), points, gram);
+      return AccumulateInSpace<Cone>(shape, points, gram);
     case LocalShape::Kind::kTorus:
-      return Accumulate<Torus>(shape, InSpace(), points, gram);
+      return AccumulateInSpace<Torus>(shape, points, gram);
   }
 }
 

@@ -17,12 +17,13 @@ struct PlaneFrame {
 };
 
 /// The points of a refinement: rows one after the other, or an array of pointers to points; as they are, or
-/// as seen in a plane.
+/// as seen in a plane. Points in space may have weights, which their residuals' squares are multiplied by.
 struct PointRefs {
   int count = 0;
   const Eigen::Vector3d* rows = nullptr;
   const Eigen::Vector3d* const* pointers = nullptr;  ///< where there are no rows
   const PlaneFrame* plane = nullptr;
+  const double* roots = nullptr;  ///< square roots of the weights, all 1 where there are none
   const Eigen::Vector3d& InSpace(int i) const {
     return rows != nullptr ? rows[i]
                            : *pointers[i];  // NOLINT(clang-analyzer-core.NullDereference): one is there
@@ -34,16 +35,17 @@ struct PointRefs {
 /// (cos, sin) = (c, s) along u and w, and height h. The gradient of its deviation e is a combination of
 /// columns that depend on the point alone:
 ///
+///   line       e = u . q                                   1, h
 ///   plane      e = axis . q                                q (3), 1
 ///   sphere     e = |q| - minor                             q / |q| (3), 1
 ///   cylinder   e = rho - minor                             c, s, h c, h s, 1
 ///   cone       e = rho cos - |h| sin of the half-angle     c, s, sgn h, c T, s T, A
 ///   torus      e = tau - minor, tau = |(rho - major, h)|   a c, a s, b, b c, b s, a, 1
 ///
-/// with q the point less the centre, T = h cos + sgn h rho sin, A = rho sin + |h| cos, and (a, b) =
-/// (rho - major, h) / tau.
+/// (and for a line the deviation w . q as well, which makes its distance) with q the point less the centre, T
+/// = h cos + sgn h rho sin, A = rho sin + |h| cos, and (a, b) = (rho - major, h) / tau.
 struct LocalShape {
-  enum class Kind { kPlane, kSphere, kCylinder, kCone, kTorus };
+  enum class Kind { kLine, kPlane, kSphere, kCylinder, kCone, kTorus };
   static constexpr int kGramStride = 8;  ///< most columns and the deviation
 
   Kind kind = Kind::kPlane;
@@ -57,9 +59,9 @@ struct LocalShape {
   double cosine = 1;
 };
 
-/// Inner products over the points of the columns and, last, the deviation: a symmetric matrix with one row
-/// more than the shape has columns; the rest of its kGramStride rows and columns is zero. Sums run in a fixed
-/// order of blocks and of eight partial sums, the same on every processor.
+/// Inner products over the points of the columns and, last, the deviation (a line's two): a symmetric matrix
+/// with one row more than the shape has columns; the rest of its kGramStride rows and columns is zero. Sums
+/// run in a fixed order of blocks and of eight partial sums, the same on every processor.
 void AccumulateGram(const LocalShape& shape, const PointRefs& points, double* gram);
 
 }  // namespace primfit

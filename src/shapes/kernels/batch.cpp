@@ -126,6 +126,19 @@ bool DistancesOnTarget(const OutputShape& shape, const Eigen::Vector3d* points, 
   });
 }
 
+void BitsOnTarget(double bound, const double* values, std::size_t n, std::uint64_t* words) {
+  constexpr std::size_t kWord = 64;
+  const Part low = PartOf(-std::numeric_limits<double>::infinity()), high = PartOf(bound);
+  for (std::size_t begin = 0; begin < n; begin += kWord) {
+    std::uint64_t word = 0;
+    std::size_t k = 0;
+    for (; k + kPartLanes <= std::min(kWord, n - begin); k += kPartLanes)
+      word |= std::uint64_t{WithinClosed(low, LoadAnywhere(values + begin + k), high)} << k;
+    for (; k < std::min(kWord, n - begin); ++k) word |= std::uint64_t{values[begin + k] <= bound} << k;
+    words[begin / kWord] = word;
+  }
+}
+
 }  // namespace primfit::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -136,6 +149,7 @@ HWY_EXPORT(CountOnTarget);
 HWY_EXPORT(SelectOnTarget);
 HWY_EXPORT(DistancesOnTarget);
 HWY_EXPORT(RangeOnTarget);
+HWY_EXPORT(BitsOnTarget);
 
 int CountClose(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat) {
   int count = 0;
@@ -158,6 +172,10 @@ AxialRange RangeOf(const OutputShape& shape, double low, double high, const Eige
   AxialRange range;
   HWY_DYNAMIC_DISPATCH(RangeOnTarget)(shape, low, high, root, axis, points, n, &range);
   return range;
+}
+
+void BitsUpTo(double bound, const double* values, std::size_t n, std::uint64_t* words) {
+  HWY_DYNAMIC_DISPATCH(BitsOnTarget)(bound, values, n, words);
 }
 
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {

@@ -5,6 +5,8 @@
 #define PRIMFIT_SRC_SHAPES_KERNELS_BATCH_H_
 
 #include <Eigen/Core>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 
 #include "primfit/shapes/output_shape.h"
@@ -29,6 +31,9 @@ struct AxialRange {
 /// lies in [low, high]. For the classes of this library only.
 AxialRange RangeOf(const OutputShape& shape, double low, double high, const Eigen::Vector3d& root,
                    const Eigen::Vector3d& axis, const Eigen::Vector3d* points, int n);
+
+/// Sets bit i of the words, 64 to a word, where values[i] <= bound, and no other.
+void BitsUpTo(double bound, const double* values, std::size_t n, std::uint64_t* words);
 
 /// distances[i] = shape.Distance(points[i]).
 void Distances(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances);
