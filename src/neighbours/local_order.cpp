@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <nanoflann.hpp>
-#include <numeric>
-#include <utility>
 
 using Eigen::Vector3d;
 
@@ -33,13 +31,13 @@ using Tree =
 
 }  // namespace
 
-std::vector<std::size_t> OrderByNeighbourhood(std::span<const Vector3d> points, std::size_t count,
-                                              bool curve) {
-  count = std::min(count, points.size());
+std::vector<LocalPiece> PiecesAround(std::span<const Vector3d> points, std::span<const std::size_t> at,
+                                     bool curve) {
   const Cloud cloud{points};
   const Tree tree(3, cloud, nanoflann::KDTreeSingleIndexAdaptorParams(16));
-  std::vector<std::pair<double, std::size_t>> ranked(count);
-  for (std::size_t i = 0; i < count; ++i) {
+  std::vector<LocalPiece> pieces;
+  pieces.reserve(at.size());
+  for (const std::size_t i : at) {
     std::array<std::size_t, kNeighbours> indices{};
     std::array<double, kNeighbours> squared{};
     const std::size_t found = tree.knnSearch(points[i].data(), kNeighbours, indices.data(), squared.data());
@@ -52,16 +50,12 @@ std::vector<std::size_t> OrderByNeighbourhood(std::span<const Vector3d> points, 
       scatter += v * v.transpose();
     }
     Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
-    solver.computeDirect(scatter, Eigen::EigenvaluesOnly);
+    solver.computeDirect(scatter);
     const Vector3d e = solver.eigenvalues();  // ascending
-    const double all = e.sum();
-    const double stray = curve ? e[0] + e[1] : e[0];
-    ranked[i] = {all > 0 ? stray / all : 0, i};
+    const double all = e.sum(), stray = curve ? e[0] + e[1] : e[0];
+    pieces.push_back({i, mean, solver.eigenvectors().col(curve ? 2 : 0), all > 0 ? stray / all : 0});
   }
-  std::sort(ranked.begin(), ranked.end());
-  std::vector<std::size_t> order(count);
-  std::transform(ranked.begin(), ranked.end(), order.begin(), [](const auto& r) { return r.second; });
-  return order;
+  return pieces;
 }
 
 }  // namespace primfit

@@ -9,11 +9,18 @@
 
 namespace primfit {
 
-/// The first `count` of the points (which stand in random order), those first whose nearest neighbours among
-/// all points lie most nearly in a plane, for curves along a line. Points of a shape come before stray ones.
-/// @return indices
-std::vector<std::size_t> OrderByNeighbourhood(std::span<const Eigen::Vector3d> points, std::size_t count,
-                                              bool curve);
+/// A point with its nearest neighbours.
+struct LocalPiece {
+  std::size_t index;      ///< of the point
+  Eigen::Vector3d place;  ///< the mean of them all
+  Eigen::Vector3d
+      direction;  ///< the normal of the plane, for curves the direction of the line, nearest to them
+  double stray;  ///< share of their scatter that lies off it: small on a shape, a third anywhere (two thirds)
+};
+
+/// Those around the points with the indices `at`, neighbours being among all points.
+std::vector<LocalPiece> PiecesAround(std::span<const Eigen::Vector3d> points, std::span<const std::size_t> at,
+                                     bool curve);
 
 }  // namespace primfit
 

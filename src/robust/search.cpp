@@ -5,6 +5,7 @@
 #include <cmath>
 #include <memory>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "estimators/cone_fit.h"
@@ -15,6 +16,8 @@
 #include "estimators/torus_fit.h"
 #include "neighbours/local_order.h"
 #include "ransac/search_of.h"
+#include "robust/oriented.h"
+#include "robust/simpler.h"
 
 using Eigen::Vector3d;
 
@@ -37,6 +40,10 @@ constexpr double kSlack = 0.1;
 constexpr int kSteps = 4;
 constexpr int kRounds = 12;
 constexpr std::size_t kLargestSample = 13;
+/// By how much sooner a search ends with a shape that has a simpler one.
+constexpr double kHaste = 5;
+/// How many pieces compete to be near the first.
+constexpr std::array<int, 3> kRivals = {1, 4, 16};
 
 struct Maker {
   std::size_t sample;  ///< points that determine a candidate
@@ -44,25 +51,27 @@ struct Maker {
   /// How often a sample without outliers leads to the shape, at noise of a two-hundredth of the size: from a
   /// sixth of a turn; whole shapes are found more often.
   double efficiency;
+  /// The same for points with their directions.
+  double orientedEfficiency;
 };
 Maker MakerOf(Form form) {
   switch (form) {
     case Form::kLine:
-      return {2, EstimateLine, 0.5};
+      return {2, EstimateLine, 0.5, 0.5};
     case Form::kArc:
-      return {3, EstimateCircle, 0.2};
+      return {3, EstimateCircle, 0.2, 0.1};
     case Form::kPlane:
-      return {3, EstimateBy<PlaneFit>, 0.3};
+      return {3, EstimateBy<PlaneFit>, 0.3, 0.3};
     case Form::kSphere:
-      return {4, EstimateBy<SphereFit>, 0.2};
+      return {4, EstimateBy<SphereFit>, 0.2, 0.1};
     case Form::kCylinder:
-      return {9, EstimateBy<CylinderFit>, 0.15};
+      return {9, EstimateBy<CylinderFit>, 0.15, 0.1};
     case Form::kCone:
-      return {9, EstimateBy<ConeFit>, 0.06};
+      return {9, EstimateBy<ConeFit>, 0.06, 0.05};
     case Form::kTorus:
       break;
   }
-  return {13, EstimateBy<TorusFit>, 0.15};
+  return {13, EstimateBy<TorusFit>, 0.15, 0.05};
 }
 
 /// All indices, those of the nearest points first.
@@ -91,11 +100,11 @@ class Searcher {
     if (task_.startsFromGiven) Consider(task_.given);
     if (task_.points.size() >= maker_.sample) {
       report_.why = StopReason::kConfident;
-      if (!DrawFrom(task_.near ? 0 : kPlainDraws, [&] { return FromAnywhere(); }) &&
-          !DrawFrom(task_.mostDraws, [&] { return FromOrder(); }))
+      if (!DrawFrom(task_.near ? 0 : kPlainDraws, [&] { FromAnywhere(); }) &&
+          !DrawFrom(task_.mostDraws, [&] { FromOrder(); }))
         report_.why = StopReason::kDrawLimit;
     }
-    return best_;
+    return Leader();
   }
 
  private:
@@ -110,10 +119,7 @@ class Searcher {
         return true;
       }
       if (Done() >= 1) return true;
-      const Sample sample = take();
-      const std::unique_ptr<OutputShape> shape(
-          maker_.estimate(static_cast<int>(maker_.sample), sample.data()));
-      if (shape) Consider(WithHeldParts(ModelOf(*shape)));
+      take();
     }
     return Done() >= 1;
   }
@@ -121,8 +127,9 @@ class Searcher {
   int Drawn() const { return report_.draws - drawnBefore_; }
   double Done() const { return Drawn() * drawWorth_ / std::log(1 / (1 - task_.confidence)); }
 
+  /// Considers the shape through points whose indices `next` gives.
   template <class Next>
-  Sample Distinct(const Next& next) {
+  void Estimate(const Next& next) {
     Sample sample;
     std::array<std::size_t, kLargestSample> indices{};
     for (std::size_t i = 0; i < maker_.sample; ++i) {
@@ -131,25 +138,57 @@ class Searcher {
       } while (std::find(indices.begin(), indices.begin() + i, indices[i]) != indices.begin() + i);
       sample[i] = task_.points[indices[i]];
     }
-    return sample;
+    const std::unique_ptr<OutputShape> shape(maker_.estimate(static_cast<int>(maker_.sample), sample.data()));
+    if (shape) Consider(WithHeldParts(ModelOf(*shape)));
   }
-  Sample FromAnywhere() {
-    return Distinct([&] { return dice_.Below(task_.points.size()); });
+  void FromAnywhere() {
+    Estimate([&] { return dice_.Below(task_.points.size()); });
   }
   /// Samples of the points whose neighbourhood looks most like a piece of the form (Chum and Matas 2005 draw
-  /// so by any measure of quality), and of all of them.
-  Sample FromOrder() {
-    if (order_.empty()) {
-      order_ = task_.near ? OrderByDistance(task_.points, *task_.near)
-                          : OrderByNeighbourhood(task_.points, kOrdered, scorer_.IsOfCurve());
-      tiers_ = task_.near ? kTiersAround : kTiers;
-      Weigh();
-    }
-    const std::size_t tier = TierSize(report_.draws % tiers_);
-    return Distinct([&] { return order_[dice_.Below(tier)]; });
+  /// so by any measure of quality), and of all of them; in turn of many points and of few with their
+  /// directions.
+  void FromOrder() {
+    if (order_.empty()) Order();
+    const int turn = report_.draws;
+    const std::size_t tier = TierSize(order_, turn % tiers_);
+    if (turn / tiers_ % 2 == 0) return Estimate([&] { return order_[dice_.Below(tier)]; });
+    Orient(TierSize(pieces_, turn % tiers_), kRivals[turn / tiers_ / 2 % kRivals.size()]);
   }
-  std::size_t TierSize(int tier) const {
-    return std::max(order_.size() >> tier, std::min(order_.size(), 4 * maker_.sample));
+  void Order() {
+    tiers_ = task_.near ? kTiersAround : kTiers;
+    order_.resize(task_.near ? task_.points.size() : std::min(task_.points.size(), kOrdered));
+    std::iota(order_.begin(), order_.end(), std::size_t{0});
+    if (task_.near) order_ = OrderByDistance(task_.points, *task_.near);
+    pieces_ = PiecesAround(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
+                           scorer_.IsOfCurve());
+    if (!task_.near) {
+      std::sort(pieces_.begin(), pieces_.end(), [](const LocalPiece& a, const LocalPiece& b) {
+        return std::pair(a.stray, a.index) < std::pair(b.stray, b.index);
+      });
+      std::transform(pieces_.begin(), pieces_.end(), order_.begin(), [](const auto& p) { return p.index; });
+    }
+    Weigh();
+  }
+  /// Considers the shapes through few pieces. The first may be any of the tier, each other one is the nearest
+  /// to it of so many: pieces that are near belong to the same small shape.
+  void Orient(std::size_t tier, int rivals) {
+    std::array<OrientedPoint, kMostOriented> sample;
+    const auto size = static_cast<std::size_t>(OrientedSampleSize(task_.form));
+    for (std::size_t i = 0; i < size; ++i) {
+      const LocalPiece* chosen = nullptr;
+      for (int k = 0; k < (i == 0 ? 1 : rivals); ++k) {
+        const LocalPiece& piece = pieces_[dice_.Below(tier)];
+        const auto far = [&](const LocalPiece& p) { return (p.place - sample[0].place).squaredNorm(); };
+        if (chosen == nullptr || (far(piece) > 0 && far(piece) < far(*chosen))) chosen = &piece;
+      }
+      sample[i] = {chosen->place, chosen->direction};
+    }
+    const Candidates found = ThroughOriented(task_.form, std::span(sample).first(size));
+    for (int i = 0; i < found.count; ++i) Consider(WithHeldParts(found.models[static_cast<std::size_t>(i)]));
+  }
+  template <class Ordered>
+  std::size_t TierSize(const Ordered& ordered, int tier) const {
+    return std::max(ordered.size() >> tier, std::min(ordered.size(), 4 * maker_.sample));
   }
 
   Model WithHeldParts(Model m) const {
@@ -160,24 +199,31 @@ class Searcher {
     return m;
   }
 
+  /// Copies the points near a shape that the scorer has just judged. @return their mean
+  Vector3d Gather(double tolerance) {
+    close_.clear();
+    Vector3d mean = Vector3d::Zero();
+    for (std::size_t i = 0; i < scorer_.Points().size(); ++i) {
+      if (!(scorer_.Distances()[i] <= tolerance)) continue;
+      close_.push_back(scorer_.Points()[i]);
+      mean += close_.back();
+    }
+    return mean / static_cast<double>(close_.size());
+  }
+
   /// Local optimisation (Chum, Matas and Kittler 2003): a candidate that scores more than any before is
-  /// refined on its inliers and judged again, until that gains nothing.
+  /// refined on its inliers and judged again, until that gains nothing. Candidates that are hardly bent have
+  /// a competition of their own.
   void Consider(Model m) {
     if (!IsValid(m) || (task_.isPlausible && !task_.isPlausible(m, kSlack))) return;
     Score score = scorer_(m);
     const double raw = score.value;
     if (raw <= bestRaw_) return;
+    Vector3d mean = Gather(score.tolerance);
+    if (raw <= simplerRaw_ && HasSimpler(m, close_)) return;
     for (int round = 0; round < kRounds; ++round) {
-      close_.clear();
-      Vector3d mean = Vector3d::Zero();
-      for (std::size_t i = 0; i < scorer_.Points().size(); ++i) {
-        if (!(scorer_.Distances()[i] <= score.tolerance)) continue;
-        close_.push_back(scorer_.Points()[i]);
-        mean += close_.back();
-      }
-      CenterAt(mean / static_cast<double>(close_.size()), task_.held, m);
-      if (m.form == Form::kCone && (task_.held & kAxis) == 0 &&
-          (mean / static_cast<double>(close_.size()) - m.center).dot(m.axis) < 0)
+      CenterAt(mean, task_.held, m);
+      if (m.form == Form::kCone && (task_.held & kAxis) == 0 && (mean - m.center).dot(m.axis) < 0)
         m.axis = -m.axis;
       ++report_.refinements;
       auto refined = Refine(m, task_.held, RefsOf(close_), kSteps);
@@ -193,41 +239,56 @@ class Searcher {
       }
       m = *refined;
       score = better;
+      mean = Gather(score.tolerance);
     }
     if (task_.isPlausible && !task_.isPlausible(m, 0)) return;
-    bestRaw_ = raw;
-    if (best_ && score.value <= best_->score.value) return;
-    best_ = {m, score};
+    const bool simple = HasSimpler(m, close_);
+    (simple ? simplerRaw_ : bestRaw_) = raw;
+    std::optional<SearchResult>& best = simple ? simpler_ : best_;
+    if (best && score.value <= best->score.value) return;
+    best = {m, score, simple};
     Weigh();
+  }
+  const std::optional<SearchResult>& Leader() const {
+    return !best_ || (simpler_ && simpler_->score.value > best_->score.value) ? simpler_ : best_;
   }
 
   /// What one draw adds to the confidence, given the inlier shares that the best shape has where samples come
   /// from.
+  /// A shape that has a simpler one is only to be found for those beside it to be, at less confidence.
   void Weigh() {
-    if (!best_) return;
+    const std::optional<SearchResult>& leader = Leader();
+    if (!leader) return;
     const auto worth = [&](double share) {
       return -std::log1p(-maker_.efficiency * std::pow(share, maker_.sample));
     };
     const double share =
-        static_cast<double>(best_->score.inliers) / static_cast<double>(scorer_.Points().size());
-    const double asGood = task_.inlierShare.value_or(scorer_.ShareOfAsGood(best_->score));
+        static_cast<double>(leader->score.inliers) / static_cast<double>(scorer_.Points().size());
+    const double haste = leader->hasSimpler ? kHaste : 1;
+    const double asGood = task_.inlierShare.value_or(scorer_.ShareOfAsGood(leader->score));
     if (order_.empty()) {
-      drawWorth_ = worth(asGood);
+      drawWorth_ = haste * worth(asGood);
       return;
     }
     std::vector<Vector3d> points(order_.size());
     std::vector<double> distances(order_.size());
     std::transform(order_.begin(), order_.end(), points.begin(),
                    [&](std::size_t i) { return task_.points[i]; });
-    robust::Distances(best_->model, points.data(), static_cast<int>(points.size()), distances.data());
+    robust::Distances(leader->model, points.data(), static_cast<int>(points.size()), distances.data());
+    const auto shareOf = [&](std::size_t tier) {
+      const auto inliers =
+          std::count_if(distances.begin(), distances.begin() + static_cast<std::ptrdiff_t>(tier),
+                        [&](double d) { return d <= leader->score.tolerance; });
+      return static_cast<double>(inliers) / static_cast<double>(tier) * asGood / share;
+    };
     drawWorth_ = 0;
     for (int tier = 0; tier < tiers_; ++tier) {
-      const std::size_t size = TierSize(tier);
-      const auto inliers =
-          std::count_if(distances.begin(), distances.begin() + static_cast<std::ptrdiff_t>(size),
-                        [&](double d) { return d <= best_->score.tolerance; });
-      drawWorth_ += worth(static_cast<double>(inliers) / static_cast<double>(size) * asGood / share) / tiers_;
+      drawWorth_ += worth(shareOf(TierSize(order_, tier))) / (2 * tiers_);
+      drawWorth_ -= std::log1p(-maker_.orientedEfficiency *
+                               std::pow(shareOf(TierSize(pieces_, tier)), OrientedSampleSize(task_.form))) /
+                    (2 * tiers_);
     }
+    drawWorth_ *= haste;
   }
 
   const SearchTask& task_;
@@ -238,10 +299,12 @@ class Searcher {
   Scorer scorer_;
   std::vector<Vector3d> close_;
   std::vector<std::size_t> order_;
+  std::vector<LocalPiece> pieces_;  // the first of them
   std::optional<SearchResult> best_;
+  std::optional<SearchResult> simpler_;  // the best one of those that are hardly bent
   int tiers_ = kTiers;
-  double bestRaw_ = 0;
-  double drawWorth_ = 0;  ///< nats
+  double bestRaw_ = 0, simplerRaw_ = 0;  // scores of candidates before they were refined
+  double drawWorth_ = 0;                 ///< nats
 };
 
 }  // namespace

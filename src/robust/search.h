@@ -58,6 +58,7 @@ struct SearchReport {
 struct SearchResult {
   Model model;
   Score score;
+  bool hasSimpler = false;  ///< see HasSimpler
 };
 std::optional<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report);
 

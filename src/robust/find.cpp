@@ -1,0 +1,232 @@
+#include "robust/find.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "fit/messages.h"
+#include "robust/plausible.h"
+#include "robust/search.h"
+#include "robust/verdict.h"
+
+using Eigen::Vector3d;
+
+namespace primfit::robust {
+
+namespace {
+
+/// Smallest bound of an inlier, in sizes of the cloud: exact points. And the largest.
+constexpr double kExact = 1e-7;
+constexpr double kLoose = 0.25;
+/// A shape that chance gives once in e^30 clouds is none of chance's.
+constexpr double kByChance = 30;
+/// By how much points are denser near a shape than beside it.
+constexpr double kStandsOut = 2;
+/// Noise that blurs a shape of the cloud's size beyond recognition: some bent band fits any cloud so.
+constexpr double kCoarse = 0.08;
+/// A bound within which a finer shape may hide, in sizes of the cloud, and by how much it is finer.
+constexpr double kMayHide = 0.03;
+constexpr double kFiner = 3;
+/// Fewer points than this share of all are not searched for a shape of their own.
+constexpr double kLeast = 0.02;
+/// Points on which a fit converges before it looks at all of them.
+constexpr std::size_t kFew = 2048, kMore = 8192;
+
+Model Scaled(Model m, const Vector3d& middle, double size) {
+  m.center = (m.center - middle) / size;
+  m.major /= size;
+  if (m.form != Form::kCone) m.minor /= size;
+  return m;
+}
+Model Unscaled(Model m, const Vector3d& middle, double size) {
+  m.center = m.center * size + middle;
+  m.major *= size;
+  if (m.form != Form::kCone) m.minor *= size;
+  return m;
+}
+
+/// Takes the points near a shape out of others.
+void LeaveOut(const Model& model, double bound, std::vector<Vector3d>& points) {
+  std::vector<double> distances(points.size());
+  Distances(model, points.data(), static_cast<int>(points.size()), distances.data());
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    if (!(distances[i] <= bound)) points[kept++] = points[i];
+  }
+  points.resize(kept);
+}
+
+/// One fit.
+class Finder {
+ public:
+  Finder(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given)
+      : frame_(frame),
+        options_(options),
+        held_(given.held),
+        curve_(form == Form::kLine || form == Form::kArc),
+        untold_(!options.noise && !options.tolerance),
+        plausible_(form, options, frame.origin, given.held),
+        dice_(SeedOf(options)),
+        cloud_(Shuffled(frame, dice_)),
+        size_(SizeOf(First(kFew), middle_)) {
+    if (!(size_ > 0)) throw FitError(messages::kNothingStandsOut);
+    scaled_.resize(cloud_.size());
+    std::transform(cloud_.begin(), cloud_.end(), scaled_.begin(),
+                   [&](const Vector3d& p) { return Vector3d((p - middle_) / size_); });
+    SetTask(form, given);
+  }
+
+  Outcome Run() {
+    std::vector<SearchResult> found = Look(scaled_);
+    LookBeside(found);
+    std::optional<Converged> converged;
+    for (auto result = found.begin(); result != found.end() && !StandsOut(converged); ++result)
+      converged = Settle(*result);
+    if (!StandsOut(converged)) throw FitError(messages::kNothingStandsOut);
+    Outcome out;
+    out.model = converged->model;
+    out.converged = std::move(*converged);
+    out.covariance = CovarianceOf(out.converged, held_);
+    out.report.draws = search_.draws;
+    out.report.refinements = search_.refinements;
+    out.report.inlierShare = frame_.WeightOf(out.converged.inliers) / frame_.weight;
+    out.report.noise = out.converged.noise;
+    out.report.tolerance = out.converged.tolerance;
+    out.report.stopReason = late_ ? StopReason::kTimeLimit : search_.why;
+    out.report.converged = out.converged.settled;
+    Judge(out.model, out.covariance, out.report);
+    return out;
+  }
+
+ private:
+  std::span<const Vector3d> First(std::size_t count) const {
+    return std::span<const Vector3d>(cloud_).first(std::min(cloud_.size(), count));
+  }
+
+  void SetTask(Form form, const Given& given) {
+    task_.form = form;
+    task_.held = held_;
+    if (given.model) task_.given = Scaled(*given.model, middle_, size_), task_.startsFromGiven = true;
+    task_.least = kExact;
+    if (options_.noise) task_.least = std::max(kExact, BoundOf(curve_, *options_.noise) / size_);
+    if (options_.tolerance) task_.least = std::max(kExact, *options_.tolerance / size_);
+    task_.least = std::min(task_.least, kLoose);
+    task_.confidence = options_.confidence;
+    if (options_.outlierShare) task_.inlierShare = 1 - *options_.outlierShare;
+    task_.mostDraws = options_.mostDraws;
+    task_.clamp = [&](Model& m) {
+      m = Unscaled(m, middle_, size_);
+      const unsigned atEnd = plausible_.Clamp(m);
+      m = Scaled(m, middle_, size_);
+      return atEnd;
+    };
+    if (options_.near) {
+      task_.near = (*options_.near - frame_.origin - middle_) / size_;
+      task_.isPlausible = [&](const Model& m, double slack) {
+        return plausible_.IsNear(Unscaled(m, middle_, size_), slack * size_);
+      };
+    }
+    task_.stops = [&, started = std::chrono::steady_clock::now()](double done) {
+      const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started;
+      late_ = passed.count() > options_.timeLimit;
+      if (options_.progress == nullptr) return late_;
+      options_.progress->ReportProgress(std::min(done, 1.0));
+      return late_ || options_.progress->StopRequested();
+    };
+  }
+
+  /// Searches the points. Clutter that is itself a slab, a rod or a shell passes for a shape with much noise,
+  /// which hides the one in it.
+  /// @return what was found, the best first
+  std::vector<SearchResult> Look(std::span<const Vector3d> points) {
+    std::vector<SearchResult> results;
+    task_.points = points;
+    task_.leastReach = 0.5;
+    const auto found = Search(task_, dice_, search_);
+    if (!found || found->score.value < kByChance) return results;
+    if (untold_ && found->score.tolerance > kMayHide) {
+      task_.leastReach = found->score.tolerance;
+      const auto inside = Search(task_, dice_, search_);
+      if (inside && inside->score.value >= kByChance &&
+          inside->score.tolerance < found->score.tolerance / kFiner)
+        results.push_back(*inside);
+    }
+    results.push_back(*found);
+    return results;
+  }
+
+  /// Where the best is a wall or so, a shape that is bent may be among the points beside it.
+  void LookBeside(std::vector<SearchResult>& found) {
+    std::vector<Vector3d> beside;
+    while (!found.empty() && found.front().hasSimpler) {
+      if (beside.empty()) beside = scaled_;
+      LeaveOut(found.front().model, 2 * found.front().score.tolerance, beside);
+      if (static_cast<double>(beside.size()) < kLeast * static_cast<double>(scaled_.size())) return;
+      task_.startsFromGiven = false;
+      const std::vector<SearchResult> more = Look(beside);
+      if (more.empty()) return;
+      found.insert(found.begin(), more.begin(), more.end());
+    }
+  }
+
+  /// Converges, first on few points, from which most is learned at little cost.
+  std::optional<Converged> Settle(const SearchResult& from) {
+    const std::span<const Vector3d> all = frame_.Points();
+    ConvergeTask task;
+    task.held = held_;
+    task.noise = options_.noise;
+    task.tolerance = options_.tolerance;
+    task.clamp = [&](Model& m) { return plausible_.Clamp(m); };
+    task.start = from.score.tolerance * size_;
+    Model at = Unscaled(from.model, middle_, size_);
+    for (const std::size_t count : {kFew, kMore}) {
+      if (4 * First(count).size() > all.size()) break;
+      task.points = First(count);
+      const auto result = Converge(at, task);
+      if (!result) return result;
+      at = result->model;
+      task.start = BoundOf(curve_, result->noise);
+      task.noiseRounds = 1;
+      --task.fadingRounds;
+    }
+    task.points = all;
+    task.roots = frame_.Roots();
+    return Converge(at, task);
+  }
+
+  /// Points anywhere are as dense beyond the bound as within; about a curve there is thrice the room.
+  bool StandsOut(const std::optional<Converged>& c) const {
+    if (!c || !plausible_.IsNear(c->model, 0)) return false;
+    const double beside = static_cast<double>(c->beside) / (curve_ ? 3 : 1);
+    return !untold_ ||
+           (static_cast<double>(c->inliers.size()) >= kStandsOut * beside && c->noise <= kCoarse * size_);
+  }
+
+  const Frame& frame_;
+  const FitOptionsBase& options_;
+  unsigned held_;
+  bool curve_;
+  bool untold_;  // neither the noise nor the bound of an inlier
+  Plausible plausible_;
+  Dice dice_;
+  std::vector<Vector3d> cloud_;  // of the points, in random order
+  Vector3d middle_ = Vector3d::Zero();
+  double size_;
+  std::vector<Vector3d> scaled_;  // the cloud in units of its size about its middle
+  SearchTask task_{};
+  SearchReport search_;
+  bool late_ = false;
+};
+
+}  // namespace
+
+Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given) {
+  const Freedoms freedoms = FreedomsOf(Model{.form = form, .major = 2, .minor = 1}, given.held);
+  if (freedoms.count == 0) throw FitError(messages::kOverConstrained);
+  if (frame.count <= static_cast<std::size_t>(freedoms.count)) throw FitError(messages::kNotEnoughPoints);
+  return Finder(form, frame, options, given).Run();
+}
+
+}  // namespace primfit::robust

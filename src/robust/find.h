@@ -1,0 +1,33 @@
+// The whole way from points to an unbounded shape.
+#ifndef PRIMFIT_SRC_ROBUST_FIND_H_
+#define PRIMFIT_SRC_ROBUST_FIND_H_
+
+#include <optional>
+
+#include "primfit/fit.h"
+#include "robust/converge.h"
+#include "robust/frame.h"
+#include "robust/model.h"
+
+namespace primfit::robust {
+
+/// Everything that a fit gives but the record, in the frame of its points.
+struct Outcome {
+  Model model;
+  Converged converged;
+  FitCovariance covariance;
+  FitReport report;
+};
+
+/// Parts that constraints hold, and their values as a model in the frame of the points.
+struct Given {
+  unsigned held = 0;
+  std::optional<Model> model;
+};
+
+/// @throws FitError as primfit::fit says
+Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given);
+
+}  // namespace primfit::robust
+
+#endif  // PRIMFIT_SRC_ROBUST_FIND_H_
