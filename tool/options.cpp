@@ -119,7 +119,7 @@ void CheckMethod(const Options& options, const Primitive& primitive) {
         primitive.adaptive == nullptr ? fmt::format("; a {} always takes the fixed pipeline", primitive.name)
         : options.through             ? "; a fit --through a cross-section always takes the fixed pipeline"
                                       : ": leave --classic out";
-    throw UsageError(name + " is an option of the adaptive method" + why);
+    throw UsageError(fmt::format("{} is an option of the adaptive method{}", name, why));
   }
 }
 
