@@ -30,6 +30,4 @@ printf '\n# The pole of a street lamp with its height; its coordinates are round
 primfit bounded-cylinder lamppost.xyz --radius-range 0.02,0.05 --seed 1
 printf '\n# One side of a mug of 39 mm radius in the view of a stereo camera.\n'
 primfit cylinder mug.xyz --seed 1
-printf '\n# The same by the fixed pipeline, which has to be told what the points are like.\n'
-primfit cylinder mug.xyz --classic --tolerance 0.004 --scanner-error 0.003 --outliers 0.5 --seed 2
 printf '\ndemo: done; the program is %s\n' "$builds/demo/tool/primfit"

@@ -3,6 +3,7 @@
 
 #include <Eigen/Geometry>
 #include <cmath>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "point_files.h"
@@ -171,6 +172,19 @@ TEST_F(Commands, FindTheirShapeInTheUnitOfTheFile) {
       Check(row, Json::parse(outcome.out));
     }
   }
+}
+
+// The mean of n points along a line is known to noise / sqrt(n) across it, and an end, which turns with the
+// direction about the mean, to twice that.
+TEST_F(Commands, TellHowExactlyTheEndOfALineIsKnown) {
+  Random random(1);
+  const std::string file =
+      Write("line.ply",
+            point_files::BinaryPly(PointsOn(OutputLine(kPlace, kAxis), kCount, {0, 2}, kNoise, random)));
+  const std::string report = Launch({"line", "--seed", "1", file}).out;
+  double end = 0;
+  ASSERT_EQ(std::sscanf(report.c_str() + report.find(" ± "), " ± %lf m", &end), 1) << report;
+  EXPECT_NEAR(end, 2 * kNoise / std::sqrt(kCount), 0.15 * end) << report;
 }
 
 }  // namespace

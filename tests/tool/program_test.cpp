@@ -212,10 +212,10 @@ TEST_F(Program, GivesTheSamePlaneInEveryUnit) {
     EXPECT_NEAR(fixed["quality"]["histogram"][0]["to"].get<double>() * size, 0.0015, 1e-12);
   }
   // What the command line gives is in the unit of the file as well.
-  for (const Arguments& method : {Arguments{}, {"--classic"}}) {
-    Arguments inMetres = method, inMillimetres = method;
-    inMetres.insert(inMetres.end(), {"--tolerance", "0.003"});
-    inMillimetres.insert(inMillimetres.end(), {"--tolerance", "3", "--unit", "mm"});
+  for (const Arguments& narrowing : {Arguments{"--tolerance"}, {"--noise"}, {"--classic", "--tolerance"}}) {
+    Arguments inMetres = narrowing, inMillimetres = narrowing;
+    inMetres.emplace_back("0.001");
+    inMillimetres.insert(inMillimetres.end(), {"1", "--unit", "mm"});
     const Json narrow = Fit(inMetres, WriteScene());
     EXPECT_EQ(narrow["points"]["inliers"], Fit(inMillimetres, WriteScene(0.001))["points"]["inliers"]);
     EXPECT_LT(narrow["points"]["inliers"], metres["points"]["inliers"]);
