@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The library takes a random subset of so many points unless a sample is to hold all of them.
+// The fixed pipeline takes a random subset of so many points unless a sample is to hold all of them.
 constexpr std::size_t kMostJudged = 100000;
 
 /// Some number of the clock's, short enough to be typed again.
@@ -45,9 +45,11 @@ void Convert(std::vector<double>& numbers, std::span<const Part> parts, const Un
 }
 
 FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const Unit& unit) {
-  request.tolerance *= unit.metres;
+  if (request.tolerance) *request.tolerance *= unit.metres;
+  if (request.noise) *request.noise *= unit.metres;
   request.scannerError *= unit.metres;
   Convert(request.start, primitive.parts, unit, true);
+  for (std::size_t i = 0; i < kLimits.size(); ++i) Convert(request.limits[i], kLimits[i].parts, unit, true);
   Convert(request.pick, kPickParts, unit, true);
   Convert(request.section, kSectionParts, unit, true);
   return request;
@@ -84,8 +86,15 @@ std::string HintFor(std::string_view message, const FitRun& run) {
   if (message.ends_with(" failed")) {
     return "raise --outliers, or choose one surface with --near or --box";
   }
+  if (message.ends_with(" from chance")) {
+    return fmt::format(
+        "choose one surface with --near or --box, {}or say more or less of it (see primfit {} --help)",
+        run.request.timeLimit ? "allow a longer --time-limit, " : "", run.primitive->name);
+  }
+  const bool adaptive = run.request.method == Method::kAdaptive;
   return fmt::format("{} of {} points are left and a {} needs {}: check the file, --near and --box",
-                     run.cloud->Used(), run.cloud->total, run.primitive->name, run.primitive->minimumPoints);
+                     run.cloud->Used(), run.cloud->total, run.primitive->name,
+                     adaptive ? "more" : std::to_string(run.primitive->minimumPoints));
 }
 
 /// @return false when there is no acceptable fit; the user has been told
@@ -96,7 +105,9 @@ bool Fit(FitRun& run, bool draw) {
     std::optional<StopOnInterrupt> stop;
     if (!run.primitive->picked) stop.emplace();
     const ScopedSeed seed(run.seed);
-    const FitFunction fit = run.request.section.empty() ? run.primitive->fit : run.primitive->fitThrough;
+    const FitFunction fit = !run.request.section.empty()              ? run.primitive->fitThrough
+                            : run.request.method == Method::kAdaptive ? run.primitive->adaptive
+                                                                      : run.primitive->classic;
     run.result =
         fit(run.cloud->file.points, InLibraryUnits(run.request, *run.primitive, *run.input->unit), &progress);
   } catch (const FitError& error) {
@@ -126,8 +137,9 @@ int RunFit(const Primitive& primitive, const Options& options) {
         fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
                     cloud.Used(), INT_MAX));
   }
-  request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
-  const bool all = primitive.picked || request.sampleSize == static_cast<int>(cloud.Used());
+  const bool adaptive = request.method == Method::kAdaptive;
+  if (!adaptive) request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
+  const bool all = adaptive || primitive.picked || request.sampleSize == static_cast<int>(cloud.Used());
   FitRun run{.primitive = &primitive,
              .input = &input,
              .cloud = &cloud,

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "errors.h"
 #include "io/rows.h"
@@ -12,9 +13,10 @@ namespace primfit::tool {
 
 namespace {
 
-constexpr double kDefaultTolerance = 0.012;   // metres, as all lengths here
+constexpr double kDefaultTolerance = 0.012;   // of the fixed pipeline; metres, as all lengths here
 constexpr double kSmallestTolerance = 0.001;  // below it the library uses this one
 constexpr double kDefaultScannerError = 0.006;
+constexpr double kDefaultOutliers = 0.5;
 constexpr double kLargestScannerError = 1.0;
 
 /// So many finite numbers between commas.
@@ -64,6 +66,21 @@ std::string NumbersOf(std::span<const Part> parts, std::size_t numbers) {
   return text;
 }
 
+std::size_t NumbersIn(std::span<const Part> parts) {
+  return std::accumulate(parts.begin(), parts.end(), std::size_t{0},
+                         [](std::size_t sum, const Part& part) { return sum + SizeOf(part.quantity); });
+}
+
+/// What the help shows for the numbers of parts, such as "x,y,z,within".
+std::string TypeOf(std::span<const Part> parts) {
+  std::string text;
+  for (const Part& part : parts) {
+    text += text.empty() ? "" : ",";
+    text += SizeOf(part.quantity) == 3 ? "x,y,z" : part.name;
+  }
+  return text;
+}
+
 /// The numbers of the first parts, so many of them.
 std::vector<double> ParseParts(const char* option, const std::string& text, std::span<const Part> parts,
                                std::size_t count) {
@@ -76,35 +93,65 @@ std::vector<double> ParseParts(const char* option, const std::string& text, std:
   return numbers;
 }
 
+/// @param valid  false for NaN
+void Require(bool valid, const char* option, double value, std::string_view what) {
+  if (!valid) throw UsageError(fmt::format("{} {} is not {}", option, value, what));
+}
+void RequireLength(const char* option, const std::optional<double>& value, const Unit& unit) {
+  if (value)
+    Require(*value > 0 && std::isfinite(*value), option, *value,
+            fmt::format("a length above 0 {}", unit.name));
+}
+
+Method MethodOf(const Options& options, const Primitive& primitive) {
+  const bool adaptive = !options.classic && !options.through && primitive.adaptive != nullptr;
+  return adaptive ? Method::kAdaptive : Method::kClassic;
+}
+
+/// Refuses what only the other method has.
+void CheckMethod(const Options& options, const Primitive& primitive) {
+  const bool adaptive = MethodOf(options, primitive) == Method::kAdaptive;
+  for (const CLI::Option* option : adaptive ? options.ofClassic : options.ofAdaptive) {
+    if (option->count() == 0) continue;
+    const std::string name = "--" + option->get_lnames().front();  // hidden ones have no other name
+    if (adaptive) throw UsageError(name + " is an option of the fixed pipeline: add --classic");
+    const std::string why =
+        primitive.adaptive == nullptr ? fmt::format("; a {} always takes the fixed pipeline", primitive.name)
+        : options.through             ? "; a fit --through a cross-section always takes the fixed pipeline"
+                                      : ": leave --classic out";
+    throw UsageError(fmt::format("{} is an option of the adaptive method{}", name, why));
+  }
+}
+
 /// A held part needs its value, and a value that nothing uses is a mistake.
 void CheckHolds(const Options& options, const Primitive& primitive) {
+  const bool adaptive = MethodOf(options, primitive) == Method::kAdaptive;
   std::size_t held = 0;
   std::size_t fixable = 0;
   ForEachPart(primitive.parts, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     held += options.fixed[i] ? 1 : 0;
-    fixable += CanBeHeld(part) ? 1 : 0;
+    // The fixed pipeline has no fit for an arc of which only the direction is free.
+    fixable += adaptive || CanBeHeld(part) ? 1 : 0;
   });
   const bool usesStart = held > 0 || options.skipSearch;
   if (usesStart && !options.start) {
     throw UsageError(fmt::format("{} needs --start with the {} to take the value from",
                                  options.skipSearch ? "--skip-search" : "a --fix option", primitive.name));
   }
-  if (!usesStart && options.start) {
+  if (options.through && options.start)
+    throw UsageError("--through and --start exclude each other: a cross-section leaves nothing else to hold");
+  if (!usesStart && !adaptive && options.start) {
     throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
   }
   if (held > 0 && held == fixable)
     throw UsageError(fmt::format("every part of the {} is held; leave one free", primitive.name));
-  if (options.through && options.start)
-    throw UsageError("--through and --start exclude each other: a cross-section leaves nothing else to hold");
 }
 
 std::vector<double> PickOf(const Options& options, const Unit& unit) {
   if (!options.pick || !options.radiusHint)
     throw UsageError("a pipe needs --pick with a point on it and --radius-hint with about its radius");
   std::vector<double> pick = ParseNumbers("--pick", *options.pick, 3, "x,y,z");
-  if (!(*options.radiusHint > 0) || !std::isfinite(*options.radiusHint))
-    throw UsageError(
-        fmt::format("--radius-hint {} is not a length above 0 {}", *options.radiusHint, unit.name));
+  RequireLength("--radius-hint", options.radiusHint, unit);
   pick.push_back(*options.radiusHint);
   return pick;
 }
@@ -117,13 +164,13 @@ std::vector<double> SectionOf(const std::string& text) {
 
 /// Adds an option that takes a value of a type.
 auto OptionsTo(CLI::App& command) {
-  return [&command](const char* name, auto& value, const char* type, std::string_view help) {
-    command.add_option(name, value, Wrapped(help))->type_name(type);
+  return [&command](const char* name, auto& value, const std::string& type, std::string_view help) {
+    return command.add_option(name, value, Wrapped(help))->type_name(type);
   };
 }
 auto FlagsTo(CLI::App& command) {
   return [&command](const std::string& name, bool& value, std::string_view help) {
-    command.add_flag(name, value, Wrapped(help));
+    return command.add_flag(name, value, Wrapped(help));
   };
 }
 
@@ -146,10 +193,46 @@ void AddStartOptions(CLI::App& command, const Primitive& primitive, Options& opt
                        "radius and its direction are fitted (default: none)",
                        NumbersOf(kSectionParts, 7)));
   }
-  flag("--skip-search", options.skipSearch, "Only refine the shape of --start (default: search)");
-  flag("--refine-once", options.refineOnce,
-       "Refine once, after the search and without the worst fifth of the points (default: every candidate, a "
-       "plane or sphere only with a held part)");
+}
+
+/// Options that only the adaptive method has.
+template <class Add>
+void AddAdaptiveOptions(const Primitive& primitive, Options& options, const Add& option) {
+  option("--noise", options.noise, "LENGTH",
+         "Standard deviation of the points from the shape, in the file's unit (default: from the points)");
+  option("--confidence", options.confidence, "SHARE",
+         "Confidence that no better shape was missed, at which the search ends (default 0.99)");
+  option("--most-draws", options.mostDraws, "COUNT", "Random samples at the most (default 5000)");
+  option("--time-limit", options.timeLimit, "SECONDS",
+         "After so long the best shape found until then counts (default: no limit)");
+  for (std::size_t i = 0; i < kLimits.size(); ++i) {
+    if (primitive.Has(kLimits[i]))
+      option(kLimits[i].option, options.limits[i], TypeOf(kLimits[i].parts), kLimits[i].help);
+  }
+}
+
+/// Options that only the fixed pipeline has.
+template <class Add, class AddFlag>
+void AddClassicOptions(const Primitive& primitive, Options& options, const Add& option, const AddFlag& flag) {
+  option("--scanner-error", options.scannerError, "LENGTH",
+         "Distance error of the scanner, in the file's unit. It scales the histogram and the quality test: "
+         "half of "
+         "the inliers must be nearer than this, four fifths nearer than twice this (default 0.006 m, at most "
+         "1 m)");
+  option("--probability", options.probability, "SHARE",
+         "Probability with which the search is to draw a sample without outliers, 0 to 0.99 (default 0.99)");
+  option("--sample-size", options.sampleSize, "COUNT",
+         fmt::format(
+             "Points in a random sample, or \"all\" to fit all points at once without a search (default {})",
+             primitive.sampleSize));
+  if (!primitive.picked) {
+    flag("--skip-search", options.skipSearch, "Only refine the shape of --start (default: search)");
+    flag("--refine-once", options.refineOnce,
+         "Refine once, after the search and without the worst fifth of the points (default: every candidate, "
+         "a plane or sphere only with a held part)");
+  }
+  flag("--any-quality", options.anyQuality,
+       "Accept a fit that fails the quality test (default: exit status 1)");
 }
 
 }  // namespace
@@ -174,23 +257,16 @@ void AddInputOptions(CLI::App& command, Options& options) {
 void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options) {
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
-  option(
-      "--tolerance", options.tolerance, "LENGTH",
-      "Distance within which a point is an inlier, in the file's unit (default 0.012 m, at least 0.001 m)");
-  option("--scanner-error", options.scannerError, "LENGTH",
-         "Distance error of the scanner, in the file's unit. It scales the histogram and the quality test: "
-         "half of "
-         "the inliers must be nearer than this, four fifths nearer than twice this (default 0.006 m, at most "
-         "1 m)");
+  const bool both = primitive.adaptive != nullptr;
+  option("--tolerance", options.tolerance, "LENGTH",
+         both ? "Distance within which a point is an inlier, in the file's unit (default: three times the "
+                "noise; with --classic 0.012 m, at least 0.001 m)"
+              : "Distance within which a point is an inlier, in the file's unit (default 0.012 m, at least "
+                "0.001 m)");
   option("--outliers", options.outliers, "SHARE",
-         "Expected share of points that are not on the shape, 0 to 0.9; less than 0.01 counts as 0.01 "
-         "(default 0.5)");
-  option("--probability", options.probability, "SHARE",
-         "Probability with which the search is to draw a sample without outliers, 0 to 0.99 (default 0.99)");
-  option("--sample-size", options.sampleSize, "COUNT",
-         fmt::format(
-             "Points in a random sample, or \"all\" to fit all points at once without a search (default {})",
-             primitive.sampleSize));
+         both ? "Share of points that are not on the shape, for which enough samples are drawn (default: "
+                "from the points; with --classic 0.5, at most 0.9)"
+              : "Share of points that are not on the shape, 0 to 0.9 (default 0.5)");
   if (primitive.picked) {
     option("--pick", options.pick, "x,y,z", "A point on the pipe, in the file's unit (required)");
     option(
@@ -199,11 +275,24 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
   } else {
     AddStartOptions(command, primitive, options);
   }
-  flag("--any-quality", options.anyQuality,
-       "Accept a fit that fails the quality test (default: exit status 1)");
   option("--seed", options.seed, "NUMBER",
          "Seed of the random choices; the same seed gives the same result (default: from the clock)");
   flag("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");
+  flag(
+      "--classic", options.classic,
+      both
+          ? "Take the fixed pipeline, whose bounds are not those of the points (default: the adaptive method)"
+          : "Take the fixed pipeline (default for this command)");
+
+  // An option of the method that a command never takes is known, so that it can be refused with the reason,
+  // but its help does not show it.
+  const auto to = [&](std::vector<const CLI::Option*>& those, const char* group, const auto& add) {
+    return [&those, group, &add](auto&&... arguments) { those.push_back(add(arguments...)->group(group)); };
+  };
+  AddAdaptiveOptions(primitive, options, to(options.ofAdaptive, both ? "Adaptive method" : "", option));
+  const char* classic = both ? "Fixed pipeline, with --classic" : "Options";
+  AddClassicOptions(primitive, options, to(options.ofClassic, classic, option),
+                    to(options.ofClassic, classic, flag));
 }
 
 Input InputOf(const Options& options) {
@@ -228,29 +317,71 @@ Input InputOf(const Options& options) {
   return input;
 }
 
-FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit) {
-  FitRequest request;
-  request.tolerance = options.tolerance.value_or(kDefaultTolerance / unit.metres);
+namespace {
+
+void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request) {
+  RequireLength("--tolerance", options.tolerance, unit);
+  RequireLength("--noise", options.noise, unit);
+  request.tolerance = options.tolerance;
+  request.noise = options.noise;
+  request.outliers = options.outliers;
+  request.confidence = options.confidence;
+  request.mostDraws = options.mostDraws;
+  request.timeLimit = options.timeLimit;
+  if (request.outliers)
+    Require(*request.outliers >= 0 && *request.outliers < 1, "--outliers", *request.outliers,
+            "a share of at least 0 and below 1");
+  Require(request.confidence > 0 && request.confidence < 1, "--confidence", request.confidence,
+          "a share above 0 and below 1");
+  Require(request.mostDraws > 0, "--most-draws", request.mostDraws, "a number above 0");
+  if (request.timeLimit)
+    Require(*request.timeLimit > 0, "--time-limit", *request.timeLimit, "a number of seconds above 0");
+  for (std::size_t i = 0; i < kLimits.size(); ++i) {
+    if (!options.limits[i]) continue;
+    const Limit& limit = kLimits[i];
+    const std::string& text = *options.limits[i];
+    std::vector<double>& numbers = request.limits[i];
+    numbers = ParseParts(limit.option, text, limit.parts, NumbersIn(limit.parts));
+    if (!limit.makesSense(numbers))
+      throw UsageError(fmt::format("{} \"{}\" is to have {}", limit.option, text, limit.sense));
+  }
+}
+
+void ReadClassic(const Options& options, const Primitive& primitive, const Unit& unit, FitRequest& request) {
+  const double tolerance = options.tolerance.value_or(kDefaultTolerance / unit.metres);
+  const double outliers = options.outliers.value_or(kDefaultOutliers);
   request.scannerError = options.scannerError.value_or(kDefaultScannerError / unit.metres);
-  const std::string lengths = fmt::format(" {}", unit.name);
-  CheckRange("--tolerance", request.tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
-  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres,
-             lengths.c_str());
-  CheckRange("--outliers", options.outliers, 0.0, 0.9);
-  CheckRange("--probability", options.probability, 0.0, 0.99);
-  // At 0 the library would draw no sample: it would be sure of any.
-  request.outliers = std::max(0.01, options.outliers);
   request.probability = options.probability;
-  CheckHolds(options, primitive);
-  if (options.start)
-    request.start = ParseParts("--start", *options.start, primitive.parts, primitive.StartSize());
+  const std::string lengths = fmt::format(" {}", unit.name);
+  CheckRange("--tolerance", tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
+  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
+  CheckRange("--outliers", outliers, 0.0, 0.9);
+  CheckRange("--probability", request.probability, 0.0, 0.99);
+  request.tolerance = tolerance;
+  // At 0 the library would draw no sample: it would be sure of any.
+  request.outliers = std::max(0.01, outliers);
   if (options.through) request.section = SectionOf(*options.through);
   if (primitive.picked) request.pick = PickOf(options, unit);
-  request.fixed.assign(options.fixed.begin(),
-                       options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
   request.skipSearch = options.skipSearch;
   request.refineOnce = options.refineOnce;
   request.anyQuality = options.anyQuality;
+}
+
+}  // namespace
+
+FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit) {
+  CheckMethod(options, primitive);
+  CheckHolds(options, primitive);
+  FitRequest request;
+  request.method = MethodOf(options, primitive);
+  if (request.method == Method::kAdaptive)
+    ReadAdaptive(options, unit, request);
+  else
+    ReadClassic(options, primitive, unit, request);
+  if (options.start)
+    request.start = ParseParts("--start", *options.start, primitive.parts, primitive.StartSize());
+  request.fixed.assign(options.fixed.begin(),
+                       options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
   return request;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cloud.h"
 #include "primitives.h"
@@ -22,20 +23,33 @@ struct Options {
   bool json = false;
 
   std::optional<double> tolerance;
-  std::optional<double> scannerError;
-  double outliers = 0.5;
-  double probability = 0.99;
-  std::optional<std::string> sampleSize;
+  std::optional<double> outliers;
   std::optional<std::string> start;
   std::array<bool, 8> fixed{};  // by part
+  std::optional<std::string> through;
   std::optional<std::string> pick;
   std::optional<double> radiusHint;
-  std::optional<std::string> through;
+
+  std::optional<double> noise;
+  double confidence = 0.99;
+  int mostDraws = 5000;
+  std::optional<double> timeLimit;
+  std::array<std::optional<std::string>, kLimits.size()> limits;
+
+  bool classic = false;
+  std::optional<double> scannerError;
+  double probability = 0.99;
+  std::optional<std::string> sampleSize;
   bool skipSearch = false;
   bool refineOnce = false;
   bool anyQuality = false;
+
   std::optional<std::string> seed;
   bool quiet = false;
+
+  // What only one method has, of all commands.
+  std::vector<const CLI::Option*> ofAdaptive;
+  std::vector<const CLI::Option*> ofClassic;
 };
 
 /// Options of every command that reads points.
@@ -46,7 +60,8 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
 /// @throws UsageError for numbers that make no sense
 Input InputOf(const Options& options);
 /// In the units that the user sees; without the sample size, which may depend on the points.
-/// @throws UsageError for numbers that make no sense, and for parts held in ways that no fit can have
+/// @throws UsageError for numbers that make no sense, for options that the method of the fit has not, and for
+///         parts held in ways that no fit can have
 FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit);
 /// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
 int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points);

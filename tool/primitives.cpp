@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 #include <type_traits>
+#include <utility>
 
 #include "primfit/primfit.h"
 
@@ -23,15 +24,65 @@ std::vector<double> Numbers(const T&... parts) {
   return numbers;
 }
 
-/// Sets what every fit takes.
+/// Sets what every fit of the fixed pipeline takes.
 template <class Params>
 void SetSearch(const FitRequest& request, Params& params) {
   params.SetScannerError(request.scannerError);
   params.SetSampleSize(request.sampleSize);
-  params.SetOutlierPercentage(request.outliers);
+  params.SetOutlierPercentage(request.outliers.value());
   params.SetSuccessProbability(request.probability);
-  params.SetInlierDistanceThreshold(request.tolerance);
+  params.SetInlierDistanceThreshold(request.tolerance.value());
 }
+
+/// What every fit of the adaptive method takes.
+FitOptionsBase AdaptiveOptions(const FitRequest& request, FitProgressUpdater* updater) {
+  FitOptionsBase options;
+  options.noise = request.noise;
+  options.tolerance = request.tolerance;
+  options.outlierShare = request.outliers;
+  options.confidence = request.confidence;
+  options.mostDraws = request.mostDraws;
+  options.timeLimit = request.timeLimit.value_or(options.timeLimit);
+  for (const auto& [range, index] : {std::pair{&options.radius, kRadiusRange},
+                                     {&options.minorRadius, kMinorRadiusRange},
+                                     {&options.halfAngle, kHalfAngleRange}}) {
+    const std::vector<double>& numbers = request.limits[index];
+    if (!numbers.empty()) *range = {numbers[0], numbers[1]};
+  }
+  if (const std::vector<double>& axis = request.limits[kAxisNear]; !axis.empty()) {
+    options.axisNear = Eigen::Vector3d(axis.data());
+    options.axisWithin = axis[3];
+  }
+  if (const std::vector<double>& place = request.limits[kPasses]; !place.empty()) {
+    options.near = Eigen::Vector3d(place.data());
+    options.nearWithin = place[3];
+  }
+  options.progress = updater;
+  return options;
+}
+
+/// The start shape of a primitive P of this file, and which of its parts are held.
+template <class P>
+class Given {
+ public:
+  using Constraints = typename P::Shape::Constraints;
+
+  explicit Given(const FitRequest& request)
+      : start_(request.start.empty() ? std::nullopt : std::optional(P::FromNumbers(request.start.data()))),
+        constraints_(start_ ? &*start_ : nullptr) {
+    for (std::size_t part = 0; part < P::kFix.size(); ++part) {
+      if (request.fixed[part]) (constraints_.*P::kFix[part])();
+    }
+  }
+  Given(const Given&) = delete;
+  Given& operator=(const Given&) = delete;
+
+  const Constraints* Get() const { return &constraints_; }
+
+ private:
+  std::optional<typename P::Start> start_;
+  Constraints constraints_;  // points to the start
+};
 
 /// The corners of a patch in space.
 std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
@@ -46,29 +97,36 @@ std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
 }
 
 /// The result of a primitive P of this file in the program's form.
-template <class P, class Output>
-FitResult ResultOf(const Output& output) {
-  FitResult result{P::ToNumbers(output.GetFitShape()), output.GetFitQuality(), {}};
-  if constexpr (std::is_same_v<typename P::Record, FitOutputParamsPatch>)
-    result.outline = OutlineOf(output.GetFitShape());
+template <class P>
+FitResult ResultOf(const typename P::Shape::Record& shape, const FitQuality& quality) {
+  FitResult result{P::ToNumbers(shape), quality, {}, {}};
+  if constexpr (std::is_same_v<typename P::Shape::Record, FitOutputParamsPatch>)
+    result.outline = OutlineOf(shape);
   return result;
 }
 
-/// The library's fit for a primitive P of this file.
+/// The adaptive fit of the library for a primitive P of this file.
 template <class P>
-FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request,
-              FitProgressUpdater* updater) {
-  using Params = FitInputParams<typename P::Constraints>;
-  std::optional<typename P::Start> start;
-  if (!request.start.empty()) start = P::FromNumbers(request.start.data());
-  typename P::Constraints constraints(start ? &*start : nullptr);
-  for (std::size_t part = 0; part < P::kFix.size(); ++part) {
-    if (request.fixed[part]) (constraints.*P::kFix[part])();
-  }
-  Params params(&constraints, request.skipSearch, request.anyQuality);
+FitResult FitAdaptive(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                      FitProgressUpdater* updater) {
+  using Shape = typename P::Shape;
+  const Given<P> given(request);
+  auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), given.Get()});
+  FitResult result = ResultOf<P>(output.shape, output.quality);
+  result.insight = {std::move(output.covariance), std::move(output.report)};
+  return result;
+}
+
+/// The fixed pipeline's fit for a primitive P of this file.
+template <class P>
+FitResult FitClassic(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                     FitProgressUpdater* updater) {
+  using Params = FitInputParams<typename P::Shape::Constraints>;
+  const Given<P> given(request);
+  Params params(given.Get(), request.skipSearch, request.anyQuality);
   if (request.refineOnce || request.skipSearch) params.SetOptimizeOnce();
   SetSearch(request, params);
-  IFit<Params, typename P::Record> front;
+  IFit<Params, typename P::Shape::Record> front;
   const int n = static_cast<int>(points.size());
   const auto output = [&] {
     if constexpr (requires { front.Solve(points.data(), n, params, updater, false); }) {
@@ -77,7 +135,7 @@ FitResult Fit(std::span<const Eigen::Vector3d> points, const FitRequest& request
       return front.Solve(points.data(), n, params, updater);
     }
   }();
-  return ResultOf<P>(output);
+  return ResultOf<P>(output.GetFitShape(), output.GetFitQuality());
 }
 
 /// The library's fit for a bent pipe P through a given cross-section.
@@ -91,14 +149,16 @@ FitResult FitThrough(std::span<const Eigen::Vector3d> points, const FitRequest& 
   Params params(&constraints, false, request.anyQuality);
   if (request.refineOnce) params.SetOptimizeOnce();
   SetSearch(request, params);
-  IFit<Params, typename P::Record> front;
-  return ResultOf<P>(front.Solve(points.data(), static_cast<int>(points.size()), params, updater));
+  IFit<Params, typename P::Shape::Record> front;
+  const auto output = front.Solve(points.data(), static_cast<int>(points.size()), params, updater);
+  return ResultOf<P>(output.GetFitShape(), output.GetFitQuality());
 }
 
 struct Plane {
-  using Record = FitOutputParamsPlane;
-  using Start = FitOutputParamsPlane;
-  using Constraints = FitConstraintsPlane;
+  using Shape = primfit::Plane;
+  using Record = Shape::Record;
+  using Start = Record;
+  using Constraints = Shape::Constraints;
   static constexpr std::array<Part, 2> kParts = {
       {{"origin", Quantity::kPosition, Role::kFixable}, {"normal", Quantity::kDirection, Role::kFixable}}};
   static constexpr std::array kFix = {&Constraints::FixOrigin, &Constraints::FixNormal};
@@ -109,7 +169,7 @@ struct Plane {
 };
 
 struct Patch : Plane {
-  using Record = FitOutputParamsPatch;
+  using Shape = primfit::Patch;
 };
 
 using V = Eigen::Map<const Eigen::Vector3d>;
@@ -122,9 +182,10 @@ constexpr Part kAxis{"axis", Quantity::kDirection, Role::kFixable};
 constexpr Part kHalfAngle{"angle", Quantity::kAngle, Role::kFixable};
 
 struct Line {
-  using Record = FitOutputParamsLine;
+  using Shape = primfit::Line;
+  using Record = Shape::Record;
   using Start = Record;
-  using Constraints = FitConstraintsLine;
+  using Constraints = Shape::Constraints;
   static constexpr std::array<Part, 3> kParts = {{{"root", Quantity::kPosition, Role::kPlace},
                                                   {"direction", Quantity::kDirection, Role::kFixable},
                                                   {"length", Quantity::kLength, Role::kResult}}};
@@ -136,9 +197,10 @@ struct Line {
 };
 
 struct Arc {
-  using Record = FitOutputParamsArc;
+  using Shape = primfit::Arc;
+  using Record = Shape::Record;
   using Start = Record;
-  using Constraints = FitConstraintsArc;
+  using Constraints = Shape::Constraints;
   static constexpr std::array<Part, 5> kParts = {{kCenter,
                                                   kRadius,
                                                   {"normal", Quantity::kDirection, Role::kStart},
@@ -152,9 +214,10 @@ struct Arc {
 };
 
 struct Sphere {
-  using Record = FitOutputParamsSphere;
+  using Shape = primfit::Sphere;
+  using Record = Shape::Record;
   using Start = Record;
-  using Constraints = FitConstraintsSphere;
+  using Constraints = Shape::Constraints;
   static constexpr std::array<Part, 2> kParts = {kCenter, kRadius};
   static constexpr std::array kFix = {&Constraints::FixCenter, &Constraints::FixRadius};
   static Start FromNumbers(const double* v) { return {V(v), v[3]}; }
@@ -162,9 +225,10 @@ struct Sphere {
 };
 
 struct Cylinder {
-  using Record = FitOutputParamsCylinder;
-  using Start = FitOutputParamsCylinder;
-  using Constraints = FitConstraintsCylinder;
+  using Shape = primfit::Cylinder;
+  using Record = Shape::Record;
+  using Start = Record;
+  using Constraints = Shape::Constraints;
   static constexpr std::array<Part, 3> kParts = {kOrigin, kRadius, kAxis};
   static constexpr std::array kFix = {&Constraints::FixOrigin, &Constraints::FixRadius,
                                       &Constraints::FixAxis};
@@ -173,7 +237,8 @@ struct Cylinder {
 };
 
 struct BoundedCylinder : Cylinder {
-  using Record = FitOutputParamsCylinderBounded;
+  using Shape = primfit::BoundedCylinder;
+  using Record = Shape::Record;
   static constexpr std::array<Part, 4> kParts = {{{"origin", Quantity::kPosition, Role::kPlace},
                                                   kRadius,
                                                   kAxis,
@@ -193,14 +258,16 @@ FitResult FitPicked(std::span<const Eigen::Vector3d> points, const FitRequest& r
                     FitProgressUpdater* updater) {
   FitInputParams<FitConstraintsCylinder> params(nullptr, false, request.anyQuality);
   SetSearch(request, params);
-  return ResultOf<Pipe>(ConsensusRansacFit(Eigen::Vector3d(request.pick.data()), request.pick[3],
-                                           points.data(), static_cast<int>(points.size()), params, updater));
+  const auto output = ConsensusRansacFit(Eigen::Vector3d(request.pick.data()), request.pick[3], points.data(),
+                                         static_cast<int>(points.size()), params, updater);
+  return ResultOf<Pipe>(output.GetFitShape(), output.GetFitQuality());
 }
 
 struct Cone {
-  using Record = FitOutputParamsCone;
-  using Start = FitOutputParamsCone;
-  using Constraints = FitConstraintsCone;
+  using Shape = primfit::Cone;
+  using Record = Shape::Record;
+  using Start = Record;
+  using Constraints = Shape::Constraints;
   static constexpr std::array<Part, 3> kParts = {kApex, kHalfAngle, kAxis};
   static constexpr std::array kFix = {&Constraints::FixApex, &Constraints::FixAngle, &Constraints::FixAxis};
   static Start FromNumbers(const double* v) { return {V(v), v[3], V(v + 4)}; }
@@ -208,7 +275,8 @@ struct Cone {
 };
 
 struct BoundedCone : Cone {
-  using Record = FitOutputParamsConeBounded;
+  using Shape = primfit::BoundedCone;
+  using Record = Shape::Record;
   static constexpr std::array<Part, 5> kParts = {{kApex,
                                                   kHalfAngle,
                                                   kAxis,
@@ -220,9 +288,10 @@ struct BoundedCone : Cone {
 };
 
 struct Torus {
-  using Record = FitOutputParamsTorus;
-  using Start = FitOutputParamsTorus;
-  using Constraints = FitConstraintsTorus;
+  using Shape = primfit::Torus;
+  using Record = Shape::Record;
+  using Start = Record;
+  using Constraints = Shape::Constraints;
   static constexpr Part kMajor{"major-radius", Quantity::kLength, Role::kFixable};
   static constexpr Part kMinor{"minor-radius", Quantity::kLength, Role::kFixable};
   static constexpr std::array<Part, 4> kParts = {kCenter, kMajor, kMinor, kAxis};
@@ -235,7 +304,8 @@ struct Torus {
 };
 
 struct Elbow : Torus {
-  using Record = FitOutputParamsElbow;
+  using Shape = primfit::Elbow;
+  using Record = Shape::Record;
   static constexpr std::array<Part, 6> kParts = {{kCenter,
                                                   kMajor,
                                                   kMinor,
@@ -249,7 +319,8 @@ struct Elbow : Torus {
 
 template <class P>
 constexpr Primitive Row(std::string_view name, std::string_view summary, int minimumPoints) {
-  return {name, summary, P::kParts, P::Constraints::kDefaultSampleSize, minimumPoints, &Fit<P>};
+  return {name,          summary,        P::kParts,      P::Constraints::kDefaultSampleSize,
+          minimumPoints, &FitClassic<P>, &FitAdaptive<P>};
 }
 
 /// A row whose fit can also go through a cross-section.
@@ -262,7 +333,8 @@ constexpr Primitive BendRow(std::string_view name, std::string_view summary) {
 
 constexpr Primitive PipeRow() {
   Primitive row = Row<Pipe>("pipe", "Fit the cylinder that a point was picked on", 10);
-  row.fit = &FitPicked;
+  row.classic = &FitPicked;
+  row.adaptive = nullptr;
   row.picked = true;
   return row;
 }

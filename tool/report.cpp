@@ -6,7 +6,10 @@
 #include <cmath>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
+
+#include "uncertainty.h"
 
 namespace primfit::tool {
 
@@ -16,6 +19,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr int kBarWidth = 40;
 constexpr int kDirectionDecimals = 9;
+constexpr int kAngleDecimals = 6;
 
 /// A fixed number of decimals, and no minus before a zero.
 std::string Fixed(double value, int decimals) {
@@ -28,23 +32,32 @@ std::string Length(double value, const Unit& unit) {
   return fmt::format("{} {}", Fixed(value, unit.decimals), unit.name);
 }
 
-std::string PartText(const Part& part, const double* numbers, const Unit& unit) {
-  switch (part.quantity) {
-    case Quantity::kLength:
-      return Length(*numbers, unit);
-    case Quantity::kAngle:
-      return Fixed(*numbers, 6) + " deg";
-    case Quantity::kPosition:
-    case Quantity::kDirection:
-      break;
-  }
-  const bool position = part.quantity == Quantity::kPosition;
-  const int decimals = position ? unit.decimals : kDirectionDecimals;
-  return fmt::format("{}, {}, {}{}{}", Fixed(numbers[0], decimals), Fixed(numbers[1], decimals),
-                     Fixed(numbers[2], decimals), position ? " " : "", position ? unit.name : "");
+/// Decimals that show two digits of a standard deviation.
+int DecimalsOf(double deviation) {
+  return static_cast<int>(std::clamp(1 - std::floor(std::log10(deviation)), 0.0, 12.0));
 }
 
-/// Bounds of a histogram slot, in units of the scanner error: eighths of two, then up to four, then all else.
+/// @param deviation  standard deviation, of a direction in degrees; it says how many decimals mean something
+std::string PartText(const Part& part, const double* numbers, const Unit& unit,
+                     std::optional<double> deviation = {}) {
+  const bool direction = part.quantity == Quantity::kDirection;
+  const bool angle = part.quantity == Quantity::kAngle;
+  int decimals = direction ? kDirectionDecimals : angle ? kAngleDecimals : unit.decimals;
+  std::string after;
+  if (deviation) {
+    const std::string_view name = direction || angle ? "deg" : unit.name;
+    decimals = DecimalsOf(direction ? *deviation * FactorOf(Quantity::kAngle, unit) : *deviation);
+    after = fmt::format(" ± {} {}", Fixed(*deviation, DecimalsOf(*deviation)), name);
+  } else if (!direction) {
+    after = fmt::format(" {}", angle ? "deg" : unit.name);
+  }
+  std::string text = Fixed(numbers[0], decimals);
+  for (std::size_t i = 1; i < SizeOf(part.quantity); ++i) text += ", " + Fixed(numbers[i], decimals);
+  return text + after;
+}
+
+/// Bounds of a histogram slot, in units of its scale (the scanner error, of the adaptive method twice the
+/// noise): eighths of two, then up to four, then all else.
 double SlotStart(int k) { return k <= 8 ? 0.25 * k : 4.0; }
 
 struct Slot {
@@ -121,6 +134,11 @@ Json PartsJson(std::span<const Part> parts, const std::vector<double>& numbers) 
   return json;
 }
 
+template <class T>
+Json OrNull(const std::optional<T>& value) {
+  return value ? Json(*value) : Json();
+}
+
 Json RequestJson(const FitRun& run) {
   Json fixed = Json::array();
   ForEachPart(run.primitive->parts, run.result.shape.size(),
@@ -128,17 +146,26 @@ Json RequestJson(const FitRun& run) {
                 if (run.request.fixed[i]) fixed.push_back(part.name);
               });
   const FitRequest& r = run.request;
-  Json json = {{"tolerance", r.tolerance},
-               {"scanner_error", r.scannerError},
-               {"outliers", r.outliers},
-               {"probability", r.probability},
-               {"sample_size", r.sampleSize},
-               {"start", PartsJson(run.primitive->parts, r.start)},
-               {"fixed", fixed},
-               {"skip_search", r.skipSearch},
-               {"refine_once", r.refineOnce},
-               {"any_quality", r.anyQuality},
-               {"seed", run.seed}};
+  Json json = {{"tolerance", OrNull(r.tolerance)}};
+  if (r.method == Method::kAdaptive) {
+    json.update({{"noise", OrNull(r.noise)},
+                 {"outliers", OrNull(r.outliers)},
+                 {"confidence", r.confidence},
+                 {"most_draws", r.mostDraws},
+                 {"time_limit", OrNull(r.timeLimit)}});
+    for (std::size_t i = 0; i < kLimits.size(); ++i) {
+      if (!r.limits[i].empty()) json[kLimits[i].key] = PartsJson(kLimits[i].parts, r.limits[i]);
+    }
+  } else {
+    json.update({{"scanner_error", r.scannerError},
+                 {"outliers", OrNull(r.outliers)},
+                 {"probability", r.probability},
+                 {"sample_size", r.sampleSize},
+                 {"skip_search", r.skipSearch},
+                 {"refine_once", r.refineOnce},
+                 {"any_quality", r.anyQuality}});
+  }
+  json.update({{"start", PartsJson(run.primitive->parts, r.start)}, {"fixed", fixed}, {"seed", run.seed}});
   if (!r.pick.empty()) json.update(PartsJson(kPickParts, r.pick));
   if (!r.section.empty()) json["through"] = PartsJson(kSectionParts, r.section);
   return json;
@@ -158,7 +185,6 @@ Json QualityJson(const FitQuality& q, const Unit& unit) {
           {"mean", q.meanDistance / unit.metres},
           {"mean_signed", q.meanSignedDistance / unit.metres},
           {"max", q.maxDistance / unit.metres},
-          {"acceptable", PassesQualityTest(q)},
           {"histogram", HistogramJson(q.histogram, unit)}};
 }
 
@@ -174,6 +200,80 @@ Json HeadJson(const char* command, const Input& input, const Cloud& cloud) {
           {"file", input.path},
           {"format", cloud.file.format},
           {"units", {{"length", input.unit->name}, {"angle", "deg"}, {"time", "s"}}}};
+}
+
+std::string_view NameOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kGood:
+      return "good";
+    case Verdict::kAmbiguous:
+      return "ambiguous";
+    case Verdict::kWeak:
+      break;
+  }
+  return "weak";
+}
+
+/// Why a search ended: for programs and for people.
+struct End {
+  const char* key;
+  const char* text;
+};
+End EndOf(StopReason reason) {
+  switch (reason) {
+    case StopReason::kConfident:
+      return {"confident", "confident that no better shape was missed"};
+    case StopReason::kDrawLimit:
+      return {"draw_limit", "at the most draws"};
+    case StopReason::kTimeLimit:
+      return {"time_limit", "stopped before the search was done, by the time limit"};
+    case StopReason::kStopped:
+      break;
+  }
+  return {"stopped", "stopped before the search was done"};
+}
+
+Json CovarianceJson(const FitCovariance& c, const Unit& unit) {
+  Json parameters = Json::array();
+  Json matrix = Json::array();
+  for (std::size_t i = 0; i < c.parameters.size(); ++i) {
+    const FitParameter& p = c.parameters[i];
+    Json json = {{"name", p.name}, {"unit", p.isAngle ? "deg" : unit.name}};
+    if (!p.direction.isZero(0)) json["direction"] = Json(p.direction);
+    json["standard_deviation"] = p.standardDeviation / FactorOf(p, unit);
+    parameters.push_back(std::move(json));
+    Json row = Json::array();
+    for (std::size_t j = 0; j < c.parameters.size(); ++j) {
+      row.push_back(c.matrix(static_cast<Eigen::Index>(i), static_cast<Eigen::Index>(j)) /
+                    (FactorOf(p, unit) * FactorOf(c.parameters[j], unit)));
+    }
+    matrix.push_back(std::move(row));
+  }
+  return {{"position", Json(Eigen::Vector3d(c.position / unit.metres))},
+          {"parameters", std::move(parameters)},
+          {"matrix", std::move(matrix)}};
+}
+
+std::string SearchText(const FitReport& report) {
+  std::string text = fmt::format("search\n  {:<16} {} samples, {} refinements\n  {:<16} {}\n", "draws",
+                                 report.draws, report.refinements, "end", EndOf(report.stopReason).text);
+  if (!report.converged) text += "  not converged: the inliers still changed at the end\n";
+  return text;
+}
+
+/// What the adaptive method tells beside the shape.
+Json InsightJson(const Insight& insight, const Unit& unit) {
+  const FitReport& r = insight.report;
+  return {{"noise", r.noise / unit.metres},
+          {"tolerance", r.tolerance / unit.metres},
+          {"verdict", NameOf(r.verdict)},
+          {"reason", r.reason},
+          {"stop_reason", EndOf(r.stopReason).key},
+          {"converged", r.converged},
+          {"draws", r.draws},
+          {"refinements", r.refinements},
+          {"inlier_share", r.inlierShare},
+          {"covariance", CovarianceJson(insight.covariance, unit)}};
 }
 
 // A file name need not be UTF-8, JSON has to be.
@@ -195,33 +295,43 @@ Extent ExtentOf(const Cloud& cloud) {
 std::string TextReport(const FitRun& run) {
   const Unit& unit = *run.input->unit;
   const FitQuality& q = run.result.quality;
+  const FitReport* report = run.result.insight ? &run.result.insight->report : nullptr;
   std::string text = fmt::format("{} fitted to {}\n", run.primitive->name, run.input->path);
   if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
   ForEachPart(run.primitive->parts, run.result.shape.size(),
               [&](const Part& part, std::size_t i, std::size_t offset) {
+                const bool held = run.request.fixed[i];
+                const std::optional<double> deviation = held ? std::nullopt : DeviationOf(run, part, offset);
                 text += fmt::format("  {:<16} {}{}\n", part.name,
-                                    PartText(part, run.result.shape.data() + offset, unit),
-                                    run.request.fixed[i] ? " (held)" : "");
+                                    PartText(part, run.result.shape.data() + offset, unit, deviation),
+                                    held ? " (held)" : "");
               });
   text += OutlineText(run.result.outline, unit);
   const auto inliers = static_cast<std::size_t>(q.GetInlierCount());
   text += "points\n" + CountsText(*run.input, *run.cloud);
   if (run.judged < run.cloud->Used())
     text += fmt::format("  {:<16} {} (a random subset)\n", "sampled", run.judged);
+  const double tolerance =
+      report != nullptr ? report->tolerance / unit.metres : run.request.tolerance.value();
   text += fmt::format("  {:<16} {} of {} ({:.1f} %) within {}\n", "inliers", inliers, run.judged,
-                      100 * ShareOf(inliers, run.judged), Length(run.request.tolerance, unit));
+                      100 * ShareOf(inliers, run.judged), Length(tolerance, unit));
   text += "distances of the inliers\n";
   const auto length = [&](const char* name, double metres) {
     text += fmt::format("  {:<16} {}\n", name, Length(metres / unit.metres, unit));
   };
+  if (report != nullptr) length("noise", report->noise);
   length("rms", q.rmsDistance);
   length("mean", q.meanDistance);
   length("mean signed", q.meanSignedDistance);
   length("largest", q.maxDistance);
-  if (!PassesQualityTest(q)) text += "  fails the quality test for this scanner error\n";
+  if (report == nullptr && !PassesQualityTest(q)) text += "  fails the quality test for this scanner error\n";
   text += HistogramText(q.histogram, unit);
-  return text + fmt::format("time\n  {:<16} {:.3f} s\n  {:<16} {:.3f} s (seed {})\n", "reading",
-                            run.cloud->seconds, "fitting", run.fittingSeconds, run.seed);
+  if (report != nullptr) text += SearchText(*report);
+  text += fmt::format("time\n  {:<16} {:.3f} s\n  {:<16} {:.3f} s (seed {})\n", "reading", run.cloud->seconds,
+                      "fitting", run.fittingSeconds, run.seed);
+  if (report != nullptr)
+    text += fmt::format("{:<18} {}: {}\n", "verdict", NameOf(report->verdict), report->reason);
+  return text;
 }
 
 std::string JsonReport(const FitRun& run) {
@@ -233,6 +343,11 @@ std::string JsonReport(const FitRun& run) {
       outline.push_back({run.result.outline[i], run.result.outline[i + 1], run.result.outline[i + 2]});
   }
   json["quality"] = QualityJson(run.result.quality, *run.input->unit);
+  json["method"] = run.result.insight ? "adaptive" : "classic";
+  if (run.result.insight)
+    json.update(InsightJson(*run.result.insight, *run.input->unit));
+  else
+    json["quality"]["acceptable"] = PassesQualityTest(run.result.quality);
   json["points"] = CountsJson(*run.cloud);
   json["points"]["judged"] = run.judged;
   json["points"]["inliers"] = run.result.quality.GetInlierCount();

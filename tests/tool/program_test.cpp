@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <numbers>
 
 #include "point_files.h"
 #include "run_program.h"
@@ -75,7 +76,8 @@ class Program : public ScratchFolder {
 };
 
 TEST_F(Program, FindsAPlaneAndCountsItsPoints) {
-  const Json fit = Fit({}, WriteScene());
+  const Json fit = Fit({"--classic"}, WriteScene());
+  EXPECT_EQ(fit["method"], "classic");
   // The tilt of 3000 points with 2 mm of noise over 4 m has a standard deviation of 3e-5, the height one of
   // 4e-5 m: the bounds are more than eight times these.
   EXPECT_LT(VectorOf(fit["shape"]["normal"]).cross(kNormal).norm(), 3e-4);
@@ -95,38 +97,129 @@ TEST_F(Program, FindsAPlaneAndCountsItsPoints) {
   EXPECT_EQ(sum, inliers);
 }
 
+TEST_F(Program, TellsHowExactlyItKnowsAPlane) {
+  const Json fit = Fit({}, WriteScene());
+  EXPECT_EQ(fit["method"], "adaptive");
+  EXPECT_NEAR(fit["noise"].get<double>(), 0.002, 2e-4);
+  EXPECT_NEAR(fit["tolerance"].get<double>(), 3 * fit["noise"].get<double>(), 1e-12);
+  EXPECT_EQ(fit["verdict"], "good");
+  EXPECT_EQ(fit["stop_reason"], "confident");
+  EXPECT_TRUE(fit["converged"].get<bool>());
+  EXPECT_GT(fit["draws"], 0);
+  EXPECT_GT(fit["refinements"], 0);
+  const Json& points = fit["points"];
+  EXPECT_EQ(points["judged"], kInliers + kOutliers);
+  EXPECT_GE(points["inliers"], 2970);
+  EXPECT_LE(points["inliers"], 3020);
+  EXPECT_NEAR(fit["inlier_share"].get<double>(), points["inliers"].get<double>() / (kInliers + kOutliers),
+              1e-12);
+
+  const Json& covariance = fit["covariance"];
+  const Json& parameters = covariance["parameters"];
+  ASSERT_EQ(parameters.size(), 3U);
+  ASSERT_EQ(covariance["matrix"].size(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const double deviation = parameters[i]["standard_deviation"];
+    const Json& row = covariance["matrix"].at(i);
+    EXPECT_NEAR(row.at(i).get<double>(), deviation * deviation, 1e-9 * deviation * deviation);
+    EXPECT_EQ(row.at(0), covariance["matrix"].at(0).at(i));
+    const bool isAngle = parameters[i]["name"] == "direction";
+    EXPECT_EQ(parameters[i]["unit"], isAngle ? "deg" : "m");
+    EXPECT_NEAR(VectorOf(parameters[i]["direction"]).norm(), 1, 1e-9);
+    // noise / sqrt(n), for the tilt over the spread 4 m / sqrt(12) of the points
+    const double expected =
+        0.002 / std::sqrt(kInliers) * (isAngle ? 180 / std::numbers::pi / (4 / std::sqrt(12)) : 1);
+    EXPECT_NEAR(deviation, expected, 0.15 * expected) << i;
+  }
+  // Of the position only how far along the normal is known, there where the points are.
+  EXPECT_LT((VectorOf(covariance["position"]) - kOrigin).norm(), 0.2);
+}
+
+TEST_F(Program, TakesWhatItIsToldOfAShape) {
+  const std::string file = WriteScene();
+  const Arguments start = {"--start", "1,2,3,0,-3,4"};
+  const auto with = [](Arguments arguments, const Arguments& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  };
+  const struct {
+    Arguments arguments;
+    const char* key;
+    Json value;
+  } rows[] = {
+      {{"--noise", "0.004"}, "tolerance", 0.012},
+      {{"--noise", "0.004", "--tolerance", "0.003"}, "tolerance", 0.003},
+      {with(start, {"--most-draws", "1"}), "stop_reason", "draw_limit"},
+      {with(start, {"--time-limit", "1e-9"}), "stop_reason", "time_limit"},
+      {with(start, {"--time-limit", "1e-9"}), "draws", 0},
+  };
+  for (const auto& row : rows) EXPECT_EQ(Fit(row.arguments, file)[row.key], row.value) << row.arguments[0];
+  // 1.1458 degrees from the true normal; of them half a degree is given away.
+  const Json near = Fit({"--axis-near=0.1,-3,4,0.5"}, file);
+  EXPECT_NEAR(std::asin(VectorOf(near["shape"]["normal"]).cross(kNormal).norm()) * 180 / std::numbers::pi,
+              0.6458, 0.01);
+  // What a search finds with few samples is what a larger share of outliers, or more confidence, makes it
+  // exceed.
+  const auto draws = [&](const Arguments& arguments) { return Fit(arguments, file)["draws"].get<int>(); };
+  EXPECT_LT(draws({"--confidence", "0.5"}), draws({"--confidence", "0.999999"}));
+  EXPECT_LT(draws({"--outliers", "0.2"}), draws({"--outliers", "0.8"}));
+}
+
 TEST_F(Program, TellsOfTheSubsetOfALargeCloud) {
   Points points;
   for (int i = 0; i < 120000; ++i) points.emplace_back(0.01 * (i % 400), 0.01 * (i / 400), 0.5);
   const std::string file = Write("a.ply", BinaryPly<float>(points, "float", std::endian::big));
-  EXPECT_EQ(Fit({}, file)["points"]["judged"], 100000);
-  const Json all = Fit({"--sample-size", "all"}, file);
+  EXPECT_EQ(Fit({}, file)["points"]["judged"], 120000);
+  EXPECT_EQ(Fit({"--classic"}, file)["points"]["judged"], 100000);
+  const Json all = Fit({"--classic", "--sample-size", "all"}, file);
   EXPECT_EQ(all["points"]["judged"], 120000);
   EXPECT_EQ(all["points"]["inliers"], 120000);
   EXPECT_NEAR(all["shape"]["origin"][2].get<double>(), 0.5, 1e-9);
 }
 
 TEST_F(Program, GivesTheSamePlaneInEveryUnit) {
-  const Json metres = Fit({}, WriteScene());
+  const Json metres = Fit({}, WriteScene()), classic = Fit({"--classic"}, WriteScene());
   for (const auto& [name, size] : {std::pair("mm", 0.001), {"cm", 0.01}, {"ft", 0.3048}, {"in", 0.0254}}) {
     SCOPED_TRACE(name);
-    const Json fit = Fit({"--unit", name}, WriteScene(size));
-    EXPECT_EQ(fit["units"]["length"], name);
-    EXPECT_EQ(fit["points"], metres["points"]);
-    EXPECT_LT((VectorOf(fit["shape"]["origin"]) * size - VectorOf(metres["shape"]["origin"])).norm(), 1e-9);
-    EXPECT_LT((VectorOf(fit["shape"]["normal"]) - VectorOf(metres["shape"]["normal"])).norm(), 1e-9);
-    for (const char* number : {"rms", "mean", "mean_signed", "max"}) {
-      EXPECT_NEAR(fit["quality"][number].get<double>() * size, metres["quality"][number].get<double>(), 1e-9)
-          << number;
+    const std::string file = WriteScene(size);
+    const Json adaptive = Fit({"--unit", name}, file);
+    const Json fixed = Fit({"--unit", name, "--classic"}, file);
+    for (const auto& [fit, like] : {std::pair(&adaptive, &metres), {&fixed, &classic}}) {
+      EXPECT_EQ((*fit)["units"]["length"], name);
+      EXPECT_EQ((*fit)["points"], (*like)["points"]);
+      const Json &shape = (*fit)["shape"], &inMetres = (*like)["shape"];
+      EXPECT_LT((VectorOf(shape["origin"]) * size - VectorOf(inMetres["origin"])).norm(), 1e-9);
+      EXPECT_LT((VectorOf(shape["normal"]) - VectorOf(inMetres["normal"])).norm(), 1e-9);
+      for (const char* number : {"rms", "mean", "mean_signed", "max"}) {
+        EXPECT_NEAR((*fit)["quality"][number].get<double>() * size, (*like)["quality"][number].get<double>(),
+                    1e-9)
+            << number;
+      }
     }
-    EXPECT_NEAR(fit["parameters"]["tolerance"].get<double>() * size, 0.012, 1e-12);
-    EXPECT_NEAR(fit["quality"]["histogram"][0]["to"].get<double>() * size, 0.0015, 1e-12);
+    for (const char* number : {"noise", "tolerance"})
+      EXPECT_NEAR(adaptive[number].get<double>() * size, metres[number].get<double>(), 1e-9) << number;
+    const Json &covariance = adaptive["covariance"], &inMetres = metres["covariance"];
+    EXPECT_LT((VectorOf(covariance["position"]) * size - VectorOf(inMetres["position"])).norm(), 1e-9);
+    for (std::size_t i = 0; i < 3; ++i) {
+      const Json &parameter = covariance["parameters"].at(i), &like = inMetres["parameters"].at(i);
+      const double scale = parameter["unit"] == "deg" ? 1 : size;
+      EXPECT_NEAR(parameter["standard_deviation"].get<double>() * scale,
+                  like["standard_deviation"].get<double>(), 1e-9);
+      EXPECT_NEAR(covariance["matrix"][0][i].get<double>() * size * scale,
+                  inMetres["matrix"][0][i].get<double>(), 1e-12);
+    }
+    EXPECT_NEAR(fixed["parameters"]["tolerance"].get<double>() * size, 0.012, 1e-12);
+    EXPECT_NEAR(fixed["quality"]["histogram"][0]["to"].get<double>() * size, 0.0015, 1e-12);
   }
   // What the command line gives is in the unit of the file as well.
-  const Json narrow = Fit({"--tolerance", "0.003"}, WriteScene());
-  const Json narrowMm = Fit({"--tolerance", "3", "--unit", "mm"}, WriteScene(0.001));
-  EXPECT_EQ(narrow["points"]["inliers"], narrowMm["points"]["inliers"]);
-  EXPECT_LT(narrow["points"]["inliers"], metres["points"]["inliers"]);
+  for (const Arguments& narrowing : {Arguments{"--tolerance"}, {"--noise"}, {"--classic", "--tolerance"}}) {
+    Arguments inMetres = narrowing, inMillimetres = narrowing;
+    inMetres.emplace_back("0.001");
+    inMillimetres.insert(inMillimetres.end(), {"1", "--unit", "mm"});
+    const Json narrow = Fit(inMetres, WriteScene());
+    EXPECT_EQ(narrow["points"]["inliers"], Fit(inMillimetres, WriteScene(0.001))["points"]["inliers"]);
+    EXPECT_LT(narrow["points"]["inliers"], metres["points"]["inliers"]);
+  }
 }
 
 TEST_F(Program, UsesTheRegionOfInterest) {
@@ -146,11 +239,17 @@ TEST_F(Program, UsesTheRegionOfInterest) {
       {{"--near=-.2,1,1,.95", "--box", "-5,-5,0.5,5,1,5"}, 1, 39},  // lattice points in a half disc
   };
   for (const auto& row : rows) {
-    const Json fit = Fit(row.region, file);
+    Arguments arguments = row.region;
+    arguments.push_back("--classic");  // four points are too few for the adaptive method
+    const Json fit = Fit(arguments, file);
     EXPECT_EQ(fit["points"]["used"], row.used);
     EXPECT_EQ(fit["points"]["outside_region"], 300 - row.used);
     EXPECT_NEAR(fit["shape"]["origin"][2].get<double>(), row.height, 1e-9);
   }
+  // A place that the shape passes leaves the other points in.
+  const Json floor = Fit({"--passes", "-1,0,2,0.1"}, file);
+  EXPECT_EQ(floor["points"]["used"], 300);
+  EXPECT_NEAR(floor["shape"]["origin"][2].get<double>(), 2, 1e-9);
 }
 
 TEST_F(Program, HoldsAndStartsAsAsked) {
@@ -169,7 +268,7 @@ TEST_F(Program, HoldsAndStartsAsAsked) {
 
   // Without a search nothing random is left.
   const std::string clean = WriteScene(1.0, 0);
-  const Arguments skip = {"--skip-search", "--start", "1,2,3.01,0,-0.62,0.78"};
+  const Arguments skip = {"--classic", "--skip-search", "--start", "1,2,3.01,0,-0.62,0.78"};
   const Json refined = Fit(skip, clean);
   EXPECT_LT(VectorOf(refined["shape"]["normal"]).cross(kNormal).norm(), 1e-3);
   EXPECT_EQ(refined["shape"], Fit(skip, clean)["shape"]);
@@ -186,21 +285,34 @@ TEST_F(Program, RepeatsAFitFromTheSeedThatItReports) {
 }
 
 TEST_F(Program, ReportsInTextWithUnits) {
-  const Outcome outcome = Launch(
-      {"plane", "--seed", "5", "--unit", "mm", "--start", "0,0,0,0,-3,4", "--fix-normal", WriteScene(0.001)});
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.err, "");  // no bar where there is no terminal
-  for (const char* line :
-       {"plane fitted to .*scene.ply\n", "  origin +[-0-9.]+, [-0-9.]+, [-0-9.]+ mm\n",
-        "  normal +0.0+, -0.60+, 0.80+ .held.\n", "  in the file +4007 .PLY binary_little_endian.\n",
-        "  no measurement +7 ", "  used +4000\n",
-        "  inliers +[0-9]+ of 4000 .7[45]\\.[0-9] %. within 12.000 mm\n", "  rms +[12]\\.[0-9]{3} mm\n",
-        "  mean +[0-9.]+ mm\n", "  mean signed +-?[0-9.]+ mm\n", "  largest +1?[0-9]\\.[0-9]{3} mm\n",
-        "  0.000 to 1.500 mm +[0-9]+ +[0-9.]+ %  #{40}\n", "  12.000 to 24.000 mm +0 +0.0 %\n",
-        "  24.000 mm and more +0 +0.0 %\n", "  reading +[0-9.]+ s\n",
-        "  fitting +[0-9.]+ s .seed [0-9]+.\n"}) {
-    EXPECT_TRUE(Finds(outcome.out, line)) << line << outcome.out;
-  }
+  const std::string file = WriteScene(0.001);
+  const auto expect = [&](const Arguments& more, const std::vector<const char*>& lines) {
+    Arguments arguments = {"plane", "--seed", "5", "--unit", "mm", file};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Outcome outcome = Launch(arguments);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");  // no bar where there is no terminal
+    for (const char* line : lines) EXPECT_TRUE(Finds(outcome.out, line)) << line << outcome.out;
+  };
+  expect({}, {"  origin +[-0-9.]+, [-0-9.]+, [-0-9.]+ ± 0\\.0(3|4)[0-9] mm\n",
+              "  normal +[-0-9.]+, -?0\\.[0-9]{6}, [-0-9.]+ ± 0\\.00(1|2)[0-9] deg\n",
+              "  inliers +[0-9]+ of 4000 .7[45]\\.[0-9] %. within [56]\\.[0-9]{3} mm\n",
+              "  noise +[12]\\.[0-9]{3} mm\n", "  rms +[12]\\.[0-9]{3} mm\n",
+              "  draws +[0-9]+ samples, [0-9]+ refinements\n",
+              "  end +confident that no better shape was missed\n", "  fitting +[0-9.]+ s .seed 5.\n",
+              "\nverdict +good: 7[45] % of the points support the shape\n$"});
+  expect({"--start", "1000,2000,3000,0,-3,4", "--fix-normal", "--time-limit", "1e-9"},
+         {"  origin .* ± .* mm\n", "  normal +-?0\\.0+, -0\\.60+, 0\\.80+ .held.\n",
+          "  end +stopped before the search was done, by the time limit\n"});
+  expect({"--classic", "--start", "0,0,0,0,-3,4", "--fix-normal"},
+         {"plane fitted to .*scene.ply\n", "  origin +[-0-9.]+, [-0-9.]+, [-0-9.]+ mm\n",
+          "  normal +0.0+, -0.60+, 0.80+ .held.\n", "  in the file +4007 .PLY binary_little_endian.\n",
+          "  no measurement +7 ", "  used +4000\n",
+          "  inliers +[0-9]+ of 4000 .7[45]\\.[0-9] %. within 12.000 mm\n", "  rms +[12]\\.[0-9]{3} mm\n",
+          "  mean +[0-9.]+ mm\n", "  mean signed +-?[0-9.]+ mm\n", "  largest +1?[0-9]\\.[0-9]{3} mm\n",
+          "  0.000 to 1.500 mm +[0-9]+ +[0-9.]+ %  #{40}\n", "  12.000 to 24.000 mm +0 +0.0 %\n",
+          "  24.000 mm and more +0 +0.0 %\n", "  reading +[0-9.]+ s\n",
+          "  fitting +[0-9.]+ s .seed [0-9]+.\n$"});
 }
 
 TEST_F(Program, TellsWhatAFileHolds) {
@@ -248,14 +360,16 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "info .", "is a directory"},
       {2, "plane bad.xyz", "bad.xyz: line 2: \"x\" in column 3 is not a number"},
       {2, "plane scene.ply --unit km", "--unit \"km\""},
-      {2, "plane scene.ply --tolerance 0.0009", "--tolerance 0.0009 is not a number of at least 0.001 m"},
-      {2, "plane scene.ply --unit mm --tolerance 0.9", "at least 1 mm"},
+      {2, "plane scene.ply --classic --tolerance 0.0009",
+       "--tolerance 0.0009 is not a number of at least 0.001 m"},
+      {2, "plane scene.ply --classic --unit mm --tolerance 0.9", "at least 1 mm"},
       {2, "plane scene.ply --tolerance nan", "--tolerance"},
-      {2, "plane scene.ply --scanner-error -0.001", "--scanner-error -0.001 is not within 0 to 1 m"},
-      {2, "plane scene.ply --outliers 0.95", "--outliers 0.95 is not within 0 to 0.9"},
-      {2, "plane scene.ply --probability 1", "--probability 1 is not within 0 to 0.99"},
-      {2, "plane scene.ply --sample-size 2", "from 3 to the 4000 points used"},
-      {2, "plane scene.ply --sample-size 4001", "from 3 to the 4000 points used"},
+      {2, "plane scene.ply --classic --scanner-error -0.001",
+       "--scanner-error -0.001 is not within 0 to 1 m"},
+      {2, "plane scene.ply --classic --outliers 0.95", "--outliers 0.95 is not within 0 to 0.9"},
+      {2, "plane scene.ply --classic --probability 1", "--probability 1 is not within 0 to 0.99"},
+      {2, "plane scene.ply --classic --sample-size 2", "from 3 to the 4000 points used"},
+      {2, "plane scene.ply --classic --sample-size 4001", "from 3 to the 4000 points used"},
       {2, "plane scene.ply --seed -1", "--seed \"-1\""},
       {2, "plane scene.ply --seed 18446744073709551616", "--seed"},
       {2, "plane scene.ply --near 1,2,3", "--near needs 4 numbers"},
@@ -265,17 +379,19 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --box 0,0,1,1,1,0", "smallest x, y, z first"},
       {2, "plane scene.ply --box 0,0,inf,1,1,1", "--box needs 6 numbers"},
       {2, "plane scene.ply --fix-origin", "needs --start"},
-      {2, "plane scene.ply --skip-search", "--skip-search needs --start"},
-      {2, "plane scene.ply --start 0,0,0,0,0,1", "--start alone changes nothing"},
+      {2, "plane scene.ply --classic --skip-search", "--skip-search needs --start"},
+      {2, "plane scene.ply --classic --start 0,0,0,0,0,1", "--start alone changes nothing"},
       {2, "plane scene.ply --start 0,0,0,0,0,1 --fix-origin --fix-normal", "every part of the plane is held"},
       {2, "plane scene.ply --start 0,0,0,0,0 --fix-normal",
        "--start needs 6 numbers between commas (origin x,y,z, normal x,y,z)"},
       {2, "plane scene.ply --start 0,0,0,0,0,z --fix-normal", "--start needs 6 numbers"},
       {2, "plane scene.ply --start 0,0,0,0,0,0 --fix-normal", "normal of length 0"},
-      {1, "plane scene.ply --scanner-error 0.0005", "FitPlane produced a poor fit quality; "},
-      {1, "plane two.xyz", "2 of 2 points are left and a plane needs 3"},
+      {1, "plane scene.ply --classic --scanner-error 0.0005", "FitPlane produced a poor fit quality; "},
+      {1, "plane two.xyz --classic", "2 of 2 points are left and a plane needs 3"},
+      {1, "plane two.xyz", "Not enough points; 2 of 2 points are left and a plane needs more"},
       {1, "plane scene.ply --near 90,90,90,1", "0 of 4007 points are left"},
-      {1, "plane scene.ply --start 0,0,9,1,0,0 --skip-search", "FitPlane failed; give a --start nearer"},
+      {1, "plane scene.ply --classic --start 0,0,9,1,0,0 --skip-search",
+       "FitPlane failed; give a --start nearer"},
       {2, "pipe scene.ply --pick 1,2,3", "a pipe needs --pick"},
       {2, "pipe scene.ply --pick 1,2 --radius-hint 1", "--pick needs 3 numbers"},
       {2, "pipe scene.ply --pick 1,2,3 --radius-hint -1", "--radius-hint -1 is not a length"},
@@ -284,6 +400,34 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "torus scene.ply --through 0,0,0,-1,0,0,1", "no radius above 0"},
       {2, "elbow scene.ply --through 0,0,0,1,0,0,0", "normal of length 0"},
       {2, "elbow scene.ply --through 0,0,0,1,0,0,1 --start 0,0,0,2,1,0,0,1 --fix-axis", "exclude each other"},
+      // Each method refuses what only the other one has.
+      {2, "plane scene.ply --scanner-error 0.01",
+       "--scanner-error is an option of the fixed pipeline: add --classic"},
+      {2, "plane scene.ply --any-quality", "--any-quality is an option of the fixed pipeline: add --classic"},
+      {2, "plane scene.ply --classic --noise 0.01",
+       "--noise is an option of the adaptive method: leave --classic out"},
+      {2, "pipe scene.ply --pick 1,2,3 --radius-hint 1 --time-limit 1",
+       "--time-limit is an option of the adaptive method; a pipe always takes the fixed pipeline"},
+      {2, "elbow scene.ply --through 0,0,0,1,0,0,1 --radius-range 1,2",
+       "--radius-range is an option of the adaptive method; a fit --through a cross-section always takes"},
+      {2, "plane scene.ply --noise 0", "--noise 0 is not a length above 0 m"},
+      {2, "plane scene.ply --unit mm --tolerance -1", "--tolerance -1 is not a length above 0 mm"},
+      {2, "plane scene.ply --outliers 1", "--outliers 1 is not a share of at least 0 and below 1"},
+      {2, "plane scene.ply --confidence 1", "--confidence 1 is not a share above 0 and below 1"},
+      {2, "plane scene.ply --most-draws 0", "--most-draws 0 is not a number above 0"},
+      {2, "plane scene.ply --time-limit nan", "--time-limit nan is not a number of seconds above 0"},
+      {2, "plane scene.ply --radius-range 1,2", "--radius-range"},
+      {2, "sphere scene.ply --radius-range 2,1", "--radius-range \"2,1\" is to have 0 <= low <= high"},
+      {2, "sphere scene.ply --axis-near 0,0,1,5", "--axis-near"},
+      {2, "cone scene.ply --half-angle-range 0,91", "is to have 0 <= low <= high <= 90"},
+      {2, "torus scene.ply --minor-radius-range 1",
+       "--minor-radius-range needs 2 numbers between commas (low, high)"},
+      {2, "plane scene.ply --axis-near 0,0,0,5", "axis of length 0"},
+      {2, "plane scene.ply --axis-near 0,0,1,91", "is to have 0 to 90 degrees as its fourth number"},
+      {2, "plane scene.ply --passes 0,0,1,0", "is to have a distance above 0 as its fourth number"},
+      {1, "plane scene.ply --time-limit 1e-9",
+       "No shape stands out from chance; choose one surface with --near or --box, "
+       "allow a longer --time-limit"},
   };
   for (const auto& row : rows) {
     std::istringstream words(row.arguments);
@@ -298,18 +442,22 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
     EXPECT_NE(outcome.err.find(row.reason), std::string::npos) << outcome.err << " lacks " << row.reason;
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
   }
-  EXPECT_EQ(Launch({"plane", scene, "--seed", "5", "--scanner-error", "0.0005", "--any-quality"}).status, 0);
+  EXPECT_EQ(Launch({"plane", scene, "--classic", "--seed", "5", "--scanner-error", "0.0005", "--any-quality"})
+                .status,
+            0);
   // The library alone would draw no sample at all.
-  EXPECT_EQ(Launch({"plane", WriteScene(1.0, 0), "--seed", "5", "--outliers", "0"}).status, 0);
+  EXPECT_EQ(Launch({"plane", WriteScene(1.0, 0), "--classic", "--seed", "5", "--outliers", "0"}).status, 0);
 }
 
 TEST_F(Program, HelpsForEveryCommand) {
   EXPECT_EQ(Launch({"--version"}).out, "primfit " PRIMFIT_VERSION "\n");
   const Outcome help = Launch({"plane", "--help"});
   EXPECT_EQ(help.status, 0);
-  for (const char* option : {"--tolerance", "--scanner-error", "--outliers", "--probability", "--sample-size",
-                             "--start", "--fix-origin", "--fix-normal", "--skip-search", "--refine-once",
-                             "--any-quality", "--seed", "--near", "--box", "--unit", "--json", "--quiet"}) {
+  for (const char* option :
+       {"--tolerance",  "--scanner-error", "--outliers",    "--probability", "--sample-size", "--start",
+        "--fix-origin", "--fix-normal",    "--skip-search", "--refine-once", "--any-quality", "--seed",
+        "--near",       "--box",           "--unit",        "--json",        "--quiet",       "--classic",
+        "--noise",      "--confidence",    "--most-draws",  "--time-limit",  "--axis-near",   "--passes"}) {
     // Every option tells its default.
     EXPECT_TRUE(Finds(help.out, std::string("\n  ") + option + "[ \n][^-]*(--start)?[^-]*\\([ \n]*default"))
         << option;
@@ -333,27 +481,34 @@ TEST_F(Program, SaysWhenItsOutputIsLost) {
 }
 
 TEST_F(Program, StopsTheSearchOnControlC) {
-  // 100000 points of which a tenth is expected on the plane: thousands of samples.
+  // 100000 points of which a tenth or less is expected on the plane: thousands of samples.
   Random random;
   const Points points =
       primfit::testing::Joined(PointsOn(OutputPlane(kOrigin, kNormal), 20000, {0, 10}, {0, 10}, 0, random),
                                Clutter({0, 0, 0}, {10, 10, 10}, 80000, random));
   const std::string file = Write("a.ply", BinaryPly(points));
-  How how;
-  how.terminal = true;
-  bool sent = false;
-  how.onError = [&](const std::string& err, int terminal) {
-    if (sent || err.find("searching [") == std::string::npos) return;
-    sent = ::write(terminal, "\x03", 1) == 1;
-  };
-  const Outcome outcome =
-      Launch({"plane", "--json", "--seed", "5", "--outliers", "0.9", "--any-quality", file}, how);
-  EXPECT_TRUE(sent);
-  EXPECT_EQ(outcome.status, 130);
-  EXPECT_NE(outcome.err.find("primfit: stopped by Ctrl-C: the result is the best found until then"),
-            std::string::npos)
-      << outcome.err;
-  EXPECT_TRUE(Json::parse(outcome.out)["stopped"].get<bool>());
+  for (const Arguments& method :
+       {Arguments{"--classic", "--outliers", "0.9", "--any-quality"},
+        {"--outliers", "0.999", "--most-draws", "2000000000", "--start", "1,2,3,0,-3,4"}}) {
+    How how;
+    how.terminal = true;
+    bool sent = false;
+    how.onError = [&](const std::string& err, int terminal) {
+      if (sent || err.find("searching [") == std::string::npos) return;
+      sent = ::write(terminal, "\x03", 1) == 1;
+    };
+    Arguments arguments = {"plane", "--json", "--seed", "5", file};
+    arguments.insert(arguments.end(), method.begin(), method.end());
+    const Outcome outcome = Launch(arguments, how);
+    EXPECT_TRUE(sent);
+    EXPECT_EQ(outcome.status, 130);
+    EXPECT_NE(outcome.err.find("primfit: stopped by Ctrl-C: the result is the best found until then"),
+              std::string::npos)
+        << outcome.err;
+    const Json fit = Json::parse(outcome.out);
+    EXPECT_TRUE(fit["stopped"].get<bool>());
+    EXPECT_EQ(fit.value("stop_reason", "stopped"), "stopped");
+  }
 }
 
 TEST_F(Program, CanBeEndedWhileItReads) {
