@@ -2,7 +2,7 @@
 // noise sets, and how long it takes; 100 seeds a cell, printed as tables in Markdown.
 //
 // usage: adaptive_rates                                the tables
-//        adaptive_rates POINTS OUTLIERS [SEEN]         one row of each, such as 5000 0.6 0.5
+//        adaptive_rates POINTS OUTLIERS [SEEN [SHAPE]] one row of each, such as 5000 0.6 0.5 torus
 #include <fmt/format.h>
 
 #include <chrono>
@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "primfit/fit/scoped_seed.h"
@@ -71,9 +72,10 @@ struct Row {
   double outliers, seen;
 };
 
-void PrintRow(const Row& row) {
+void PrintRow(const Row& row, std::string_view only) {
   std::string found, ratio, time;
-  for (const char* shape : kShapes) {
+  for (const std::string_view shape : kShapes) {
+    if (!only.empty() && shape != only) continue;
     const Cell cell = Measure(PrimitiveNamed(shape), row.points, row.outliers, row.seen);
     found += fmt::format(" {} |", cell.found);
     ratio += fmt::format(" {:.2f} |", cell.ratio);
@@ -84,10 +86,15 @@ void PrintRow(const Row& row) {
   std::fflush(stdout);
 }
 
-void PrintRows(const std::vector<Row>& rows) {
-  fmt::print("| points | outliers | seen | | line | arc | plane | sphere | cylinder | cone | torus |\n");
-  fmt::print("|---|---|---|---|---|---|---|---|---|---|---|\n");
-  for (const Row& row : rows) PrintRow(row);
+void PrintRows(const std::vector<Row>& rows, std::string_view only = {}) {
+  std::string names, rule;
+  for (const std::string_view shape : kShapes) {
+    if (!only.empty() && shape != only) continue;
+    names += fmt::format(" {} |", shape);
+    rule += "---|";
+  }
+  fmt::print("| points | outliers | seen | |{}\n|---|---|---|---|{}\n", names, rule);
+  for (const Row& row : rows) PrintRow(row, only);
 }
 
 }  // namespace
@@ -96,7 +103,8 @@ void PrintRows(const std::vector<Row>& rows) {
 int main(int argc, char** argv) {
   using namespace primfit::bench;
   if (argc > 2) {
-    PrintRows({{std::atoi(argv[1]), std::atof(argv[2]), argc > 3 ? std::atof(argv[3]) : 1}});
+    PrintRows({{std::atoi(argv[1]), std::atof(argv[2]), argc > 3 ? std::atof(argv[3]) : 1}},
+              argc > 4 ? argv[4] : "");
     return 0;
   }
   std::vector<Row> rows;

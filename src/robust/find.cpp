@@ -144,14 +144,14 @@ class Finder {
     std::vector<SearchResult> results;
     task_.points = points;
     task_.leastReach = 0.5;
+    task_.most = kLoose;
     const auto found = Search(task_, dice_, search_);
     if (!found || found->score.value < kByChance) return results;
     if (untold_ && found->score.tolerance > kMayHide) {
       task_.leastReach = found->score.tolerance;
+      task_.most = found->score.tolerance / kFiner;
       const auto inside = Search(task_, dice_, search_);
-      if (inside && inside->score.value >= kByChance &&
-          inside->score.tolerance < found->score.tolerance / kFiner)
-        results.push_back(*inside);
+      if (inside && inside->score.value >= kByChance) results.push_back(*inside);
     }
     results.push_back(*found);
     return results;

@@ -9,8 +9,6 @@ namespace primfit::robust {
 
 namespace {
 
-/// The largest bound, in sizes of the cloud.
-constexpr double kLargest = 0.25;
 /// Points that lie anywhere are at most about so far from a shape as most of all points are.
 constexpr double kMost = 0.98;
 constexpr double kLargestReach = 8;
@@ -31,11 +29,12 @@ double Divergence(double share, double chance) {
 
 }  // namespace
 
-Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double leastReach,
-               int parameters)
+Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double most,
+               double leastReach, int parameters)
     : points_(points),
       curve_(curve),
       least_(least),
+      most_(most),
       leastReach_(leastReach),
       parameters_(parameters),
       distances_(points.size()) {
@@ -67,7 +66,7 @@ Score Scorer::operator()(const Model& model) {
   }
   Score best{0, 0, 0, reach};
   count = 0;
-  for (std::size_t i = 0; i < bounds_.size() && (i == 0 || bounds_[i] <= kLargest); ++i) {
+  for (std::size_t i = 0; i < bounds_.size() && (i == 0 || bounds_[i] <= most_); ++i) {
     count += counts_[i];
     const int counted = count - parameters_;  // fewer than n
     if (counted <= 0 || (i > 0 && counts_[i] == 0)) continue;

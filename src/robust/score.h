@@ -29,8 +29,9 @@ class Scorer {
   /// @param leastReach  how far points anywhere may be from a shape at the least: where all points are near
   /// one, for
   ///                    lack of others
+  /// @param most        largest bound
   /// @param parameters  of the shape: that many points lie on it whatever they are
-  Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double leastReach,
+  Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double most, double leastReach,
          int parameters);
 
   Score operator()(const Model& model);
@@ -48,7 +49,7 @@ class Scorer {
 
   std::span<const Eigen::Vector3d> points_;
   bool curve_;
-  double least_, leastReach_;
+  double least_, most_, leastReach_;
   int parameters_;
   std::vector<double> distances_;
   std::vector<double> bounds_;

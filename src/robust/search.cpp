@@ -67,11 +67,11 @@ Maker MakerOf(Form form) {
     case Form::kCylinder:
       return {9, EstimateBy<CylinderFit>, 0.15, 0.1};
     case Form::kCone:
-      return {9, EstimateBy<ConeFit>, 0.06, 0.05};
+      return {9, EstimateBy<ConeFit>, 0.06, 0.01};
     case Form::kTorus:
       break;
   }
-  return {13, EstimateBy<TorusFit>, 0.15, 0.05};
+  return {13, EstimateBy<TorusFit>, 0.15, 0.01};
 }
 
 /// All indices, those of the nearest points first.
@@ -93,8 +93,8 @@ class Searcher {
         drawnBefore_(report.draws),
         maker_(MakerOf(task.form)),
         scorer_(task.form == Form::kLine || task.form == Form::kArc,
-                task.points.first(std::min(task.points.size(), kScored)), task.least, task.leastReach,
-                std::max(1, FreedomsOf(Model{.form = task.form}, 0).count)) {}
+                task.points.first(std::min(task.points.size(), kScored)), task.least, task.most,
+                task.leastReach, std::max(1, FreedomsOf(Model{.form = task.form}, 0).count)) {}
 
   std::optional<SearchResult> Run() {
     if (task_.startsFromGiven) Consider(task_.given);

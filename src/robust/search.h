@@ -36,7 +36,7 @@ struct SearchTask {
   Model given{};                 ///< values of the parts held
   bool startsFromGiven = false;  ///< whether it is judged first
   double leastReach = 0.5;       ///< see Scorer
-  double least = 0;              ///< smallest bound of an inlier
+  double least = 0, most = 0;    ///< smallest and largest bound of an inlier
   double confidence = 0.99;
   std::optional<double> inlierShare;  ///< that the number of samples is to be enough for
   int mostDraws = 0;
