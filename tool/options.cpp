@@ -202,7 +202,7 @@ void AddAdaptiveOptions(const Primitive& primitive, Options& options, const Add&
          "Standard deviation of the points from the shape, in the file's unit (default: from the points)");
   option("--confidence", options.confidence, "SHARE",
          "Confidence that no better shape was missed, at which the search ends (default 0.99)");
-  option("--most-draws", options.mostDraws, "COUNT", "Random samples at the most (default 5000)");
+  option("--most-draws", options.mostDraws, "COUNT", "Random samples at the most (default 20 000)");
   option("--time-limit", options.timeLimit, "SECONDS",
          "After so long the best shape found until then counts (default: no limit)");
   for (std::size_t i = 0; i < kLimits.size(); ++i) {

@@ -40,8 +40,9 @@ constexpr double kSlack = 0.1;
 constexpr int kSteps = 4;
 constexpr int kRounds = 12;
 constexpr std::size_t kLargestSample = 13;
-/// By how much sooner a search ends with a shape that has a simpler one.
-constexpr double kHaste = 5;
+/// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
+/// share.
+constexpr double kShareOfSimpler = 0.25;
 /// How many pieces compete to be near the first.
 constexpr std::array<int, 3> kRivals = {1, 4, 16};
 
@@ -114,6 +115,7 @@ class Searcher {
   template <class Take>
   bool DrawFrom(int most, const Take& take) {
     for (; Drawn() < most && report_.draws < task_.mostDraws; ++report_.draws) {
+      if (leadsToSimpler_ && Drawn() > kShareOfSimpler * task_.mostDraws) return false;
       if (report_.draws % 16 == 0 && task_.stops && task_.stops(Done())) {
         report_.why = StopReason::kStopped;
         return true;
@@ -255,19 +257,18 @@ class Searcher {
 
   /// What one draw adds to the confidence, given the inlier shares that the best shape has where samples come
   /// from.
-  /// A shape that has a simpler one is only to be found for those beside it to be, at less confidence.
   void Weigh() {
     const std::optional<SearchResult>& leader = Leader();
     if (!leader) return;
+    leadsToSimpler_ = leader->hasSimpler;
     const auto worth = [&](double share) {
       return -std::log1p(-maker_.efficiency * std::pow(share, maker_.sample));
     };
     const double share =
         static_cast<double>(leader->score.inliers) / static_cast<double>(scorer_.Points().size());
-    const double haste = leader->hasSimpler ? kHaste : 1;
     const double asGood = task_.inlierShare.value_or(scorer_.ShareOfAsGood(leader->score));
     if (order_.empty()) {
-      drawWorth_ = haste * worth(asGood);
+      drawWorth_ = worth(asGood);
       return;
     }
     std::vector<Vector3d> points(order_.size());
@@ -288,7 +289,6 @@ class Searcher {
                                std::pow(shareOf(TierSize(pieces_, tier)), OrientedSampleSize(task_.form))) /
                     (2 * tiers_);
     }
-    drawWorth_ *= haste;
   }
 
   const SearchTask& task_;
@@ -305,6 +305,7 @@ class Searcher {
   int tiers_ = kTiers;
   double bestRaw_ = 0, simplerRaw_ = 0;  // scores of candidates before they were refined
   double drawWorth_ = 0;                 ///< nats
+  bool leadsToSimpler_ = false;
 };
 
 }  // namespace
