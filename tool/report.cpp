@@ -208,6 +208,8 @@ std::string_view NameOf(Verdict verdict) {
       return "good";
     case Verdict::kAmbiguous:
       return "ambiguous";
+    case Verdict::kAtLimit:
+      return "at a limit";
     case Verdict::kWeak:
       break;
   }

@@ -150,6 +150,7 @@ enum class StopReason {
 enum class Verdict {
   kGood,
   kAmbiguous,  ///< other shapes explain the points about as well: a parameter is hardly determined
+  kAtLimit,    ///< a size or the direction is at an end of the range that the options give it
   kWeak,       ///< few points support the shape
 };
 
@@ -166,8 +167,8 @@ struct FitCovariance {
   /// Where the position is stated: the centre or apex; of an axis, line or plane its point beside the mean of
   /// the inliers, unless it is held.
   Eigen::Vector3d position = Eigen::Vector3d::Zero();
-  std::vector<FitParameter> parameters;
-  Eigen::MatrixXd matrix;  ///< of the parameters, in their order and units
+  std::vector<FitParameter> parameters;  ///< not those held, nor a part at an end of its plausible range
+  Eigen::MatrixXd matrix;                ///< of the parameters, in their order and units
 };
 
 struct FitReport {

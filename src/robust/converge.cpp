@@ -27,43 +27,103 @@ constexpr int kSteps = 20;
 /// Where nearly all points are inliers none is there by chance.
 constexpr double kClean = 0.98;
 
-/// One pass of expectation-maximisation to its end over the distances below eight standard deviations.
-double NoiseWithin(bool curve, std::span<const double> distances, double start,
-                   std::span<const double> roots) {
-  constexpr std::size_t kBins = 96, kEnough = 20000;  // of so many the noise is known to 0.5 %
-  const double reach = 8 * start, width = reach / kBins;
-  std::array<double, kBins> counts{};
-  double all = 0;
-  const std::size_t step = distances.size() / kEnough + 1;
-  for (std::size_t i = 0; i < distances.size(); i += step) {
-    if (!(distances[i] < reach)) continue;
-    const double weight = roots.empty() ? 1 : roots[i] * roots[i];
-    counts[static_cast<std::size_t>(distances[i] * (1 / width))] += weight;
-    all += weight;
-  }
-  if (all == 0) return start;
-  double variance = start * start, share = 0.9;
-  for (int turn = 0; turn < 200; ++turn) {
-    double weight = 0, squares = 0;
-    for (std::size_t bin = 0; bin < kBins; ++bin) {
-      if (counts[bin] == 0) continue;
-      const double d = (static_cast<double>(bin) + 0.5) * width, bell = std::exp(-d * d / (2 * variance));
-      const double near =
-          share * (curve ? d / variance * bell : bell * std::sqrt(2 / (3.14159265358979323846 * variance)));
-      const double far = (1 - share) * (curve ? 2 * d / (reach * reach) : 1 / reach);
-      const double of = counts[bin] * near / (near + far);
-      weight += of;
-      squares += of * (d * d + width * width / 12);
+/// Distances below some bound in bins, as a mixture of noise and points anywhere. The noise is normal; where
+/// that does not do, a part of it is three times wider (the contaminated normal distribution of Tukey 1960).
+/// Found by expectation-maximisation.
+class NoiseMixture {
+ public:
+  NoiseMixture(bool curve, std::span<const double> distances, double start, std::span<const double> roots)
+      : curve_(curve), start_(start), reach_(8 * start), width_(reach_ / kBins) {
+    const std::size_t step = distances.size() / kEnough + 1;
+    for (std::size_t i = 0; i < distances.size(); i += step) {
+      if (!(distances[i] < reach_)) continue;
+      const double weight = roots.empty() ? 1 : roots[i] * roots[i];
+      counts_[static_cast<std::size_t>(distances[i] * (1 / width_))] += weight;
+      all_ += weight;
     }
-    if (weight <= 0) break;
-    const double next = squares / weight / (curve ? 2 : 1);
-    const bool still = std::abs(next - variance) < 1e-6 * variance;
-    variance = std::max(next, width * width / 12);
-    share = std::min(weight / all, 1 - 1e-9);
-    if (still) break;
   }
-  return std::sqrt(variance);
-}
+
+  /// The standard deviation of the bell, or of both.
+  double Noise() const {
+    if (all_ == 0) return start_;
+    const Bells one = Maximised(0);
+    if (Misfit(one) < kMisfit) return one.Noise();
+    const Bells two = Maximised(0.2);
+    return Likelihood(two) > Likelihood(one) + kGain ? two.Noise() : one.Noise();
+  }
+
+ private:
+  static constexpr std::size_t kBins = 96, kEnough = 20000;  // of so many the noise is known to 0.5 %
+  static constexpr double kWider = 3;
+  static constexpr double kMisfit = 110;  // of the bins of normal noise: at most one fit in six
+  static constexpr double kGain = 20;     // nats
+
+  struct Bells {
+    double share;  // of both
+    double variance;
+    double tails;  // the wider one's part of them
+    double Noise() const { return std::sqrt(variance * (1 - tails + tails * kWider * kWider)); }
+  };
+  struct Densities {
+    double narrow, wide, far;
+    double Sum() const { return narrow + wide + far; }
+  };
+  double Bell(double d, double variance) const {
+    const double bell = std::exp(-d * d / (2 * variance));
+    return curve_ ? d / variance * bell : bell * std::sqrt(2 / (3.14159265358979323846 * variance));
+  }
+  Densities At(double d, const Bells& b) const {
+    return {b.share * (1 - b.tails) * Bell(d, b.variance),
+            b.tails == 0 ? 0 : b.share * b.tails * Bell(d, b.variance * kWider * kWider),
+            (1 - b.share) * (curve_ ? 2 * d / (reach_ * reach_) : 1 / reach_)};
+  }
+  template <class Visit>
+  void ForBins(const Visit& visit) const {
+    for (std::size_t bin = 0; bin < kBins; ++bin) {
+      if (counts_[bin] > 0) visit((static_cast<double>(bin) + 0.5) * width_, counts_[bin]);
+    }
+  }
+
+  Bells Maximised(double tails) const {
+    Bells b{0.9, start_ * start_, tails};
+    const double within = width_ * width_ / 12;
+    for (int turn = 0; turn < 200; ++turn) {
+      double weight = 0, wide = 0, squares = 0;
+      ForBins([&](double d, double count) {
+        const Densities at = At(d, b);
+        const double each = count / at.Sum();
+        weight += each * (at.narrow + at.wide);
+        wide += each * at.wide;
+        squares += each * (at.narrow + at.wide / (kWider * kWider)) * (d * d + within);
+      });
+      if (weight <= 0) break;
+      const double next = squares / weight / (curve_ ? 2 : 1);
+      const bool still = std::abs(next - b.variance) < 1e-6 * b.variance;
+      b = {std::min(weight / all_, 1 - 1e-9), std::max(next, within), wide / weight};
+      if (still) break;
+    }
+    return b;
+  }
+  double Likelihood(const Bells& b) const {
+    double sum = 0;
+    ForBins([&](double d, double count) { sum += count * std::log(At(d, b).Sum()); });
+    return sum;
+  }
+  /// Chi-squared, about as large as there are bins where the mixture is true.
+  double Misfit(const Bells& b) const {
+    double sum = 0;
+    ForBins([&](double d, double count) {
+      const double expected = all_ * width_ * At(d, b).Sum();
+      sum += (count - expected) * (count - expected) / (expected + 1);
+    });
+    return sum;
+  }
+
+  bool curve_;
+  double start_, reach_, width_;
+  std::array<double, kBins> counts_{};
+  double all_ = 0;
+};
 
 /// Of some thousands of the points, which are enough to say where they are.
 Vector3d MeanOf(std::span<const Vector3d> points) {
@@ -179,11 +239,12 @@ class Convergence {
     at.noise = noise_;
     at.tolerance = tolerance_;
     at.sums = sums_;
+    at.atEnd = atEnd_;
     if (!task_.roots.empty()) {
       const PointRefs inliers = Gather(false);
       std::transform(inliers.roots, inliers.roots + inliers.count, roots_.data(),
                      [](double root) { return root * root; });
-      at.squared = SumsAt(model_, task_.held, inliers);
+      at.squared = SumsAt(model_, task_.held | atEnd_, inliers);
     }
     at.inliers.reserve(selection_.Count());
     selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
@@ -246,7 +307,7 @@ class Convergence {
     if (atEnd_ != 0) refined = Refine(*refined, task_.held | atEnd_, points, kSteps);
     if (!refined) return false;
     model_ = *refined;
-    sums_ = SumsAt(model_, task_.held, points);
+    sums_ = SumsAt(model_, task_.held | atEnd_, points);
     return true;
   }
 
@@ -292,7 +353,7 @@ double EstimateNoise(bool curve, std::span<const double> distances, double start
                      std::span<const double> roots) {
   double noise = start;
   for (int pass = 0; pass < 8; ++pass) {
-    const double next = NoiseWithin(curve, distances, noise, roots);
+    const double next = NoiseMixture(curve, distances, noise, roots).Noise();
     const bool still = std::abs(next - noise) < 0.02 * noise;
     noise = next;
     if (still) break;

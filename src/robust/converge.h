@@ -28,15 +28,17 @@ struct Converged {
   Model model;
   std::vector<std::uint32_t> inliers;
   double noise = 0, tolerance = 0;
-  std::size_t beside = 0;  ///< points beyond the tolerance, but not beyond twice of it
-  NormalEquations sums{};
+  std::size_t beside = 0;                  ///< points beyond the tolerance, but not beyond twice of it
+  unsigned atEnd = 0;                      ///< parts that are held at an end of their plausible range
+  NormalEquations sums{};                  ///< of the parts that are free
   std::optional<NormalEquations> squared;  ///< where there are weights: with their squares in their place
   bool settled = false;
 };
 
-/// Standard deviation of the distances near zero, which are of normal noise across the shape among points
-/// that lie anywhere: expectation-maximisation (Dempster, Laird and Rubin 1977) for a half-normal and a
-/// uniform part, about a curve a Rayleigh and a linear one.
+/// Standard deviation of the distances near zero, which are of noise across the shape among points that lie
+/// anywhere: expectation-maximisation (Dempster, Laird and Rubin 1977) for a half-normal and a uniform part,
+/// about a curve a Rayleigh and a linear one. Of noise with more tails than normal noise has it is the
+/// standard deviation with them.
 /// @param start  a first guess
 /// @param roots  as in ConvergeTask
 double EstimateNoise(bool curve, std::span<const double> distances, double start,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -29,8 +30,10 @@ constexpr double kCoarse = 0.08;
 /// A bound within which a finer shape may hide, in sizes of the cloud, and by how much it is finer.
 constexpr double kMayHide = 0.03;
 constexpr double kFiner = 3;
-/// Fewer points than this share of all are not searched for a shape of their own.
+/// Fewer points than this share of all, or for each way in which a shape can change, are not searched for a
+/// shape of their own: among few some lie near one by chance.
 constexpr double kLeast = 0.02;
+constexpr int kLeastEach = 10;
 /// Points on which a fit converges before it looks at all of them.
 constexpr std::size_t kFew = 2048, kMore = 8192;
 
@@ -96,7 +99,7 @@ class Finder {
     out.report.tolerance = out.converged.tolerance;
     out.report.stopReason = late_ ? StopReason::kTimeLimit : search_.why;
     out.report.converged = out.converged.settled;
-    Judge(out.model, out.covariance, out.report);
+    Judge(out.converged, out.covariance, out.report);
     return out;
   }
 
@@ -109,7 +112,7 @@ class Finder {
     task_.form = form;
     task_.held = held_;
     if (given.model) task_.given = Scaled(*given.model, middle_, size_), task_.startsFromGiven = true;
-    task_.least = kExact;
+    task_.least = std::max(kExact, BoundOf(curve_, StepOf(First(kFew)) / std::sqrt(12.0)) / size_);
     if (options_.noise) task_.least = std::max(kExact, BoundOf(curve_, *options_.noise) / size_);
     if (options_.tolerance) task_.least = std::max(kExact, *options_.tolerance / size_);
     task_.least = std::min(task_.least, kLoose);
@@ -145,30 +148,58 @@ class Finder {
     task_.points = points;
     task_.leastReach = 0.5;
     task_.most = kLoose;
-    const auto found = Search(task_, dice_, search_);
-    if (!found || found->score.value < kByChance) return results;
-    if (untold_ && found->score.tolerance > kMayHide) {
-      task_.leastReach = found->score.tolerance;
-      task_.most = found->score.tolerance / kFiner;
-      const auto inside = Search(task_, dice_, search_);
-      if (inside && inside->score.value >= kByChance) results.push_back(*inside);
+    const std::vector<SearchResult> found = Search(task_, dice_, search_);
+    if (found.empty() || found[0].score.value < kByChance) return results;
+    if (untold_ && found[0].score.tolerance > kMayHide) {
+      task_.leastReach = found[0].score.tolerance;
+      task_.most = found[0].score.tolerance / kFiner;
+      const std::vector<SearchResult> inside = Search(task_, dice_, search_);
+      if (!inside.empty() && inside[0].score.value >= kByChance && IsNoNoise(inside[0], found[0]))
+        results.push_back(inside[0]);
     }
-    results.push_back(*found);
+    results.insert(results.end(), found.begin(), found.end());
     return results;
   }
 
-  /// Where the best is a wall or so, a shape that is bent may be among the points beside it.
+  /// Whether a finer shape has more points than the noise of a coarse one would leave there.
+  bool IsNoNoise(const SearchResult& fine, const SearchResult& coarse) const {
+    const std::span<const Vector3d> points = task_.points.first(std::min(task_.points.size(), kFew));
+    std::vector<double> distances(points.size());
+    Distances(coarse.model, points.data(), static_cast<int>(points.size()), distances.data());
+    double squares = 0;
+    for (const double d : distances) {
+      if (d <= coarse.score.tolerance) squares += d * d;
+    }
+    const double n = coarse.score.inliers;
+    const double ratio = fine.score.tolerance * fine.score.tolerance / (squares / n);
+    const double chance = curve_ ? 1 - std::exp(-ratio) : std::erf(std::sqrt(ratio / 2));
+    return fine.score.inliers >= kStandsOut * chance * n;
+  }
+
+  /// Where the best is a wall or so, a shape that is bent may be among the points beside it, or across it.
   void LookBeside(std::vector<SearchResult>& found) {
-    std::vector<Vector3d> beside;
-    while (!found.empty() && found.front().hasSimpler) {
-      if (beside.empty()) beside = scaled_;
+    if (found.empty() || !found.front().hasSimpler) return;
+    const auto isBent = [](const SearchResult& result) { return !result.hasSimpler; };
+    const std::vector<SearchResult> across(std::find_if(found.begin(), found.end(), isBent), found.end());
+    found.resize(found.size() - across.size());
+    std::vector<Vector3d> beside = scaled_;
+    const double least = std::max(kLeast * static_cast<double>(scaled_.size()),
+                                  static_cast<double>(kLeastEach * FreedomsOf(found.front().model, 0).count));
+    while (found.front().hasSimpler) {
       LeaveOut(found.front().model, 2 * found.front().score.tolerance, beside);
-      if (static_cast<double>(beside.size()) < kLeast * static_cast<double>(scaled_.size())) return;
+      if (static_cast<double>(beside.size()) < least) break;
       task_.startsFromGiven = false;
       const std::vector<SearchResult> more = Look(beside);
-      if (more.empty()) return;
+      if (more.empty()) break;
       found.insert(found.begin(), more.begin(), more.end());
     }
+    if (across.empty()) return;
+    const std::span<const Vector3d> all(scaled_);
+    Scorer scorer(curve_, all.first(std::min(all.size(), kFew)), task_.least, kLoose, 0.5, 0);
+    const bool isFiner = across[0].score.tolerance < found.back().score.tolerance;
+    const bool first =
+        found.front().hasSimpler || (isFiner && scorer(found.front().model).value < across[0].score.value);
+    found.insert(found.begin() + (first ? 0 : 1), across.begin(), across.end());
   }
 
   /// Converges, first on few points, from which most is learned at little cost.
@@ -188,7 +219,7 @@ class Finder {
       if (!result) return result;
       at = result->model;
       task.start = BoundOf(curve_, result->noise);
-      task.noiseRounds = 1;
+      task.noiseRounds = 2;
       --task.fadingRounds;
     }
     task.points = all;

@@ -1,6 +1,7 @@
 #include "robust/frame.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 using Eigen::Vector3d;
@@ -11,6 +12,12 @@ namespace {
 
 /// Points that the search works on; a shape that is found among these is found among all.
 constexpr std::size_t kSearched = 20000;
+
+/// Of values so many different ones, and gaps between them so close to multiples of the smallest, tell of a
+/// step.
+constexpr std::size_t kLevels = 8;
+constexpr double kMultiple = 0.01;
+constexpr std::size_t kEnough = 512;
 
 }  // namespace
 
@@ -38,6 +45,7 @@ Frame::Frame(const PointView& given, std::span<const double> weights)
   isWeighted = !weights.empty();
   if (!isWeighted) weight = squaredWeights = static_cast<double>(count);
 }
+
 double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {
   std::vector<double> values(points.size());
   const auto median = [&](const auto& of) {
@@ -49,6 +57,31 @@ double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {
   for (Eigen::Index axis = 0; axis < 3; ++axis)
     middle[axis] = median([&](const Vector3d& p) { return p[axis]; });
   return median([&](const Vector3d& p) { return (p - middle).norm(); });
+}
+
+double StepOf(std::span<const Vector3d> points) {
+  std::vector<double> values(std::min(points.size(), kEnough));
+  double largest = 0;
+  int stepped = 0;
+  for (Eigen::Index axis = 0; axis < 3; ++axis) {
+    std::transform(points.begin(), points.begin() + static_cast<std::ptrdiff_t>(values.size()),
+                   values.begin(), [&](const Vector3d& p) { return p[axis]; });
+    std::sort(values.begin(), values.end());
+    const double same = 1e-9 * (values.back() - values.front());
+    std::vector<double> gaps;
+    for (std::size_t i = 1; i < values.size(); ++i) {
+      if (values[i] - values[i - 1] > same) gaps.push_back(values[i] - values[i - 1]);
+    }
+    if (gaps.size() < kLevels) continue;
+    const double step = *std::min_element(gaps.begin(), gaps.end());
+    const auto isMultiple = [&](double gap) {
+      return std::abs(gap / step - std::round(gap / step)) < kMultiple;
+    };
+    if (!std::all_of(gaps.begin(), gaps.end(), isMultiple)) continue;
+    largest = std::max(largest, step);
+    ++stepped;
+  }
+  return stepped >= 2 ? largest : 0;
 }
 
 std::vector<Vector3d> Shuffled(const Frame& frame, Dice& dice) {

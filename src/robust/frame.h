@@ -44,6 +44,10 @@ struct Frame {
 /// far away.
 double SizeOf(std::span<const Eigen::Vector3d> points, Eigen::Vector3d& middle);
 
+/// The step of which the coordinates along two axes or three are multiples, as they were rounded, else 0. The
+/// points lie then on shapes that the thing scanned never had.
+double StepOf(std::span<const Eigen::Vector3d> points);
+
 /// A random choice of the points, in random order; of points with weights as many as they are worth, without
 /// repetition, each the sooner the larger its weight (Efraimidis and Spirakis 2006).
 std::vector<Eigen::Vector3d> Shuffled(const Frame& frame, Dice& dice);

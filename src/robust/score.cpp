@@ -19,15 +19,17 @@ constexpr double kFine = 0.01;
 constexpr int kStepBits = 51;
 constexpr std::int64_t kOne = std::int64_t{0x3ff} << 1;
 
+constexpr std::size_t kOctave = 2;
+
 double StepEnd(int step) { return std::bit_cast<double>((kOne + step) << kStepBits); }
 
-/// n KL(share || chance) / n, 0 for a share that chance gives.
+}  // namespace
+
 double Divergence(double share, double chance) {
   if (share <= chance) return 0;
-  return share * std::log(share / chance) + (1 - share) * std::log((1 - share) / (1 - chance));
+  const double other = share < 1 ? (1 - share) * std::log((1 - share) / (1 - chance)) : 0;
+  return share * std::log(share / chance) + other;
 }
-
-}  // namespace
 
 Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double most,
                double leastReach, int parameters)
@@ -70,7 +72,11 @@ Score Scorer::operator()(const Model& model) {
     count += counts_[i];
     const int counted = count - parameters_;  // fewer than n
     if (counted <= 0 || (i > 0 && counts_[i] == 0)) continue;
-    const double value = n * Divergence(static_cast<double>(counted) / n, Chance(bounds_[i], reach));
+    int beside = 0;
+    for (std::size_t k = i + 1; k <= std::min(i + kOctave, bounds_.size() - 1); ++k) beside += counts_[k];
+    const double around = static_cast<double>(beside) / (curve_ ? 3 : 1) / n;
+    const double chance = std::max(Chance(bounds_[i], reach), around);
+    const double value = n * Divergence(static_cast<double>(counted) / n, chance);
     if (value > best.value) best = {value, bounds_[i], count, reach};
   }
   return best;

@@ -18,6 +18,9 @@ struct Score {
   double reach = 0;  ///< how far points that lie anywhere may be from it
 };
 
+/// The relative entropy KL(share || chance) in nats, 0 for a share that chance gives.
+double Divergence(double share, double chance);
+
 /// Judges shapes a contrario (Moisan and Stival 2004): were points anywhere, a share a(t) of them would come
 /// within t of the shape; k of n points that do are the less likely by chance the larger n KL(k / n || a(t))
 /// is (Chernoff 1952). The largest of it over t is the score. So it needs no bound, finds that of a clean

@@ -97,7 +97,7 @@ class Searcher {
                 task.points.first(std::min(task.points.size(), kScored)), task.least, task.most,
                 task.leastReach, std::max(1, FreedomsOf(Model{.form = task.form}, 0).count)) {}
 
-  std::optional<SearchResult> Run() {
+  std::vector<SearchResult> Run() {
     if (task_.startsFromGiven) Consider(task_.given);
     if (task_.points.size() >= maker_.sample) {
       report_.why = StopReason::kConfident;
@@ -105,7 +105,10 @@ class Searcher {
           !DrawFrom(task_.mostDraws, [&] { FromOrder(); }))
         report_.why = StopReason::kDrawLimit;
     }
-    return Leader();
+    std::vector<SearchResult> found;
+    if (Leader()) found.push_back(*Leader());
+    if (best_ && leadsToSimpler_) found.push_back(*best_);
+    return found;
   }
 
  private:
@@ -310,7 +313,7 @@ class Searcher {
 
 }  // namespace
 
-std::optional<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report) {
+std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report) {
   return Searcher(task, dice, report).Run();
 }
 

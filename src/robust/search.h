@@ -8,6 +8,7 @@
 #include <optional>
 #include <random>
 #include <span>
+#include <vector>
 
 #include "primfit/fit.h"
 #include "robust/model.h"
@@ -54,13 +55,17 @@ struct SearchReport {
   StopReason why = StopReason::kDrawLimit;
 };
 
-/// The best shape found and its score; none where no sample gave any.
+/// A shape found and its score.
 struct SearchResult {
   Model model;
   Score score;
   bool hasSimpler = false;  ///< see HasSimpler
 };
-std::optional<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report);
+
+/// @return the best shape, and after one that has a simpler one the best that has none; nothing where no
+/// sample
+///         gave any
+std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report);
 
 }  // namespace primfit::robust
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 #include <vector>
 
 #include "fit/vector_math.h"
@@ -15,11 +16,15 @@ namespace primfit::robust {
 
 namespace {
 
+/// Of so many points the root mean square is known to some hundredths.
+constexpr std::size_t kEnough = 512;
 /// Most of the points: this share of them, the nearest.
 constexpr double kMost = 0.6;
 /// A simpler shape explains them as well when they are not farther from it than by this factor, root mean
 /// square.
 constexpr double kAsWell = 1.25;
+/// By how much farther the points of a plane spread along it than across, root mean square.
+constexpr double kFlat = 3;
 constexpr int kRounds = 5;
 constexpr int kSteps = 3;
 
@@ -66,25 +71,29 @@ class Trimmed {
   std::vector<Vector3d> near_;
 };
 
-/// The least-squares plane or line.
-Model Flat(std::span<const Vector3d> points, const Vector3d& mean, Form form) {
+/// The least-squares line, or plane where the points spread along one: about a rod any plane goes.
+std::optional<Model> Flat(std::span<const Vector3d> points, const Vector3d& mean, Form form) {
   Eigen::Matrix3d scatter = Eigen::Matrix3d::Zero();
   for (const Vector3d& p : points) scatter += (p - mean) * (p - mean).transpose();
   Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
   solver.computeDirect(scatter);
-  return {form, mean, solver.eigenvectors().col(form == Form::kLine ? 2 : 0), 0, 0};
+  const Vector3d& squares = solver.eigenvalues();
+  if (form == Form::kPlane && !(squares[1] > kFlat * kFlat * squares[0])) return std::nullopt;
+  return Model{form, mean, solver.eigenvectors().col(form == Form::kLine ? 2 : 0), 0, 0};
 }
 
 }  // namespace
 
-bool HasSimpler(const Model& m, std::span<const Vector3d> points) {
+bool HasSimpler(const Model& m, std::span<const Vector3d> all) {
+  const std::span<const Vector3d> points = all.first(std::min(all.size(), kEnough));
   if (m.form == Form::kLine || m.form == Form::kPlane || points.empty()) return false;
   Trimmed trimmed(points);
   const double limit = kAsWell * kAsWell * trimmed.SquaresOf(m);
   const auto reaches = [&](const Model& start) { return trimmed.Reaches(start, limit); };
   const Vector3d mean =
       std::accumulate(points.begin(), points.end(), Vector3d(0, 0, 0)) / static_cast<double>(points.size());
-  if (reaches(Flat(points, mean, m.IsCurve() ? Form::kLine : Form::kPlane))) return true;
+  const auto flat = Flat(points, mean, m.IsCurve() ? Form::kLine : Form::kPlane);
+  if (flat && reaches(*flat)) return true;
   const Vector3d q = mean - m.center;
   const double height = m.axis.dot(q);
   const Vector3d foot = m.center + height * m.axis;

@@ -1,6 +1,6 @@
 #include "robust/verdict.h"
 
-#include <Eigen/Cholesky>
+#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -15,6 +15,8 @@ namespace {
 constexpr double kWeakShare = 0.1;
 /// A size or direction is hardly known when it is not known to this share, respectively to these radians.
 constexpr double kHardly = 0.1;
+/// Smallest part of the normal equations that is not rounding.
+constexpr double kSingular = 1e-14;
 
 template <class... Values>
 std::string Text(const char* format, Values... values) {
@@ -23,36 +25,47 @@ std::string Text(const char* format, Values... values) {
   return text;
 }
 
+/// What is called the first of some parts.
+const char* NameOf(unsigned parts, Form form) {
+  if ((parts & kAxis) != 0) return "direction";
+  if ((parts & kMajor) != 0) return "major radius";
+  return form == Form::kCone ? "half-angle" : form == Form::kTorus ? "minor radius" : "radius";
+}
+
 }  // namespace
 
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
-  const Freedoms freedoms = FreedomsOf(c.model, held);
+  const Freedoms freedoms = FreedomsOf(c.model, held | c.atEnd);
   const int k = freedoms.count;
   const auto n = static_cast<double>(c.inliers.size());
   const double scale = c.noise * c.noise * InflationOf(c.model.IsCurve());
   // In units in which every parameter moves the points alike, so that none drowns.
-  const auto unit = [&](int i) { return 1 / std::sqrt(std::max(n * c.sums.matrix[i][i], 1e-300)); };
+  Eigen::VectorXd units(k);
+  for (int i = 0; i < k; ++i) units[i] = 1 / std::sqrt(std::max(n * c.sums.matrix[i][i], 1e-300));
   const auto even = [&](const NormalEquations& sums) {
     Eigen::MatrixXd m(k, k);
     for (int i = 0; i < k; ++i) {
-      for (int j = 0; j < k; ++j) m(i, j) = unit(i) * unit(j) * n * sums.matrix[i][j];
+      for (int j = 0; j < k; ++j) m(i, j) = units[i] * units[j] * n * sums.matrix[i][j];
     }
     return m;
   };
-  Eigen::MatrixXd spread = even(c.sums).ldlt().solve(Eigen::MatrixXd::Identity(k, k));
+  // What the points do not determine is uncertain without end, not by rounding's whim.
+  const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> parts(even(c.sums));
+  const Eigen::VectorXd inverse = parts.eigenvalues().cwiseMax(kSingular).cwiseInverse();
+  Eigen::MatrixXd spread = parts.eigenvectors() * inverse.asDiagonal() * parts.eigenvectors().transpose();
   if (c.squared) spread = (spread * even(*c.squared) * spread).eval();
+  spread = (scale * units.asDiagonal() * spread * units.asDiagonal()).eval();
   FitCovariance covariance;
-  covariance.matrix.resize(k, k);
+  covariance.matrix = (spread + spread.transpose()) / 2;
   for (int i = 0; i < k; ++i) {
-    for (int j = 0; j < k; ++j) covariance.matrix(i, j) = scale * unit(i) * unit(j) * spread(i, j);
     const auto& f = freedoms.each[i];
-    covariance.parameters.push_back(
-        {f.name, f.angle, f.direction, std::sqrt(std::max(0.0, covariance.matrix(i, i)))});
+    covariance.parameters.push_back({f.name, f.angle, f.direction, std::sqrt(covariance.matrix(i, i))});
   }
   return covariance;
 }
 
-void Judge(const Model& m, const FitCovariance& covariance, FitReport& report) {
+void Judge(const Converged& c, const FitCovariance& covariance, FitReport& report) {
+  const Model& m = c.model;
   report.verdict = Verdict::kGood;
   report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
   for (const FitParameter& p : covariance.parameters) {
@@ -65,6 +78,12 @@ void Judge(const Model& m, const FitCovariance& covariance, FitReport& report) {
         size ? Text("the %s is known to no better than %.0f %%: other shapes explain the points as well",
                     p.name, 100 * known)
              : Text("the direction is known to no better than %.0f degrees", known * 57.29577951308232);
+    return;
+  }
+  if (c.atEnd != 0) {
+    report.verdict = Verdict::kAtLimit;
+    report.reason = Text("the %s is at an end of its range: a shape beyond explains the points better",
+                         NameOf(c.atEnd, m.form));
     return;
   }
   if (report.inlierShare < kWeakShare) {

@@ -4,16 +4,16 @@
 
 #include "primfit/fit.h"
 #include "robust/converge.h"
-#include "robust/model.h"
 
 namespace primfit::robust {
 
-/// The covariance of the free parameters. With J the derivatives of the distances and W the weights: noise^2
-/// A^-1 B A^-1 for A = J^T W J and B = J^T W^2 J, which without weights is noise^2 A^-1.
+/// The covariance of the free parameters; a part at an end of its range is none. With J the derivatives of
+/// the distances and W the weights: noise^2 A^-1 B A^-1 for A = J^T W J and B = J^T W^2 J, which without
+/// weights is noise^2 A^-1.
 FitCovariance CovarianceOf(const Converged& c, unsigned held);
 
 /// Fills in the verdict and its reason.
-void Judge(const Model& model, const FitCovariance& covariance, FitReport& report);
+void Judge(const Converged& c, const FitCovariance& covariance, FitReport& report);
 
 }  // namespace primfit::robust
 
