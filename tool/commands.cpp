@@ -88,9 +88,10 @@ std::string HintFor(std::string_view message, const FitRun& run) {
   }
   if (message.ends_with(" from chance")) {
     return fmt::format(
-        "choose one surface with --near or --box, {}or say more or less of it (see primfit {} --help)",
-        run.request.timeLimit ? "allow a longer --time-limit, " : "", run.primitive->name);
+        "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
+        run.primitive->name);
   }
+  if (message.ends_with(" before it found a shape")) return "allow a longer --time-limit";
   const bool adaptive = run.request.method == Method::kAdaptive;
   return fmt::format("{} of {} points are left and a {} needs {}: check the file, --near and --box",
                      run.cloud->Used(), run.cloud->total, run.primitive->name,

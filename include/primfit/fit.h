@@ -197,10 +197,10 @@ struct FitResult {
 /// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
 /// Elbow
 /// @throws FitError "Points are not provided" for no finite point of any weight, "Not enough points" for
-/// fewer
-///         than determine the shape, "Over constrained" where every part is held, "No shape stands out from
-///         chance", and for an option out of its range a text that names it, such as "Option noise must be
-///         positive"
+/// fewer than determine the shape, "Over constrained" where every part is held, "No shape stands out from
+/// chance", "The time limit ended the search before it found a shape", "The search was stopped before it
+/// found a shape", and for an option out of its range a text that names it, such as "Option noise must be
+/// positive"
 template <class Shape>
 PRIMFIT_API FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options = {});
 

@@ -1,4 +1,4 @@
-/// Everything that a host includes; see flat.h for the plain C functions.
+/// Everything that a host includes; see fit_c.h and flat.h for C.
 #ifndef PRIMFIT_PRIMFIT_H_
 #define PRIMFIT_PRIMFIT_H_
 

@@ -8,6 +8,7 @@
 
 #include "api/fit_pipeline.h"
 #include "api/primitives.h"
+#include "fit/packed_records.h"
 #include "primfit/api/cone_from_points.h"
 #include "primfit/api/cylinder_from_points.h"
 #include "primfit/api/plane_from_points.h"
@@ -20,76 +21,50 @@ namespace {
 
 enum Status : int { kTooFewPoints = -1, kDone = 0, kFailed = 1 };
 
-/// Writes numbers and vectors one after another.
-class Packer {
- public:
-  explicit Packer(double* to) : to_(to) {}
-  Packer& operator<<(double number) {
-    *to_++ = number;
-    return *this;
-  }
-  Packer& operator<<(const Vector3d& v) { return *this << v.x() << v.y() << v.z(); }
+// PackShape writes the internal shape as it is, moved out of the frame.
 
- private:
-  double* to_;
-};
-
-// How each shape's numbers stand in its array. PackShape writes the internal shape as it is, moved out of the
-// frame.
-
-struct FlatPlane : primfit::PlanePrimitive {
+struct FlatPlane : primfit::PlanePrimitive, primfit::PackedPlane {
+  using Record = PackedPlane::Record;
+  using Constraints = PackedPlane::Constraints;
   using Estimator = PlaneFit;
-  static Record FromNumbers(const double* x) { return {Vector3d(x), Vector3d(x + 3)}; }
-  static void Pack(const Record& r, double* x) { Packer(x) << r.Origin() << r.Normal(); }
   static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    Packer(x) << Vector3d(s.Center() + frame) << s.Normal();
+    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.Normal();
   }
 };
 
-struct FlatSphere : primfit::SpherePrimitive {
+struct FlatSphere : primfit::SpherePrimitive, primfit::PackedSphere {
+  using Record = PackedSphere::Record;
+  using Constraints = PackedSphere::Constraints;
   using Estimator = SphereFit;
-  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3]}; }
-  static void Pack(const Record& r, double* x) { Packer(x) << r.Center() << r.Radius(); }
   static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    Packer(x) << Vector3d(s.Center() + frame) << s.Radius();
+    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.Radius();
   }
 };
 
-struct FlatCylinder : primfit::CylinderPrimitive {
+struct FlatCylinder : primfit::CylinderPrimitive, primfit::PackedCylinder {
+  using Record = PackedCylinder::Record;
+  using Constraints = PackedCylinder::Constraints;
   using Estimator = CylinderFit;
-  static constexpr int kSizes[] = {3, 1, 3};
-  static constexpr void (Constraints::*kFix[])() = {&Constraints::FixOrigin, &Constraints::FixRadius,
-                                                    &Constraints::FixAxis};
-  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3], Vector3d(x + 4)}; }
-  static void Pack(const Record& r, double* x) { Packer(x) << r.Origin() << r.Radius() << r.Axis(); }
   static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    Packer(x) << Vector3d(s.Center() + frame) << s.Radius() << s.Axis();
+    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.Radius() << s.Axis();
   }
 };
 
-struct FlatCone : primfit::ConePrimitive {
+struct FlatCone : primfit::ConePrimitive, primfit::PackedCone {
+  using Record = PackedCone::Record;
+  using Constraints = PackedCone::Constraints;
   using Estimator = ConeFit;
-  static constexpr int kSizes[] = {3, 1, 3};
-  static constexpr void (Constraints::*kFix[])() = {&Constraints::FixApex, &Constraints::FixAngle,
-                                                    &Constraints::FixAxis};
-  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3], Vector3d(x + 4)}; }
-  static void Pack(const Record& r, double* x) { Packer(x) << r.Apex() << r.Angle() << r.Axis(); }
   static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    Packer(x) << Vector3d(s.Apex() + frame) << s.Angle() << s.Axis();
+    primfit::Packer(x) << Vector3d(s.Apex() + frame) << s.Angle() << s.Axis();
   }
 };
 
-struct FlatTorus : primfit::TorusPrimitive {
+struct FlatTorus : primfit::TorusPrimitive, primfit::PackedTorus {
+  using Record = PackedTorus::Record;
+  using Constraints = PackedTorus::Constraints;
   using Estimator = TorusFit;
-  static constexpr int kSizes[] = {3, 1, 1, 3};
-  static constexpr void (Constraints::*kFix[])() = {&Constraints::FixCenter, &Constraints::FixMajorRadius,
-                                                    &Constraints::FixMinorRadius, &Constraints::FixAxis};
-  static Record FromNumbers(const double* x) { return {Vector3d(x), x[3], x[4], Vector3d(x + 5)}; }
-  static void Pack(const Record& r, double* x) {
-    Packer(x) << r.Center() << r.MajorRadius() << r.MinorRadius() << r.Axis();
-  }
   static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    Packer(x) << Vector3d(s.Center() + frame) << s.MajorRadius() << s.MinorRadius() << s.Axis();
+    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.MajorRadius() << s.MinorRadius() << s.Axis();
   }
 };
 
@@ -143,7 +118,7 @@ int FitFlat(int n, const double* points, double* shape, double* quality, double 
     const auto result = fit(vectors.data(), n, params);
     const FitQuality& q = result.GetFitQuality();
     Flat::Pack(result.GetFitShape(), shape);
-    Packer(quality) << q.rmsDistance << q.meanDistance << q.meanSignedDistance << q.maxDistance;
+    primfit::Packer(quality) << q.rmsDistance << q.meanDistance << q.meanSignedDistance << q.maxDistance;
     return kDone;
   } catch (...) {
     return kFailed;

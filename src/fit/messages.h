@@ -18,6 +18,8 @@ inline constexpr char kTorusNotProvided[] =
     "FitOutputParamsTorus is not provieded";  // Deliberate: the known text
 inline constexpr char kConstraintMissing[] = "Constraint is not provided";
 inline constexpr char kNothingStandsOut[] = "No shape stands out from chance";
+inline constexpr char kNothingInTime[] = "The time limit ended the search before it found a shape";
+inline constexpr char kNothingBeforeStop[] = "The search was stopped before it found a shape";
 inline constexpr char kHullFailed[] = "QuickConvexHull failed";
 inline constexpr char kNoMemory[] = "Cannot allocate memmory";  // Deliberate: hosts compare this very text
 

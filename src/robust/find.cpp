@@ -87,7 +87,12 @@ class Finder {
     std::optional<Converged> converged;
     for (auto result = found.begin(); result != found.end() && !StandsOut(converged); ++result)
       converged = Settle(*result);
-    if (!StandsOut(converged)) throw FitError(messages::kNothingStandsOut);
+    const StopReason why = late_ ? StopReason::kTimeLimit : search_.why;
+    if (!StandsOut(converged)) {
+      throw FitError(why == StopReason::kTimeLimit ? messages::kNothingInTime
+                     : why == StopReason::kStopped ? messages::kNothingBeforeStop
+                                                   : messages::kNothingStandsOut);
+    }
     Outcome out;
     out.model = converged->model;
     out.converged = std::move(*converged);
@@ -97,7 +102,7 @@ class Finder {
     out.report.inlierShare = frame_.WeightOf(out.converged.inliers) / frame_.weight;
     out.report.noise = out.converged.noise;
     out.report.tolerance = out.converged.tolerance;
-    out.report.stopReason = late_ ? StopReason::kTimeLimit : search_.why;
+    out.report.stopReason = why;
     out.report.converged = out.converged.settled;
     Judge(out.converged, out.covariance, out.report);
     return out;
@@ -173,7 +178,8 @@ class Finder {
     const double n = coarse.score.inliers;
     const double ratio = fine.score.tolerance * fine.score.tolerance / (squares / n);
     const double chance = curve_ ? 1 - std::exp(-ratio) : std::erf(std::sqrt(ratio / 2));
-    return fine.score.inliers >= kStandsOut * chance * n;
+    const double share = (fine.score.inliers - FreedomsOf(fine.model, 0).count) / n;
+    return share >= kStandsOut * chance && n * Divergence(std::min(share, 1.0), chance) >= kByChance;
   }
 
   /// Where the best is a wall or so, a shape that is bent may be among the points beside it, or across it.
@@ -193,12 +199,12 @@ class Finder {
       if (more.empty()) break;
       found.insert(found.begin(), more.begin(), more.end());
     }
-    if (across.empty()) return;
+    if (across.empty() || across[0].score.value < kByChance) return;
     const std::span<const Vector3d> all(scaled_);
     Scorer scorer(curve_, all.first(std::min(all.size(), kFew)), task_.least, kLoose, 0.5, 0);
-    const bool isFiner = across[0].score.tolerance < found.back().score.tolerance;
     const bool first =
-        found.front().hasSimpler || (isFiner && scorer(found.front().model).value < across[0].score.value);
+        across[0].score.tolerance < found.back().score.tolerance &&
+        (found.front().hasSimpler || scorer(found.front().model).value < across[0].score.value);
     found.insert(found.begin() + (first ? 0 : 1), across.begin(), across.end());
   }
 

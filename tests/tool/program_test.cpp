@@ -426,8 +426,7 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --axis-near 0,0,1,91", "is to have 0 to 90 degrees as its fourth number"},
       {2, "plane scene.ply --passes 0,0,1,0", "is to have a distance above 0 as its fourth number"},
       {1, "plane scene.ply --time-limit 1e-9",
-       "No shape stands out from chance; choose one surface with --near or --box, "
-       "allow a longer --time-limit"},
+       "The time limit ended the search before it found a shape; allow a longer --time-limit"},
   };
   for (const auto& row : rows) {
     std::istringstream words(row.arguments);

@@ -1,5 +1,7 @@
-/* A host in C: every flat function on an exact cloud of its shape, about upright axes through (1, 2). */
+/* A host in C: every flat function and the adaptive fit on an exact cloud of each shape, about upright axes
+ * through (1, 2). */
 #include <math.h>
+#include <primfit/fit_c.h>
 #include <primfit/flat.h>
 #include <stdio.h>
 
@@ -37,16 +39,17 @@ typedef struct {
   Optimize* optimize;
   QFit* qfit;
   RFit* rfit;
+  primfit_shape adaptive;
 } Row;
 
 #define FUNCTIONS(Shape, Form) IFit##Shape##Form, Optimize##Shape##Form, QFit##Shape, RFit##Shape
 
 static const Row kRows[] = {
-    {"plane", {1, 2, 3, 0, 0, 1}, "001111", 3, 0, FUNCTIONS(Plane, Free)},
-    {"sphere", {1, 2, 3, 0.5}, "1111", 4, 0, FUNCTIONS(Sphere, Free)},
-    {"cylinder", {1, 2, 3, 0.5, 0, 0, 1}, "1101111", 9, 3, FUNCTIONS(Cylinder, )},
-    {"cone", {1, 2, 3, 0.4, 0, 0, 1}, "1111111", 9, 3, FUNCTIONS(Cone, )},
-    {"torus", {1, 2, 3, 1.5, 0.5, 0, 0, 1}, "11111111", 13, 4, FUNCTIONS(Torus, )},
+    {"plane", {1, 2, 3, 0, 0, 1}, "001111", 3, 0, FUNCTIONS(Plane, Free), PRIMFIT_PLANE},
+    {"sphere", {1, 2, 3, 0.5}, "1111", 4, 0, FUNCTIONS(Sphere, Free), PRIMFIT_SPHERE},
+    {"cylinder", {1, 2, 3, 0.5, 0, 0, 1}, "1101111", 9, 3, FUNCTIONS(Cylinder, ), PRIMFIT_CYLINDER},
+    {"cone", {1, 2, 3, 0.4, 0, 0, 1}, "1111111", 9, 3, FUNCTIONS(Cone, ), PRIMFIT_CONE},
+    {"torus", {1, 2, 3, 1.5, 0.5, 0, 0, 1}, "11111111", 13, 4, FUNCTIONS(Torus, ), PRIMFIT_TORUS},
 };
 
 /* Point i of a shape: two quasi-random numbers give its place on it. */
@@ -74,6 +77,21 @@ static void Expect(const Row* row, const char* function, int status, const doubl
   if (status != 0 || !(worst < 1e-6)) ++failures;
 }
 
+static int FitAdaptive(const Row* row, const double* points, double* numbers) {
+  primfit_options options;
+  primfit_result* found = NULL;
+  char message[PRIMFIT_MESSAGE_SIZE] = "";
+  int k, status = primfit_default_options(&options, PRIMFIT_OPTIONS_VERSION);
+  options.has_seed = 1;
+  if (status == 0) status = primfit_fit(row->adaptive, kPoints, points, 3, &options, &found, message);
+  if (status != 0) printf("%s\n", message);
+  if (status != 0) return status;
+  for (k = 0; k < found->number_count; ++k) numbers[k] = found->numbers[k];
+  if (found->inlier_count != kPoints || !(found->inlier_share == 1)) ++failures;
+  primfit_free(found);
+  return 0;
+}
+
 static void Refuse(const Row* row, const char* what, int status, int expected) {
   if (status == expected) return;
   printf("%s with %s: status %d, not %d\n", row->name, what, status, expected);
@@ -95,6 +113,8 @@ int main(void) {
     Expect(row, "QFit", row->qfit(kPoints, points, numbers), numbers);
     for (i = 0; i < kMostNumbers; ++i) numbers[i] = 0;
     Expect(row, "RFit", row->rfit(kPoints, points, row->sample, 0.99, numbers), numbers);
+    for (i = 0; i < kMostNumbers; ++i) numbers[i] = 0;
+    Expect(row, "primfit_fit", FitAdaptive(row, points, numbers), numbers);
     for (i = 0; i < kMostNumbers; ++i) near[i] = row->truth[i] + 1e-3;
     Expect(row, "Optimize", row->optimize(kPoints, points, free, row->truth, near, 1e-4), near);
     if (row->parts > 0) { /* the radius or angle at another value comes back as given */

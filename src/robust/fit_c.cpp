@@ -1,0 +1,237 @@
+// The adaptive fit behind C: arrays and flags become the options of primfit::fit, its result one block.
+#include "primfit/fit_c.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fit/packed_records.h"
+#include "primfit/fit.h"
+
+using Eigen::Vector3d;
+
+namespace primfit {
+
+namespace {
+
+/// The result with all that it points to.
+struct OwnedResult : primfit_result {
+  std::vector<primfit_parameter> freedoms;
+  std::vector<double> matrix, vertices;
+  std::vector<std::uint32_t> places;
+  std::string why;
+};
+
+// What a record says beyond the numbers of its unbounded shape.
+template <class Record>
+void PackExtent(const Record& /*record*/, Packer& /*to*/, OwnedResult& /*out*/) {}
+void PackExtent(const FitOutputParamsCylinderBounded& r, Packer& to, OwnedResult& /*out*/) {
+  to << r.Height();
+}
+void PackExtent(const FitOutputParamsConeBounded& r, Packer& to, OwnedResult& /*out*/) {
+  to << r.Height0() << r.Height1();
+}
+void PackExtent(const FitOutputParamsElbow& r, Packer& to, OwnedResult& /*out*/) {
+  to << r.Angle() << r.XAxis();
+}
+void PackExtent(const FitOutputParamsPatch& r, Packer& to, OwnedResult& out) {
+  const double* loop = nullptr;
+  Vector3d xAxis;
+  const int count = r.Loop(loop, xAxis);
+  out.vertices.assign(loop, loop + 2 * static_cast<std::ptrdiff_t>(count));
+  to << xAxis;
+}
+
+/// The host's function in the shape of the library's interface.
+class CallBack : public FitProgressUpdater {
+ public:
+  explicit CallBack(const primfit_options& o) : call_(o.progress), user_(o.user) {}
+  void ReportProgress(double share) override { stop_ = call_(share, user_) != 0 || stop_; }
+  bool StopRequested() override { return stop_; }
+
+ private:
+  int (*call_)(double, void*);
+  void* user_;
+  bool stop_ = false;
+};
+
+std::optional<double> Told(double value) { return std::isnan(value) ? std::nullopt : std::optional(value); }
+
+void Take(const primfit_options& from, std::size_t n, FitOptionsBase& to) {
+  to.noise = Told(from.noise);
+  to.tolerance = Told(from.tolerance);
+  to.outlierShare = Told(from.outlier_share);
+  if (from.weights != nullptr) to.weights = {from.weights, n};
+  to.confidence = from.confidence;
+  to.mostDraws = from.most_draws;
+  to.timeLimit = from.time_limit;
+  if (from.has_seed != 0) to.seed = from.seed;
+  to.radius = {from.radius[0], from.radius[1]};
+  to.minorRadius = {from.minor_radius[0], from.minor_radius[1]};
+  to.halfAngle = {from.half_angle[0], from.half_angle[1]};
+  if (const Vector3d axis(from.axis_near); !axis.isZero(0)) to.axisNear = axis;
+  to.axisWithin = from.axis_within;
+  if (const Vector3d near(from.near_point); !near.array().isNaN().all()) to.near = near;
+  to.nearWithin = from.near_within;
+}
+
+void Tell(const FitQuality& q, OwnedResult& out) {
+  out.rms = q.rmsDistance;
+  out.mean = q.meanDistance;
+  out.mean_signed = q.meanSignedDistance;
+  out.largest = q.maxDistance;
+  for (int k = 0; k < FitHistogram::NumberSplots(); ++k)
+    out.histogram[k] = static_cast<int>(q.histogram.CountOnSlot(k));
+  out.histogram_scale = q.histogram.Sigma();
+}
+void Tell(const FitCovariance& c, OwnedResult& out) {
+  for (const FitParameter& p : c.parameters) {
+    out.freedoms.push_back({p.name, p.isAngle ? 1 : 0, {}, p.standardDeviation});
+    Packer(out.freedoms.back().direction) << p.direction;
+  }
+  out.matrix.assign(c.matrix.data(), c.matrix.data() + c.matrix.size());  // symmetric
+  Packer(out.position) << c.position;
+}
+void Tell(const FitReport& r, OwnedResult& out) {
+  out.draws = r.draws;
+  out.refinements = r.refinements;
+  out.inlier_share = r.inlierShare;
+  out.noise = r.noise;
+  out.tolerance = r.tolerance;
+  out.stop_reason = static_cast<int>(r.stopReason);
+  out.converged = r.converged ? 1 : 0;
+  out.verdict = static_cast<int>(r.verdict);
+  out.why = r.reason;
+}
+static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
+              static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK);
+
+template <class Shape, class Packed>
+std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_options& given) {
+  FitOptions<Shape> options;
+  Take(given, points.Count(), options);
+  CallBack progress(given);
+  if (given.progress != nullptr) options.progress = &progress;
+  typename Packed::Record start;
+  if (given.start != nullptr) start = Packed::FromNumbers(given.start);
+  typename Shape::Constraints constraints(&start);
+  for (std::size_t part = 0; given.fix != nullptr && part < std::size(Packed::kFix); ++part) {
+    if (given.fix[part] != 0) (constraints.*Packed::kFix[part])();
+  }
+  if (given.start != nullptr) options.constraints = &constraints;
+  FitResult<Shape> found = fit<Shape>(points, options);
+
+  auto out = std::make_unique<OwnedResult>();
+  Packer packer = Packed::Pack(found.shape, out->numbers);
+  PackExtent(found.shape, packer, *out);
+  out->number_count = static_cast<int>(packer.End() - out->numbers);
+  Tell(found.quality, *out);
+  Tell(found.covariance, *out);
+  Tell(found.report, *out);
+  out->places = std::move(found.inliers);
+  return out;
+}
+
+std::unique_ptr<OwnedResult> FitOf(primfit_shape shape, const PointView& points, const primfit_options& o) {
+  switch (shape) {
+    case PRIMFIT_LINE:
+      return FitOf<Line, PackedLine>(points, o);
+    case PRIMFIT_ARC:
+      return FitOf<Arc, PackedArc>(points, o);
+    case PRIMFIT_PLANE:
+      return FitOf<Plane, PackedPlane>(points, o);
+    case PRIMFIT_PATCH:
+      return FitOf<Patch, PackedPlane>(points, o);
+    case PRIMFIT_SPHERE:
+      return FitOf<Sphere, PackedSphere>(points, o);
+    case PRIMFIT_CYLINDER:
+      return FitOf<Cylinder, PackedCylinder>(points, o);
+    case PRIMFIT_BOUNDED_CYLINDER:
+      return FitOf<BoundedCylinder, PackedCylinder>(points, o);
+    case PRIMFIT_CONE:
+      return FitOf<Cone, PackedCone>(points, o);
+    case PRIMFIT_BOUNDED_CONE:
+      return FitOf<BoundedCone, PackedCone>(points, o);
+    case PRIMFIT_TORUS:
+      return FitOf<Torus, PackedTorus>(points, o);
+    case PRIMFIT_ELBOW:
+      return FitOf<Elbow, PackedTorus>(points, o);
+  }
+  throw FitError("There is no such shape");
+}
+
+/// Says why there is no result; an option by the name that it has in C: outlierShare is outlier_share.
+int Failed(const char* text, char* message) {
+  if (message == nullptr) return 1;
+  const bool option = std::strncmp(text, "Option ", 7) == 0;
+  char* const end = message + PRIMFIT_MESSAGE_SIZE - 2;
+  char* to = message;
+  for (; *text != 0 && to < end; ++text) {
+    const bool inWord = option && std::isupper(static_cast<unsigned char>(*text)) != 0 && to != message;
+    if (inWord) *to++ = '_';
+    *to++ = inWord ? static_cast<char>(std::tolower(static_cast<unsigned char>(*text))) : *text;
+  }
+  *to = 0;
+  return 1;
+}
+
+}  // namespace
+
+}  // namespace primfit
+
+int primfit_default_options(primfit_options* options, int version) {
+  if (options == nullptr || version != PRIMFIT_OPTIONS_VERSION) return 1;
+  constexpr double kUnset = std::numeric_limits<double>::quiet_NaN();
+  const primfit::FitOptionsBase defaults;
+  *options = {};
+  options->version = version;
+  options->noise = options->tolerance = options->outlier_share = kUnset;
+  options->confidence = defaults.confidence;
+  options->most_draws = defaults.mostDraws;
+  options->time_limit = defaults.timeLimit;
+  for (double* range : {options->radius, options->minor_radius, options->half_angle})
+    range[1] = primfit::SizeRange().high;
+  std::fill(std::begin(options->near_point), std::end(options->near_point), kUnset);
+  return 0;
+}
+
+int primfit_fit(primfit_shape shape, size_t n, const double* points, size_t stride,
+                const primfit_options* options, primfit_result** result, char* message) {
+  try {
+    primfit_options defaults;
+    primfit_default_options(&defaults, PRIMFIT_OPTIONS_VERSION);
+    const primfit_options& o = options != nullptr ? *options : defaults;
+    if (result == nullptr) return primfit::Failed("There is no place for the result", message);
+    if (o.version != PRIMFIT_OPTIONS_VERSION)
+      return primfit::Failed("Options are of an unknown version", message);
+    if (stride < 3) return primfit::Failed("The stride must be at least 3", message);
+    if (o.fix != nullptr && o.start == nullptr) return primfit::Failed("Option fix needs start", message);
+    auto found = primfit::FitOf(shape, primfit::PointView(points, n, stride), o);
+    found->parameter_count = static_cast<int>(found->freedoms.size());
+    found->parameters = found->freedoms.data();
+    found->covariance = found->matrix.data();
+    found->reason = found->why.c_str();
+    found->inlier_count = found->places.size();
+    found->inliers = found->places.data();
+    found->outline_count = found->vertices.size() / 2;
+    found->outline = found->vertices.data();
+    *result = found.release();
+    return 0;
+  } catch (const std::bad_alloc&) {
+    return primfit::Failed("There is not enough memory", message);
+  } catch (const std::exception& e) {
+    return primfit::Failed(e.what(), message);
+  } catch (...) {
+    return primfit::Failed("The host's function threw", message);
+  }
+}
+
+void primfit_free(primfit_result* result) { delete static_cast<primfit::OwnedResult*>(result); }
