@@ -45,10 +45,9 @@ Cell Measure(const Primitive& primitive, int points, double outliers, double see
     Random random(seed);
     const Points exact = PointsOn(primitive, scene.truth, scene.pose, 500, 0, random);
     const ScopedSeed scope(seed);
-    FitReport report;
     const auto start = std::chrono::steady_clock::now();
     try {
-      const Found fit = primitive.adaptive(scene.points, report);
+      const Found fit = primitive.adaptive(scene.points);
       times.push_back(
           std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
       if (!IsNear(scene, *fit.shape)) continue;

@@ -201,11 +201,12 @@ Primitive Row(std::string_view name, const Truth& truth, Extent (*extent)(const 
           },
           extent,
           Fit<P, typename Wanted::Record, kFlag...>,
-          [](const Points& points, FitReport& report) -> Found {
+          [](const Points& points) -> AdaptiveFound {
             const auto result = primfit::fit<Wanted>(points);
-            report = result.report;
-            return {P::StartShape(result.shape, Vector3d::Zero()), result.quality, ExtentOf(result.shape),
-                    report.draws};
+            return {{P::StartShape(result.shape, Vector3d::Zero()), result.quality, ExtentOf(result.shape),
+                     result.report.draws},
+                    result.report,
+                    result.covariance};
           }};
 }
 

@@ -73,6 +73,11 @@ struct Found {
   int draws = 0;  // samples that the search drew
 };
 
+struct AdaptiveFound : Found {
+  FitReport report;
+  FitCovariance covariance;
+};
+
 /// One primitive. Its true shape has its centre, apex or root in the origin of the pose and its axis, normal
 /// or direction along z.
 struct Primitive {
@@ -90,7 +95,7 @@ struct Primitive {
   /// The default fit with an expected share of outliers. @throws what the entry point throws
   Found (*fit)(const Points&, double outlierShare);
   /// The adaptive fit, which is told nothing. @throws FitError
-  Found (*adaptive)(const Points&, FitReport& report);
+  AdaptiveFound (*adaptive)(const Points&);
 };
 
 std::span<const Primitive> Primitives();

@@ -39,8 +39,7 @@ const Scene& SceneOf(const Case& row) {
 
 Found FitWithSeed(const Case& row, const Scene& scene, std::uint64_t seed) {
   const ScopedSeed scope(seed);
-  FitReport report;
-  if (row.adaptive) return row.primitive->adaptive(scene.points, report);
+  if (row.adaptive) return row.primitive->adaptive(scene.points);
   return row.primitive->fit(scene.points, OutlierShare(Share(row)));
 }
 

@@ -28,8 +28,8 @@ constexpr int kSteps = 20;
 constexpr double kClean = 0.98;
 
 /// Distances below some bound in bins, as a mixture of noise and points anywhere. The noise is normal; where
-/// that does not do, a part of it is three times wider (the contaminated normal distribution of Tukey 1960).
-/// Found by expectation-maximisation.
+/// that does not do, a part of it is three times wider (the contaminated normal distribution of Tukey 1960);
+/// not of curves, about which any rod of clutter looks like that. Found by expectation-maximisation.
 class NoiseMixture {
  public:
   NoiseMixture(bool curve, std::span<const double> distances, double start, std::span<const double> roots)
@@ -47,7 +47,7 @@ class NoiseMixture {
   double Noise() const {
     if (all_ == 0) return start_;
     const Bells one = Maximised(0);
-    if (Misfit(one) < kMisfit) return one.Noise();
+    if (curve_ || Misfit(one) < kMisfit) return one.Noise();
     const Bells two = Maximised(0.2);
     return Likelihood(two) > Likelihood(one) + kGain ? two.Noise() : one.Noise();
   }

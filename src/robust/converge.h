@@ -37,8 +37,8 @@ struct Converged {
 
 /// Standard deviation of the distances near zero, which are of noise across the shape among points that lie
 /// anywhere: expectation-maximisation (Dempster, Laird and Rubin 1977) for a half-normal and a uniform part,
-/// about a curve a Rayleigh and a linear one. Of noise with more tails than normal noise has it is the
-/// standard deviation with them.
+/// about a curve a Rayleigh and a linear one. Of surfaces' noise with more tails than normal noise has it is
+/// the standard deviation with them.
 /// @param start  a first guess
 /// @param roots  as in ConvergeTask
 double EstimateNoise(bool curve, std::span<const double> distances, double start,
