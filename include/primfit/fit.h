@@ -130,7 +130,7 @@ struct FitOptionsBase {
   std::optional<Eigen::Vector3d> axisNear;  ///< direction of an axis, line or normal, of either sign
   double axisWithin = 0;                    ///< angle from axisNear
   std::optional<Eigen::Vector3d> near;      ///< a point that the shape passes
-  double nearWithin = 0;                    ///< distance from near
+  double nearWithin = 0;                    ///< distance from near, beside the inliers' tolerance
   FitProgressUpdater* progress = nullptr;   ///< follows the search and can stop it
 };
 

@@ -69,7 +69,7 @@ typedef struct primfit_options {
   double axis_near[3];    /* direction of an axis, line or normal, of either sign; zero: any */
   double axis_within;     /* angle from axis_near */
   double near_point[3];   /* that the shape passes; NaN: none */
-  double near_within;     /* distance from near_point */
+  double near_within;     /* distance from near_point, beside the inliers' tolerance */
   const double* start;    /* numbers of a shape that is judged first, and whose parts are held; null: none */
   const int* fix;         /* for each part that can be held, not 0 to hold it as in start; null: none */
   int (*progress)(double share, void* user); /* called now and then; not 0 stops the search; null: none */

@@ -235,7 +235,7 @@ class Finder {
 
   /// Points anywhere are as dense beyond the bound as within; about a curve there is thrice the room.
   bool StandsOut(const std::optional<Converged>& c) const {
-    if (!c || !plausible_.IsNear(c->model, 0)) return false;
+    if (!c || !plausible_.IsNear(c->model, c->tolerance)) return false;
     const double beside = static_cast<double>(c->beside) / (curve_ ? 3 : 1);
     return !untold_ ||
            (static_cast<double>(c->inliers.size()) >= kStandsOut * beside && c->noise <= kCoarse * size_);

@@ -220,7 +220,9 @@ class Searcher {
   /// refined on its inliers and judged again, until that gains nothing. Candidates that are hardly bent have
   /// a competition of their own.
   void Consider(Model m) {
-    if (!IsValid(m) || (task_.isPlausible && !task_.isPlausible(m, kSlack))) return;
+    if (!IsValid(m)) return;
+    if (task_.clamp) task_.clamp(m);
+    if (task_.isPlausible && !task_.isPlausible(m, kSlack)) return;
     Score score = scorer_(m);
     const double raw = score.value;
     if (raw <= bestRaw_) return;
@@ -246,7 +248,7 @@ class Searcher {
       score = better;
       mean = Gather(score.tolerance);
     }
-    if (task_.isPlausible && !task_.isPlausible(m, 0)) return;
+    if (task_.isPlausible && !task_.isPlausible(m, score.tolerance)) return;
     const bool simple = HasSimpler(m, close_);
     (simple ? simplerRaw_ : bestRaw_) = raw;
     std::optional<SearchResult>& best = simple ? simpler_ : best_;

@@ -284,9 +284,11 @@ TEST(Fit, TakesTheShapeThatPassesAPoint) {
                                PointsOn(small, 800, kFullTurn, {0, 2}, kNoise, random));
   EXPECT_NEAR(fit<Cylinder>(points).shape.Radius(), 0.5, 0.001);
   FitOptions<Cylinder> options;
-  options.near = Vector3d(0, 0.85, 1);
-  options.nearWithin = 0.01;
-  EXPECT_NEAR(fit<Cylinder>(points, options).shape.Radius(), 0.1, 0.001);
+  for (const double within : {0.0, 0.01}) {
+    options.near = Vector3d(0, 0.85, 1);
+    options.nearWithin = within;
+    EXPECT_NEAR(fit<Cylinder>(points, options).shape.Radius(), 0.1, 0.001);
+  }
 }
 
 TEST(Fit, SaysWhenOtherShapesExplainThePointsAsWell) {
