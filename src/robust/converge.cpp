@@ -238,16 +238,10 @@ class Convergence {
     at.model = model_;
     at.noise = noise_;
     at.tolerance = tolerance_;
-    at.sums = sums_;
     at.atEnd = atEnd_;
-    if (!task_.roots.empty()) {
-      const PointRefs inliers = Gather(false);
-      std::transform(inliers.roots, inliers.roots + inliers.count, roots_.data(),
-                     [](double root) { return root * root; });
-      at.squared = SumsAt(model_, task_.held | atEnd_, inliers);
-    }
     at.inliers.reserve(selection_.Count());
     selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
+    SumUpAtFeet(at);
     at.beside = static_cast<std::size_t>(
         std::count_if(distances_.data(), distances_.data() + task_.points.size(),
                       [&](double d) { return d > tolerance_ && d <= 2 * tolerance_; }));
@@ -296,6 +290,28 @@ class Convergence {
       });
     }
     return RefsOf({close_.data(), count}, weighted ? roots_.data() : nullptr);
+  }
+
+  /// The normal equations at the feet of the inliers, or of some thousands of them, on the shape: at the
+  /// points themselves noise makes levers longer than they are.
+  void SumUpAtFeet(Converged& at) {
+    constexpr std::size_t kEnough = 8192;
+    const std::size_t step = selection_.Count() / kEnough + 1;
+    const bool weighted = !task_.roots.empty();
+    std::size_t seen = 0, count = 0;
+    WithShape(model_, [&](const auto& shape) {
+      selection_.ForEach([&](std::size_t i) {
+        if (seen++ % step != 0) return;
+        if (weighted) roots_[count] = task_.roots[i];
+        close_[count++] = shape.ClosestPoint(task_.points[i]);
+      });
+    });
+    const PointRefs feet = RefsOf({close_.data(), count}, weighted ? roots_.data() : nullptr);
+    at.sums = SumsAt(model_, task_.held | atEnd_, feet);
+    if (!weighted) return;
+    std::transform(roots_.data(), roots_.data() + count, roots_.data(),
+                   [](double root) { return root * root; });
+    at.squared = SumsAt(model_, task_.held | atEnd_, feet);
   }
 
   /// Refinement within the plausible ranges: a part that leaves its range is held at its end.

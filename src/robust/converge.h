@@ -30,7 +30,7 @@ struct Converged {
   double noise = 0, tolerance = 0;
   std::size_t beside = 0;                  ///< points beyond the tolerance, but not beyond twice of it
   unsigned atEnd = 0;                      ///< parts that are held at an end of their plausible range
-  NormalEquations sums{};                  ///< of the parts that are free
+  NormalEquations sums{};                  ///< at the inliers' feet on the shape, of the parts that are free
   std::optional<NormalEquations> squared;  ///< where there are weights: with their squares in their place
   bool settled = false;
 };

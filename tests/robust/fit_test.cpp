@@ -242,25 +242,28 @@ TEST(Fit, HoldsWhatItIsTold) {
 TEST(Fit, CountsPointsByTheirWeights) {
   Random random;
   const OutputCylinder pipe({1, 2, 3}, 0.5, random.Direction());
-  Points points = WithClutter(PointsOn(pipe, 1500, {0, 2}, {0, 2}, kNoise, random), 0.3, random);
-  Points twice = points;
-  std::vector<double> weights(points.size(), 5);
-  for (std::size_t i = 0; i < points.size(); i += 3) {
-    weights[i] = 10;
-    twice.push_back(points[i]);
-  }
-  const std::size_t worthless = points.size();
-  points = Joined(std::move(points),
-                  PointsOn(OutputPlane({1, 2, 3}, Vector3d::UnitX()), 3000, {0, 1}, {0, 1}, kNoise, random));
-  weights.resize(points.size(), 0);
   FitOptions<Cylinder> options;
-  options.weights = weights;
-  const auto got = fit<Cylinder>(points, options), same = fit<Cylinder>(twice);
-  EXPECT_NEAR(got.shape.Radius(), same.shape.Radius(), 1e-9);
-  EXPECT_LT(got.shape.Axis().cross(same.shape.Axis()).norm(), 1e-9);
-  EXPECT_NEAR(got.report.noise, same.report.noise, 2e-3 * kNoise);
-  EXPECT_NEAR(got.report.inlierShare, same.report.inlierShare, 1e-12);
-  EXPECT_LT(got.inliers.back(), worthless);
+  // Which points stand alone among clutter is told by their number, whatever their weight.
+  for (const auto& [clutter, off] : {std::pair{0.0, 1e-9}, {0.3, 2e-5}}) {
+    Points points = WithClutter(PointsOn(pipe, 1500, {0, 2}, {0, 2}, kNoise, random), clutter, random);
+    Points twice = points;
+    std::vector<double> weights(points.size(), 5);
+    for (std::size_t i = 0; i < points.size(); i += 3) {
+      weights[i] = 10;
+      twice.push_back(points[i]);
+    }
+    const std::size_t worthless = points.size();
+    points = Joined(std::move(points), PointsOn(OutputPlane({1, 2, 3}, Vector3d::UnitX()), 3000, {0, 1},
+                                                {0, 1}, kNoise, random));
+    weights.resize(points.size(), 0);
+    options.weights = weights;
+    const auto got = fit<Cylinder>(points, options), same = fit<Cylinder>(twice);
+    EXPECT_NEAR(got.shape.Radius(), same.shape.Radius(), off);
+    EXPECT_LT(got.shape.Axis().cross(same.shape.Axis()).norm(), off);
+    EXPECT_NEAR(got.report.noise, same.report.noise, 2e-3 * kNoise);
+    EXPECT_NEAR(got.report.inlierShare, same.report.inlierShare, 1e3 * off);
+    EXPECT_LT(got.inliers.back(), worthless);
+  }
 
   // How exact the result is: mean squares within 4 times the root of 2 / n, as below.
   constexpr int kRuns = 300;
