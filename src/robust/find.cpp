@@ -30,6 +30,8 @@ constexpr double kCoarse = 0.08;
 /// A bound within which a finer shape may hide, in sizes of the cloud, and by how much it is finer.
 constexpr double kMayHide = 0.03;
 constexpr double kFiner = 3;
+/// The share of the draws that the search for it may take.
+constexpr double kInside = 0.1;
 /// Fewer points than this share of all, or for each way in which a shape can change, are not searched for a
 /// shape of their own: among few some lie near one by chance.
 constexpr double kLeast = 0.02;
@@ -158,9 +160,16 @@ class Finder {
     if (untold_ && found[0].score.tolerance > kMayHide) {
       task_.leastReach = found[0].score.tolerance;
       task_.most = found[0].score.tolerance / kFiner;
+      task_.mostDraws =
+          std::min(options_.mostDraws, search_.draws + static_cast<int>(kInside * options_.mostDraws));
+      const StopReason why = search_.why;
       const std::vector<SearchResult> inside = Search(task_, dice_, search_);
-      if (!inside.empty() && inside[0].score.value >= kByChance && IsNoNoise(inside[0], found[0]))
+      task_.mostDraws = options_.mostDraws;
+      if (!inside.empty() && inside[0].score.value >= kByChance && IsNoNoise(inside[0], found[0])) {
         results.push_back(inside[0]);
+      } else if (search_.why == StopReason::kDrawLimit) {
+        search_.why = why;
+      }
     }
     results.insert(results.end(), found.begin(), found.end());
     return results;
