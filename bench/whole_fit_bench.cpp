@@ -98,17 +98,19 @@ int Register() {
     for (const int outliers : {0, 20, 50}) {
       for (const int points : {500, 1000, 5000, 100000, 1000000}) Register(primitive, points, outliers);
     }
+    // Dense clutter hides a torus: the fixed pipeline's 5000 draws find none among 60 %, the adaptive fit few
+    // among 80 % in its bounding box.
+    const bool torus =
+        dynamic_cast<const OutputTorus*>(primitive.make(primitive.truth, Pose::Identity()).get()) != nullptr;
     for (const int outliers : {0, 20, 50, 80}) {
       for (const int points : {1000, 100000}) {
-        if (outliers < 80 || points > 1000) Register(primitive, points, outliers, true);
+        if (outliers < 80 || (points > 1000 && !torus)) Register(primitive, points, outliers, true);
       }
     }
-    // Between them, to see the cost grow with the points and with the draws. 5000 draws, which is the most,
-    // find no torus among 60 %.
+    // Between them, to see the cost grow with the points and with the draws.
     Register(primitive, 20000, 20);
     for (const int outliers : {10, 30, 40}) Register(primitive, 5000, outliers);
-    if (dynamic_cast<const OutputTorus*>(primitive.make(primitive.truth, Pose::Identity()).get()) == nullptr)
-      Register(primitive, 5000, 60);
+    if (!torus) Register(primitive, 5000, 60);
   }
   return 0;
 }

@@ -19,6 +19,7 @@ namespace {
 constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
 constexpr int kRounds = 30;
+constexpr int kNoiseRounds = 3;  ///< in which the noise is estimated anew
 /// The first rounds take in more, with weights that fade: a narrow band that lies askew has lost the points
 /// that would set it right.
 constexpr int kMostFading = 2;
@@ -255,7 +256,7 @@ class Convergence {
     const std::size_t n = task_.points.size();
     const bool curve = model_.IsCurve();
     Distances(model_, task_.points.data(), static_cast<int>(n), distances_.data());
-    if (round < task_.noiseRounds)
+    if (round < kNoiseRounds)
       noise_ = EstimateNoise(curve, {distances_.data(), n}, std::max(noise_, 1e-300), task_.roots);
     tolerance_ = task_.tolerance.value_or(BoundOf(curve, task_.noise.value_or(noise_)));
   }

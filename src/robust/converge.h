@@ -18,7 +18,6 @@ struct ConvergeTask {
   unsigned held = 0;
   std::optional<double> noise, tolerance;
   double start = 0;      ///< bound of the inliers that the model comes with
-  int noiseRounds = 3;   ///< in which the noise is estimated anew
   int fadingRounds = 2;  ///< with a wider band at whose edge weights fade; 0 to 2
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;

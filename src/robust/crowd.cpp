@@ -13,7 +13,7 @@ namespace {
 
 /// A point with fewer others around it than this share of what the median point has is alone; at the corner
 /// of a plane there is a quarter.
-constexpr double kAlone = 0.2;
+constexpr double kAlone = 0.22;
 /// Points in a cell and its 26 neighbours that are enough to tell.
 constexpr std::size_t kEnough = 16;
 

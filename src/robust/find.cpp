@@ -231,10 +231,9 @@ class Finder {
       if (4 * First(count).size() > all.size()) break;
       task.points = First(count);
       const auto result = Converge(at, task);
-      if (!result) return result;
+      if (!result) return std::nullopt;
       at = result->model;
       task.start = BoundOf(curve_, result->noise);
-      task.noiseRounds = 2;
       --task.fadingRounds;
     }
     task.points = all;
