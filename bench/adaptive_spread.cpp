@@ -25,7 +25,7 @@ using Eigen::Vector3d;
 
 constexpr const char* kShapes[] = {"line", "arc", "plane", "sphere", "cylinder", "cone", "torus"};
 constexpr int kPoints = 1000;
-/// Standard deviations of a mean square that a figure may be off: of the 224 figures of the first table one
+/// Standard deviations of a mean square that a figure may be off: of the 210 figures of the first table one
 /// is beyond by chance in one run of a hundred.
 constexpr double kBound = 4.1;
 /// Relative; of few points the noise cannot be known so well: four standard deviations of it.
