@@ -21,6 +21,8 @@ namespace {
 /// Smallest bound of an inlier, in sizes of the cloud: exact points. And the largest.
 constexpr double kExact = 1e-7;
 constexpr double kLoose = 0.25;
+/// How far points that lie anywhere are from a shape at the least, in the same.
+constexpr double kReach = 0.5;
 /// A shape that chance gives once in e^30 clouds is none of chance's.
 constexpr double kByChance = 30;
 /// By how much points are denser near a shape than beside it.
@@ -151,28 +153,25 @@ class Finder {
   /// which hides the one in it.
   /// @return what was found, the best first
   std::vector<SearchResult> Look(std::span<const Vector3d> points) {
-    std::vector<SearchResult> results;
     task_.points = points;
-    task_.leastReach = 0.5;
+    task_.leastReach = kReach;
     task_.most = kLoose;
-    const std::vector<SearchResult> found = Search(task_, dice_, search_);
-    if (found.empty() || found[0].score.value < kByChance) return results;
-    if (untold_ && found[0].score.tolerance > kMayHide) {
-      task_.leastReach = found[0].score.tolerance;
-      task_.most = found[0].score.tolerance / kFiner;
-      task_.mostDraws =
-          std::min(options_.mostDraws, search_.draws + static_cast<int>(kInside * options_.mostDraws));
-      const StopReason why = search_.why;
-      const std::vector<SearchResult> inside = Search(task_, dice_, search_);
-      task_.mostDraws = options_.mostDraws;
-      if (!inside.empty() && inside[0].score.value >= kByChance && IsNoNoise(inside[0], found[0])) {
-        results.push_back(inside[0]);
-      } else if (search_.why == StopReason::kDrawLimit) {
-        search_.why = why;
-      }
+    std::vector<SearchResult> found = Search(task_, dice_, search_);
+    if (found.empty() || found[0].score.value < kByChance) return {};
+    if (!untold_ || found[0].score.tolerance <= kMayHide) return found;
+    task_.leastReach = found[0].score.tolerance;
+    task_.most = found[0].score.tolerance / kFiner;
+    task_.mostDraws =
+        std::min(options_.mostDraws, search_.draws + static_cast<int>(kInside * options_.mostDraws));
+    const StopReason why = search_.why;
+    const std::vector<SearchResult> inside = Search(task_, dice_, search_);
+    task_.mostDraws = options_.mostDraws;
+    if (!inside.empty() && inside[0].score.value >= kByChance && IsNoNoise(inside[0], found[0])) {
+      found.insert(found.begin(), inside[0]);
+    } else if (search_.why == StopReason::kDrawLimit) {
+      search_.why = why;
     }
-    results.insert(results.end(), found.begin(), found.end());
-    return results;
+    return found;
   }
 
   /// Whether a finer shape has more points than the noise of a coarse one would leave there.
@@ -210,7 +209,7 @@ class Finder {
     }
     if (across.empty() || across[0].score.value < kByChance) return;
     const std::span<const Vector3d> all(scaled_);
-    Scorer scorer(curve_, all.first(std::min(all.size(), kFew)), task_.least, kLoose, 0.5, 0);
+    Scorer scorer(curve_, all.first(std::min(all.size(), kFew)), task_.least, kLoose, kReach, 0);
     const bool first =
         across[0].score.tolerance < found.back().score.tolerance &&
         (found.front().hasSimpler || scorer(found.front().model).value < across[0].score.value);
