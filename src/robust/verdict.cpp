@@ -1,12 +1,11 @@
 #include "robust/verdict.h"
 
-#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
 
-using Eigen::Vector3d;
+#include "optimize/covariance.h"
 
 namespace primfit::robust {
 
@@ -15,8 +14,6 @@ namespace {
 constexpr double kWeakShare = 0.1;
 /// A size or direction is hardly known when it is not known to this share, respectively to these radians.
 constexpr double kHardly = 0.1;
-/// Smallest part of the normal equations that is not rounding.
-constexpr double kSingular = 1e-14;
 
 template <class... Values>
 std::string Text(const char* format, Values... values) {
@@ -36,28 +33,11 @@ const char* NameOf(unsigned parts, Form form) {
 
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const Freedoms freedoms = FreedomsOf(c.model, held | c.atEnd);
-  const int k = freedoms.count;
-  const auto n = static_cast<double>(c.inliers.size());
-  const double scale = c.noise * c.noise * InflationOf(c.model.IsCurve());
-  // In units in which every parameter moves the points alike, so that none drowns.
-  Eigen::VectorXd units(k);
-  for (int i = 0; i < k; ++i) units[i] = 1 / std::sqrt(std::max(n * c.sums.matrix[i][i], 1e-300));
-  const auto even = [&](const NormalEquations& sums) {
-    Eigen::MatrixXd m(k, k);
-    for (int i = 0; i < k; ++i) {
-      for (int j = 0; j < k; ++j) m(i, j) = units[i] * units[j] * n * sums.matrix[i][j];
-    }
-    return m;
-  };
-  // What the points do not determine is uncertain without end, not by rounding's whim.
-  const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> parts(even(c.sums));
-  const Eigen::VectorXd inverse = parts.eigenvalues().cwiseMax(kSingular).cwiseInverse();
-  Eigen::MatrixXd spread = parts.eigenvectors() * inverse.asDiagonal() * parts.eigenvectors().transpose();
-  if (c.squared) spread = (spread * even(*c.squared) * spread).eval();
-  spread = (scale * units.asDiagonal() * spread * units.asDiagonal()).eval();
   FitCovariance covariance;
-  covariance.matrix = (spread + spread.transpose()) / 2;
-  for (int i = 0; i < k; ++i) {
+  covariance.matrix = primfit::CovarianceOf(c.sums, c.squared ? &*c.squared : nullptr, freedoms.count,
+                                            static_cast<double>(c.inliers.size()),
+                                            c.noise * c.noise * InflationOf(c.model.IsCurve()));
+  for (int i = 0; i < freedoms.count; ++i) {
     const auto& f = freedoms.each[i];
     covariance.parameters.push_back({f.name, f.angle, f.direction, std::sqrt(covariance.matrix(i, i))});
   }

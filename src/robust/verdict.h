@@ -7,9 +7,8 @@
 
 namespace primfit::robust {
 
-/// The covariance of the free parameters; a part at an end of its range is none. With J the derivatives of
-/// the distances at the feet of the inliers on the shape and W the weights: noise^2 A^-1 B A^-1 for A = J^T W
-/// J and B = J^T W^2 J, which without weights is noise^2 A^-1.
+/// The covariance of the free parameters by the inliers' feet on the shape; a part at an end of its range is
+/// none.
 FitCovariance CovarianceOf(const Converged& c, unsigned held);
 
 /// Fills in the verdict and its reason.

@@ -1,0 +1,23 @@
+// How exactly least squares know their parameters.
+#ifndef PRIMFIT_SRC_OPTIMIZE_COVARIANCE_H_
+#define PRIMFIT_SRC_OPTIMIZE_COVARIANCE_H_
+
+#include <Eigen/Core>
+
+#include "optimize/normal_equations.h"
+
+namespace primfit {
+
+/// The covariance of n points' parameters for noise of a variance. With J the derivatives of the distances
+/// and W the weights it is variance A^-1 B A^-1 for A = J^T W J and B = J^T W^2 J, which without weights is
+/// variance A^-1 (White 1980 for the general form). What the points do not determine is given a large
+/// variance.
+/// @param sums     A / n
+/// @param squared  B / n; null without weights
+/// @param count    parameters
+Eigen::MatrixXd CovarianceOf(const NormalEquations& sums, const NormalEquations* squared, int count, double n,
+                             double variance);
+
+}  // namespace primfit
+
+#endif  // PRIMFIT_SRC_OPTIMIZE_COVARIANCE_H_
