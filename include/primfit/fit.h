@@ -136,7 +136,8 @@ struct FitOptionsBase {
 
 template <class Shape>
 struct FitOptions : FitOptionsBase {
-  /// Parts to be held at the values of its shape; that shape is also the first candidate.
+  /// Parts to be held at the values of its shape; that shape is also the first candidate. Its other parts may
+  /// be anything, NaN too.
   const typename Shape::Constraints* constraints = nullptr;
 };
 
@@ -196,7 +197,8 @@ struct FitResult {
 /// the same. Points that are not finite are left out. Any number of points, up to 2^31 - 1.
 /// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
 /// Elbow
-/// @throws FitError "Points are not provided" for no finite point of any weight, "Not enough points" for
+/// @throws FitError "More points than 2147483647", "Points are not provided" for no finite point of any
+/// weight, "Held parts must be finite, with no zero direction and no negative size", "Not enough points" for
 /// fewer than determine the shape, "Over constrained" where every part is held, "No shape stands out from
 /// chance", "The time limit ended the search before it found a shape", "The search was stopped before it
 /// found a shape", and for an option out of its range a text that names it, such as "Option noise must be

@@ -70,8 +70,10 @@ typedef struct primfit_options {
   double axis_within;     /* angle from axis_near */
   double near_point[3];   /* that the shape passes; NaN: none */
   double near_within;     /* distance from near_point, beside the inliers' tolerance */
-  const double* start;    /* numbers of a shape that is judged first, and whose parts are held; null: none */
-  const int* fix;         /* for each part that can be held, not 0 to hold it as in start; null: none */
+  /* Numbers of a shape that is judged first, and whose parts are held; what is not held may be anything, NaN
+   * too, and length, height, angle, u and the start of an elbow are not read. Null: none. */
+  const double* start;
+  const int* fix; /* for each part that can be held, not 0 to hold it as in start; null: none */
   int (*progress)(double share, void* user); /* called now and then; not 0 stops the search; null: none */
   void* user;
 } primfit_options;

@@ -12,6 +12,9 @@ namespace messages {
 inline constexpr char kPointsMissing[] = "Points are not provided";
 inline constexpr char kOverConstrained[] = "Over constrained";
 inline constexpr char kNotEnoughPoints[] = "Not enough points";
+inline constexpr char kTooManyPoints[] = "More points than 2147483647";
+inline constexpr char kHeldUnusable[] =
+    "Held parts must be finite, with no zero direction and no negative size";
 inline constexpr char kGoodSampleRate[] = "Good Sample Rate < 0.1";
 inline constexpr char kDistanceTolerance[] = "Distance Tolerance < 0.001";
 inline constexpr char kTorusNotProvided[] =

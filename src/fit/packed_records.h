@@ -1,5 +1,5 @@
 // How the numbers of each shape's record stand in an array, for functions that C calls: the parts that
-// constraints can hold come first, in the order of kFix.
+// constraints can hold come first, in the order of kFix. FromNumbers does without the length and the angle.
 #ifndef PRIMFIT_SRC_FIT_PACKED_RECORDS_H_
 #define PRIMFIT_SRC_FIT_PACKED_RECORDS_H_
 
@@ -37,7 +37,7 @@ struct PackedLine {
   static constexpr void (Constraints::*kFix[])() = {&Constraints::FixRoot, &Constraints::FixDirection};
   static constexpr int kSizes[] = {3, 3};
   static constexpr int kNumbers = 7;
-  static Record FromNumbers(const double* x) { return {Eigen::Vector3d(x), Eigen::Vector3d(x + 3), x[6]}; }
+  static Record FromNumbers(const double* x) { return {Eigen::Vector3d(x), Eigen::Vector3d(x + 3), 0}; }
   static Packer Pack(const Record& r, double* x) {
     return Packer(x) << r.Root() << r.Direction() << r.Length();
   }
@@ -50,7 +50,7 @@ struct PackedArc {
   static constexpr int kSizes[] = {3, 1};
   static constexpr int kNumbers = 11;
   static Record FromNumbers(const double* x) {
-    return {Eigen::Vector3d(x), x[3], Eigen::Vector3d(x + 4), Eigen::Vector3d(x + 7), x[10]};
+    return {Eigen::Vector3d(x), x[3], Eigen::Vector3d(x + 4), Eigen::Vector3d(x + 7), 0};
   }
   static Packer Pack(const Record& r, double* x) {
     return Packer(x) << r.Center() << r.Radius() << r.XAxis() << r.YAxis() << r.Angle();

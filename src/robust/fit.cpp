@@ -3,6 +3,7 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <type_traits>
 #include <utility>
 
@@ -106,6 +107,17 @@ struct FormOf<FitConstraintsTorus> {
   }
 };
 
+/// Held values that no shape has: without this check they end as points that no shape stands out from.
+void RequireUsable(const Given& given) {
+  const Model& m = *given.model;
+  const auto usable = [&](unsigned part, bool good) { return (given.held & part) == 0 || good; };
+  const auto isSize = [](double size) { return size >= 0 && std::isfinite(size); };
+  const bool good = usable(robust::kCenter, m.center.allFinite()) &&
+                    usable(robust::kAxis, m.axis.allFinite() && !m.axis.isZero(0)) &&
+                    usable(robust::kMajor, isSize(m.major)) && usable(robust::kMinor, isSize(m.minor));
+  if (!good) throw FitError(messages::kHeldUnusable);
+}
+
 /// What a record is made of: numbers of the model in the caller's coordinates, parts that were held as they
 /// were given, and the inliers about the model's centre.
 struct Findings {
@@ -177,6 +189,8 @@ typename Shape::Record RecordOf(const Findings& f) {
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using Traits = FormOf<typename Shape::Constraints>;
+  // First of all: what is reserved for each point would overflow.
+  if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
   robust::RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
@@ -186,6 +200,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   Given given, framed;
   if (options.constraints != nullptr && Traits::Shape(*options.constraints) != nullptr) {
     given = framed = Traits::Of(*options.constraints);
+    RequireUsable(given);
     framed.model->center -= frame.origin;
   }
   robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed);

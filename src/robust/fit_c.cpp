@@ -54,7 +54,7 @@ void PackExtent(const FitOutputParamsPatch& r, Packer& to, OwnedResult& out) {
 class CallBack : public FitProgressUpdater {
  public:
   explicit CallBack(const primfit_options& o) : call_(o.progress), user_(o.user) {}
-  void ReportProgress(double share) override { stop_ = call_(share, user_) != 0 || stop_; }
+  void ReportProgress(double share) override { stop_ = stop_ || call_(share, user_) != 0; }
   bool StopRequested() override { return stop_; }
 
  private:

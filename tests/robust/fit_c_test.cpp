@@ -9,7 +9,9 @@
 #include <limits>
 #include <memory>
 #include <numbers>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "primfit/fit.h"
 #include "support/scenes.h"
@@ -55,11 +57,28 @@ std::vector<double> Numbers(const Parts&... parts) {
     if constexpr (std::is_convertible_v<decltype(part), double>) {
       numbers.push_back(part);
     } else {
-      numbers.insert(numbers.end(), part.data(), part.data() + 3);
+      numbers.insert(numbers.end(), part.data(), part.data() + part.size());
     }
   };
   (add(parts), ...);
   return numbers;
+}
+
+/// The outline and the direction of u.
+std::pair<std::vector<double>, Vector3d> LoopOf(const FitOutputParamsPatch& patch) {
+  const double* loop = nullptr;
+  Vector3d u;
+  const int count = patch.Loop(loop, u);
+  return {{loop, loop + 2 * static_cast<std::ptrdiff_t>(count)}, u};
+}
+
+std::vector<double> Report(const primfit_result& r) {
+  return Numbers(r.draws, r.refinements, r.inlier_share, r.noise, r.tolerance, r.stop_reason, r.converged,
+                 r.verdict);
+}
+std::vector<double> Report(const FitReport& r) {
+  return Numbers(r.draws, r.refinements, r.inlierShare, r.noise, r.tolerance, static_cast<int>(r.stopReason),
+                 r.converged, static_cast<int>(r.verdict));
 }
 
 template <class Shape, class NumbersOf>
@@ -72,25 +91,29 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
   ASSERT_TRUE(b);
   EXPECT_EQ(std::vector<double>(b->numbers, b->numbers + b->number_count), numbersOf(a.shape));
   EXPECT_EQ(std::vector<std::uint32_t>(b->inliers, b->inliers + b->inlier_count), a.inliers);
-  EXPECT_EQ(b->rms, a.quality.rmsDistance);
-  EXPECT_EQ(b->largest, a.quality.maxDistance);
-  EXPECT_EQ(b->histogram[2], a.quality.histogram.CountOnSlot(2));
-  EXPECT_EQ(b->histogram_scale, 2 * a.report.noise);
+  const FitQuality& q = a.quality;
+  EXPECT_EQ(Numbers(b->rms, b->mean, b->mean_signed, b->largest, b->histogram_scale),
+            Numbers(q.rmsDistance, q.meanDistance, q.meanSignedDistance, q.maxDistance, 2 * a.report.noise));
+  for (int k = 0; k < 10; ++k) EXPECT_EQ(b->histogram[k], q.histogram.CountOnSlot(k)) << k;
   ASSERT_EQ(b->parameter_count, static_cast<int>(a.covariance.parameters.size()));
   for (int i = 0; i < b->parameter_count; ++i) {
     const FitParameter& p = a.covariance.parameters[static_cast<std::size_t>(i)];
-    EXPECT_STREQ(b->parameters[i].name, p.name);
-    EXPECT_EQ(Vector3d(b->parameters[i].direction), p.direction);
-    EXPECT_EQ(b->parameters[i].standard_deviation, p.standardDeviation);
+    const primfit_parameter& same = b->parameters[i];
+    EXPECT_STREQ(same.name, p.name);
+    EXPECT_EQ(Numbers(same.is_angle, Vector3d(same.direction), same.standard_deviation),
+              Numbers(p.isAngle, p.direction, p.standardDeviation));
     EXPECT_EQ(b->covariance[i * b->parameter_count], a.covariance.matrix(i, 0));
   }
   EXPECT_EQ(Vector3d(b->position), a.covariance.position);
-  EXPECT_EQ(b->draws, a.report.draws);
-  EXPECT_EQ(b->noise, a.report.noise);
-  EXPECT_EQ(b->tolerance, a.report.tolerance);
+  EXPECT_EQ(Report(*b), Report(a.report));
   EXPECT_EQ(b->verdict, PRIMFIT_GOOD);
   EXPECT_EQ(b->reason, a.report.reason);
-  EXPECT_EQ(b->outline_count > 0, shape == PRIMFIT_PATCH);
+  const std::vector<double> outline(b->outline, b->outline + 2 * b->outline_count);
+  if constexpr (std::is_same_v<Shape, Patch>) {
+    EXPECT_EQ(outline, LoopOf(a.shape).first);
+  } else {
+    EXPECT_TRUE(outline.empty());
+  }
 }
 
 TEST(FitC, GivesWhatTheFitGives) {
@@ -107,12 +130,8 @@ TEST(FitC, GivesWhatTheFitGives) {
     return Numbers(s.Center(), s.Radius(), s.XAxis(), s.YAxis(), s.Angle());
   });
   IsTheSame<Plane>(PRIMFIT_PLANE, flat, [](const auto& s) { return Numbers(s.Origin(), s.Normal()); });
-  IsTheSame<Patch>(PRIMFIT_PATCH, flat, [](const auto& s) {
-    const double* loop = nullptr;
-    Vector3d u;
-    s.Loop(loop, u);
-    return Numbers(s.Origin(), s.Normal(), u);
-  });
+  IsTheSame<Patch>(PRIMFIT_PATCH, flat,
+                   [](const auto& s) { return Numbers(s.Origin(), s.Normal(), LoopOf(s).second); });
   IsTheSame<Sphere>(PRIMFIT_SPHERE, round, [](const auto& s) { return Numbers(s.Center(), s.Radius()); });
   const auto cylinder = [](const auto& s) { return Numbers(s.Origin(), s.Radius(), s.Axis()); };
   IsTheSame<Cylinder>(PRIMFIT_CYLINDER, pipe, cylinder);
@@ -131,19 +150,117 @@ TEST(FitC, GivesWhatTheFitGives) {
   });
 }
 
+/// An option that changes the fit, the same way in both.
+template <class Shape, class Set>
+void PassesOn(primfit_shape shape, const char* name, const Points& points, const Set& set) {
+  SCOPED_TRACE(name);
+  primfit_options options = Options();
+  const Found plain = FitC(shape, points, options);
+  FitOptions<Shape> same;
+  same.seed = 7;
+  set(options, same);
+  const Found changed = FitC(shape, points, options);
+  ASSERT_TRUE(plain && changed);
+  EXPECT_EQ(Report(*changed), Report(fit<Shape>(points, same).report));
+  EXPECT_NE(Report(*changed), Report(*plain)) << "it changes nothing";
+}
+
+TEST(FitC, PassesOptionsOn) {
+  Random random;
+  const Vector3d o(1, 2, 3), a(0, 0.6, 0.8);
+  const auto seen = [&](const auto& shape, Range u, Range v) {
+    return Joined(PointsOn(shape, 1000, u, v, 0.002, random), Clutter({0, 1, 2}, {2, 3, 4}, 600, random));
+  };
+  const Points pipe = seen(OutputCylinder(o, 0.5, a), {0, 4}, {0, 2}),
+               bent = seen(OutputTorus(o, 1, 0.3, a), {0, 1.5}, kFullTurn),
+               cone = seen(OutputCone(o, 0.4, a), {0, 4}, {0.5, 1.5});
+  static const std::vector<double> kWeights = [] {
+    std::vector<double> uneven(1600, 1);
+    std::fill(uneven.begin(), uneven.begin() + 500, 3);
+    return uneven;
+  }();
+  const std::pair<const char*, void (*)(primfit_options&, FitOptionsBase&)> rows[] = {
+      {"noise", [](auto& c, auto& own) { own.noise = c.noise = 0.004; }},
+      {"tolerance", [](auto& c, auto& own) { own.tolerance = c.tolerance = 0.01; }},
+      {"outlier share", [](auto& c, auto& own) { own.outlierShare = c.outlier_share = 0.8; }},
+      {"weights", [](auto& c, auto& own) { c.weights = kWeights.data(), own.weights = kWeights; }},
+      {"confidence", [](auto& c, auto& own) { own.confidence = c.confidence = 0.01; }},
+      {"draws", [](auto& c, auto& own) { own.mostDraws = c.most_draws = 9; }},
+      {"seed", [](auto& c, auto& own) { own.seed = c.seed = 6; }},
+      {"smallest radius", [](auto& c, auto& own) { own.radius.low = c.radius[0] = 0.501; }},
+      {"largest radius", [](auto& c, auto& own) { own.radius.high = c.radius[1] = 0.499; }},
+      {"axis",
+       [](auto& c, auto& own) {
+         own.axisNear = Vector3d(c.axis_near[0] = 0, c.axis_near[1] = 6, c.axis_near[2] = 8.04);
+         own.axisWithin = c.axis_within = 0.001;
+       }},
+      {"place",
+       [](auto& c, auto& own) {
+         own.near = Vector3d(c.near_point[0] = 1, c.near_point[1] = 2, c.near_point[2] = 3);
+         own.nearWithin = c.near_within = 0.51;
+       }},
+  };
+  for (const auto& [name, set] : rows) PassesOn<Cylinder>(PRIMFIT_CYLINDER, name, pipe, set);
+  PassesOn<Torus>(PRIMFIT_TORUS, "minor radius", bent,
+                  [](auto& c, auto& own) { own.minorRadius.high = c.minor_radius[1] = 0.299; });
+  PassesOn<Cone>(PRIMFIT_CONE, "half-angle", cone,
+                 [](auto& c, auto& own) { own.halfAngle.high = c.half_angle[1] = 0.399; });
+}
+
+TEST(FitC, HoldsEachPartBesideUnknownOnes) {
+  Random random;
+  const Vector3d o(1, 2, 3), z = Vector3d::UnitZ();
+  const struct {
+    primfit_shape shape;
+    Points points;
+    std::vector<double> start;
+    std::vector<int> sizes;  // of the parts
+  } rows[] = {
+      {PRIMFIT_ARC, PointsOn(OutputCircle(o, 1, z), 500, {0, 2}, 0.002, random), {1, 2, 3, 1.003}, {3, 1}},
+      {PRIMFIT_PATCH,
+       PointsOn(OutputPlane(o, z), 800, {0, 1}, {0, 2}, 0.002, random),
+       {1, 2, 3, 0, 0, 1},
+       {3, 3}},
+      {PRIMFIT_SPHERE,
+       PointsOn(OutputSphere(o, 1), 800, {0, 1}, kFullTurn, 0.002, random),
+       {1, 2, 3, 1.003},
+       {3, 1}},
+      {PRIMFIT_CYLINDER,
+       PointsOn(OutputCylinder(o, 1, z), 800, {0, 4}, {0, 2}, 0.002, random),
+       {1, 2, 3, 1.003, 0, 0, 1},
+       {3, 1, 3}},
+      {PRIMFIT_BOUNDED_CONE,
+       PointsOn(OutputCone(o, 0.4, z), 800, {0, 4}, {1, 2}, 0.002, random),
+       {1, 2, 3, 0.403, 0, 0, 1},
+       {3, 1, 3}},
+      {PRIMFIT_ELBOW, Bent(random), {1, 2, 3, 1.003, 0.303, 0, 0, 1}, {3, 1, 1, 3}},
+  };
+  for (const auto& row : rows) {
+    std::ptrdiff_t at = 0;
+    for (std::size_t part = 0; part < row.sizes.size(); at += row.sizes[part++]) {
+      SCOPED_TRACE(std::to_string(row.shape) + ", part " + std::to_string(part));
+      const double* given = row.start.data() + at;
+      double start[10];
+      std::fill(start, start + 10, std::numeric_limits<double>::quiet_NaN());
+      std::copy_n(given, row.sizes[part], start + at);
+      int fix[4] = {};
+      fix[part] = 1;
+      primfit_options options = Options();
+      options.tolerance = 0.02;
+      options.start = start;
+      options.fix = fix;
+      const Found held = FitC(row.shape, row.points, options);
+      ASSERT_TRUE(held);
+      for (int i = 0; i < row.sizes[part]; ++i) EXPECT_EQ(held->numbers[at + i], given[i]) << i;
+      EXPECT_EQ(held->numbers[1] == 2, part == 0) << "what is not held moves";
+    }
+  }
+}
+
 TEST(FitC, DoesWhatTheOptionsSay) {
   Random random;
   const Points points = Bent(random);
-  const double start[] = {1, 2, 3, 1, 0.29, 0, 0, 1};
-  const int fix[] = {0, 0, 1, 1};
-  primfit_options options = Options();
-  options.start = start;
-  options.fix = fix;
-  const Found held = FitC(PRIMFIT_TORUS, points, options);
-  EXPECT_EQ(held->numbers[4], 0.29);
-  EXPECT_EQ(Vector3d(held->numbers + 5), Vector3d::UnitZ());
-  EXPECT_EQ(held->parameter_count, 4);  // a centre and the major radius
-
+  primfit_options options;
   const std::pair<const char*, std::function<void(primfit_options&)>> kLimits[] = {
       {"minor radius", [](auto& o) { o.minor_radius[1] = 0.29; }},
       {"major radius", [](auto& o) { o.radius[0] = 1.02; }},
@@ -158,23 +275,30 @@ TEST(FitC, DoesWhatTheOptionsSay) {
     for (int i = 0; i < at->parameter_count; ++i) EXPECT_STRNE(at->parameters[i].name, name);
   }
 
-  // The host stops the search at its third question, long before it would end.
+  // The host stops the search at its fifth question, long before it would end. A wall passes for a cylinder,
+  // so there would be another search, beside it.
   int calls = 0;
   options = Options();
   options.user = &calls;
-  options.progress = [](double, void* user) { return ++*static_cast<int*>(user) < 3 ? 0 : 1; };
-  const Found stopped = FitC(PRIMFIT_TORUS, points, options);
+  options.progress = [](double, void* user) { return ++*static_cast<int*>(user) == 5 ? 1 : 0; };
+  const Points wall =
+      Joined(PointsOn(OutputPlane({1, 2, 3}, Vector3d::UnitZ()), 1000, {-1, 1}, {0, 1}, 0.002, random),
+             Clutter({0, 1, 2}, {2, 3, 4}, 300, random));
+  const Found stopped = FitC(PRIMFIT_CYLINDER, wall, options);
+  ASSERT_TRUE(stopped);
   EXPECT_EQ(stopped->stop_reason, PRIMFIT_STOPPED);
-  EXPECT_EQ(stopped->draws, 32);
+  EXPECT_EQ(calls, 5);
 }
 
 TEST(FitC, SaysWhyThereIsNoResult) {
   Random random;
   const Points points = Straight(random);
   const std::vector<double> weights(points.size(), -1);
-  const int fix[] = {1, 1};
-  const double start[] = {1, 2, 3, 1, 0, 0, 1};
   constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  const int fix[] = {1, 1, 0, 1};
+  const double start[] = {1, 2, 3, 1, 0, 0, 1}, hole[] = {1, kNan, 3, kNan, 0, 0, 1},
+               flat[] = {1, 2, 3, 0, 0, 0, 1}, negative[] = {1, 2, 3, -1};
+  const char* const kUnusable = "Held parts must be finite, with no zero direction and no negative size";
   struct Case {
     const char* message;
     std::function<void(primfit_options&)> change;
@@ -186,6 +310,7 @@ TEST(FitC, SaysWhyThereIsNoResult) {
       {"Points are not provided", [](auto&) {}, PRIMFIT_LINE, 500, 3, true},
       {"Points are not provided", [](auto&) {}, PRIMFIT_LINE, 0},
       {"Not enough points", [](auto&) {}, PRIMFIT_LINE, 3},
+      {"More points than 2147483647", [](auto&) {}, PRIMFIT_LINE, std::size_t{1} << 61},
       {"The stride must be at least 3", [](auto&) {}, PRIMFIT_LINE, 500, 2},
       {"There is no such shape", [](auto&) {}, static_cast<primfit_shape>(11)},
       {"Options are of an unknown version", [](auto& o) { o.version = 2; }},
@@ -200,6 +325,11 @@ TEST(FitC, SaysWhyThereIsNoResult) {
        [](auto& o) { o.progress = [](double, void*) { return 1; }; }},
       {"The time limit ended the search before it found a shape", [](auto& o) { o.time_limit = 1e-12; }},
       {"Over constrained", [&](auto& o) { o.fix = fix, o.start = start; }},
+      {kUnusable, [&](auto& o) { o.fix = fix + 1, o.start = hole; }},
+      {kUnusable, [&](auto& o) { o.fix = fix + 2, o.start = flat; }},
+      {kUnusable, [&](auto& o) { o.fix = fix + 2, o.start = hole; }, PRIMFIT_SPHERE},
+      {kUnusable, [&](auto& o) { o.fix = fix + 2, o.start = negative; }, PRIMFIT_SPHERE},
+      {"Lost", [](auto& o) { o.progress = [](double, void*) -> int { throw std::runtime_error("Lost"); }; }},
       {"Option minor_radius must be a range of lengths, zero or positive",
        [](auto& o) { o.minor_radius[0] = kNan; }},
   };
