@@ -123,12 +123,11 @@ PRIMFIT_API int primfit_default_options(primfit_options* options, int version);
 
 /* Finds the shape that stands out most from chance among n points, x y z one after the other, and refines it
  * until its inliers stay the same. Points that are not finite are left out.
- * stride: doubles from point to point, at least 3. options: null for the default ones. message: null, or
- * PRIMFIT_MESSAGE_SIZE characters.
- * Returns 0 with a result for primfit_free. 1 where there is none: the message then says why, such as "Not
- * enough points", "No shape stands out from chance" or "Option noise must be positive", and the result stays
- * as it was. */
-PRIMFIT_API int primfit_fit(primfit_shape shape, size_t n, const double* points, size_t stride,
+ * shape: a primfit_shape. stride: doubles from point to point, at least 3. options: null for the default
+ * ones. message: null, or PRIMFIT_MESSAGE_SIZE characters. Returns 0 with a result for primfit_free. 1 where
+ * there is none: the message then says why, such as "Not enough points", "No shape stands out from chance" or
+ * "Option noise must be positive", and the result stays as it was. */
+PRIMFIT_API int primfit_fit(int shape, size_t n, const double* points, size_t stride,
                             const primfit_options* options, primfit_result** result, char* message);
 
 /* Frees a result; null is none. */

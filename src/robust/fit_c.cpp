@@ -140,7 +140,7 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   return out;
 }
 
-std::unique_ptr<OwnedResult> FitOf(primfit_shape shape, const PointView& points, const primfit_options& o) {
+std::unique_ptr<OwnedResult> FitOf(int shape, const PointView& points, const primfit_options& o) {
   switch (shape) {
     case PRIMFIT_LINE:
       return FitOf<Line, PackedLine>(points, o);
@@ -164,8 +164,9 @@ std::unique_ptr<OwnedResult> FitOf(primfit_shape shape, const PointView& points,
       return FitOf<Torus, PackedTorus>(points, o);
     case PRIMFIT_ELBOW:
       return FitOf<Elbow, PackedTorus>(points, o);
+    default:
+      throw FitError("There is no such shape");
   }
-  throw FitError("There is no such shape");
 }
 
 /// Says why there is no result; an option by the name that it has in C: outlierShare is outlier_share.
@@ -203,8 +204,8 @@ int primfit_default_options(primfit_options* options, int version) {
   return 0;
 }
 
-int primfit_fit(primfit_shape shape, size_t n, const double* points, size_t stride,
-                const primfit_options* options, primfit_result** result, char* message) {
+int primfit_fit(int shape, size_t n, const double* points, size_t stride, const primfit_options* options,
+                primfit_result** result, char* message) {
   try {
     primfit_options defaults;
     primfit_default_options(&defaults, PRIMFIT_OPTIONS_VERSION);

@@ -102,7 +102,7 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
     EXPECT_STREQ(same.name, p.name);
     EXPECT_EQ(Numbers(same.is_angle, Vector3d(same.direction), same.standard_deviation),
               Numbers(p.isAngle, p.direction, p.standardDeviation));
-    EXPECT_EQ(b->covariance[i * b->parameter_count], a.covariance.matrix(i, 0));
+    EXPECT_EQ(b->covariance[i], a.covariance.matrix(0, i));
   }
   EXPECT_EQ(Vector3d(b->position), a.covariance.position);
   EXPECT_EQ(Report(*b), Report(a.report));
@@ -302,17 +302,17 @@ TEST(FitC, SaysWhyThereIsNoResult) {
   struct Case {
     const char* message;
     std::function<void(primfit_options&)> change;
-    primfit_shape shape = PRIMFIT_LINE;
-    std::size_t n = 500, stride = 3;
+    int shape = PRIMFIT_LINE;
     bool missing = false;
+    std::size_t n = 500, stride = 3;
   };
   const Case cases[] = {
-      {"Points are not provided", [](auto&) {}, PRIMFIT_LINE, 500, 3, true},
-      {"Points are not provided", [](auto&) {}, PRIMFIT_LINE, 0},
-      {"Not enough points", [](auto&) {}, PRIMFIT_LINE, 3},
-      {"More points than 2147483647", [](auto&) {}, PRIMFIT_LINE, std::size_t{1} << 61},
-      {"The stride must be at least 3", [](auto&) {}, PRIMFIT_LINE, 500, 2},
-      {"There is no such shape", [](auto&) {}, static_cast<primfit_shape>(11)},
+      {"Points are not provided", [](auto&) {}, PRIMFIT_LINE, true},
+      {"Points are not provided", [](auto&) {}, PRIMFIT_LINE, false, 0},
+      {"Not enough points", [](auto&) {}, PRIMFIT_LINE, false, 3},
+      {"More points than 2147483647", [](auto&) {}, PRIMFIT_LINE, false, std::size_t{1} << 61},
+      {"The stride must be at least 3", [](auto&) {}, PRIMFIT_LINE, false, 500, 2},
+      {"There is no such shape", [](auto&) {}, 11},
       {"Options are of an unknown version", [](auto& o) { o.version = 2; }},
       {"Option noise must be positive", [](auto& o) { o.noise = 0; }},
       {"Option outlier_share must be in [0, 1)", [](auto& o) { o.outlier_share = 1; }},
