@@ -19,8 +19,7 @@ namespace {
 constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
 constexpr int kRounds = 30;
-constexpr int kNoiseRounds = 3;  ///< in which the noise is estimated anew, unless it stands
-constexpr double kStill = 0.02;  ///< by which it may still change
+constexpr int kNoiseRounds = 3;  ///< in which the noise is estimated anew
 /// The first rounds take in more, with weights that fade: a narrow band that lies askew has lost the points
 /// that would set it right.
 constexpr int kMostFading = 2;
@@ -257,11 +256,8 @@ class Convergence {
     const std::size_t n = task_.points.size();
     const bool curve = model_.IsCurve();
     Distances(model_, task_.points.data(), static_cast<int>(n), distances_.data());
-    if (round < kNoiseRounds && !noiseStands_) {
-      const double before = std::max(noise_, 1e-300);
-      noise_ = EstimateNoise(curve, {distances_.data(), n}, before, task_.roots);
-      noiseStands_ = std::abs(noise_ - before) < kStill * before;
-    }
+    if (round < kNoiseRounds)
+      noise_ = EstimateNoise(curve, {distances_.data(), n}, std::max(noise_, 1e-300), task_.roots);
     tolerance_ = task_.tolerance.value_or(BoundOf(curve, task_.noise.value_or(noise_)));
   }
 
@@ -359,7 +355,6 @@ class Convergence {
   const ConvergeTask& task_;
   Model model_;
   double noise_, tolerance_ = 0, bound_ = 0;
-  bool noiseStands_ = false;
   Scratch<double> distances_;
   Scratch<Vector3d> close_;
   Scratch<double> roots_;
@@ -376,7 +371,7 @@ double EstimateNoise(bool curve, std::span<const double> distances, double start
   double noise = start;
   for (int pass = 0; pass < 8; ++pass) {
     const double next = NoiseMixture(curve, distances, noise, roots).Noise();
-    const bool still = std::abs(next - noise) < kStill * noise;
+    const bool still = std::abs(next - noise) < 0.02 * noise;
     noise = next;
     if (still) break;
   }
