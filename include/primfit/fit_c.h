@@ -65,7 +65,7 @@ typedef struct primfit_options {
   uint64_t seed;     /* the same gives the same bits */
   double radius[2];  /* plausible range of an arc's, sphere's, cylinder's radius, a torus's major radius */
   double minor_radius[2]; /* of a torus or elbow */
-  double half_angle[2];   /* of a cone */
+  double half_angle[2];   /* of a cone; within a quarter turn, the first below it */
   double axis_near[3];    /* direction of an axis, line or normal, of either sign; zero: any */
   double axis_within;     /* angle from axis_near */
   double near_point[3];   /* that the shape passes; NaN: none */

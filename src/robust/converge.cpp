@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "fit/fit_memory.h"
 #include "robust/crowd.h"
@@ -37,9 +38,10 @@ class NoiseMixture {
       : curve_(curve), start_(start), reach_(8 * start), width_(reach_ / kBins) {
     const std::size_t step = distances.size() / kEnough + 1;
     for (std::size_t i = 0; i < distances.size(); i += step) {
-      if (!(distances[i] < reach_)) continue;
+      if (!(distances[i] >= 0 && distances[i] < reach_)) continue;
       const double weight = roots.empty() ? 1 : roots[i] * roots[i];
-      counts_[static_cast<std::size_t>(distances[i] * (1 / width_))] += weight;
+      // Just below the reach the quotient rounds to the number of bins.
+      counts_[std::min(static_cast<std::size_t>(distances[i] * (1 / width_)), kBins - 1)] += weight;
       all_ += weight;
     }
   }
@@ -378,7 +380,9 @@ double EstimateNoise(bool curve, std::span<const double> distances, double start
   return noise;
 }
 
-double BoundOf(bool curve, double noise) { return noise * (curve ? kCurveBound : kSurfaceBound); }
+double BoundOf(bool curve, double noise) {
+  return std::min(noise * (curve ? kCurveBound : kSurfaceBound), std::numeric_limits<double>::max());
+}
 
 double InflationOf(bool curve) {
   if (curve) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <type_traits>
 #include <utility>
 
@@ -55,9 +56,9 @@ struct FormOf<FitConstraintsArc> {
   static constexpr Form kForm = Form::kArc;
   static auto* Shape(const FitConstraintsArc& c) { return c.GetArc(); }
   static Given Of(const FitConstraintsArc& c) {
-    return {
-        Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
-        Model{kForm, Shape(c)->Center(), Shape(c)->XAxis().cross(Shape(c)->YAxis()), 0, Shape(c)->Radius()}};
+    const Vector3d axis = Normalised(Shape(c)->XAxis().cross(Shape(c)->YAxis()));
+    return {Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
+            Model{kForm, Shape(c)->Center(), axis, 0, Shape(c)->Radius()}};
   }
 };
 template <>
@@ -107,9 +108,17 @@ struct FormOf<FitConstraintsTorus> {
   }
 };
 
-/// Held values that no shape has: without this check they end as points that no shape stands out from.
+/// Held values that no shape has: without this check they end as points that no shape stands out from. A
+/// half-angle beyond a quarter turn is one in degrees; where nothing is held, the shape is given for its own
+/// sake, so that this has to be told there too.
 void RequireUsable(const Given& given) {
   const Model& m = *given.model;
+  if (m.form == Form::kCone) {
+    const bool held = (given.held & robust::kMinor) != 0;
+    const bool below = !(m.minor >= std::numbers::pi / 2);  // true for NaN
+    if ((held || given.held == 0) && !below) throw FitError(messages::kHalfAngleUnusable);
+    if (held && !(m.minor > 0)) throw FitError(messages::kHalfAngleUnusable);
+  }
   const auto usable = [&](unsigned part, bool good) { return (given.held & part) == 0 || good; };
   const auto isSize = [](double size) { return size >= 0 && std::isfinite(size); };
   const bool good = usable(robust::kCenter, m.center.allFinite()) &&

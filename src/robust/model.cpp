@@ -32,8 +32,8 @@ Model ModelOf(const OutputShape& shape) {
 }
 
 bool IsValid(const Model& m) {
-  if (!m.center.allFinite() || !m.axis.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor))
-    return false;
+  if (!m.center.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor)) return false;
+  if (!(std::abs(m.axis.squaredNorm() - 1) < 1e-9)) return false;  // nor for a NaN
   switch (m.form) {
     case Form::kLine:
     case Form::kPlane:
@@ -239,7 +239,8 @@ std::optional<Model> Updated(const Model& at, unsigned held, int count, const Po
     x[i] = z[i] * scale[i];
   }
   double length = 1;
-  return Moved(at, freedoms, x, length);
+  const Model moved = Moved(at, freedoms, x, length);
+  return IsValid(moved) ? std::optional(moved) : std::nullopt;
 }
 
 }  // namespace primfit::robust

@@ -59,7 +59,8 @@ decltype(auto) WithShape(const Model& m, const Visit& visit) {
 /// The model of an object of one of the seven classes.
 Model ModelOf(const OutputShape& shape);
 
-/// Whether every number is finite and sizes are positive (of a torus: the tube smaller than the ring).
+/// Whether every number is finite, the axis of unit length, a half-angle below a quarter turn, and sizes
+/// positive (of a torus: the tube smaller than the ring).
 bool IsValid(const Model& model);
 
 /// Distances to the shape, never negative; of a cone only its one side counts.

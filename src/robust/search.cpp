@@ -14,9 +14,7 @@
 #include "estimators/plane_fit.h"
 #include "estimators/sphere_fit.h"
 #include "estimators/torus_fit.h"
-#include "neighbours/local_order.h"
 #include "ransac/search_of.h"
-#include "robust/oriented.h"
 #include "robust/simpler.h"
 
 using Eigen::Vector3d;
@@ -174,20 +172,13 @@ class Searcher {
     }
     Weigh();
   }
-  /// Considers the shapes through few pieces. The first may be any of the tier, each other one is the nearest
-  /// to it of so many: pieces that are near belong to the same small shape.
+  /// Considers the shapes through few pieces of the tier.
   void Orient(std::size_t tier, int rivals) {
-    std::array<OrientedPoint, kMostOriented> sample;
     const auto size = static_cast<std::size_t>(OrientedSampleSize(task_.form));
-    for (std::size_t i = 0; i < size; ++i) {
-      const LocalPiece* chosen = nullptr;
-      for (int k = 0; k < (i == 0 ? 1 : rivals); ++k) {
-        const LocalPiece& piece = pieces_[dice_.Below(tier)];
-        const auto far = [&](const LocalPiece& p) { return (p.place - sample[0].place).squaredNorm(); };
-        if (chosen == nullptr || (far(piece) > 0 && far(piece) < far(*chosen))) chosen = &piece;
-      }
-      sample[i] = {chosen->place, chosen->direction};
-    }
+    if (tier < size) return;
+    const auto drawn = DrawPieces(std::span(pieces_).first(tier), size, rivals, dice_);
+    std::array<OrientedPoint, kMostOriented> sample;
+    for (std::size_t i = 0; i < size; ++i) sample[i] = {pieces_[drawn[i]].place, pieces_[drawn[i]].direction};
     const Candidates found = ThroughOriented(task_.form, std::span(sample).first(size));
     for (int i = 0; i < found.count; ++i) Consider(WithHeldParts(found.models[static_cast<std::size_t>(i)]));
   }
@@ -314,6 +305,24 @@ class Searcher {
 };
 
 }  // namespace
+
+std::array<std::size_t, kMostOriented> DrawPieces(std::span<const LocalPiece> pieces, std::size_t size,
+                                                  int rivals, Dice& dice) {
+  std::array<std::size_t, kMostOriented> drawn{};
+  for (std::size_t i = 0; i < size; ++i) {
+    const auto end = drawn.begin() + static_cast<std::ptrdiff_t>(i);
+    const auto isDrawn = [&](std::size_t piece) { return std::find(drawn.begin(), end, piece) != end; };
+    const auto far = [&](std::size_t piece) {
+      return (pieces[piece].place - pieces[drawn[0]].place).squaredNorm();
+    };
+    for (int rival = 0; rival < (i == 0 ? 1 : rivals); ++rival) {
+      std::size_t piece = dice.Below(pieces.size());
+      while (isDrawn(piece)) piece = dice.Below(pieces.size());
+      if (rival == 0 || far(piece) < far(*end)) *end = piece;
+    }
+  }
+  return drawn;
+}
 
 std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report) {
   return Searcher(task, dice, report).Run();
