@@ -346,6 +346,7 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
   const std::string scene = WriteScene();
   Write("two.xyz", "0 0 0\n1 0 0\n");
   Write("bad.xyz", "1 2 3\n1 2 x\n");
+  Write("cut.ply", point_files::PlyHeader("ascii", "face 1: uchar n; vertex 0: float x, float y, float z"));
   const struct {
     int status;
     const char* arguments;  // what follows the command lies in the folder of the test
@@ -359,6 +360,7 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane no.ply", "no.ply: cannot be opened: No such file"},
       {2, "info .", "is a directory"},
       {2, "plane bad.xyz", "bad.xyz: line 2: \"x\" in column 3 is not a number"},
+      {2, "plane cut.ply", "0 of the 1 row of element \"face\""},
       {2, "plane scene.ply --unit km", "--unit \"km\""},
       {2, "plane scene.ply --classic --tolerance 0.0009",
        "--tolerance 0.0009 is not a number of at least 0.001 m"},
