@@ -37,20 +37,23 @@ int DecimalsOf(double deviation) {
   return static_cast<int>(std::clamp(1 - std::floor(std::log10(deviation)), 0.0, 12.0));
 }
 
-/// @param deviation  standard deviation, of a direction in degrees; it says how many decimals mean something
+/// @param deviation  standard deviation, of a direction in degrees; it says how many decimals mean something.
+///                   Infinite: not determined
 std::string PartText(const Part& part, const double* numbers, const Unit& unit,
                      std::optional<double> deviation = {}) {
   const bool direction = part.quantity == Quantity::kDirection;
   const bool angle = part.quantity == Quantity::kAngle;
   int decimals = direction ? kDirectionDecimals : angle ? kAngleDecimals : unit.decimals;
   std::string after;
-  if (deviation) {
+  const bool known = deviation && std::isfinite(*deviation);
+  if (known) {
     const std::string_view name = direction || angle ? "deg" : unit.name;
     decimals = DecimalsOf(direction ? *deviation * FactorOf(Quantity::kAngle, unit) : *deviation);
     after = fmt::format(" ± {} {}", Fixed(*deviation, DecimalsOf(*deviation)), name);
   } else if (!direction) {
     after = fmt::format(" {}", angle ? "deg" : unit.name);
   }
+  if (deviation && !known) after += " ± not determined by the points";
   std::string text = Fixed(numbers[0], decimals);
   for (std::size_t i = 1; i < SizeOf(part.quantity); ++i) text += ", " + Fixed(numbers[i], decimals);
   return text + after;
