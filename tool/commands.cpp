@@ -153,7 +153,8 @@ void RefuseOutOfRange(std::string_view message) {
       {"nearWithin", kLimits[kPasses].option},
   };
   constexpr std::string_view kOption = "Option ";
-  if (message.starts_with("Held parts ")) throw UsageError(fmt::format("--start: {}", message));
+  if (message.starts_with("Held parts ") || message.starts_with("A half-angle "))
+    throw UsageError(fmt::format("--start: {}", message));
   if (!message.starts_with(kOption)) return;
   message.remove_prefix(kOption.size());
   const std::string_view name = message.substr(0, message.find(' '));

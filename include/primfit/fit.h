@@ -122,7 +122,7 @@ struct FitOptionsBase {
   double confidence = 0.99;  ///< that no better shape was missed; in (0, 1)
   int mostDraws = 20000;     ///< samples at the most
   double timeLimit =
-      std::numeric_limits<double>::infinity();  ///< of the search; what was found by then counts
+      std::numeric_limits<double>::infinity();  ///< from the call on; what was complete by then counts
   std::optional<std::uint64_t> seed;            ///< unset: of the thread's ScopedSeed, else of the clock
   SizeRange radius;       ///< of an arc, sphere, cylinder; of a torus or elbow the major one
   SizeRange minorRadius;  ///< of a torus or elbow
@@ -131,7 +131,8 @@ struct FitOptionsBase {
   double axisWithin = 0;                    ///< angle from axisNear
   std::optional<Eigen::Vector3d> near;      ///< a point that the shape passes
   double nearWithin = 0;                    ///< distance from near, beside the inliers' tolerance
-  FitProgressUpdater* progress = nullptr;   ///< follows the search and can stop it
+  /// Follows the fit, with shares below 1 that never run back, and can stop it.
+  FitProgressUpdater* progress = nullptr;
 };
 
 template <class Shape>
@@ -179,7 +180,9 @@ struct FitReport {
   double noise = 0;        ///< measured standard deviation of the inliers from the shape
   double tolerance = 0;    ///< distance within which points are inliers
   StopReason stopReason = StopReason::kConfident;
-  bool converged = false;  ///< whether another selection of inliers would change nothing
+  /// Whether another selection of inliers would change nothing, and another step of their refinement less
+  /// than 1e-9 of the cloud's size.
+  bool converged = false;
   Verdict verdict = Verdict::kGood;
   std::string reason;  ///< of the verdict, for people
 };

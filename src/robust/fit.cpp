@@ -198,12 +198,13 @@ typename Shape::Record RecordOf(const Findings& f) {
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using Traits = FormOf<typename Shape::Constraints>;
+  robust::Budget budget(options.timeLimit, options.progress);
   // First of all: what is reserved for each point would overflow.
   if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
   robust::RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
-  const Frame frame(points, options.weights);
+  const Frame frame(points, options.weights, budget);
   if (frame.count == 0) throw FitError(messages::kPointsMissing);
 
   Given given, framed;
@@ -212,7 +213,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
     RequireUsable(given);
     framed.model->center -= frame.origin;
   }
-  robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed);
+  robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed, budget);
 
   FitResult<Shape> result;
   result.inliers = std::move(out.converged.inliers);

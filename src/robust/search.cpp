@@ -41,6 +41,8 @@ constexpr std::size_t kLargestSample = 13;
 /// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
 /// share.
 constexpr double kShareOfSimpler = 0.25;
+/// What the search is of the work of a fit, for its progress.
+constexpr double kShareOfSearch = 0.8;
 /// How many pieces compete to be near the first.
 constexpr std::array<int, 3> kRivals = {1, 4, 16};
 
@@ -117,8 +119,10 @@ class Searcher {
   bool DrawFrom(int most, const Take& take) {
     for (; Drawn() < most && report_.draws < task_.mostDraws; ++report_.draws) {
       if (leadsToSimpler_ && Drawn() > kShareOfSimpler * task_.mostDraws) return false;
-      if (report_.draws % 16 == 0 && task_.stops && task_.stops(Done())) {
-        report_.why = StopReason::kStopped;
+      task_.budget->Advance(kShareOfSearch * Done());
+      if (report_.draws % 16 == 0) task_.budget->Ask();
+      if (task_.budget->IsOver()) {
+        report_.why = task_.budget->Why();
         return true;
       }
       if (Done() >= 1) return true;
@@ -162,6 +166,7 @@ class Searcher {
     order_.resize(task_.near ? task_.points.size() : std::min(task_.points.size(), kOrdered));
     std::iota(order_.begin(), order_.end(), std::size_t{0});
     if (task_.near) order_ = OrderByDistance(task_.points, *task_.near);
+    task_.budget->Spend(task_.points.size());
     pieces_ = PiecesAround(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
                            scorer_.IsOfCurve());
     if (!task_.near) {
@@ -214,6 +219,7 @@ class Searcher {
     if (!IsValid(m)) return;
     if (task_.clamp) task_.clamp(m);
     if (task_.isPlausible && !task_.isPlausible(m, kSlack)) return;
+    if (!task_.budget->Spend(scorer_.Points().size())) return;
     Score score = scorer_(m);
     const double raw = score.value;
     if (raw <= bestRaw_) return;
@@ -224,10 +230,10 @@ class Searcher {
       if (m.form == Form::kCone && (task_.held & kAxis) == 0 && (mean - m.center).dot(m.axis) < 0)
         m.axis = -m.axis;
       ++report_.refinements;
-      auto refined = Refine(m, task_.held, RefsOf(close_), kSteps);
+      auto refined = Refine(m, task_.held, RefsOf(close_), kSteps, *task_.budget);
       if (!refined) break;
       if (const unsigned atEnd = task_.clamp ? task_.clamp(*refined) : 0; atEnd != 0) {
-        refined = Refine(*refined, task_.held | atEnd, RefsOf(close_), kSteps);
+        refined = Refine(*refined, task_.held | atEnd, RefsOf(close_), kSteps, *task_.budget);
         if (!refined) break;
       }
       const Score better = scorer_(*refined);

@@ -34,7 +34,7 @@ class Dice {
 
 /// What a search is told; lengths in the unit of its points.
 struct SearchTask {
-  Form form;
+  Form form{};
   std::span<const Eigen::Vector3d> points;  ///< in random order
   unsigned held = 0;
   Model given{};                 ///< values of the parts held
@@ -49,7 +49,7 @@ struct SearchTask {
   /// What no range can say, with a slack in lengths for a model that is still to be refined.
   std::function<bool(const Model&, double slack)> isPlausible;
   std::optional<Eigen::Vector3d> near;  ///< samples come from around it
-  std::function<bool(double)> stops;    ///< asked now and then with the share that is done
+  Budget* budget = nullptr;
 };
 
 /// Draws a sample of pieces, no two the same: the first may be any, each other one is the nearest to the
