@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Geometry>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <type_traits>
@@ -137,6 +138,22 @@ TEST_P(EveryPrimitive, LeavesOutPointsThatAreNotFinite) {
     holes.push_back(p);
   }
   EXPECT_EQ(entry.Fit(clean, 5).quality.rmsDistance, entry.Fit(holes, 5).quality.rmsDistance);
+}
+
+TEST_P(EveryPrimitive, IsNotMovedByStrayPointsHoweverFar) {
+  Random random;
+  Pose pose = random.AnyPose(1);
+  pose.translation += Vector3d(500000, 4000000, 100);
+  const Points clean = entry.scene(pose, 600, kNoise, 0, random);
+  const Points exact = entry.scene(pose, 300, 0, 0, random);
+  for (const double far : {0.0, 1e9, 1e14, 1e15, 1e16, 3.4e38, 1e160, 1.7e308}) {
+    Points points = clean;
+    for (const std::size_t i : {0, 1, 2, 100, 599}) points[i].setConstant(i == 1 ? -far : far);
+    const Found found = entry.Fit(points, 6);
+    EXPECT_LT(RootMeanSquare(*found.shape, exact), 2 * kNoise) << "strays at " << far;
+    EXPECT_LT(found.quality.rmsDistance, 2 * kNoise) << "strays at " << far;
+    EXPECT_TRUE(std::all_of(found.extent.begin(), found.extent.end(), [](double v) { return v < 10; }));
+  }
 }
 
 TEST(Holds, ComeBackBitForBitInEveryCombination) {
