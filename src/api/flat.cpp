@@ -192,6 +192,7 @@ int OptimizeHeld(int n, const double* points, const int* fix, const double* valu
   int status = CheckArrays(n, {points, fix, values, shape});
   if (status != kDone) return status;
   const FlatHolds<Flat> holds(fix, values);
+  if (!Flat::CanHold(holds.constraints, holds.record, false)) return kFailed;
   status = Refine<Flat>(n, points, shape, scannerError, [&](const primfit::WorkingSet& set, auto& optimizer) {
     Flat::Hold(holds.constraints, holds.record, set.Origin(), optimizer);
   });

@@ -140,5 +140,29 @@ TEST(FlatHolds, ComeBackBitForBit) {
   }
 }
 
+TEST(FlatHolds, RefusePartsThatNoShapeHas) {
+  const double nan = std::nan("");
+  for (const auto& row : kHoldable) {
+    Random random;
+    const auto points = EntryOf(row.name).scene(Pose(), 200, 0.002, 0, random);
+    std::vector<double>::size_type at = 0;
+    for (std::size_t part = 0; part < row.sizes.size(); at += static_cast<std::size_t>(row.sizes[part++])) {
+      const bool isDirection = part > 0 && row.sizes[part] == 3;
+      for (const double bad : {nan, double{INFINITY}, isDirection ? 0.0 : -1.0}) {
+        if (part == 0 && bad == -1) continue;
+        int fix[4] = {};
+        fix[part] = 1;
+        auto values = row.shape, shape = row.shape;
+        std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(at), row.sizes[part], bad);
+        double quality[] = {7, 7, 7, 7};
+        EXPECT_EQ(row.optimize(200, points[0].data(), fix, values.data(), shape.data(), 0.006), 1);
+        EXPECT_EQ(row.fit(200, points[0].data(), fix, values.data(), shape.data(), quality, 0.006), 1);
+        EXPECT_EQ(shape, row.shape) << row.name << " part " << part << " held at " << bad;
+        EXPECT_EQ(quality[0], 7);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace primfit::testing

@@ -243,6 +243,81 @@ TEST(Checks, RunInOrderWithTheirTexts) {
       });
 }
 
+const char kHeldUnusable[] = "Held parts must be finite, with no zero direction and no negative size";
+
+/// What the fits of R and of the record that shares its constraints say to one held part.
+template <class R, class C>
+std::string MessageOfHeld(const R& given, std::initializer_list<void (C::*)()> held) {
+  static const Points points(30, Vector3d(1, 2, 3));
+  C constraints(&given);
+  for (const auto hold : held) (constraints.*hold)();
+  const FitInputParams<C> params(&constraints, false, true);
+  const ScopedSeed seed(1);
+  const std::string text = MessageOf([&] { FitBy<R>(points.data(), 30, params); });
+  EXPECT_EQ(MessageOf([&] { FitBy<typename OtherRecord<R>::type>(points.data(), 30, params); }), text);
+  return text;
+}
+
+TEST(Checks, RefuseHeldPartsThatNoShapeHas) {
+  const Vector3d o(1, 2, 3), up(0, 0, 1), nowhere(1, kNan, 0), infinite(0, 0, INFINITY);
+  const auto visit = [](bool placeIsBad) {
+    return [=]<class R, class C>(const std::string& name, int, const R& given, const PartsOf<C>& parts,
+                                 auto...) {
+      SCOPED_TRACE(name);
+      const bool hasDirection = name != "Arc" && name != "Sphere";
+      const auto refused = [&](const auto& part) {
+        return MessageOfHeld<R, C>(given, {part.first}) == kHeldUnusable;
+      };
+      EXPECT_EQ(refused(parts.front()), placeIsBad);
+      EXPECT_EQ(refused(parts.back()), !placeIsBad && hasDirection);
+    };
+  };
+  ForEachConstrained(nowhere, up, visit(true));
+  ForEachConstrained(infinite, up, visit(true));
+  for (const Vector3d& direction : {Vector3d(0, 0, 0), nowhere, infinite})
+    ForEachConstrained(o, direction, visit(false));
+  for (const double size : {-1e-300, -1.0, kNan, double{INFINITY}}) {
+    const FitOutputParamsCylinder cylinder(o, size, up);
+    const std::string messages[] = {
+        MessageOfHeld(FitOutputParamsArc(o, size, up), {&FitConstraintsArc::FixRadius}),
+        MessageOfHeld(FitOutputParamsSphere(o, size), {&FitConstraintsSphere::FixRadius}),
+        MessageOfHeld(cylinder, {&FitConstraintsCylinder::FixRadius, &FitConstraintsCylinder::FixAxis}),
+        MessageOfHeld(FitOutputParamsCone(o, size, up), {&FitConstraintsCone::FixAngle}),
+        MessageOfHeld(FitOutputParamsTorus(o, size, 1, up), {&FitConstraintsTorus::FixMajorRadius}),
+        MessageOfHeld(FitOutputParamsTorus(o, 1, size, up), {&FitConstraintsTorus::FixMinorRadius})};
+    for (const auto& message : messages) EXPECT_EQ(message, kHeldUnusable) << &message - messages;
+    using C = FitConstraintsCylinder;
+    EXPECT_NE(MessageOfHeld(cylinder, {&C::FixAxis}), kHeldUnusable) << "the radius is not held";
+    EXPECT_EQ(MessageOfHeld(cylinder, {&C::FixOrigin, &C::FixAxis, &C::FixRadius}), "Over constrained");
+  }
+}
+
+TEST(Checks, RefuseAnArcWithoutAPlaneWhereThatIsNeeded) {
+  const Points points(30, Vector3d(1, 2, 3));
+  const Vector3d o(0, 0, 0), x(1, 0, 0), y(0, 1, 0);
+  const struct {
+    FitOutputParamsArc arc;
+    bool asStart, asSection;
+  } rows[] = {{{o, 1, x, o, 1}, true, true},
+              {{o, 1, x, -x, 1}, true, true},
+              {{o, 1, o, y, 1}, true, true},
+              {{o, 1, x, {kNan, 1, 0}, 1}, true, true},
+              {{o, -1, x, y, 1}, false, true},
+              {{{kNan, 0, 0}, 1, x, y, 1}, false, true},
+              {{o, 1, x, x + 1e-3 * y, 1}, false, false}};
+  for (const auto& row : rows) {
+    const FitConstraintsArc constraints(&row.arc);
+    const FitInputParams<FitConstraintsArc> params(&constraints), start(&constraints, true);
+    const auto refuses = [&](auto type, const auto& with) {
+      return MessageOf([&] { FitBy<decltype(type)>(points.data(), 30, with); }) == kHeldUnusable;
+    };
+    EXPECT_FALSE(refuses(FitOutputParamsArc(), params)) << &row - rows;
+    EXPECT_EQ(refuses(FitOutputParamsArc(), start), row.asStart) << &row - rows;
+    EXPECT_EQ(refuses(FitOutputParamsTorus(), params), row.asSection) << &row - rows;
+    EXPECT_EQ(refuses(FitOutputParamsElbow(), params), row.asSection) << &row - rows;
+  }
+}
+
 TEST(TorusThroughArc, NeedsItsArcAndIsFoundWithTheDefaults) {
   Random random;
   const Pose pose = random.AnyPose(3);
