@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <type_traits>
 
 #include "api/entries.h"
@@ -316,6 +317,28 @@ TEST(Checks, RefuseAnArcWithoutAPlaneWhereThatIsNeeded) {
     EXPECT_EQ(refuses(FitOutputParamsTorus(), params), row.asSection) << &row - rows;
     EXPECT_EQ(refuses(FitOutputParamsElbow(), params), row.asSection) << &row - rows;
   }
+}
+
+TEST(Cone, HasAnAcuteHalfAngleWhateverThePoints) {
+  using Params = FitInputParams<FitConstraintsCone>;
+  int found = 0;
+  for (std::uint64_t run = 0; run < 300; ++run) {
+    Random random(run);
+    const double flat = run % 3 == 0 ? 1 : run % 3 == 1 ? 0.02 : 0;  // a cube, a slab, a square
+    const Points points = Clutter({-1, -1, -flat}, {1, 1, flat}, 60, random);
+    Params params(nullptr, false, true);
+    if (run % 2 == 0) params.SetOptimizeOnce();
+    if (run % 5 == 0) params.SetScannerError(0);
+    const ScopedSeed seed(run);
+    try {
+      const double angle = ConeFromPoints(points.data(), 60, params, nullptr).GetFitShape().Angle();
+      EXPECT_TRUE(angle > 0 && angle < std::numbers::pi / 2) << angle << " in run " << run;
+      ++found;
+    } catch (const FitError& error) {
+      EXPECT_EQ(std::string(error.what()).substr(0, 7), "FitCone");
+    }
+  }
+  EXPECT_GT(found, 50);
 }
 
 TEST(TorusThroughArc, NeedsItsArcAndIsFoundWithTheDefaults) {
