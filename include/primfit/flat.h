@@ -11,7 +11,8 @@
  * - torus: centre (3), major radius, minor radius, axis (3): 8 numbers, 4 parts
  *
  * `fix` holds one int for each part, not 0 to hold it at its value in `start` or `values`; the numbers of
- * parts that are not held are not read.
+ * parts that are not held are not read. A held part comes back as it was given, a direction at unit length;
+ * one that is not finite, a direction of zero or a negative length or angle is a failure.
  *
  * Every function returns 0 when done, 1 when it failed (or an array is null), -1 for n < 1; on 1 and -1
  * nothing is written.

@@ -69,6 +69,7 @@ concept Primitive = requires(const typename P::Constraints& constraints, const t
   { P::StartShape(given, origin) } -> std::same_as<std::unique_ptr<const typename P::Shape>>;
   { P::MakeOptimizer(scannerError, flag, start, &given, origin) } -> std::same_as<typename P::Optimizer>;
   { P::Hold(constraints, given, origin, optimizer) } -> std::same_as<int>;
+  { P::CanHold(constraints, given, flag) } -> std::same_as<bool>;
   { P::StartsFromGiven(flag) } -> std::same_as<bool>;
   { P::SkipsSearch(flag, flag) } -> std::same_as<bool>;
   { P::RefinesInSearch(held, scannerError) } -> std::same_as<bool>;
@@ -148,6 +149,8 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
                                     given, set.Origin());
   const int held = given != nullptr ? P::Hold(*constraints, *given, set.Origin(), optimizer) : 0;
   if (held == P::kFixable) throw FitError(messages::kOverConstrained);
+  if (given != nullptr && !P::CanHold(*constraints, *given, fromGiven))
+    throw FitError(messages::kHeldUnusable);
   fitted.held = held > 0;
 
   if (P::SkipsSearch(fromGiven, params.OptimizeOnce())) {

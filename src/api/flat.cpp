@@ -104,6 +104,18 @@ struct FlatHolds {
     return kept;
   }
 
+  /// Replaces the held parts among a shape's numbers by those given: one that went through the working frame
+  /// has lost bits. A direction is given at unit length.
+  void WriteHeld(const int* fix, double* shape) const {
+    std::array<double, 8> given{};
+    Flat::Pack(record, given.data());
+    int at = 0;
+    for (int part = 0; part < Flat::kFixable; ++part) {
+      if (fix[part] != 0) std::copy_n(given.begin() + at, Flat::kSizes[part], shape + at);
+      at += Flat::kSizes[part];
+    }
+  }
+
   typename Flat::Record record;
   typename Flat::Constraints constraints;
 };
@@ -157,18 +169,12 @@ int RunStage(int n, const double* points, double* shape, const Stage& stage) {
   return kDone;
 }
 
-/// @param fix, values  null where nothing can be held
-template <class Flat>
-int Optimize(int n, const double* points, const int* fix, const double* values, double* shape,
-             double scannerError) {
+/// The refinement of the numbers in `shape`, with `hold(set, optimizer)` to hold parts.
+template <class Flat, class Hold>
+int Refine(int n, const double* points, double* shape, double scannerError, const Hold& hold) {
   return RunStage<Flat>(n, points, shape, [&](const primfit::WorkingSet& set) {
     typename Flat::Optimizer optimizer(scannerError, false, nullptr);
-    if (fix != nullptr) {
-      if constexpr (requires { Flat::kFix; }) {
-        const FlatHolds<Flat> holds(fix, values);
-        Flat::Hold(holds.constraints, holds.record, set.Origin(), optimizer);
-      }
-    }
+    hold(set, optimizer);
     const auto start = Flat::StartShape(Flat::FromNumbers(shape), set.Origin());
     return optimizer.Optimize(set.Count(), set.Points(), start.get());
   });
@@ -177,14 +183,21 @@ int Optimize(int n, const double* points, const int* fix, const double* values, 
 template <class Flat>
 int OptimizeFree(int n, const double* points, double* shape, double scannerError) {
   const int status = CheckArrays(n, {points, shape});
-  return status != kDone ? status : Optimize<Flat>(n, points, nullptr, nullptr, shape, scannerError);
+  return status != kDone ? status : Refine<Flat>(n, points, shape, scannerError, [](auto&&...) {});
 }
 
 template <class Flat>
 int OptimizeHeld(int n, const double* points, const int* fix, const double* values, double* shape,
                  double scannerError) {
-  const int status = CheckArrays(n, {points, fix, values, shape});
-  return status != kDone ? status : Optimize<Flat>(n, points, fix, values, shape, scannerError);
+  int status = CheckArrays(n, {points, fix, values, shape});
+  if (status != kDone) return status;
+  const FlatHolds<Flat> holds(fix, values);
+  if (!Flat::CanHold(holds.constraints, holds.record, false)) return kFailed;
+  status = Refine<Flat>(n, points, shape, scannerError, [&](const primfit::WorkingSet& set, auto& optimizer) {
+    Flat::Hold(holds.constraints, holds.record, set.Origin(), optimizer);
+  });
+  if (status == kDone) holds.WriteHeld(fix, shape);
+  return status;
 }
 
 template <class Flat>

@@ -10,6 +10,7 @@
 
 #include "api/extents.h"
 #include "api/fit_pipeline.h"
+#include "fit/held_parts.h"
 #include "fit/vector_math.h"
 #include "optimize/optimizers.h"
 #include "primfit/fit/fit_constraints.h"
@@ -92,6 +93,9 @@ struct PlanePrimitive : MessagesOf<names::kPlane>,
     if (c.NormalFixed()) optimizer.FixNormal(g.Normal());
     return c.OriginFixed() + c.NormalFixed();
   }
+  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
+    return (!c.OriginFixed() || IsPlace(g.Origin())) && (!c.NormalFixed() || IsDirection(g.Normal()));
+  }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const Shape& s = f.Shape();
     const Eigen::Vector3d origin = s.Center() + f.used.Origin();
@@ -126,6 +130,9 @@ struct SpherePrimitive : MessagesOf<names::kSphere>, StartsWhenAsked, SearchUnle
     if (c.RadiusFixed()) optimizer.FixRadius(g.Radius());
     return c.CenterFixed() + c.RadiusFixed();
   }
+  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
+    return (!c.CenterFixed() || IsPlace(g.Center())) && (!c.RadiusFixed() || IsSize(g.Radius()));
+  }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const Shape& s = f.Shape();
     const Eigen::Vector3d center = s.Center() + f.used.Origin();
@@ -158,6 +165,10 @@ struct CylinderPrimitive : MessagesOf<names::kCylinder>,
     if (c.RadiusFixed()) optimizer.FixRadius(g.Radius());
     if (c.AxisFixed()) optimizer.FixAxis(g.Axis());
     return c.OriginFixed() + c.RadiusFixed() + c.AxisFixed();
+  }
+  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
+    return (!c.OriginFixed() || IsPlace(g.Origin())) && (!c.RadiusFixed() || IsSize(g.Radius())) &&
+           (!c.AxisFixed() || IsDirection(g.Axis()));
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const Shape& s = f.Shape();
@@ -193,6 +204,10 @@ struct ConePrimitive : MessagesOf<names::kCone>,
     if (c.AxisFixed()) optimizer.FixAxis(g.Axis());
     return c.ApexFixed() + c.AngleFixed() + c.AxisFixed();
   }
+  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
+    return (!c.ApexFixed() || IsPlace(g.Apex())) && (!c.AngleFixed() || IsSize(g.Angle())) &&
+           (!c.AxisFixed() || IsDirection(g.Axis()));
+  }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const Shape& s = f.Shape();
     const Eigen::Vector3d apex = s.Apex() + f.used.Origin();
@@ -227,6 +242,10 @@ struct TorusPrimitive : MessagesOf<names::kTorus>,
     if (c.MinorRadiusFixed()) optimizer.FixMinorRadius(g.MinorRadius());
     if (c.AxisFixed()) optimizer.FixAxis(g.Axis());
     return c.CenterFixed() + c.MajorRadiusFixed() + c.MinorRadiusFixed() + c.AxisFixed();
+  }
+  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
+    return (!c.CenterFixed() || IsPlace(g.Center())) && (!c.MajorRadiusFixed() || IsSize(g.MajorRadius())) &&
+           (!c.MinorRadiusFixed() || IsSize(g.MinorRadius())) && (!c.AxisFixed() || IsDirection(g.Axis()));
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const Shape& s = f.Shape();
@@ -265,6 +284,9 @@ struct TorusThroughArcPrimitive : MessagesOf<names::kTorus> {
                      arc->XAxis().cross(arc->YAxis()));
   }
   static int Hold(const Constraints&, const Given&, const Eigen::Vector3d&, Optimizer&) { return 0; }
+  static bool CanHold(const Constraints&, const Given& arc, bool /*fromGiven*/) {
+    return IsPlace(arc.Center()) && IsSize(arc.Radius()) && HasPlane(arc);
+  }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints*) {
     return TorusPrimitive::ToRecord(f, nullptr);
   }
@@ -292,6 +314,9 @@ struct LinePrimitive : MessagesOf<names::kLine>,
     if (c.RootFixed()) optimizer.FixRoot(g.Root() - origin);
     if (c.DirectionFixed()) optimizer.FixDirection(g.Direction());
     return c.RootFixed() + c.DirectionFixed();
+  }
+  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
+    return (!c.RootFixed() || IsPlace(g.Root())) && (!c.DirectionFixed() || IsDirection(g.Direction()));
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const AxialRange range = RangeAlong(f);
@@ -324,6 +349,10 @@ struct ArcPrimitive : MessagesOf<names::kArc>,
     if (c.CenterFixed()) optimizer.FixCenter(g.Center() - origin);
     if (c.RadiusFixed()) optimizer.FixRadius(g.Radius());
     return c.CenterFixed() + c.RadiusFixed();
+  }
+  static bool CanHold(const Constraints& c, const Given& g, bool fromGiven) {
+    return (!c.CenterFixed() || IsPlace(g.Center())) && (!c.RadiusFixed() || IsSize(g.Radius())) &&
+           (!fromGiven || HasPlane(g));
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
     const Shape& s = f.Shape();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "fit/robust_origin.h"
+
 using Eigen::Vector3d;
 
 namespace primfit {
@@ -28,7 +30,8 @@ template <class Usable, class Taken>
 void WorkingSet::Take(const Vector3d* data, std::uint64_t n, std::uint64_t maxCount, bool allowSampling,
                       const Usable& usable, const Taken& taken) {
   Clear();
-  origin_ = Vector3d::Zero();
+  origin_ = RobustOrigin(
+      n, [&](std::uint64_t i) -> const Vector3d& { return data[i]; }, usable);
   Vector3d* const first = AllocateSampled(allowSampling ? std::min(n, maxCount) : n);
   Vector3d* next = first;
   Scratch<unsigned char> mask;
@@ -40,7 +43,6 @@ void WorkingSet::Take(const Vector3d* data, std::uint64_t n, std::uint64_t maxCo
   std::uint64_t rank = 0;
   for (std::uint64_t i = 0; i < n; ++i) {
     if (!usable(i)) continue;
-    if (rank == 0) origin_ = data[i];
     if (mask.data() == nullptr || mask[rank] == 1) {
       taken(next - first, i);
       *next++ = data[i] - origin_;

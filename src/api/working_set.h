@@ -6,8 +6,8 @@
 namespace primfit {
 
 /// The points that a fit works on: the finite ones of the caller's, at most 100000 of them chosen at random,
-/// relative to the first finite one. Survey coordinates hold millimetres beside thousands of kilometres;
-/// squares and finite differences taken there would lose them.
+/// relative to a place among most of them. Survey coordinates hold millimetres beside thousands of
+/// kilometres; squares and finite differences taken there would lose them.
 class WorkingSet final : public Tls::ArraySampler<Eigen::Vector3d> {
  public:
   static constexpr std::uint64_t kCap = 100000;
@@ -15,7 +15,7 @@ class WorkingSet final : public Tls::ArraySampler<Eigen::Vector3d> {
   /// set is chosen from more than the cap, a byte for each of n.
   static std::size_t BytesForFit(std::uint64_t n, bool allowSampling);
 
-  /// Takes the finite points of `data` relative to the first of them, at most maxCount where sampling is
+  /// Takes the finite points of `data` relative to their RobustOrigin, at most maxCount where sampling is
   /// allowed.
   void Sample(const Eigen::Vector3d* data, std::uint64_t n, std::uint64_t maxCount,
               bool allowSampling) override;

@@ -3,11 +3,22 @@
 #include <Eigen/Geometry>
 
 #include "fit/vector_math.h"
+#include "optimize/half_angle.h"
 
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
 using primfit::PlaneFrame;
 using primfit::PointRefs;
+
+namespace {
+
+/// The refined shape; null for numbers that no shape has: the formulas go on there.
+template <class Shape, class... Numbers>
+OutputShape* NewUnless(bool impossible, const Numbers&... numbers) {
+  return impossible ? nullptr : new Shape(numbers...);
+}
+
+}  // namespace
 
 OutputShape* LineOptimizer::Refine(const OutputLine& start, const PointRefs& points) const {
   const Vector3d origin = root_.value_or(start.Root());
@@ -44,7 +55,8 @@ OutputShape* CircleOptimizer::Refine(const OutputCircle& start, const PointRefs&
                  Vector3d c;
                  double r;
                  model.GetResult(c, r);
-                 return new OutputCircle(origin + c.x() * u + c.y() * w, r, start.Axis());
+                 return NewUnless<OutputCircle>(r < 0, Vector3d(origin + c.x() * u + c.y() * w), r,
+                                                start.Axis());
                });
 }
 
@@ -76,7 +88,7 @@ OutputShape* SphereOptimizer::Refine(const OutputSphere& start, const PointRefs&
                  Vector3d center;
                  double r;
                  model.GetResult(center, r);
-                 return new OutputSphere(center, r);
+                 return NewUnless<OutputSphere>(r < 0, center, r);
                });
 }
 
@@ -93,7 +105,7 @@ OutputShape* CylinderOptimizer::Refine(const OutputCylinder& start, const PointR
                  Vector3d o, a;
                  double r;
                  model.GetResult(o, r, a);
-                 return new OutputCylinder(o, r, a);
+                 return NewUnless<OutputCylinder>(r < 0, o, r, a);
                });
 }
 
@@ -107,11 +119,12 @@ OutputShape* ConeOptimizer::Refine(const OutputCone& start, const PointRefs& poi
   const primfit::StartDirection axis(start.Axis());
   const Vector3d c = start.Apex();
   return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start},
-               points, [](const TRCone& model) {
+               points, [&](const TRCone& model) {
                  Vector3d apex, a;
                  double angle;
                  model.GetResult(apex, angle, a);
-                 return new OutputCone(apex, angle, a);
+                 if (!angle_) angle = primfit::WithinHalfTurn(angle);
+                 return NewUnless<OutputCone>(!angle_ && !primfit::IsHalfAngle(angle), apex, angle, a);
                });
 }
 
@@ -125,11 +138,11 @@ namespace {
 
 /// Reads a solved torus model of either kind.
 template <class Model>
-OutputTorus* NewTorus(const Model& model) {
+OutputShape* NewTorus(const Model& model) {
   Vector3d center, axis;
   double majorRadius, minorRadius;
   model.GetResult(center, majorRadius, minorRadius, axis);
-  return new OutputTorus(center, majorRadius, minorRadius, axis);
+  return NewUnless<OutputTorus>(majorRadius < 0 || minorRadius < 0, center, majorRadius, minorRadius, axis);
 }
 
 }  // namespace

@@ -2,12 +2,16 @@
 #ifndef PRIMFIT_SRC_RANSAC_SEARCHES_H_
 #define PRIMFIT_SRC_RANSAC_SEARCHES_H_
 
+#include <memory>
+
 #include "estimators/cone_fit.h"
 #include "estimators/cylinder_fit.h"
 #include "estimators/line_circle_fit.h"
 #include "estimators/plane_fit.h"
 #include "estimators/sphere_fit.h"
 #include "estimators/torus_fit.h"
+#include "optimize/half_angle.h"
+#include "primfit/shapes/output_cone.h"
 #include "ransac/search_of.h"
 
 class RansacLine final : public primfit::SearchOf<&EstimateLine, 2, primfit::names::kLine> {
@@ -41,6 +45,15 @@ class RansacCylinder final
 class RansacCone final : public primfit::SearchOf<&primfit::EstimateBy<ConeFit>, 6, primfit::names::kCone> {
  public:
   using SearchOf::SearchOf;
+
+  /// A plane or a line, which the estimate makes of points that lie so, is a start of the refinement and no
+  /// candidate of its own.
+  OutputShape* MakeShape(int k, const int* indices, const Eigen::Vector3d* samplePoints) override {
+    std::unique_ptr<OutputShape> shape(SearchOf::MakeShape(k, indices, samplePoints));
+    const bool estimated = shape && Optimizer() == nullptr;
+    if (estimated && !primfit::IsHalfAngle(static_cast<const OutputCone&>(*shape).Angle())) return nullptr;
+    return shape.release();
+  }
 };
 
 /// Fewer than 13 points never determine a torus, so a smaller sample is raised to 13: the defaults of an arc,

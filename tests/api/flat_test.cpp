@@ -4,12 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <random>
 #include <vector>
 
+#include "api/entries.h"
 #include "primfit/primfit.h"
 
+namespace primfit::testing {
 namespace {
 
 std::vector<double> Plane(int n, double outliers) {
@@ -95,4 +99,70 @@ TEST(FlatPlane, FitsWhatTheEntryPointFits) {
   EXPECT_TRUE(std::equal(expected, expected + 4, quality));
 }
 
+/// The functions of a shape with parts to hold, its numbers, and the sizes of its parts.
+struct Holdable {
+  const char* name;
+  decltype(&OptimizeCone) optimize;
+  decltype(&IFitCone) fit;
+  std::vector<double> shape;
+  std::vector<int> sizes;
+};
+const Holdable kHoldable[] = {
+    {"Cylinder", OptimizeCylinder, IFitCylinder, {0, 0, 0, 0.5, 0, 0, 1}, {3, 1, 3}},
+    {"Cone", OptimizeCone, IFitCone, {0, 0, 0, 0.4, 0, 0, 1}, {3, 1, 3}},
+    {"Torus", OptimizeTorus, IFitTorus, {0, 0, 0, 1, 0.3, 0, 0, 1}, {3, 1, 1, 3}}};
+
+TEST(FlatHolds, ComeBackBitForBit) {
+  for (const auto& row : kHoldable) {
+    for (std::uint64_t run = 0; run < 20; ++run) {
+      Random random(run);
+      Pose pose = random.AnyPose(1);
+      pose.translation += Eigen::Vector3d(500000, 4000000, 100);
+      const auto points = EntryOf(row.name).scene(pose, 200, 0.002, 0, random);
+      std::vector<double> truth = row.shape;
+      std::copy_n(pose.translation.data(), 3, truth.begin());
+      std::copy_n(pose.rotation.col(2).normalized().eval().data(), 3, truth.end() - 3);
+      const auto parts = static_cast<unsigned>(row.sizes.size());
+      for (unsigned mask = 1; mask + 1 < 1U << parts; ++mask) {
+        int fix[4];
+        for (unsigned part = 0; part < parts; ++part) fix[part] = static_cast<int>(mask >> part & 1U);
+        std::vector<double> got = truth, values = truth;
+        values[0] += 1e-4 / 3, values[3] += 1e-4 / 3;
+        ASSERT_EQ(row.optimize(200, points[0].data(), fix, values.data(), got.data(), 0.006), 0);
+        auto at = values.begin();
+        for (unsigned part = 0; part < parts; at += row.sizes[part++]) {
+          if (fix[part] == 0) continue;
+          EXPECT_TRUE(std::equal(at, at + row.sizes[part], got.begin() + (at - values.begin())))
+              << row.name << " held " << mask << " part " << part << " run " << run;
+        }
+      }
+    }
+  }
+}
+
+TEST(FlatHolds, RefusePartsThatNoShapeHas) {
+  const double nan = std::nan("");
+  for (const auto& row : kHoldable) {
+    Random random;
+    const auto points = EntryOf(row.name).scene(Pose(), 200, 0.002, 0, random);
+    std::vector<double>::size_type at = 0;
+    for (std::size_t part = 0; part < row.sizes.size(); at += static_cast<std::size_t>(row.sizes[part++])) {
+      const bool isDirection = part > 0 && row.sizes[part] == 3;
+      for (const double bad : {nan, double{INFINITY}, isDirection ? 0.0 : -1.0}) {
+        if (part == 0 && bad == -1) continue;
+        int fix[4] = {};
+        fix[part] = 1;
+        auto values = row.shape, shape = row.shape;
+        std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(at), row.sizes[part], bad);
+        double quality[] = {7, 7, 7, 7};
+        EXPECT_EQ(row.optimize(200, points[0].data(), fix, values.data(), shape.data(), 0.006), 1);
+        EXPECT_EQ(row.fit(200, points[0].data(), fix, values.data(), shape.data(), quality, 0.006), 1);
+        EXPECT_EQ(shape, row.shape) << row.name << " part " << part << " held at " << bad;
+        EXPECT_EQ(quality[0], 7);
+      }
+    }
+  }
+}
+
 }  // namespace
+}  // namespace primfit::testing

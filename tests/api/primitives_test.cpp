@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Geometry>
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <type_traits>
 
 #include "api/entries.h"
@@ -139,6 +141,22 @@ TEST_P(EveryPrimitive, LeavesOutPointsThatAreNotFinite) {
   EXPECT_EQ(entry.Fit(clean, 5).quality.rmsDistance, entry.Fit(holes, 5).quality.rmsDistance);
 }
 
+TEST_P(EveryPrimitive, IsNotMovedByStrayPointsHoweverFar) {
+  Random random;
+  Pose pose = random.AnyPose(1);
+  pose.translation += Vector3d(500000, 4000000, 100);
+  const Points clean = entry.scene(pose, 600, kNoise, 0, random);
+  const Points exact = entry.scene(pose, 300, 0, 0, random);
+  for (const double far : {0.0, 1e9, 1e14, 1e15, 1e16, 3.4e38, 1e160, 1.7e308}) {
+    Points points = clean;
+    for (const std::size_t i : {0, 1, 2, 100, 599}) points[i].setConstant(i == 1 ? -far : far);
+    const Found found = entry.Fit(points, 6);
+    EXPECT_LT(RootMeanSquare(*found.shape, exact), 2 * kNoise) << "strays at " << far;
+    EXPECT_LT(found.quality.rmsDistance, 2 * kNoise) << "strays at " << far;
+    EXPECT_TRUE(std::all_of(found.extent.begin(), found.extent.end(), [](double v) { return v < 10; }));
+  }
+}
+
 TEST(Holds, ComeBackBitForBitInEveryCombination) {
   Random random;
   Pose pose = random.AnyPose(1);
@@ -224,6 +242,103 @@ TEST(Checks, RunInOrderWithTheirTexts) {
         EXPECT_TRUE(last == "Fit" + name + " produced a poor fit quality" || last == "Fit" + name + " failed")
             << last;
       });
+}
+
+const char kHeldUnusable[] = "Held parts must be finite, with no zero direction and no negative size";
+
+/// What the fits of R and of the record that shares its constraints say to one held part.
+template <class R, class C>
+std::string MessageOfHeld(const R& given, std::initializer_list<void (C::*)()> held) {
+  static const Points points(30, Vector3d(1, 2, 3));
+  C constraints(&given);
+  for (const auto hold : held) (constraints.*hold)();
+  const FitInputParams<C> params(&constraints, false, true);
+  const ScopedSeed seed(1);
+  const std::string text = MessageOf([&] { FitBy<R>(points.data(), 30, params); });
+  EXPECT_EQ(MessageOf([&] { FitBy<typename OtherRecord<R>::type>(points.data(), 30, params); }), text);
+  return text;
+}
+
+TEST(Checks, RefuseHeldPartsThatNoShapeHas) {
+  const Vector3d o(1, 2, 3), up(0, 0, 1), nowhere(1, kNan, 0), infinite(0, 0, INFINITY);
+  const auto visit = [](bool placeIsBad) {
+    return [=]<class R, class C>(const std::string& name, int, const R& given, const PartsOf<C>& parts,
+                                 auto...) {
+      SCOPED_TRACE(name);
+      const bool hasDirection = name != "Arc" && name != "Sphere";
+      const auto refused = [&](const auto& part) {
+        return MessageOfHeld<R, C>(given, {part.first}) == kHeldUnusable;
+      };
+      EXPECT_EQ(refused(parts.front()), placeIsBad);
+      EXPECT_EQ(refused(parts.back()), !placeIsBad && hasDirection);
+    };
+  };
+  ForEachConstrained(nowhere, up, visit(true));
+  ForEachConstrained(infinite, up, visit(true));
+  for (const Vector3d& direction : {Vector3d(0, 0, 0), nowhere, infinite})
+    ForEachConstrained(o, direction, visit(false));
+  for (const double size : {-1e-300, -1.0, kNan, double{INFINITY}}) {
+    const FitOutputParamsCylinder cylinder(o, size, up);
+    const std::string messages[] = {
+        MessageOfHeld(FitOutputParamsArc(o, size, up), {&FitConstraintsArc::FixRadius}),
+        MessageOfHeld(FitOutputParamsSphere(o, size), {&FitConstraintsSphere::FixRadius}),
+        MessageOfHeld(cylinder, {&FitConstraintsCylinder::FixRadius, &FitConstraintsCylinder::FixAxis}),
+        MessageOfHeld(FitOutputParamsCone(o, size, up), {&FitConstraintsCone::FixAngle}),
+        MessageOfHeld(FitOutputParamsTorus(o, size, 1, up), {&FitConstraintsTorus::FixMajorRadius}),
+        MessageOfHeld(FitOutputParamsTorus(o, 1, size, up), {&FitConstraintsTorus::FixMinorRadius})};
+    for (const auto& message : messages) EXPECT_EQ(message, kHeldUnusable) << &message - messages;
+    using C = FitConstraintsCylinder;
+    EXPECT_NE(MessageOfHeld(cylinder, {&C::FixAxis}), kHeldUnusable) << "the radius is not held";
+    EXPECT_EQ(MessageOfHeld(cylinder, {&C::FixOrigin, &C::FixAxis, &C::FixRadius}), "Over constrained");
+  }
+}
+
+TEST(Checks, RefuseAnArcWithoutAPlaneWhereThatIsNeeded) {
+  const Points points(30, Vector3d(1, 2, 3));
+  const Vector3d o(0, 0, 0), x(1, 0, 0), y(0, 1, 0);
+  const struct {
+    FitOutputParamsArc arc;
+    bool asStart, asSection;
+  } rows[] = {{{o, 1, x, o, 1}, true, true},
+              {{o, 1, x, -x, 1}, true, true},
+              {{o, 1, o, y, 1}, true, true},
+              {{o, 1, x, {kNan, 1, 0}, 1}, true, true},
+              {{o, -1, x, y, 1}, false, true},
+              {{{kNan, 0, 0}, 1, x, y, 1}, false, true},
+              {{o, 1, x, x + 1e-3 * y, 1}, false, false}};
+  for (const auto& row : rows) {
+    const FitConstraintsArc constraints(&row.arc);
+    const FitInputParams<FitConstraintsArc> params(&constraints), start(&constraints, true);
+    const auto refuses = [&](auto type, const auto& with) {
+      return MessageOf([&] { FitBy<decltype(type)>(points.data(), 30, with); }) == kHeldUnusable;
+    };
+    EXPECT_FALSE(refuses(FitOutputParamsArc(), params)) << &row - rows;
+    EXPECT_EQ(refuses(FitOutputParamsArc(), start), row.asStart) << &row - rows;
+    EXPECT_EQ(refuses(FitOutputParamsTorus(), params), row.asSection) << &row - rows;
+    EXPECT_EQ(refuses(FitOutputParamsElbow(), params), row.asSection) << &row - rows;
+  }
+}
+
+TEST(Cone, HasAnAcuteHalfAngleWhateverThePoints) {
+  using Params = FitInputParams<FitConstraintsCone>;
+  int found = 0;
+  for (std::uint64_t run = 0; run < 300; ++run) {
+    Random random(run);
+    const double flat = run % 3 == 0 ? 1 : run % 3 == 1 ? 0.02 : 0;  // a cube, a slab, a square
+    const Points points = Clutter({-1, -1, -flat}, {1, 1, flat}, 60, random);
+    Params params(nullptr, false, true);
+    if (run % 2 == 0) params.SetOptimizeOnce();
+    if (run % 5 == 0) params.SetScannerError(0);
+    const ScopedSeed seed(run);
+    try {
+      const double angle = ConeFromPoints(points.data(), 60, params, nullptr).GetFitShape().Angle();
+      EXPECT_TRUE(angle > 0 && angle < std::numbers::pi / 2) << angle << " in run " << run;
+      ++found;
+    } catch (const FitError& error) {
+      EXPECT_EQ(std::string(error.what()).substr(0, 7), "FitCone");
+    }
+  }
+  EXPECT_GT(found, 50);
 }
 
 TEST(TorusThroughArc, NeedsItsArcAndIsFoundWithTheDefaults) {

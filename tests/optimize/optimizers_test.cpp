@@ -8,6 +8,7 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <numbers>
 #include <numeric>
 #include <vector>
 
@@ -258,6 +259,41 @@ TEST(Optimizer, ReturnsNullWhereThereIsNothingToRefine) {
   Points broken = points;
   broken[2].y() = std::nan("");
   EXPECT_FALSE(refined(optimizer, 4, broken.data(), &start)) << "a NaN must not reach the solver";
+}
+
+TEST(ConeOptimizer, GivesTheHalfAngleOfTheSurface) {
+  Random random;
+  const double pi = std::numbers::pi;
+  const Numbers<double> truth{{0.3, -0.2, 0.5}, 0.5, 0, {0, 0, 1}};
+  const Points points = Scattered(*Made(kCone, truth), {0, 4}, {0.4, 1.4}, 400, random);
+  for (const double turns : {-3 * pi, -pi, pi, 4 * pi}) {  // one surface, the deviation's sign apart
+    const OutputCone start(truth.point, 0.5 + turns, truth.axis);
+    const auto shape = Refined(kCone, start, points, 0.006);
+    ASSERT_NE(shape, nullptr);
+    EXPECT_NEAR(NumbersOf(*shape).first, 0.5, 0.01) << turns;
+    auto held = truth;
+    held.first += turns;
+    EXPECT_EQ(NumbersOf(*Refined(kCone, start, points, 0.006, kFirst, held)).first, held.first);
+  }
+  // Points on both sides of a plane: the best cone is flatter than any.
+  Points flat;
+  for (int i = 0; i < 100; ++i) flat.push_back({std::cos(i), std::sin(i), i % 2 == 0 ? 0.001 : -0.001});
+  for (const double angle : {pi / 2 - 1e-3, pi / 2, pi / 2 + 1e-3}) {
+    const auto shape = Refined(kCone, OutputCone({0, 0, 0}, angle, {0, 0, 1}), flat, 0.006);
+    EXPECT_TRUE(shape == nullptr || (NumbersOf(*shape).first > 0 && NumbersOf(*shape).first < pi / 2));
+  }
+}
+
+TEST(TorusOptimizer, GivesNoNegativeRadius) {
+  // A lemon: the arc of a circle turned about an axis beyond its centre.
+  Random random;
+  Points lemon;
+  for (int i = 0; i < 400; ++i) {
+    const double turn = random.Uniform(0, 6.2), tilt = random.Uniform(-0.6, 0.6);
+    const double rho = 0.5 * std::cos(tilt) - 0.1;
+    lemon.push_back({rho * std::cos(turn), rho * std::sin(turn), 0.5 * std::sin(tilt)});
+  }
+  EXPECT_EQ(Refined(kTorus, OutputTorus({0, 0, 0}, 0.02, 0.4, {0, 0, 1}), lemon, 0.006), nullptr);
 }
 
 TEST(Screening, KeepsFourFifthsBySignedDeviation) {

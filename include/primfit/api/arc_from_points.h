@@ -22,8 +22,9 @@
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsArc is not provided" (SkipEstimator
 /// without a shape in
 ///         the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over constrained"
-///         (both parts held), "Not enough points" (fewer than 3), "FitArc failed" (none found), "FitArc
-///         produced a poor fit quality" (see PlaneFromPoints)
+///         (both parts held), "Held parts must be finite, with no zero direction and no negative size" (or a
+///         start whose axes span no plane), "Not enough points" (fewer than 3), "FitArc failed" (none found),
+///         "FitArc produced a poor fit quality" (see PlaneFromPoints)
 /// @note Cost, seeds and threads as PlaneFromPoints. Source: Fischler and Bolles 1981; Kasa 1976; More 1977.
 PRIMFIT_API FitOutput<FitOutputParamsArc> ArcFromPoints(const Eigen::Vector3d* points, int n,
                                                         const FitInputParams<FitConstraintsArc>& params,

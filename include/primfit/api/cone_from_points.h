@@ -22,8 +22,9 @@
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsCone is not provided" (SkipEstimator
 /// without a shape in
 ///         the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over constrained"
-///         (all three parts held), "Not enough points" (fewer than 6), "FitCone failed" (none found),
-///         "FitCone produced a poor fit quality" (see PlaneFromPoints)
+///         (all three parts held), "Held parts must be finite, with no zero direction and no negative size",
+///         "Not enough points" (fewer than 6), "FitCone failed" (none found), "FitCone produced a poor fit
+///         quality" (see PlaneFromPoints)
 /// @note Cost, seeds and threads as PlaneFromPoints. Source: Fischler and Bolles 1981; More 1977 (trust
 /// region).
 PRIMFIT_API FitOutput<FitOutputParamsCone> ConeFromPoints(const Eigen::Vector3d* points, int n,

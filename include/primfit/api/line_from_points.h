@@ -24,8 +24,9 @@
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsLine is not provided" (SkipEstimator
 /// without a shape in
 ///         the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over constrained"
-///         (both parts held), "Not enough points" (fewer than 2), "FitLine failed" (none found), "FitLine
-///         produced a poor fit quality" (see PlaneFromPoints)
+///         (both parts held), "Held parts must be finite, with no zero direction and no negative size", "Not
+///         enough points" (fewer than 2), "FitLine failed" (none found), "FitLine produced a poor fit
+///         quality" (see PlaneFromPoints)
 /// @note Cost, seeds and threads as PlaneFromPoints. Source: Fischler and Bolles 1981; More 1977 (trust
 /// region).
 PRIMFIT_API FitOutput<FitOutputParamsLine> LineFromPoints(const Eigen::Vector3d* points, int n,

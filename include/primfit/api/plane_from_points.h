@@ -27,10 +27,10 @@
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsPlane is not provided" (SkipEstimator
 /// without a
 ///         shape in the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over
-///         constrained" (both parts held), "Not enough points" (fewer than 3), "FitPlane failed" (no plane
-///         found), "FitPlane produced a poor fit quality" (no point within the tolerance; or, unless any
-///         quality is accepted, less than half of the residuals below the scanner error or less than four
-///         fifths below twice that)
+///         constrained" (both parts held), "Held parts must be finite, with no zero direction and no negative
+///         size", "Not enough points" (fewer than 3), "FitPlane failed" (no plane found), "FitPlane produced
+///         a poor fit quality" (no point within the tolerance; or, unless any quality is accepted, less than
+///         half of the residuals below the scanner error or less than four fifths below twice that)
 /// @note Cost: at most 5000 candidates x n closeness tests, far fewer with the defaults. Repeated calls may
 /// differ
 ///       unless a primfit::ScopedSeed is alive on the thread. Calls on different threads are independent.

@@ -23,8 +23,9 @@
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsSphere is not provided" (SkipEstimator
 /// without a
 ///         shape in the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over
-///         constrained" (both parts held), "Not enough points" (fewer than 4), "FitSphere failed" (none
-///         found), "FitSphere produced a poor fit quality" (see PlaneFromPoints)
+///         constrained" (both parts held), "Held parts must be finite, with no zero direction and no negative
+///         size", "Not enough points" (fewer than 4), "FitSphere failed" (none found), "FitSphere produced a
+///         poor fit quality" (see PlaneFromPoints)
 /// @note Cost, seeds and threads as PlaneFromPoints. Source: Fischler and Bolles 1981; Pratt 1987.
 PRIMFIT_API FitOutput<FitOutputParamsSphere> SphereFromPoints(
     const Eigen::Vector3d* points, int n, const FitInputParams<FitConstraintsSphere>& params,

@@ -23,8 +23,9 @@
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsTorus is not provieded" (SkipEstimator
 /// without a shape
 ///         in the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over
-///         constrained" (all four parts held), "Not enough points" (fewer than 15), "FitTorus failed" (none
-///         found), "FitTorus produced a poor fit quality" (see PlaneFromPoints)
+///         constrained" (all four parts held), "Held parts must be finite, with no zero direction and no
+///         negative size", "Not enough points" (fewer than 15), "FitTorus failed" (none found), "FitTorus
+///         produced a poor fit quality" (see PlaneFromPoints)
 /// @note A sample holds at least 13 points, which a torus needs. Cost, seeds and threads as PlaneFromPoints.
 /// Source:
 ///       Fischler and Bolles 1981; More 1977 (trust region).
@@ -37,8 +38,9 @@ PRIMFIT_API FitOutput<FitOutputParamsTorus> TorusFromPoints(const Eigen::Vector3
 /// about the tube's direction there are free. SkipEstimator and the arc's flags are not read.
 /// @throws primfit::FitError, checked in this order: "Constraint is not provided" (no constraints, or no arc
 /// in them),
-///         "Points are not provided", "Not enough points" (fewer than 15), "FitTorus failed", "FitTorus
-///         produced a poor fit quality"
+///         "Points are not provided", "Held parts must be finite, with no zero direction and no negative
+///         size" (also for an arc whose axes span no plane), "Not enough points" (fewer than 15), "FitTorus
+///         failed", "FitTorus produced a poor fit quality"
 PRIMFIT_API FitOutput<FitOutputParamsTorus> TorusFromPoints(const Eigen::Vector3d* points, int n,
                                                             const FitInputParams<FitConstraintsArc>& params,
                                                             FitProgressUpdater* updater);
