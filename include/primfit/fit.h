@@ -161,7 +161,7 @@ struct FitParameter {
   const char* name;  ///< "position", "direction", "radius", "half-angle", "major radius", "minor radius"
   bool isAngle;      ///< radians, else the unit of the points
   Eigen::Vector3d direction;  ///< in which the position or direction moves; zero for a size
-  double standardDeviation;
+  double standardDeviation;   ///< infinite for what the points do not determine
 };
 
 /// How exactly the shape is known.
@@ -170,14 +170,17 @@ struct FitCovariance {
   /// the inliers, unless it is held.
   Eigen::Vector3d position = Eigen::Vector3d::Zero();
   std::vector<FitParameter> parameters;  ///< not those held, nor a part at an end of its plausible range
-  Eigen::MatrixXd matrix;                ///< of the parameters, in their order and units
+  /// Of the parameters, in their order and units; infinite variances are those of what the points do not
+  /// determine: a singular combination, or a quantity that is not known to its own size (a direction to a
+  /// quarter turn).
+  Eigen::MatrixXd matrix;
 };
 
 struct FitReport {
   int draws = 0;
   int refinements = 0;
-  double inlierShare = 0;  ///< of the finite points, by weight
-  double noise = 0;        ///< measured standard deviation of the inliers from the shape
+  double inlierShare = 0;  ///< of the finite points that were not set aside, by weight
+  double noise = 0;        ///< measured standard deviation of the inliers from the shape, whatever was told
   double tolerance = 0;    ///< distance within which points are inliers
   StopReason stopReason = StopReason::kConfident;
   /// Whether another selection of inliers would change nothing, and another step of their refinement less
@@ -185,6 +188,8 @@ struct FitReport {
   bool converged = false;
   Verdict verdict = Verdict::kGood;
   std::string reason;  ///< of the verdict, for people
+  /// Points that were left out because hundreds lie at one place, as missing returns of an organised scan do.
+  std::size_t setAside = 0;
 };
 
 template <class Shape>

@@ -51,7 +51,7 @@ typedef enum primfit_shape {
 } primfit_shape;
 
 /* What primfit::FitOptions say, in the same order; primfit_default_options gives the values for nothing said.
- * New versions only add members at the end. */
+ * New versions only add members at the end; the library takes those of all versions up to its own. */
 typedef struct primfit_options {
   int version;
   double noise;          /* standard deviation of the points from the shape; NaN: estimated */
@@ -84,7 +84,7 @@ typedef struct primfit_parameter {
   const char* name;    /* "position", "direction", "radius", "half-angle", "major radius", "minor radius" */
   int is_angle;        /* radians, else the unit of the points */
   double direction[3]; /* in which the position or direction moves; zero for a size */
-  double standard_deviation;
+  double standard_deviation; /* infinite for what the points do not determine */
 } primfit_parameter;
 
 enum { PRIMFIT_CONFIDENT, PRIMFIT_DRAW_LIMIT, PRIMFIT_TIME_LIMIT, PRIMFIT_STOPPED }; /* stop_reason */
@@ -116,10 +116,12 @@ typedef struct primfit_result {
   const uint32_t* inliers; /* positions in the points given, ascending */
   size_t outline_count;    /* vertices of a patch */
   const double* outline;   /* u and v of each: origin + u * direction of u + v * (normal x direction of u) */
+  size_t set_aside;        /* points that were left out, as hundreds lie at one place: missing returns */
 } primfit_result;
 
 /* Fills in the options for nothing said.
- * version: PRIMFIT_OPTIONS_VERSION. Returns 0, and 1 for a version that the library does not know. */
+ * version: PRIMFIT_OPTIONS_VERSION of the caller's header; what that version has is written. Returns 0, and 1
+ * for a version that the library does not know. */
 PRIMFIT_API int primfit_default_options(primfit_options* options, int version);
 
 /* Finds the shape that stands out most from chance among n points, x y z one after the other, and refines it

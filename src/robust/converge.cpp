@@ -38,12 +38,12 @@ constexpr double kClean = 0.98;
 /// not of curves, about which any rod of clutter looks like that. Found by expectation-maximisation.
 class NoiseMixture {
  public:
-  NoiseMixture(bool curve, std::span<const double> distances, double start, std::span<const double> roots)
+  NoiseMixture(bool curve, std::span<const double> distances, double start, std::span<const double> votes)
       : curve_(curve), start_(start), reach_(8 * start), width_(reach_ / kBins) {
     const std::size_t step = distances.size() / kEnough + 1;
     for (std::size_t i = 0; i < distances.size(); i += step) {
       if (!(distances[i] >= 0 && distances[i] < reach_)) continue;
-      const double weight = roots.empty() ? 1 : roots[i] * roots[i];
+      const double weight = votes.empty() ? 1 : votes[i];
       // Just below the reach the quotient rounds to the number of bins.
       counts_[std::min(static_cast<std::size_t>(distances[i] * (1 / width_)), kBins - 1)] += weight;
       all_ += weight;
@@ -277,7 +277,7 @@ class Convergence {
   void MeasureNoise() {
     const bool curve = model_.IsCurve();
     noise_ =
-        EstimateNoise(curve, {distances_.data(), task_.points.size()}, std::max(noise_, 1e-300), task_.roots);
+        EstimateNoise(curve, {distances_.data(), task_.points.size()}, std::max(noise_, 1e-300), task_.votes);
     tolerance_ = task_.tolerance.value_or(BoundOf(curve, task_.noise.value_or(noise_)));
   }
 
@@ -313,11 +313,26 @@ class Convergence {
     at.atEnd = atEnd_;
     at.inliers.reserve(selection_.Count());
     selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
+    if (task_.noise || task_.tolerance) at.noise = NoiseOfInliers(at.inliers);
     SumUpAtFeet(at);
     at.beside = static_cast<std::size_t>(
         std::count_if(distances_.data(), distances_.data() + task_.points.size(),
                       [&](double d) { return d > tolerance_ && d <= 2 * tolerance_; }));
     return at;
+  }
+
+  /// Where the bound was told it need not be one of the noise, so that this is measured within it: the root
+  /// mean square, in one direction, with the degrees of freedom that the parameters leave.
+  double NoiseOfInliers(std::span<const std::uint32_t> inliers) const {
+    double squares = 0, count = 0;
+    for (const std::uint32_t i : inliers) {
+      const double vote = task_.votes.empty() ? 1 : task_.votes[i];
+      squares += vote * distances_[i] * distances_[i];
+      count += vote;
+    }
+    const auto n = static_cast<double>(inliers.size());
+    const double left = std::max(n - FreedomsOf(model_, task_.held | atEnd_).count, 1.0) / n;
+    return std::sqrt(squares / (count * left * (model_.IsCurve() ? 2 : 1)));
   }
 
   /// Copies the inliers and their weights' roots, which where they fade fall to zero at the bound (the
@@ -423,10 +438,10 @@ class Convergence {
 }  // namespace
 
 double EstimateNoise(bool curve, std::span<const double> distances, double start,
-                     std::span<const double> roots) {
+                     std::span<const double> votes) {
   double noise = start;
   for (int pass = 0; pass < 8; ++pass) {
-    const double next = NoiseMixture(curve, distances, noise, roots).Noise();
+    const double next = NoiseMixture(curve, distances, noise, votes).Noise();
     const bool still = std::abs(next - noise) < 0.02 * noise;
     noise = next;
     if (still) break;

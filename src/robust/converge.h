@@ -15,6 +15,7 @@ namespace primfit::robust {
 struct ConvergeTask {
   std::span<const Eigen::Vector3d> points;
   std::span<const double> roots;  ///< square roots of the points' weights; none where these are all 1
+  std::span<const double> votes;  ///< what each counts in the estimate of the noise; none where all are alike
   unsigned held = 0;
   std::optional<double> noise, tolerance;
   double start = 0;      ///< bound of the inliers that the model comes with
@@ -44,9 +45,9 @@ struct Converged {
 /// about a curve a Rayleigh and a linear one. Of surfaces' noise with more tails than normal noise has it is
 /// the standard deviation with them.
 /// @param start  a first guess
-/// @param roots  as in ConvergeTask
+/// @param votes  as in ConvergeTask
 double EstimateNoise(bool curve, std::span<const double> distances, double start,
-                     std::span<const double> roots = {});
+                     std::span<const double> votes = {});
 
 /// Bound of the inliers of normal noise: it leaves out 0.27 % of them.
 double BoundOf(bool curve, double noise);

@@ -54,14 +54,30 @@ Model Unscaled(Model m, const Vector3d& middle, double size) {
 }
 
 /// Takes the points near a shape out of others.
-void LeaveOut(const Model& model, double bound, std::vector<Vector3d>& points) {
-  std::vector<double> distances(points.size());
-  Distances(model, points.data(), static_cast<int>(points.size()), distances.data());
+void LeaveOut(const Model& model, double bound, Cloud& cloud) {
+  std::vector<double> distances(cloud.points.size());
+  Distances(model, cloud.points.data(), static_cast<int>(distances.size()), distances.data());
   std::size_t kept = 0;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    if (!(distances[i] <= bound)) points[kept++] = points[i];
+  for (std::size_t i = 0; i < distances.size(); ++i) {
+    if (distances[i] <= bound) continue;
+    if (!cloud.trust.empty()) cloud.trust[kept] = cloud.trust[i];
+    cloud.points[kept++] = cloud.points[i];
   }
-  points.resize(kept);
+  cloud.points.resize(kept);
+  if (!cloud.trust.empty()) cloud.trust.resize(kept);
+}
+
+/// What points count in the estimate of the noise: their trust, but no more than the median one's, so that
+/// few do not speak for all.
+std::vector<double> Votes(std::span<const double> trust) {
+  std::vector<double> votes(trust.begin(), trust.end());
+  if (votes.empty()) return votes;
+  const auto middle = votes.begin() + static_cast<std::ptrdiff_t>(votes.size() / 2);
+  std::nth_element(votes.begin(), middle, votes.end());
+  const double median = *middle;
+  std::transform(trust.begin(), trust.end(), votes.begin(),
+                 [&](double t) { return std::min(t, median) / median; });
+  return votes;
 }
 
 /// One fit.
@@ -74,13 +90,13 @@ class Finder {
         held_(given.held),
         curve_(form == Form::kLine || form == Form::kArc),
         untold_(!options.noise && !options.tolerance),
-        plausible_(form, options, frame.origin, given.held),
+        plausible_(form, options, frame.Origin(), given.held),
         dice_(SeedOf(options)),
         cloud_(Shuffled(frame, dice_)),
         size_(SizeOf(First(kFew), middle_)) {
     if (!(size_ > 0)) throw FitError(messages::kNothingStandsOut);
-    scaled_.resize(cloud_.size());
-    std::transform(cloud_.begin(), cloud_.end(), scaled_.begin(),
+    scaled_ = cloud_;
+    std::transform(cloud_.points.begin(), cloud_.points.end(), scaled_.points.begin(),
                    [&](const Vector3d& p) { return Vector3d((p - middle_) / size_); });
     SetTask(form, given);
   }
@@ -101,7 +117,8 @@ class Finder {
     out.covariance = CovarianceOf(out.converged, held_);
     out.report.draws = search_.draws;
     out.report.refinements = search_.refinements;
-    out.report.inlierShare = frame_.WeightOf(out.converged.inliers) / frame_.weight;
+    out.report.inlierShare = frame_.ShareOf(out.converged.inliers);
+    out.report.setAside = frame_.SetAside();
     out.report.noise = out.converged.noise;
     out.report.tolerance = out.converged.tolerance;
     out.report.stopReason = budget_.IsOver() ? budget_.Why() : search_.why;
@@ -112,7 +129,7 @@ class Finder {
 
  private:
   std::span<const Vector3d> First(std::size_t count) const {
-    return std::span<const Vector3d>(cloud_).first(std::min(cloud_.size(), count));
+    return std::span<const Vector3d>(cloud_.points).first(std::min(cloud_.points.size(), count));
   }
 
   void SetTask(Form form, const Given& given) {
@@ -133,7 +150,7 @@ class Finder {
       return atEnd;
     };
     if (options_.near) {
-      task_.near = (*options_.near - frame_.origin - middle_) / size_;
+      task_.near = (*options_.near - frame_.Origin() - middle_) / size_;
       task_.isPlausible = [&](const Model& m, double slack) {
         return plausible_.IsNear(Unscaled(m, middle_, size_), slack * size_);
       };
@@ -144,8 +161,9 @@ class Finder {
   /// Searches the points. Clutter that is itself a slab, a rod or a shell passes for a shape with much noise,
   /// which hides the one in it.
   /// @return what was found, the best first
-  std::vector<SearchResult> Look(std::span<const Vector3d> points) {
-    task_.points = points;
+  std::vector<SearchResult> Look(const Cloud& among) {
+    task_.points = among.points;
+    task_.trust = among.trust;
     task_.leastReach = kReach;
     task_.most = kLoose;
     std::vector<SearchResult> found = Search(task_, dice_, search_);
@@ -188,19 +206,19 @@ class Finder {
     const auto isBent = [](const SearchResult& result) { return !result.hasSimpler; };
     const std::vector<SearchResult> across(std::find_if(found.begin(), found.end(), isBent), found.end());
     found.resize(found.size() - across.size());
-    std::vector<Vector3d> beside = scaled_;
-    const double least = std::max(kLeast * static_cast<double>(scaled_.size()),
+    Cloud beside = scaled_;
+    const double least = std::max(kLeast * static_cast<double>(scaled_.points.size()),
                                   static_cast<double>(kLeastEach * FreedomsOf(found.front().model, 0).count));
     while (found.front().hasSimpler) {
       LeaveOut(found.front().model, 2 * found.front().score.tolerance, beside);
-      if (static_cast<double>(beside.size()) < least) break;
+      if (static_cast<double>(beside.points.size()) < least) break;
       task_.startsFromGiven = false;
       const std::vector<SearchResult> more = Look(beside);
       if (more.empty()) break;
       found.insert(found.begin(), more.begin(), more.end());
     }
     if (across.empty() || across[0].score.value < kByChance) return;
-    const std::span<const Vector3d> all(scaled_);
+    const std::span<const Vector3d> all(scaled_.points);
     Scorer scorer(curve_, all.first(std::min(all.size(), kFew)), task_.least, kLoose, kReach, 0);
     const bool first =
         across[0].score.tolerance < found.back().score.tolerance &&
@@ -220,17 +238,21 @@ class Finder {
     task.budget = &budget_;
     task.start = from.score.tolerance * size_;
     Model at = Unscaled(from.model, middle_, size_);
+    const std::vector<double> votes = Votes(cloud_.trust);
     for (const std::size_t count : {kFew, kMore}) {
       if (4 * First(count).size() > all.size() || budget_.IsOver()) break;
       task.points = First(count);
+      task.votes = std::span<const double>(votes).first(std::min(votes.size(), count));
       const auto result = Converge(at, task);
       if (!result) return std::nullopt;
       at = result->model;
       task.start = BoundOf(curve_, result->noise);
       --task.fadingRounds;
     }
+    const std::vector<double> allVotes = Votes(frame_.Trust());
     task.points = all;
     task.roots = frame_.Roots();
+    task.votes = allVotes;
     return Converge(at, task);
   }
 
@@ -250,10 +272,10 @@ class Finder {
   bool untold_;  // neither the noise nor the bound of an inlier
   Plausible plausible_;
   Dice dice_;
-  std::vector<Vector3d> cloud_;  // of the points, in random order
+  Cloud cloud_;
   Vector3d middle_ = Vector3d::Zero();
   double size_;
-  std::vector<Vector3d> scaled_;  // the cloud in units of its size about its middle
+  Cloud scaled_;  // in units of its size about its middle
   SearchTask task_{};
   SearchReport search_;
 };
@@ -264,7 +286,8 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
                   Budget& budget) {
   const Freedoms freedoms = FreedomsOf(Model{.form = form, .major = 2, .minor = 1}, given.held);
   if (freedoms.count == 0) throw FitError(messages::kOverConstrained);
-  if (frame.count <= static_cast<std::size_t>(freedoms.count)) throw FitError(messages::kNotEnoughPoints);
+  if (frame.Points().size() <= static_cast<std::size_t>(freedoms.count))
+    throw FitError(messages::kNotEnoughPoints);
   return Finder(form, frame, options, given, budget).Run();
 }
 

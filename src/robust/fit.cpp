@@ -205,36 +205,37 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
   const Frame frame(points, options.weights, budget);
-  if (frame.count == 0) throw FitError(messages::kPointsMissing);
+  if (frame.Points().empty()) throw FitError(messages::kPointsMissing);
 
   Given given, framed;
   if (options.constraints != nullptr && Traits::Shape(*options.constraints) != nullptr) {
     given = framed = Traits::Of(*options.constraints);
     RequireUsable(given);
-    framed.model->center -= frame.origin;
+    framed.model->center -= frame.Origin();
   }
   robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed, budget);
 
   FitResult<Shape> result;
-  result.inliers = std::move(out.converged.inliers);
-  const Scratch<Vector3d> inliers(result.inliers.size());
-  std::transform(result.inliers.begin(), result.inliers.end(), inliers.data(),
-                 [&](std::uint32_t i) { return frame.Points()[i]; });
-  const auto count = static_cast<int>(result.inliers.size());
-  result.quality = robust::WithShape(out.model, [&](auto shape) {
-    return shape.CalculateQuality(2 * out.report.noise, count, inliers.data());
+  std::size_t copies = 0;
+  frame.ForPlaces(out.converged.inliers, [&](std::uint32_t, std::uint32_t) { ++copies; });
+  const Scratch<Vector3d> inliers(copies);
+  result.inliers.reserve(copies);
+  frame.ForPlaces(out.converged.inliers, [&](std::uint32_t i, std::uint32_t place) {
+    inliers[result.inliers.size()] = frame.Points()[i];
+    result.inliers.push_back(place);
   });
-  if (frame.left) {
-    for (std::uint32_t& i : result.inliers) i = frame.places[i];
-  }
+  std::sort(result.inliers.begin(), result.inliers.end());
+  result.quality = robust::WithShape(out.model, [&](auto shape) {
+    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(copies), inliers.data());
+  });
   Model m = out.model;
   Findings findings{.model = m,
                     .u = UnitOrthogonal(m.axis),
                     .w = {},
-                    .inliers = {inliers.data(), result.inliers.size()},
+                    .inliers = {inliers.data(), copies},
                     .center = m.center};
   findings.w = m.axis.cross(findings.u);
-  m.center += frame.origin;
+  m.center += frame.Origin();
   if ((given.held & robust::kCenter) != 0) m.center = given.model->center;
   if ((given.held & robust::kAxis) != 0) m.axis = given.model->axis;
   if ((given.held & robust::kMajor) != 0) m.major = given.model->major;

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <new>
@@ -21,6 +23,28 @@ using Eigen::Vector3d;
 namespace primfit {
 
 namespace {
+
+/// Bytes of the options of each version, up to the end of its last member. A version only adds members, which
+/// are zero for callers of an earlier one; zero has to mean that nothing is said.
+constexpr std::size_t kOptionSizes[] = {0, offsetof(primfit_options, user) + sizeof(void*)};
+static_assert(std::size(kOptionSizes) == PRIMFIT_OPTIONS_VERSION + 1);
+
+bool IsKnown(int version) { return version >= 1 && version <= PRIMFIT_OPTIONS_VERSION; }
+
+primfit_options DefaultsOf(int version) {
+  constexpr double kUnset = std::numeric_limits<double>::quiet_NaN();
+  const FitOptionsBase defaults;
+  primfit_options options = {};
+  options.version = version;
+  options.noise = options.tolerance = options.outlier_share = kUnset;
+  options.confidence = defaults.confidence;
+  options.most_draws = defaults.mostDraws;
+  options.time_limit = defaults.timeLimit;
+  for (double* range : {options.radius, options.minor_radius, options.half_angle})
+    range[1] = SizeRange().high;
+  std::fill(std::begin(options.near_point), std::end(options.near_point), kUnset);
+  return options;
+}
 
 /// The result with all that it points to.
 struct OwnedResult : primfit_result {
@@ -110,6 +134,7 @@ void Tell(const FitReport& r, OwnedResult& out) {
   out.converged = r.converged ? 1 : 0;
   out.verdict = static_cast<int>(r.verdict);
   out.why = r.reason;
+  out.set_aside = r.setAside;
 }
 static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
               static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK);
@@ -189,30 +214,23 @@ int Failed(const char* text, char* message) {
 }  // namespace primfit
 
 int primfit_default_options(primfit_options* options, int version) {
-  if (options == nullptr || version != PRIMFIT_OPTIONS_VERSION) return 1;
-  constexpr double kUnset = std::numeric_limits<double>::quiet_NaN();
-  const primfit::FitOptionsBase defaults;
-  *options = {};
-  options->version = version;
-  options->noise = options->tolerance = options->outlier_share = kUnset;
-  options->confidence = defaults.confidence;
-  options->most_draws = defaults.mostDraws;
-  options->time_limit = defaults.timeLimit;
-  for (double* range : {options->radius, options->minor_radius, options->half_angle})
-    range[1] = primfit::SizeRange().high;
-  std::fill(std::begin(options->near_point), std::end(options->near_point), kUnset);
+  if (options == nullptr || !primfit::IsKnown(version)) return 1;
+  const primfit_options defaults = primfit::DefaultsOf(version);
+  std::memcpy(options, &defaults, primfit::kOptionSizes[version]);
   return 0;
 }
 
 int primfit_fit(int shape, size_t n, const double* points, size_t stride, const primfit_options* options,
                 primfit_result** result, char* message) {
   try {
-    primfit_options defaults;
-    primfit_default_options(&defaults, PRIMFIT_OPTIONS_VERSION);
-    const primfit_options& o = options != nullptr ? *options : defaults;
     if (result == nullptr) return primfit::Failed("There is no place for the result", message);
-    if (o.version != PRIMFIT_OPTIONS_VERSION)
-      return primfit::Failed("Options are of an unknown version", message);
+    primfit_options o = primfit::DefaultsOf(PRIMFIT_OPTIONS_VERSION);
+    if (options != nullptr) {
+      if (!primfit::IsKnown(options->version))
+        return primfit::Failed("Options are of an unknown version", message);
+      o = {};
+      std::memcpy(&o, options, primfit::kOptionSizes[options->version]);
+    }
     if (stride < 3) return primfit::Failed("The stride must be at least 3", message);
     if (o.fix != nullptr && o.start == nullptr) return primfit::Failed("Option fix needs start", message);
     auto found = primfit::FitOf(shape, primfit::PointView(points, n, stride), o);

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <limits>
 #include <utility>
+
+#include "fit/robust_origin.h"
 
 using Eigen::Vector3d;
 
@@ -22,33 +26,98 @@ constexpr std::size_t kEnough = 512;
 }  // namespace
 
 Frame::Frame(const PointView& given, std::span<const double> weights, Budget& budget)
-    : points(given.Count()), roots(weights.size()) {
-  budget.InPieces(given.Count(), [&](std::size_t begin, std::size_t length) {
-    for (std::size_t i = begin; i < begin + length; ++i) Take(given, i, weights);
+    : points_(given.Count()), roots_(weights.size()), isWeighted_(!weights.empty()) {
+  const auto isUsable = [&](std::uint64_t i) {
+    return given[i].allFinite() && (!isWeighted_ || weights[i] > 0);
+  };
+  origin_ = RobustOrigin(
+      given.Count(), [&](std::uint64_t i) { return given[i]; }, isUsable);
+  RepeatsDetector repeats(given.Count());
+  const bool lasted = budget.InPieces(given.Count(), [&](std::size_t begin, std::size_t count) {
+    for (std::size_t i = begin; i < begin + count; ++i) {
+      const Vector3d p = given[i];
+      if (!p.allFinite() || (isWeighted_ && weights[i] == 0)) {
+        LeaveOut(i, given.Count());
+        continue;
+      }
+      if (!places_.empty() || count_ != i) places_.push_back(static_cast<std::uint32_t>(i));
+      if (isWeighted_) roots_[count_] = weights[i];
+      repeats.Add(count_, p);
+      points_[count_++] = p - origin_;
+    }
   });
+  if (lasted && repeats.Found() && budget.Spend(Budget::kPiece)) Merge(given);
   budget.RequireMore();
-  isWeighted = !weights.empty();
-  if (!isWeighted) weight = squaredWeights = static_cast<double>(count);
+  ScaleWeights();
 }
 
-void Frame::Take(const PointView& given, std::size_t i, std::span<const double> weights) {
-  const Vector3d p = given[i];
-  if (!p.allFinite() || (!weights.empty() && weights[i] == 0)) {
-    if (places.empty()) {
-      places.reserve(given.Count());
-      for (std::size_t k = 0; k < count; ++k) places.push_back(static_cast<std::uint32_t>(k));
+/// Notes where points come from once the first of them is left out.
+void Frame::LeaveOut(std::size_t i, std::size_t most) {
+  if (i != count_ || !places_.empty()) return;
+  places_.reserve(most);
+  for (std::size_t k = 0; k < count_; ++k) places_.push_back(static_cast<std::uint32_t>(k));
+}
+
+/// Makes one point of those with equal coordinates, about an origin of its own: before, missing returns may
+/// have been most of all points.
+void Frame::Merge(const PointView& given) {
+  const Groups all = GroupEqual(Points());
+  const std::size_t most = MostCopies(all);
+  groups_.starts.assign(1, 0);
+  std::vector<double> sums;
+  for (std::size_t g = 0; g < all.Count(); ++g) {
+    const std::size_t copies = all.SizeOf(g);
+    if (copies >= most) {
+      setAside_ += copies;
+      continue;
     }
-    left = true;
-    return;
+    double sum = 0;
+    for (std::uint32_t k = all.starts[g]; k < all.starts[g + 1]; ++k) {
+      const std::uint32_t i = all.members[k];
+      groups_.members.push_back(places_.empty() ? i : places_[i]);
+      sum += isWeighted_ ? roots_[i] : 1;
+    }
+    groups_.starts.push_back(static_cast<std::uint32_t>(groups_.members.size()));
+    sums.push_back(sum);
   }
-  if (count == 0) origin = p;
-  if (left) places.push_back(static_cast<std::uint32_t>(i));
-  if (!weights.empty()) {
-    roots[count] = std::sqrt(weights[i]);
-    weight += weights[i];
-    squaredWeights += weights[i] * weights[i];
+  count_ = groups_.Count();
+  places_.clear();
+  const auto first = [&](std::uint64_t g) { return given[groups_.members[groups_.starts[g]]]; };
+  origin_ = RobustOrigin(count_, first, [](std::uint64_t) { return true; });
+  for (std::size_t g = 0; g < count_; ++g) points_[g] = first(g) - origin_;
+  if (isWeighted_) {
+    trust_.resize(count_);
+    for (std::size_t g = 0; g < count_; ++g) trust_[g] = sums[g] / static_cast<double>(groups_.SizeOf(g));
   }
-  points[count++] = p - origin;
+  summedRoots_ = std::move(sums);
+}
+
+/// Makes roots of the weights, on a scale in which the largest is between a quarter and 1: squares and
+/// products of weights stay far from overflow, and a scale that is a power of four changes no bit of a
+/// result.
+void Frame::ScaleWeights() {
+  if (isWeighted_ && summedRoots_.empty()) trust_.assign(roots_.data(), roots_.data() + count_);
+  const std::span<double> weights =
+      summedRoots_.empty() ? std::span(roots_.data(), isWeighted_ ? count_ : 0) : std::span(summedRoots_);
+  isWeighted_ = false;
+  if (weights.empty()) return;
+  const auto [least, largest] = std::minmax_element(weights.begin(), weights.end());
+  int exponent = 0;
+  std::frexp(*largest, &exponent);
+  exponent += exponent & 1;
+  isWeighted_ = *least < *largest;
+  if (std::adjacent_find(trust_.begin(), trust_.end(), std::not_equal_to<>()) == trust_.end()) trust_.clear();
+  if (!isWeighted_) return summedRoots_.clear();
+  for (double& w : weights) w = std::sqrt(std::ldexp(w, -exponent));
+}
+
+double Frame::ShareOf(std::span<const std::uint32_t> of) const {
+  const std::span<const double> roots = Roots();
+  if (roots.empty()) return static_cast<double>(of.size()) / static_cast<double>(count_);
+  double all = 0, some = 0;
+  for (const double root : roots) all += root * root;
+  for (const std::uint32_t i : of) some += roots[i] * roots[i];
+  return some / all;
 }
 
 double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {
@@ -89,28 +158,58 @@ double StepOf(std::span<const Vector3d> points) {
   return stepped >= 2 ? largest : 0;
 }
 
-std::vector<Vector3d> Shuffled(const Frame& frame, Dice& dice) {
+namespace {
+
+/// The weight below which a point's chance to be among `count` is its weight over this one.
+double Threshold(std::span<const double> weights, std::size_t count) {
+  if (count >= weights.size()) return 0;
+  double threshold = std::numeric_limits<double>::infinity(), before = 0;
+  while (threshold != before) {
+    before = threshold;
+    double light = 0;
+    std::size_t heavy = 0;
+    for (const double w : weights) {
+      if (w < before)
+        light += w;
+      else
+        ++heavy;
+    }
+    if (heavy >= count) break;
+    threshold = std::min(before, light / static_cast<double>(count - heavy));
+  }
+  return threshold;
+}
+
+Cloud ShuffledByTrust(const Frame& frame, Dice& dice) {
+  const std::span<const double> trust = frame.Trust();
+  std::vector<std::pair<double, std::size_t>> keys(trust.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) keys[i] = {-std::log(dice.Share()) / trust[i], i};
+  const std::size_t count = std::min(kSearched, keys.size());
+  std::partial_sort(keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(count), keys.end());
+  const double threshold = Threshold(trust, count);
+  Cloud cloud;
+  for (std::size_t k = 0; k < count; ++k) {
+    cloud.points.push_back(frame.Points()[keys[k].second]);
+    cloud.trust.push_back(std::max(trust[keys[k].second], threshold));
+  }
+  return cloud;
+}
+
+}  // namespace
+
+Cloud Shuffled(const Frame& frame, Dice& dice) {
+  if (!frame.Trust().empty()) return ShuffledByTrust(frame, dice);
   const std::span<const Vector3d> points = frame.Points();
-  std::vector<Vector3d> chosen;
-  if (frame.isWeighted) {
-    std::vector<std::pair<double, std::size_t>> keys(points.size());
-    for (std::size_t i = 0; i < keys.size(); ++i)
-      keys[i] = {-std::log(dice.Share()) / (frame.roots[i] * frame.roots[i]), i};
-    const double worth = frame.weight * frame.weight / frame.squaredWeights;
-    const std::size_t count =
-        std::clamp<std::size_t>(static_cast<std::size_t>(worth + 0.5), 1, std::min(kSearched, points.size()));
-    std::partial_sort(keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(count), keys.end());
-    for (std::size_t k = 0; k < count; ++k) chosen.push_back(points[keys[k].second]);
-    return chosen;
-  }
+  Cloud cloud;
   if (points.size() > kSearched) {
-    chosen.reserve(kSearched);
-    while (chosen.size() < kSearched) chosen.push_back(points[dice.Below(points.size())]);
-    return chosen;
+    cloud.points.reserve(kSearched);
+    while (cloud.points.size() < kSearched) cloud.points.push_back(points[dice.Below(points.size())]);
+    return cloud;
   }
-  chosen.assign(points.begin(), points.end());
-  for (std::size_t i = chosen.size(); i > 1; --i) std::swap(chosen[i - 1], chosen[dice.Below(i)]);
-  return chosen;
+  cloud.points.assign(points.begin(), points.end());
+  for (std::size_t i = cloud.points.size(); i > 1; --i)
+    std::swap(cloud.points[i - 1], cloud.points[dice.Below(i)]);
+  return cloud;
 }
 
 }  // namespace primfit::robust

@@ -3,46 +3,72 @@
 #define PRIMFIT_SRC_ROBUST_FRAME_H_
 
 #include <Eigen/Core>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
 #include <span>
 #include <vector>
 
 #include "fit/fit_memory.h"
 #include "primfit/fit.h"
 #include "robust/budget.h"
+#include "robust/repeats.h"
 #include "robust/search.h"
 
 namespace primfit::robust {
 
-/// The points of a fit: the finite ones of some weight relative to the first of them.
-struct Frame {
+/// The points of a fit: the finite ones of some weight, relative to a place among most of them.
+///
+/// Points with equal coordinates are one measurement that was stored more than once. Where they are many they
+/// are one point here, whose weight is the sum of theirs; hundreds at one place are no measurements of a
+/// surface and are set aside.
+class Frame {
+ public:
+  /// @param weights  as FitOptions have them
   /// @throws FitError when the budget ends before
   Frame(const PointView& given, std::span<const double> weights, Budget& budget);
 
-  std::span<const Eigen::Vector3d> Points() const { return {points.data(), count}; }
-  /// Square roots of the weights; none where these are all 1.
-  std::span<const double> Roots() const { return {roots.data(), isWeighted ? count : 0}; }
-  double WeightOf(std::span<const std::uint32_t> of) const {
-    if (!isWeighted) return static_cast<double>(of.size());
-    return std::accumulate(of.begin(), of.end(), 0.0,
-                           [&](double sum, std::uint32_t i) { return sum + roots[i] * roots[i]; });
+  std::span<const Eigen::Vector3d> Points() const { return {points_.data(), count_}; }
+  const Eigen::Vector3d& Origin() const { return origin_; }
+  /// Square roots of the points' weights in least squares, on a scale of their own; none where all are alike.
+  std::span<const double> Roots() const {
+    if (!summedRoots_.empty()) return summedRoots_;
+    return {roots_.data(), isWeighted_ ? count_ : 0};
   }
-
-  Scratch<Eigen::Vector3d> points;
-  Scratch<double> roots;
-  bool isWeighted = false;
-  double weight = 0;  ///< of all points, and the sum of the squares of the weights
-  double squaredWeights = 0;
-  std::size_t count = 0;
-  Eigen::Vector3d origin = Eigen::Vector3d::Zero();
-  bool left = false;                  ///< whether points were left out
-  std::vector<std::uint32_t> places;  ///< then where those that are here came from
+  /// How far each point is trusted: the caller's weight, however often the point was stored; none where all
+  /// are alike.
+  std::span<const double> Trust() const { return trust_; }
+  /// The share of the weight of all points that some have.
+  double ShareOf(std::span<const std::uint32_t> of) const;
+  /// Calls visit with the position of each of these points in the array that was given, copies included.
+  template <class Visit>
+  void ForPlaces(std::span<const std::uint32_t> of, const Visit& visit) const {
+    for (const std::uint32_t i : of) {
+      if (groups_.starts.empty()) {
+        visit(i, places_.empty() ? i : places_[i]);
+        continue;
+      }
+      for (std::uint32_t k = groups_.starts[i]; k < groups_.starts[i + 1]; ++k) visit(i, groups_.members[k]);
+    }
+  }
+  /// Points that were set aside, as so many lie at one place.
+  std::size_t SetAside() const { return setAside_; }
 
  private:
-  void Take(const PointView& given, std::size_t i, std::span<const double> weights);
+  void LeaveOut(std::size_t i, std::size_t most);
+  void Merge(const PointView& given);
+  void ScaleWeights();
+
+  Scratch<Eigen::Vector3d> points_;
+  Scratch<double> roots_;
+  std::size_t count_ = 0;
+  bool isWeighted_;
+  Eigen::Vector3d origin_ = Eigen::Vector3d::Zero();
+  std::vector<std::uint32_t> places_;  // where the points came from; none: they are all there
+  // Where points were merged:
+  Groups groups_;  // the members are places in the given array
+  std::vector<double> summedRoots_;
+  std::vector<double> trust_;
+  std::size_t setAside_ = 0;
 };
 
 /// The median of distances from the median place, which it gives as well: the size of a cloud, whatever lies
@@ -53,9 +79,16 @@ double SizeOf(std::span<const Eigen::Vector3d> points, Eigen::Vector3d& middle);
 /// points lie then on shapes that the thing scanned never had.
 double StepOf(std::span<const Eigen::Vector3d> points);
 
-/// A random choice of the points, in random order; of points with weights as many as they are worth, without
-/// repetition, each the sooner the larger its weight (Efraimidis and Spirakis 2006).
-std::vector<Eigen::Vector3d> Shuffled(const Frame& frame, Dice& dice);
+/// What a search looks at.
+struct Cloud {
+  std::vector<Eigen::Vector3d> points;  ///< in random order
+  std::vector<double> trust;            ///< as the frame has it; none where all are alike
+};
+
+/// A random choice of the points. Where some are trusted more than others, each comes with a chance that
+/// grows with its trust, the more trusted ones first (Efraimidis and Spirakis 2006), and keeps what its
+/// chance does not tell of it: trust over chance (Horvitz and Thompson 1952).
+Cloud Shuffled(const Frame& frame, Dice& dice);
 
 }  // namespace primfit::robust
 

@@ -14,8 +14,9 @@ namespace primfit::robust {
 struct Score {
   double value = 0;      ///< nats; 0 for no better than chance
   double tolerance = 0;  ///< the bound; points within are inliers
-  int inliers = 0;
-  double reach = 0;  ///< how far points that lie anywhere may be from it
+  double inliers = 0;    ///< number of them, or of points that their trust is worth
+  double share = 0;      ///< what they are of all
+  double reach = 0;      ///< how far points that lie anywhere may be from it
 };
 
 /// The relative entropy KL(share || chance) in nats, 0 for a share that chance gives.
@@ -25,6 +26,10 @@ double Divergence(double share, double chance);
 /// within t of the shape; k of n points that do are the less likely by chance the larger n KL(k / n || a(t))
 /// is (Chernoff 1952). The largest of it over t is the score. So it needs no bound, finds that of a clean
 /// shape as of a coarse one, and rises while a refinement makes the band narrower.
+///
+/// Where points are not trusted alike there are two such tests: of the points, each counted once, and of
+/// their trust, which is worth as many points as its effective number says (Kish 1965). A shape scores by the
+/// better one: one point of great trust does not hide what the others say, and few such points are heard.
 class Scorer {
  public:
   /// The points must outlive it. Lengths are in units of the cloud's size.
@@ -34,8 +39,9 @@ class Scorer {
   ///                    lack of others
   /// @param most        largest bound
   /// @param parameters  of the shape: that many points lie on it whatever they are
+  /// @param trust       of the points; none where all are alike
   Scorer(bool curve, std::span<const Eigen::Vector3d> points, double least, double most, double leastReach,
-         int parameters);
+         int parameters, std::span<const double> trust = {});
 
   Score operator()(const Model& model);
   /// Share of the points that a shape needs to score as much within a bound that is fine, where the score was
@@ -49,6 +55,9 @@ class Scorer {
  private:
   /// The share of points anywhere that come within a bound.
   double Chance(double tolerance, double reach) const;
+  /// The best bound for what lies between the bounds: numbers of points, or trust in units of points.
+  template <class Count>
+  Score Best(const std::vector<Count>& counts, double n) const;
 
   std::span<const Eigen::Vector3d> points_;
   bool curve_;
@@ -57,6 +66,10 @@ class Scorer {
   std::vector<double> distances_;
   std::vector<double> bounds_;
   std::vector<int> counts_;
+  std::span<const double> trust_;
+  double effective_ = 0;  ///< number of points that the trust is worth
+  double each_ = 0;       ///< points that a unit of trust is worth
+  std::vector<double> trusted_;
 };
 
 }  // namespace primfit::robust

@@ -38,6 +38,8 @@ constexpr double kSlack = 0.1;
 constexpr int kSteps = 4;
 constexpr int kRounds = 12;
 constexpr std::size_t kLargestSample = 13;
+/// Draws by trust for one sample; where few points have most of it, the others have to come in as well.
+constexpr int kMostTries = 32;
 /// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
 /// share.
 constexpr double kShareOfSimpler = 0.25;
@@ -85,6 +87,21 @@ std::vector<std::size_t> OrderByDistance(std::span<const Vector3d> points, const
   return order;
 }
 
+/// Draws indices, each with a chance in proportion to its weight.
+class WeightedDraw {
+ public:
+  explicit WeightedDraw(std::span<const double> weights) : sums_(weights.size()) {
+    std::partial_sum(weights.begin(), weights.end(), sums_.begin());
+  }
+  std::size_t Draw(Dice& dice) const {
+    const auto at = std::lower_bound(sums_.begin(), sums_.end() - 1, dice.Share() * sums_.back());
+    return static_cast<std::size_t>(at - sums_.begin());
+  }
+
+ private:
+  std::vector<double> sums_;
+};
+
 class Searcher {
  public:
   Searcher(const SearchTask& task, Dice& dice, SearchReport& report)
@@ -95,7 +112,9 @@ class Searcher {
         maker_(MakerOf(task.form)),
         scorer_(task.form == Form::kLine || task.form == Form::kArc,
                 task.points.first(std::min(task.points.size(), kScored)), task.least, task.most,
-                task.leastReach, std::max(1, FreedomsOf(Model{.form = task.form}, 0).count)) {}
+                task.leastReach, std::max(1, FreedomsOf(Model{.form = task.form}, 0).count),
+                task.trust.first(std::min(task.trust.size(), kScored))),
+        trusted_(task.trust) {}
 
   std::vector<SearchResult> Run() {
     if (task_.startsFromGiven) Consider(task_.given);
@@ -148,8 +167,13 @@ class Searcher {
     const std::unique_ptr<OutputShape> shape(maker_.estimate(static_cast<int>(maker_.sample), sample.data()));
     if (shape) Consider(WithHeldParts(ModelOf(*shape)));
   }
+  /// Every other sample takes each point with a chance that is its share of the trust; not only those, as a
+  /// point of great trust that lies off the shape would be in all of them.
   void FromAnywhere() {
-    Estimate([&] { return dice_.Below(task_.points.size()); });
+    if (task_.trust.empty() || report_.draws % 2 == 0)
+      return Estimate([&] { return dice_.Below(task_.points.size()); });
+    int tries = 0;
+    Estimate([&] { return ++tries < kMostTries ? trusted_.Draw(dice_) : dice_.Below(task_.points.size()); });
   }
   /// Samples of the points whose neighbourhood looks most like a piece of the form (Chum and Matas 2005 draw
   /// so by any measure of quality), and of all of them; in turn of many points and of few with their
@@ -266,8 +290,7 @@ class Searcher {
     const auto worth = [&](double share) {
       return -std::log1p(-maker_.efficiency * std::pow(share, maker_.sample));
     };
-    const double share =
-        static_cast<double>(leader->score.inliers) / static_cast<double>(scorer_.Points().size());
+    const double share = leader->score.share;
     const double asGood = task_.inlierShare.value_or(scorer_.ShareOfAsGood(leader->score));
     if (order_.empty()) {
       drawWorth_ = worth(asGood);
@@ -299,6 +322,7 @@ class Searcher {
   int drawnBefore_;  ///< by another search of the same fit
   Maker maker_;
   Scorer scorer_;
+  WeightedDraw trusted_;
   std::vector<Vector3d> close_;
   std::vector<std::size_t> order_;
   std::vector<LocalPiece> pieces_;  // the first of them

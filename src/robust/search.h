@@ -36,6 +36,7 @@ class Dice {
 struct SearchTask {
   Form form{};
   std::span<const Eigen::Vector3d> points;  ///< in random order
+  std::span<const double> trust;            ///< how far each is trusted; none where all are alike
   unsigned held = 0;
   Model given{};                 ///< values of the parts held
   bool startsFromGiven = false;  ///< whether it is judged first

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numbers>
 #include <string>
 
 #include "optimize/covariance.h"
@@ -29,6 +30,18 @@ const char* NameOf(unsigned parts, Form form) {
   return form == Form::kCone ? "half-angle" : form == Form::kTorus ? "minor radius" : "radius";
 }
 
+/// The value of a size.
+double SizeOf(const char* name, const Model& m) {
+  return std::string(name) == "major radius" ? m.major : m.minor;
+}
+
+/// The largest standard deviation that says something. A covariance is that of small changes about the shape:
+/// of a quantity that is not known to its own size it tells nothing but that.
+double LargestKnown(const Freedom& f, const Converged& c) {
+  if (f.direction.isZero(0)) return SizeOf(f.name, c.model);
+  return f.angle ? std::numbers::pi / 2 : c.sums.extent;
+}
+
 }  // namespace
 
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
@@ -39,25 +52,39 @@ FitCovariance CovarianceOf(const Converged& c, unsigned held) {
                                             c.noise * c.noise * InflationOf(c.model.IsCurve()));
   for (int i = 0; i < freedoms.count; ++i) {
     const auto& f = freedoms.each[i];
+    // false for an infinite one too
+    if (!(std::sqrt(covariance.matrix(i, i)) <= LargestKnown(f, c))) MakeUnknown(i, covariance.matrix);
     covariance.parameters.push_back({f.name, f.angle, f.direction, std::sqrt(covariance.matrix(i, i))});
   }
   return covariance;
 }
 
+namespace {
+
+/// Why a parameter is hardly determined, empty where it is.
+std::string WhyHardly(const FitParameter& p, const Model& m) {
+  const bool size = p.direction.isZero(0), place = !size && !p.isAngle;
+  const double known = p.standardDeviation / (size ? SizeOf(p.name, m) : 1);
+  if (std::isinf(known)) return Text("the points do not determine the %s", p.name);
+  if (place || known <= kHardly) return {};
+  if (!size)
+    return Text("the direction is known to no better than %.0f degrees", known * 180 / std::numbers::pi);
+  return Text("the %s is known to no better than %.0f %%: other shapes explain the points as well", p.name,
+              100 * known);
+}
+
+}  // namespace
+
 void Judge(const Converged& c, const FitCovariance& covariance, FitReport& report) {
   const Model& m = c.model;
   report.verdict = Verdict::kGood;
   report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
-  for (const FitParameter& p : covariance.parameters) {
-    const bool size = p.direction.isZero();
-    const double value = std::string(p.name) == "major radius" ? m.major : m.minor;
-    const double known = size ? p.standardDeviation / value : p.isAngle ? p.standardDeviation : 0;
-    if (known <= kHardly) continue;
+  // Sizes come last and say most.
+  for (auto p = covariance.parameters.rbegin(); p != covariance.parameters.rend(); ++p) {
+    const std::string why = WhyHardly(*p, m);
+    if (why.empty()) continue;
     report.verdict = Verdict::kAmbiguous;
-    report.reason =
-        size ? Text("the %s is known to no better than %.0f %%: other shapes explain the points as well",
-                    p.name, 100 * known)
-             : Text("the direction is known to no better than %.0f degrees", known * 57.29577951308232);
+    report.reason = why;
     return;
   }
   if (c.atEnd != 0) {

@@ -116,6 +116,49 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
   }
 }
 
+/// The options as they were in each version of the header. A version that is published is never changed
+/// again.
+struct OptionsOfVersion1 {
+  int version;
+  double noise, tolerance, outlier_share;
+  const double* weights;
+  double confidence;
+  int most_draws;
+  double time_limit;
+  int has_seed;
+  std::uint64_t seed;
+  double radius[2], minor_radius[2], half_angle[2], axis_near[3], axis_within, near_point[3], near_within;
+  const double* start;
+  const int* fix;
+  int (*progress)(double share, void* user);
+  void* user;
+};
+
+TEST(FitC, TakesTheOptionsOfEveryVersion) {
+  Random random;
+  const Points points = Straight(random);
+  const Found now = FitC(PRIMFIT_LINE, points, Options());
+  // In memory of their own size, so that a sanitizer sees a byte too much.
+  const auto old = std::make_unique<OptionsOfVersion1>();
+  auto* const options = reinterpret_cast<primfit_options*>(old.get());
+  ASSERT_EQ(primfit_default_options(options, 1), 0);
+  old->has_seed = 1;
+  old->seed = 7;
+  primfit_result* found = nullptr;
+  char message[PRIMFIT_MESSAGE_SIZE] = "";
+  ASSERT_EQ(primfit_fit(PRIMFIT_LINE, points.size(), points[0].data(), 3, options, &found, message), 0)
+      << message;
+  const Found then(found);
+  EXPECT_EQ(then->numbers[0], now->numbers[0]);
+  EXPECT_EQ(then->inlier_count, now->inlier_count);
+  for (const int version : {0, -1, PRIMFIT_OPTIONS_VERSION + 1}) {
+    EXPECT_EQ(primfit_default_options(options, version), 1) << version;
+    old->version = version;
+    EXPECT_NE(primfit_fit(PRIMFIT_LINE, points.size(), points[0].data(), 3, options, &found, message), 0);
+    EXPECT_STREQ(message, "Options are of an unknown version");
+  }
+}
+
 TEST(FitC, GivesWhatTheFitGives) {
   Random random;
   const Vector3d o(1, 2, 3), z = Vector3d::UnitZ();
