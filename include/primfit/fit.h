@@ -190,6 +190,8 @@ struct FitReport {
   std::string reason;  ///< of the verdict, for people
   /// Points that were left out because hundreds lie at one place, as missing returns of an organised scan do.
   std::size_t setAside = 0;
+  /// The step of the coordinates across the shape where it is coarser than the rest of the noise, else 0.
+  double step = 0;
 };
 
 template <class Shape>

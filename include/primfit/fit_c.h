@@ -116,7 +116,9 @@ typedef struct primfit_result {
   const uint32_t* inliers; /* positions in the points given, ascending */
   size_t outline_count;    /* vertices of a patch */
   const double* outline;   /* u and v of each: origin + u * direction of u + v * (normal x direction of u) */
-  size_t set_aside;        /* points that were left out, as hundreds lie at one place: missing returns */
+  double
+      step; /* of the coordinates across the shape where it is coarser than the rest of the noise, else 0 */
+  size_t set_aside; /* points that were left out, as hundreds lie at one place: missing returns */
 } primfit_result;
 
 /* Fills in the options for nothing said.

@@ -276,9 +276,26 @@ class Convergence {
   }
   void MeasureNoise() {
     const bool curve = model_.IsCurve();
-    noise_ =
+    measured_ =
         EstimateNoise(curve, {distances_.data(), task_.points.size()}, std::max(noise_, 1e-300), task_.votes);
-    tolerance_ = task_.tolerance.value_or(BoundOf(curve, task_.noise.value_or(noise_)));
+    const RoundingEffect rounding = Rounding(BoundOf(curve, noise_));
+    noise_ = std::max(measured_, rounding.noise);
+    stepped_ = rounding.tolerance > BoundOf(curve, noise_);
+    const double bound = std::max(BoundOf(curve, task_.noise.value_or(noise_)), rounding.tolerance);
+    tolerance_ = task_.tolerance.value_or(bound);
+  }
+  /// What the steps of the coordinates do to the points within a bound, or some hundreds of them.
+  RoundingEffect Rounding(double bound) const {
+    constexpr std::size_t kEnough = 256;
+    if (task_.resolution == nullptr || measured_ > task_.resolution->Coarsest()) return {};
+    std::vector<Vector3d> near;
+    const std::size_t n = task_.points.size(), step = n / kEnough + 1;
+    std::size_t all = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (!(distances_[i] <= bound)) continue;
+      if (all++ % step == 0) near.push_back(task_.points[i]);
+    }
+    return RoundingOf(*task_.resolution, model_, near, all, measured_);
   }
 
   /// The inliers of the final shape, where the last ones are of a shape before.
@@ -313,7 +330,9 @@ class Convergence {
     at.atEnd = atEnd_;
     at.inliers.reserve(selection_.Count());
     selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
-    if (task_.noise || task_.tolerance) at.noise = NoiseOfInliers(at.inliers);
+    at.rounding = Rounding(tolerance_);
+    if (task_.noise || task_.tolerance || stepped_)
+      at.noise = std::max(NoiseOfInliers(at.inliers), at.rounding.noise);
     SumUpAtFeet(at);
     at.beside = static_cast<std::size_t>(
         std::count_if(distances_.data(), distances_.data() + task_.points.size(),
@@ -321,7 +340,7 @@ class Convergence {
     return at;
   }
 
-  /// Where the bound was told it need not be one of the noise, so that this is measured within it: the root
+  /// Where the bound is not one of the noise, this is measured within it: the root
   /// mean square, in one direction, with the degrees of freedom that the parameters leave.
   double NoiseOfInliers(std::span<const std::uint32_t> inliers) const {
     double squares = 0, count = 0;
@@ -424,6 +443,8 @@ class Convergence {
   Budget* budget_;
   Model model_;
   double noise_, tolerance_ = 0, bound_ = 0;
+  bool stepped_ = false;  // whether the bound is one of steps, not of the noise
+  double measured_ = 0;   // the noise before it was raised to the step of the coordinates
   Scratch<double> distances_;
   Scratch<Vector3d> close_;
   Scratch<double> roots_;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "robust/model.h"
+#include "robust/resolution.h"
 
 namespace primfit::robust {
 
@@ -22,14 +23,16 @@ struct ConvergeTask {
   int fadingRounds = 2;  ///< with a wider band at whose edge weights fade; 0 to 2
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;
-  double size = 0;           ///< of the cloud, to tell a small step from a large one; 0: the shape's own
-  Budget* budget = nullptr;  ///< none: without end
+  double size = 0;  ///< of the cloud, to tell a small step from a large one; 0: the shape's own
+  const Resolution* resolution = nullptr;  ///< of the coordinates; none: exact ones
+  Budget* budget = nullptr;                ///< none: without end
 };
 
 struct Converged {
   Model model;
   std::vector<std::uint32_t> inliers;
   double noise = 0, tolerance = 0;
+  RoundingEffect rounding;
   std::size_t beside = 0;                  ///< points beyond the tolerance, but not beyond twice of it
   unsigned atEnd = 0;                      ///< parts that are held at an end of their plausible range
   NormalEquations sums{};                  ///< at the inliers' feet on the shape, of the parts that are free

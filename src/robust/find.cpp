@@ -119,6 +119,7 @@ class Finder {
     out.report.refinements = search_.refinements;
     out.report.inlierShare = frame_.ShareOf(out.converged.inliers);
     out.report.setAside = frame_.SetAside();
+    out.report.step = out.converged.rounding.coarse;
     out.report.noise = out.converged.noise;
     out.report.tolerance = out.converged.tolerance;
     out.report.stopReason = budget_.IsOver() ? budget_.Why() : search_.why;
@@ -136,7 +137,7 @@ class Finder {
     task_.form = form;
     task_.held = held_;
     if (given.model) task_.given = Scaled(*given.model, middle_, size_), task_.startsFromGiven = true;
-    task_.least = std::max(kExact, BoundOf(curve_, StepOf(First(kFew)) / std::sqrt(12.0)) / size_);
+    task_.least = std::max(kExact, BoundOf(curve_, frame_.Steps().GridStep() / std::sqrt(12.0)) / size_);
     if (options_.noise) task_.least = std::max(kExact, BoundOf(curve_, *options_.noise) / size_);
     if (options_.tolerance) task_.least = std::max(kExact, *options_.tolerance / size_);
     task_.least = std::min(task_.least, kLoose);
@@ -235,6 +236,7 @@ class Finder {
     task.tolerance = options_.tolerance;
     task.clamp = [&](Model& m) { return plausible_.Clamp(m); };
     task.size = size_;
+    task.resolution = &frame_.Steps();
     task.budget = &budget_;
     task.start = from.score.tolerance * size_;
     Model at = Unscaled(from.model, middle_, size_);

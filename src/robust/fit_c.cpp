@@ -135,6 +135,7 @@ void Tell(const FitReport& r, OwnedResult& out) {
   out.verdict = static_cast<int>(r.verdict);
   out.why = r.reason;
   out.set_aside = r.setAside;
+  out.step = r.step;
 }
 static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
               static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK);

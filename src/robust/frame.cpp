@@ -16,12 +16,8 @@ namespace {
 
 /// Points that the search works on; a shape that is found among these is found among all.
 constexpr std::size_t kSearched = 20000;
-
-/// Of values so many different ones, and gaps between them so close to multiples of the smallest, tell of a
-/// step.
-constexpr std::size_t kLevels = 8;
-constexpr double kMultiple = 0.01;
-constexpr std::size_t kEnough = 512;
+/// Points that tell the step of the coordinates.
+constexpr int kForSteps = 512;
 
 }  // namespace
 
@@ -49,6 +45,18 @@ Frame::Frame(const PointView& given, std::span<const double> weights, Budget& bu
   if (lasted && repeats.Found() && budget.Spend(Budget::kPiece)) Merge(given);
   budget.RequireMore();
   ScaleWeights();
+  MeasureSteps(given);
+}
+
+void Frame::MeasureSteps(const PointView& given) {
+  std::vector<Vector3d> sample(kForSteps);
+  const auto pointAt = [&](std::uint64_t i) {
+    if (!groups_.starts.empty()) return given[groups_.members[groups_.starts[i]]];
+    return given[places_.empty() ? i : places_[i]];
+  };
+  const int taken = TakeSpread(
+      count_, pointAt, [](std::uint64_t) { return true; }, kForSteps, sample.data());
+  resolution_ = Resolution(std::span(sample).first(static_cast<std::size_t>(taken)), origin_);
 }
 
 /// Notes where points come from once the first of them is left out.
@@ -131,31 +139,6 @@ double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {
   for (Eigen::Index axis = 0; axis < 3; ++axis)
     middle[axis] = median([&](const Vector3d& p) { return p[axis]; });
   return median([&](const Vector3d& p) { return (p - middle).norm(); });
-}
-
-double StepOf(std::span<const Vector3d> points) {
-  std::vector<double> values(std::min(points.size(), kEnough));
-  double largest = 0;
-  int stepped = 0;
-  for (Eigen::Index axis = 0; axis < 3; ++axis) {
-    std::transform(points.begin(), points.begin() + static_cast<std::ptrdiff_t>(values.size()),
-                   values.begin(), [&](const Vector3d& p) { return p[axis]; });
-    std::sort(values.begin(), values.end());
-    const double same = 1e-9 * (values.back() - values.front());
-    std::vector<double> gaps;
-    for (std::size_t i = 1; i < values.size(); ++i) {
-      if (values[i] - values[i - 1] > same) gaps.push_back(values[i] - values[i - 1]);
-    }
-    if (gaps.size() < kLevels) continue;
-    const double step = *std::min_element(gaps.begin(), gaps.end());
-    const auto isMultiple = [&](double gap) {
-      return std::abs(gap / step - std::round(gap / step)) < kMultiple;
-    };
-    if (!std::all_of(gaps.begin(), gaps.end(), isMultiple)) continue;
-    largest = std::max(largest, step);
-    ++stepped;
-  }
-  return stepped >= 2 ? largest : 0;
 }
 
 namespace {

@@ -12,6 +12,7 @@
 #include "primfit/fit.h"
 #include "robust/budget.h"
 #include "robust/repeats.h"
+#include "robust/resolution.h"
 #include "robust/search.h"
 
 namespace primfit::robust {
@@ -50,6 +51,7 @@ class Frame {
       for (std::uint32_t k = groups_.starts[i]; k < groups_.starts[i + 1]; ++k) visit(i, groups_.members[k]);
     }
   }
+  const Resolution& Steps() const { return resolution_; }
   /// Points that were set aside, as so many lie at one place.
   std::size_t SetAside() const { return setAside_; }
 
@@ -57,6 +59,7 @@ class Frame {
   void LeaveOut(std::size_t i, std::size_t most);
   void Merge(const PointView& given);
   void ScaleWeights();
+  void MeasureSteps(const PointView& given);
 
   Scratch<Eigen::Vector3d> points_;
   Scratch<double> roots_;
@@ -69,15 +72,12 @@ class Frame {
   std::vector<double> summedRoots_;
   std::vector<double> trust_;
   std::size_t setAside_ = 0;
+  Resolution resolution_;
 };
 
 /// The median of distances from the median place, which it gives as well: the size of a cloud, whatever lies
 /// far away.
 double SizeOf(std::span<const Eigen::Vector3d> points, Eigen::Vector3d& middle);
-
-/// The step of which the coordinates along two axes or three are multiples, as they were rounded, else 0. The
-/// points lie then on shapes that the thing scanned never had.
-double StepOf(std::span<const Eigen::Vector3d> points);
 
 /// What a search looks at.
 struct Cloud {

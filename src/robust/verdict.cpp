@@ -47,9 +47,9 @@ double LargestKnown(const Freedom& f, const Converged& c) {
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const Freedoms freedoms = FreedomsOf(c.model, held | c.atEnd);
   FitCovariance covariance;
-  covariance.matrix = primfit::CovarianceOf(c.sums, c.squared ? &*c.squared : nullptr, freedoms.count,
-                                            static_cast<double>(c.inliers.size()),
-                                            c.noise * c.noise * InflationOf(c.model.IsCurve()));
+  covariance.matrix = primfit::CovarianceOf(
+      c.sums, c.squared ? &*c.squared : nullptr, freedoms.count, static_cast<double>(c.inliers.size()),
+      c.noise * c.noise * InflationOf(c.model.IsCurve()) + c.rounding.common);
   for (int i = 0; i < freedoms.count; ++i) {
     const auto& f = freedoms.each[i];
     // false for an infinite one too
@@ -79,6 +79,8 @@ void Judge(const Converged& c, const FitCovariance& covariance, FitReport& repor
   const Model& m = c.model;
   report.verdict = Verdict::kGood;
   report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
+  if (c.rounding.coarse > 0)
+    report.reason += "; their coordinates are rounded more coarsely than the rest of the noise";
   // Sizes come last and say most.
   for (auto p = covariance.parameters.rbegin(); p != covariance.parameters.rend(); ++p) {
     const std::string why = WhyHardly(*p, m);

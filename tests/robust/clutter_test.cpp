@@ -6,7 +6,6 @@
 #include <numbers>
 
 #include "primfit/fit.h"
-#include "robust/frame.h"
 #include "support/scenes.h"
 
 namespace primfit::testing {
@@ -102,17 +101,6 @@ TEST(Clutter, LeavesWhatJoinsPipesOrStandsOnAPost) {
         return Joined(Wall<6000>(r),
                       PointsOn(OutputCylinder({0, 0, -0.2}, 0.05, -kZ), 1000, kFullTurn, {0, 1}, kNoise, r));
       });
-}
-
-TEST(Clutter, KnowsCoordinatesThatWereRounded) {
-  Random random;
-  Points points = PointsOn(OutputCylinder({0, 0, 0}, 0.5, kZ), 2000, kFullTurn, {0, 2}, kNoise, random);
-  EXPECT_EQ(robust::StepOf(points), 0);
-  for (const auto& [axes, step] : {std::pair{1, 0.0}, {2, 0.0625}, {3, 0.0625}}) {
-    for (Vector3d& p : points)
-      for (int axis = 0; axis < axes; ++axis) p[axis] = std::round(p[axis] / 0.0625) * 0.0625;
-    EXPECT_EQ(robust::StepOf(points), step) << axes << " axes";
-  }
 }
 
 }  // namespace
