@@ -6,8 +6,11 @@
 
 namespace primfit::tool {
 
-bool Region::Contains(const Eigen::Vector3d& p) const {
-  if (!ball.empty() && (p - Eigen::Vector3d(ball.data())).norm() > ball[3]) return false;
+bool Region::InBall(const Eigen::Vector3d& p) const {
+  return ball.empty() || (p - Eigen::Vector3d(ball.data())).norm() <= ball[3];
+}
+
+bool Region::InBox(const Eigen::Vector3d& p) const {
   return box.empty() || ((p.array() >= Eigen::Array3d(box.data())).all() &&
                          (p.array() <= Eigen::Array3d(box.data() + 3)).all());
 }
@@ -21,7 +24,11 @@ Cloud LoadCloud(const Input& input, double scale) {
   // In place: a second array would cost more than the reading of a binary file.
   std::size_t used = 0;
   for (const Eigen::Vector3d& p : points) {
-    if (p.allFinite() && input.region.Contains(p)) points[used++] = scale * p;
+    if (!p.allFinite()) continue;
+    const bool inBall = input.region.InBall(p), inBox = input.region.InBox(p);
+    cloud.inBall += inBall ? 1 : 0;
+    cloud.inBox += inBox ? 1 : 0;
+    if (inBall && inBox) points[used++] = scale * p;
   }
   points.resize(used);
   cloud.outside = cloud.total - cloud.file.nonFinite - used;

@@ -17,7 +17,8 @@ struct Region {
   std::vector<double> ball;  ///< x, y, z, radius; empty for none
   std::vector<double> box;   ///< smallest x, y, z, largest x, y, z; empty for none
   bool Everywhere() const { return ball.empty() && box.empty(); }
-  bool Contains(const Eigen::Vector3d& p) const;
+  bool InBall(const Eigen::Vector3d& p) const;  ///< true where there is none
+  bool InBox(const Eigen::Vector3d& p) const;   ///< true where there is none
 };
 
 /// What a command is told of its input.
@@ -29,10 +30,12 @@ struct Input {
 
 /// A file's points that are finite and in the region, in the order of the file.
 struct Cloud {
-  io::PointCloud file;    ///< its points are the ones that count; nonFinite is that of the file
-  std::size_t total = 0;  ///< points of the file
-  std::size_t outside = 0;
-  double seconds = 0;  ///< that reading took
+  io::PointCloud file;      ///< its points are the ones that count; nonFinite is that of the file
+  std::size_t total = 0;    ///< points of the file
+  std::size_t outside = 0;  ///< finite points that are not in the region
+  std::size_t inBall = 0;   ///< finite points in the region's ball alone
+  std::size_t inBox = 0;    ///< finite points in the region's box alone
+  double seconds = 0;       ///< that reading took
 
   std::size_t Used() const { return file.points.size(); }
 };

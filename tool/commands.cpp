@@ -12,8 +12,11 @@
 #include <span>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "errors.h"
+#include "io/words.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/scoped_seed.h"
 #include "progress.h"
@@ -68,8 +71,36 @@ void RestoreHeld(FitRun& run) {
       });
 }
 
-/// What to try when the library found no acceptable shape.
+/// Which points are left when there are too few of them, and what left the others out.
+std::string PointsLeft(const FitRun& run) {
+  const Cloud& cloud = *run.cloud;
+  const Region& region = run.input->region;
+  if (cloud.total == 0) return "the file holds no point";
+  std::string text = fmt::format("{} of {} {} left", cloud.Used(), io::Counted(cloud.total, "point"),
+                                 cloud.total == 1 ? "is" : "are");
+  const bool ball = !region.ball.empty(), box = !region.box.empty();
+  const std::string given =
+      fmt::format("{}{}{}", ball ? "--near" : "", ball && box ? " and " : "", box ? "--box" : "");
+  if (cloud.Used() > 0) {
+    return fmt::format(
+        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(run.primitive->name),
+        run.request.method == Method::kAdaptive ? "more" : std::to_string(run.primitive->minimumPoints),
+        given.empty() ? "" : ", ", given);
+  }
+  if (cloud.file.nonFinite == cloud.total) return text + ": none is finite";
+  const bool alone = cloud.inBall == 0 || cloud.inBox == 0;  // one of the two is to blame
+  return fmt::format("{}: none that is finite lies in {}", text,
+                     !alone              ? "both " + given
+                     : cloud.inBall == 0 ? "--near"
+                                         : "--box");
+}
+
+/// What to try when the library found no acceptable shape; empty where there is nothing to say.
 std::string HintFor(std::string_view message, const FitRun& run) {
+  const int needed = run.primitive->minimumPoints;
+  if (message == "Points are not provided" || message == "Not enough points" ||
+      run.cloud->Used() < static_cast<std::size_t>(needed))
+    return PointsLeft(run);
   if (message.ends_with("poor fit quality")) {
     return fmt::format(
         "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or --tolerance, "
@@ -92,16 +123,53 @@ std::string HintFor(std::string_view message, const FitRun& run) {
         run.primitive->name);
   }
   if (message.ends_with(" before it found a shape")) return "allow a longer --time-limit";
-  const bool adaptive = run.request.method == Method::kAdaptive;
-  return fmt::format("{} of {} points are left and a {} needs {}: check the file, --near and --box",
-                     run.cloud->Used(), run.cloud->total, run.primitive->name,
-                     adaptive ? "more" : std::to_string(run.primitive->minimumPoints));
+  return {};
 }
 
-/// @return false when there is no acceptable fit; the user has been told
-bool Fit(FitRun& run, bool draw) {
+/// Why nothing was found, and what to try.
+std::string FailureOf(std::string_view message, const FitRun& run) {
+  if (run.stopped)
+    return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(run.primitive->name));
+  const std::string hint = HintFor(message, run);
+  return fmt::format("{}{}{}", message, hint.empty() ? "" : "; ", hint);
+}
+
+/// Numbers that only the library has found to be out of range, such as lengths that are 0 in metres.
+/// @throws UsageError that names the option of the program instead of the library's
+void RefuseOutOfRange(std::string_view message) {
+  constexpr std::pair<std::string_view, const char*> kOptions[] = {
+      {"noise", "--noise"},
+      {"tolerance", "--tolerance"},
+      {"outlierShare", "--outliers"},
+      {"confidence", "--confidence"},
+      {"mostDraws", "--most-draws"},
+      {"timeLimit", "--time-limit"},
+      {"radius", kLimits[kRadiusRange].option},
+      {"minorRadius", kLimits[kMinorRadiusRange].option},
+      {"halfAngle", kLimits[kHalfAngleRange].option},
+      {"axisNear", kLimits[kAxisNear].option},
+      {"axisWithin", kLimits[kAxisNear].option},
+      {"near", kLimits[kPasses].option},
+      {"nearWithin", kLimits[kPasses].option},
+  };
+  constexpr std::string_view kOption = "Option ";
+  if (message.starts_with("Held parts ") || message.starts_with("A half-angle "))
+    throw UsageError(fmt::format("--start: {}", message));
+  if (!message.starts_with(kOption)) return;
+  message.remove_prefix(kOption.size());
+  const std::string_view name = message.substr(0, message.find(' '));
+  for (const auto& [library, option] : kOptions) {
+    if (library == name) throw UsageError(fmt::format("{}{}", option, message.substr(name.size())));
+  }
+  throw UsageError(std::string(message));
+}
+
+/// @return why there is no acceptable fit; empty when there is one
+/// @throws UsageError for numbers that the library does not take
+std::string Fit(FitRun& run, bool draw) {
   Progress progress(draw);
   const auto start = Clock::now();
+  const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   try {
     std::optional<StopOnInterrupt> stop;
     if (!run.primitive->picked) stop.emplace();
@@ -113,18 +181,35 @@ bool Fit(FitRun& run, bool draw) {
         fit(run.cloud->file.points, InLibraryUnits(run.request, *run.primitive, *run.input->unit), &progress);
   } catch (const FitError& error) {
     progress.Clear();
+    RefuseOutOfRange(error.what());
     run.stopped = progress.Stopped();
-    Complain(run.stopped
-                 ? fmt::format("stopped by Ctrl-C before a {} was found", run.primitive->name)
-                 : fmt::format("{}: {}; {}", run.input->path, error.what(), HintFor(error.what(), run)));
-    return false;
+    run.fittingSeconds = seconds();
+    return FailureOf(error.what(), run);
   }
   run.stopped = progress.Stopped();
-  run.fittingSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+  run.fittingSeconds = seconds();
   Convert(run.result.shape, run.primitive->parts, *run.input->unit, false);
   for (double& coordinate : run.result.outline) coordinate /= run.input->unit->metres;
   RestoreHeld(run);
-  return true;
+  return {};
+}
+
+/// Tells what came of a fit.
+/// @param failure  why there is none, empty when there is one
+/// @return an ExitStatus
+int Report(const FitRun& run, const std::string& failure, const Options& options,
+           const std::vector<Verdict>& accepted) {
+  if (!failure.empty()) {
+    Complain(fmt::format("{}: {}", run.input->path, failure));
+    if (options.json) WriteOutput(JsonNothing(run, failure));
+    return run.stopped ? kInterrupted : kNoFit;
+  }
+  WriteOutput(options.json ? JsonReport(run) : TextReport(run));
+  if (run.stopped && !options.quiet) Complain("stopped by Ctrl-C: the result is the best found until then");
+  if (run.stopped) return kInterrupted;
+  const bool good = !run.result.insight || std::find(accepted.begin(), accepted.end(),
+                                                     run.result.insight->report.verdict) != accepted.end();
+  return good ? kFitted : kDoubtful;
 }
 
 }  // namespace
@@ -132,6 +217,8 @@ bool Fit(FitRun& run, bool draw) {
 int RunFit(const Primitive& primitive, const Options& options) {
   const Input input = InputOf(options);
   FitRequest request = RequestOf(options, primitive, *input.unit);
+  const std::vector<Verdict> accepted = AcceptedOf(options);
+  const std::optional<std::uint64_t> seed = SeedOf(options);
   const Cloud cloud = LoadCloud(input, input.unit->metres);
   if (cloud.Used() > INT_MAX) {
     throw UsageError(
@@ -147,15 +234,11 @@ int RunFit(const Primitive& primitive, const Options& options) {
              .request = std::move(request),
              .result = {},
              .judged = all ? cloud.Used() : std::min(cloud.Used(), kMostJudged),
-             .seed = SeedOf(options).value_or(ClockSeed()),
+             .seed = seed.value_or(ClockSeed()),
              .stopped = false,
              .fittingSeconds = 0};
-  const bool fitted = Fit(run, !options.quiet && ::isatty(STDERR_FILENO) == 1);
-  if (fitted) WriteOutput(options.json ? JsonReport(run) : TextReport(run));
-  if (run.stopped && fitted && !options.quiet)
-    Complain("stopped by Ctrl-C: the result is the best found until then");
-  if (run.stopped) return kInterrupted;
-  return fitted ? kFitted : kNoFit;
+  const std::string failure = Fit(run, !options.quiet && ::isatty(STDERR_FILENO) == 1);
+  return Report(run, failure, options, accepted);
 }
 
 int RunInfo(const Options& options) {

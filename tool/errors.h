@@ -7,9 +7,10 @@
 namespace primfit::tool {
 
 enum ExitStatus : int {
-  kFitted = 0,
-  kNoFit = 1,
+  kFitted = 0,         // with a good verdict, or one that the user accepts
+  kNoFit = 1,          // nothing was found
   kTrouble = 2,        // wrong usage, unreadable input, output that could not be written
+  kDoubtful = 3,       // fitted, but the verdict is not good
   kInterrupted = 130,  // as shells report a program that Ctrl-C ended; scripts stop on it
 };
 

@@ -3,24 +3,37 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <new>
+#include <span>
 #include <sstream>
+#include <string>
 #include <system_error>
 
 #include "commands.h"
 #include "errors.h"
 #include "io/read_error.h"
+#include "progress.h"
+#include "usage.h"
+#include "verdicts.h"
 
 namespace primfit::tool {
 
 namespace {
 
-constexpr char kFooter[] =
-    "Exit status: 0 fitted; 1 no acceptable fit; 2 wrong usage, unreadable input, or output that could not "
-    "be\n"
-    "written; 130 stopped by Ctrl-C, after which the best fit so far, if there is one, has been printed.\n"
-    "In text, columns named x, y, z are used, else the first three; a comma is a decimal comma only between\n"
-    "semicolons. The viewpoint of PCD is not applied. Points that are not finite are left out.";
+std::string Footer() {
+  return "Exit status: 0 fitted, with the verdict good or one that --accept takes, or with --classic; 1 "
+         "nothing\n"
+         "found; 2 wrong usage, unreadable input, or output that could not be written; 3 fitted with another "
+         "verdict\n"
+         "(" +
+         DoubtfulVerdicts() +
+         "); 130 stopped by Ctrl-C, after which the best fit so far, if there is one, has\n"
+         "been printed. With --json the \"status\" is fitted, nothing (the \"reason\" says why) or stopped.\n"
+         "In text, columns named x, y, z are used, else the first three; a comma is a decimal comma only "
+         "between\n"
+         "semicolons. The viewpoint of PCD is not applied. Points that are not finite are left out.";
+}
 
 // A mapped file that another program cuts short raises SIGBUS; only functions safe in a handler may follow.
 void FileShrank(int) {
@@ -37,16 +50,18 @@ int Run(int argc, char** argv) {
   const Primitive* primitive = nullptr;
   app.require_subcommand(1);
   app.set_version_flag("--version", "primfit " PRIMFIT_VERSION);
-  app.footer(kFooter);
+  app.footer(Footer());
   for (const Primitive& p : Primitives()) {
     CLI::App* command = app.add_subcommand(std::string(p.name), std::string(p.summary));
     AddInputOptions(*command, options);
     AddFitOptions(*command, p, options);
-    command->footer(kFooter);
+    command->footer(Footer());
     command->callback([&primitive, &p] { primitive = &p; });
   }
   AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), options);
 
+  const std::span<char* const> arguments(argv + 1, argv + std::max(argc, 1));
+  RefuseEmptyValues(arguments);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
@@ -55,12 +70,7 @@ int Run(int argc, char** argv) {
     WriteOutput(text.str().ends_with('\n') ? text.str() : text.str() + '\n');
     return kFitted;
   } catch (const CLI::ParseError& error) {
-    const auto chosen = app.get_subcommands();
-    if (chosen.empty() && argc > 1) {
-      throw UsageError("\"" + std::string(argv[1]) + "\" is no command of this program; see primfit --help");
-    }
-    throw UsageError(std::string(error.what()) + "; see primfit " +
-                     (chosen.empty() ? "" : chosen[0]->get_name() + " ") + "--help");
+    throw UsageError(Explain(app, error, arguments));
   }
   return primitive != nullptr ? RunFit(*primitive, options) : RunInfo(options);
 }
@@ -73,6 +83,7 @@ int main(int argc, char** argv) {
   using primfit::tool::Complain;
   signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error like any other
   signal(SIGBUS, primfit::tool::FileShrank);
+  primfit::tool::EndOnInterrupt();
   try {
     return primfit::tool::Run(argc, argv);
   } catch (const std::system_error& error) {

@@ -3,21 +3,39 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <numeric>
+#include <type_traits>
 
 #include "errors.h"
 #include "io/rows.h"
+#include "io/words.h"
+#include "verdicts.h"
 
 namespace primfit::tool {
 
 namespace {
 
-constexpr double kDefaultTolerance = 0.012;   // of the fixed pipeline; metres, as all lengths here
-constexpr double kSmallestTolerance = 0.001;  // below it the library uses this one
-constexpr double kDefaultScannerError = 0.006;
-constexpr double kDefaultOutliers = 0.5;
+// The fixed pipeline clamps to these; metres, as all lengths here.
+constexpr double kSmallestTolerance = 0.001;
 constexpr double kLargestScannerError = 1.0;
+constexpr double kLargestOutliers = 0.9;
+constexpr double kLargestProbability = 0.99;
+
+/// @throws UsageError for what is no decimal number; nan and inf are left to the checks of the option
+double DecimalOf(const char* option, const std::string& text) {
+  double number = 0;
+  if (io::ParseNumber(text, number)) return number;
+  throw UsageError(fmt::format("{} \"{}\" is not a number", option, text));
+}
+
+/// @throws UsageError for what is no whole number above 0
+int CountOf(const char* option, const std::string& text) {
+  const std::optional<std::uint64_t> count = io::ParseCount(text);
+  if (count && *count > 0 && *count <= INT_MAX) return static_cast<int>(*count);
+  throw UsageError(fmt::format("{} \"{}\" is not a whole number from 1 to {}", option, text, INT_MAX));
+}
 
 /// So many finite numbers between commas.
 /// @param names  of the numbers, for the error
@@ -86,9 +104,11 @@ std::vector<double> ParseParts(const char* option, const std::string& text, std:
                                std::size_t count) {
   std::vector<double> numbers = ParseNumbers(option, text, count, NumbersOf(parts, count));
   ForEachPart(parts, count, [&](const Part& part, std::size_t, std::size_t offset) {
-    if (part.quantity == Quantity::kDirection && Eigen::Vector3d(numbers.data() + offset).isZero(0)) {
-      throw UsageError(fmt::format("{} has a {} of length 0; give a direction", option, part.name));
-    }
+    if (part.quantity != Quantity::kDirection) return;
+    const double length = Eigen::Vector3d(numbers.data() + offset).norm();  // very small ones count as 0
+    if (length > 0 && std::isfinite(length)) return;
+    throw UsageError(
+        fmt::format("{} has {} of length {}; give a direction", option, io::WithArticle(part.name), length));
   });
   return numbers;
 }
@@ -116,9 +136,10 @@ void CheckMethod(const Options& options, const Primitive& primitive) {
     const std::string name = "--" + option->get_lnames().front();  // hidden ones have no other name
     if (adaptive) throw UsageError(name + " is an option of the fixed pipeline: add --classic");
     const std::string why =
-        primitive.adaptive == nullptr ? fmt::format("; a {} always takes the fixed pipeline", primitive.name)
-        : options.through             ? "; a fit --through a cross-section always takes the fixed pipeline"
-                                      : ": leave --classic out";
+        primitive.adaptive == nullptr
+            ? fmt::format("; {} always takes the fixed pipeline", io::WithArticle(primitive.name))
+        : options.through ? "; a fit --through a cross-section always takes the fixed pipeline"
+                          : ": leave --classic out";
     throw UsageError(fmt::format("{} is an option of the adaptive method{}", name, why));
   }
 }
@@ -147,6 +168,19 @@ void CheckHolds(const Options& options, const Primitive& primitive) {
     throw UsageError(fmt::format("every part of the {} is held; leave one free", primitive.name));
 }
 
+/// Sizes that no shape has. What is neither held nor all that a fit begins with may be a mere placeholder.
+void CheckSizes(const Options& options, const Primitive& primitive, const std::vector<double>& start) {
+  ForEachPart(primitive.parts, start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    const double size = start[offset];
+    const bool counts = options.fixed[i] || options.skipSearch;
+    if (part.quantity == Quantity::kLength && size < 0)
+      throw UsageError(fmt::format("--start has a negative {}, {}", part.name, size));
+    if (part.quantity == Quantity::kAngle && counts && !(size > 0 && size < 90))
+      throw UsageError(fmt::format("--start has {} of {} degrees, which is not between 0 and 90",
+                                   io::WithArticle(part.name), size));
+  });
+}
+
 std::vector<double> PickOf(const Options& options, const Unit& unit) {
   if (!options.pick || !options.radiusHint)
     throw UsageError("a pipe needs --pick with a point on it and --radius-hint with about its radius");
@@ -162,10 +196,22 @@ std::vector<double> SectionOf(const std::string& text) {
   throw UsageError(fmt::format("--through \"{}\" has no radius above 0 as its fourth number", text));
 }
 
-/// Adds an option that takes a value of a type.
+/// Adds an option that takes a value of a type. Numbers are read here: the parser of the command line would
+/// take hexadecimal ones too, and octal ones with a leading 0.
 auto OptionsTo(CLI::App& command) {
   return [&command](const char* name, auto& value, const std::string& type, std::string_view help) {
-    return command.add_option(name, value, Wrapped(help))->type_name(type);
+    using Value = std::remove_reference_t<decltype(value)>;
+    CLI::Option* option = nullptr;
+    if constexpr (std::is_same_v<Value, int>) {
+      option = command.add_option_function<std::string>(
+          name, [&value, name](const std::string& text) { value = CountOf(name, text); });
+    } else if constexpr (std::is_assignable_v<Value&, double> && !std::is_assignable_v<Value&, std::string>) {
+      option = command.add_option_function<std::string>(
+          name, [&value, name](const std::string& text) { value = DecimalOf(name, text); });
+    } else {
+      option = command.add_option(name, value);
+    }
+    return option->description(Wrapped(help))->type_name(type);
   };
 }
 auto FlagsTo(CLI::App& command) {
@@ -198,13 +244,22 @@ void AddStartOptions(CLI::App& command, const Primitive& primitive, Options& opt
 /// Options that only the adaptive method has.
 template <class Add>
 void AddAdaptiveOptions(const Primitive& primitive, Options& options, const Add& option) {
+  const FitOptionsBase defaults;
   option("--noise", options.noise, "LENGTH",
          "Standard deviation of the points from the shape, in the file's unit (default: from the points)");
   option("--confidence", options.confidence, "SHARE",
-         "Confidence that no better shape was missed, at which the search ends (default 0.99)");
-  option("--most-draws", options.mostDraws, "COUNT", "Random samples at the most (default 20 000)");
+         fmt::format("Confidence that no better shape was missed, at which the search ends (default {})",
+                     defaults.confidence));
+  option("--most-draws", options.mostDraws, "COUNT",
+         fmt::format("Random samples at the most (default {})", defaults.mostDraws));
   option("--time-limit", options.timeLimit, "SECONDS",
-         "After so long the best shape found until then counts (default: no limit)");
+         fmt::format("After so long the best shape found until then counts (default{})",
+                     std::isinf(defaults.timeLimit) ? ": no limit" : fmt::format(" {}", defaults.timeLimit)));
+  option(
+      "--accept", options.accept, "VERDICTS",
+      fmt::format("Verdicts with which a fit ends with exit status 0 as a good one does, between commas: {} "
+                  "(default: none)",
+                  DoubtfulVerdicts()));
   for (std::size_t i = 0; i < kLimits.size(); ++i) {
     if (primitive.Has(kLimits[i]))
       option(kLimits[i].option, options.limits[i], TypeOf(kLimits[i].parts), kLimits[i].help);
@@ -214,13 +269,16 @@ void AddAdaptiveOptions(const Primitive& primitive, Options& options, const Add&
 /// Options that only the fixed pipeline has.
 template <class Add, class AddFlag>
 void AddClassicOptions(const Primitive& primitive, Options& options, const Add& option, const AddFlag& flag) {
+  const auto defaults = ClassicDefaults();
   option("--scanner-error", options.scannerError, "LENGTH",
-         "Distance error of the scanner, in the file's unit. It scales the histogram and the quality test: "
-         "half of "
-         "the inliers must be nearer than this, four fifths nearer than twice this (default 0.006 m, at most "
-         "1 m)");
+         fmt::format("Distance error of the scanner, in the file's unit. It scales the histogram and the "
+                     "quality test: half of the inliers must be nearer than this, four fifths nearer than "
+                     "twice this (default {} m, at most {} m)",
+                     defaults.ScannerError(), kLargestScannerError));
   option("--probability", options.probability, "SHARE",
-         "Probability with which the search is to draw a sample without outliers, 0 to 0.99 (default 0.99)");
+         fmt::format("Probability with which the search is to draw a sample without outliers, 0 to {} "
+                     "(default {})",
+                     kLargestProbability, defaults.SuccessProbability()));
   option("--sample-size", options.sampleSize, "COUNT",
          fmt::format(
              "Points in a random sample, or \"all\" to fit all points at once without a search (default {})",
@@ -233,6 +291,23 @@ void AddClassicOptions(const Primitive& primitive, Options& options, const Add& 
   }
   flag("--any-quality", options.anyQuality,
        "Accept a fit that fails the quality test (default: exit status 1)");
+}
+
+/// Options that both methods have, with defaults of their own.
+template <class Add>
+void AddSharedOptions(bool both, Options& options, const Add& option) {
+  const auto defaults = ClassicDefaults();
+  option(
+      "--tolerance", options.tolerance, "LENGTH",
+      fmt::format("Distance within which a point is an inlier, in the file's unit (default{} {} m, at least "
+                  "{} m)",
+                  both ? ": three times the noise; with --classic" : "", defaults.InlierDistanceThreshold(),
+                  kSmallestTolerance));
+  option("--outliers", options.outliers, "SHARE",
+         fmt::format("Share of points that are not on the shape, for which enough samples are drawn "
+                     "(default{} {}, at most {})",
+                     both ? ": from the points; with --classic" : "", defaults.OutlierPercentage(),
+                     kLargestOutliers));
 }
 
 }  // namespace
@@ -258,15 +333,7 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
   const bool both = primitive.adaptive != nullptr;
-  option("--tolerance", options.tolerance, "LENGTH",
-         both ? "Distance within which a point is an inlier, in the file's unit (default: three times the "
-                "noise; with --classic 0.012 m, at least 0.001 m)"
-              : "Distance within which a point is an inlier, in the file's unit (default 0.012 m, at least "
-                "0.001 m)");
-  option("--outliers", options.outliers, "SHARE",
-         both ? "Share of points that are not on the shape, for which enough samples are drawn (default: "
-                "from the points; with --classic 0.5, at most 0.9)"
-              : "Share of points that are not on the shape, 0 to 0.9 (default 0.5)");
+  AddSharedOptions(both, options, option);
   if (primitive.picked) {
     option("--pick", options.pick, "x,y,z", "A point on the pipe, in the file's unit (required)");
     option(
@@ -333,7 +400,6 @@ void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request)
             "a share of at least 0 and below 1");
   Require(request.confidence > 0 && request.confidence < 1, "--confidence", request.confidence,
           "a share above 0 and below 1");
-  Require(request.mostDraws > 0, "--most-draws", request.mostDraws, "a number above 0");
   if (request.timeLimit)
     Require(*request.timeLimit > 0, "--time-limit", *request.timeLimit, "a number of seconds above 0");
   for (std::size_t i = 0; i < kLimits.size(); ++i) {
@@ -348,15 +414,16 @@ void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request)
 }
 
 void ReadClassic(const Options& options, const Primitive& primitive, const Unit& unit, FitRequest& request) {
-  const double tolerance = options.tolerance.value_or(kDefaultTolerance / unit.metres);
-  const double outliers = options.outliers.value_or(kDefaultOutliers);
-  request.scannerError = options.scannerError.value_or(kDefaultScannerError / unit.metres);
+  const auto defaults = ClassicDefaults();
+  const double tolerance = options.tolerance.value_or(defaults.InlierDistanceThreshold() / unit.metres);
+  const double outliers = options.outliers.value_or(defaults.OutlierPercentage());
+  request.scannerError = options.scannerError.value_or(defaults.ScannerError() / unit.metres);
   request.probability = options.probability;
   const std::string lengths = fmt::format(" {}", unit.name);
   CheckRange("--tolerance", tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
   CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
-  CheckRange("--outliers", outliers, 0.0, 0.9);
-  CheckRange("--probability", request.probability, 0.0, 0.99);
+  CheckRange("--outliers", outliers, 0.0, kLargestOutliers);
+  CheckRange("--probability", request.probability, 0.0, kLargestProbability);
   request.tolerance = tolerance;
   // At 0 the library would draw no sample: it would be sure of any.
   request.outliers = std::max(0.01, outliers);
@@ -380,6 +447,7 @@ FitRequest RequestOf(const Options& options, const Primitive& primitive, const U
     ReadClassic(options, primitive, unit, request);
   if (options.start)
     request.start = ParseParts("--start", *options.start, primitive.parts, primitive.StartSize());
+  CheckSizes(options, primitive, request.start);
   request.fixed.assign(options.fixed.begin(),
                        options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
   return request;
@@ -395,6 +463,24 @@ int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t
   throw UsageError(
       fmt::format("--sample-size \"{}\" is neither \"all\" nor a number from {} to the {} points used",
                   *options.sampleSize, primitive.minimumPoints, points));
+}
+
+std::vector<Verdict> AcceptedOf(const Options& options) {
+  std::vector<Verdict> accepted = {Verdict::kGood};
+  if (!options.accept) return accepted;
+  const auto refuse = [](std::string_view name) {
+    return UsageError(
+        fmt::format("--accept \"{}\" is no verdict; name some of {}", name, DoubtfulVerdicts()));
+  };
+  io::FieldCursor fields(*options.accept, io::Separator::kComma);
+  for (std::string_view field; fields.Next(field);) {
+    const auto* name = std::find_if(kVerdicts.begin(), kVerdicts.end(),
+                                    [&](const VerdictName& verdict) { return verdict.key == field; });
+    if (name == kVerdicts.end()) throw refuse(field);
+    accepted.push_back(name->verdict);
+  }
+  if (accepted.size() == 1) throw refuse(*options.accept);
+  return accepted;
 }
 
 std::optional<std::uint64_t> SeedOf(const Options& options) {

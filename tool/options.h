@@ -10,9 +10,14 @@
 #include <vector>
 
 #include "cloud.h"
+#include "primfit/fit/fit_constraints.h"
+#include "primfit/fit/fit_input_params.h"
 #include "primitives.h"
 
 namespace primfit::tool {
+
+/// What the fixed pipeline takes unless told otherwise: but for the sample size the same for every shape.
+inline FitInputParams<FitConstraintsPlane> ClassicDefaults() { return FitInputParams<FitConstraintsPlane>(); }
 
 /// The options as given; one command runs, so one set serves all of them.
 struct Options {
@@ -31,14 +36,14 @@ struct Options {
   std::optional<double> radiusHint;
 
   std::optional<double> noise;
-  double confidence = 0.99;
-  int mostDraws = 5000;
+  double confidence = FitOptionsBase().confidence;
+  int mostDraws = FitOptionsBase().mostDraws;
   std::optional<double> timeLimit;
   std::array<std::optional<std::string>, kLimits.size()> limits;
 
   bool classic = false;
   std::optional<double> scannerError;
-  double probability = 0.99;
+  double probability = ClassicDefaults().SuccessProbability();
   std::optional<std::string> sampleSize;
   bool skipSearch = false;
   bool refineOnce = false;
@@ -46,6 +51,7 @@ struct Options {
 
   std::optional<std::string> seed;
   bool quiet = false;
+  std::optional<std::string> accept;
 
   // What only one method has, of all commands.
   std::vector<const CLI::Option*> ofAdaptive;
@@ -65,6 +71,9 @@ Input InputOf(const Options& options);
 FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit);
 /// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
 int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points);
+/// The verdicts beside a good one with which a fit succeeds.
+/// @throws UsageError for what is no verdict
+std::vector<Verdict> AcceptedOf(const Options& options);
 /// @return nothing when the user left the choice to the program
 /// @throws UsageError for what is no number of 64 bits
 std::optional<std::uint64_t> SeedOf(const Options& options);

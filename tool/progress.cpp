@@ -1,34 +1,52 @@
 #include "progress.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <string>
+
+#include "errors.h"
 
 namespace primfit::tool {
 
 namespace {
 
+volatile std::sig_atomic_t searching = 0;
 volatile std::sig_atomic_t interrupted = 0;
 
-void NoteInterrupt(int) { interrupted = 1; }
+// Only functions that are safe in a handler may follow.
+void Interrupt(int) {
+  if (searching != 0 && interrupted == 0) {
+    interrupted = 1;
+    return;
+  }
+  constexpr char kText[] = "primfit: stopped by Ctrl-C before there was a result\n";
+  const ssize_t ignored = ::write(STDERR_FILENO, kText, sizeof kText - 1);
+  static_cast<void>(ignored);
+  ::_exit(kInterrupted);
+}
 
 constexpr int kBarWidth = 40;
 
 }  // namespace
 
-StopOnInterrupt::StopOnInterrupt() : before_() {
+void EndOnInterrupt() {
+  struct sigaction before {};
   struct sigaction action {};
-  action.sa_handler = NoteInterrupt;
+  action.sa_handler = Interrupt;
   sigemptyset(&action.sa_mask);
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, nullptr, &before_);
-  if (before_.sa_handler != SIG_IGN) sigaction(SIGINT, &action, nullptr);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, nullptr, &before);
+  if (before.sa_handler != SIG_IGN) sigaction(SIGINT, &action, nullptr);
 }
 
-StopOnInterrupt::~StopOnInterrupt() { sigaction(SIGINT, &before_, nullptr); }
+StopOnInterrupt::StopOnInterrupt() { searching = 1; }
+
+StopOnInterrupt::~StopOnInterrupt() { searching = 0; }
 
 bool StopOnInterrupt::Requested() { return interrupted != 0; }
 

@@ -3,14 +3,16 @@
 #define PRIMFIT_TOOL_PROGRESS_H_
 
 #include <chrono>
-#include <csignal>
 
 #include "primfit/fit/fit_progress_updater.h"
 
 namespace primfit::tool {
 
-/// While one lives, the first Ctrl-C (SIGINT) asks the search to stop; a second one ends the program, as one
-/// does at any other time. Where the caller has SIGINT ignored (nohup), that stays so.
+/// From now on Ctrl-C (SIGINT) ends the program with its exit status and a text. Where the caller has SIGINT
+/// ignored (nohup), that stays so.
+void EndOnInterrupt();
+
+/// While one lives, the first Ctrl-C only asks the search to stop; a second one ends the program.
 class StopOnInterrupt {
  public:
   StopOnInterrupt();
@@ -18,9 +20,6 @@ class StopOnInterrupt {
   StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
   ~StopOnInterrupt();
   static bool Requested();
-
- private:
-  struct sigaction before_;
 };
 
 /// Follows a search: draws a bar on standard error, and stops the search when Ctrl-C has asked for it.

@@ -9,7 +9,9 @@
 #include <optional>
 #include <span>
 
+#include "io/words.h"
 #include "uncertainty.h"
+#include "verdicts.h"
 
 namespace primfit::tool {
 
@@ -32,25 +34,33 @@ std::string Length(double value, const Unit& unit) {
   return fmt::format("{} {}", Fixed(value, unit.decimals), unit.name);
 }
 
+/// What the user has told of a length that the report gives.
+std::string Told(const std::optional<double>& value, const Unit& unit) {
+  return value ? fmt::format(" (told {})", Length(*value, unit)) : "";
+}
+
 /// Decimals that show two digits of a standard deviation.
 int DecimalsOf(double deviation) {
   return static_cast<int>(std::clamp(1 - std::floor(std::log10(deviation)), 0.0, 12.0));
 }
 
-/// @param deviation  standard deviation, of a direction in degrees; it says how many decimals mean something
+/// @param deviation  standard deviation, of a direction in degrees; it says how many decimals mean something.
+///                   Infinite: not determined
 std::string PartText(const Part& part, const double* numbers, const Unit& unit,
                      std::optional<double> deviation = {}) {
   const bool direction = part.quantity == Quantity::kDirection;
   const bool angle = part.quantity == Quantity::kAngle;
   int decimals = direction ? kDirectionDecimals : angle ? kAngleDecimals : unit.decimals;
   std::string after;
-  if (deviation) {
+  const bool known = deviation && std::isfinite(*deviation);
+  if (known) {
     const std::string_view name = direction || angle ? "deg" : unit.name;
     decimals = DecimalsOf(direction ? *deviation * FactorOf(Quantity::kAngle, unit) : *deviation);
     after = fmt::format(" ± {} {}", Fixed(*deviation, DecimalsOf(*deviation)), name);
   } else if (!direction) {
     after = fmt::format(" {}", angle ? "deg" : unit.name);
   }
+  if (deviation && !known) after += " ± not determined by the points";
   std::string text = Fixed(numbers[0], decimals);
   for (std::size_t i = 1; i < SizeOf(part.quantity); ++i) text += ", " + Fixed(numbers[i], decimals);
   return text + after;
@@ -140,12 +150,11 @@ Json OrNull(const std::optional<T>& value) {
 }
 
 Json RequestJson(const FitRun& run) {
-  Json fixed = Json::array();
-  ForEachPart(run.primitive->parts, run.result.shape.size(),
-              [&](const Part& part, std::size_t i, std::size_t) {
-                if (run.request.fixed[i]) fixed.push_back(part.name);
-              });
   const FitRequest& r = run.request;
+  Json fixed = Json::array();
+  for (std::size_t i = 0; i < r.fixed.size(); ++i) {
+    if (r.fixed[i]) fixed.push_back(run.primitive->parts[i].name);
+  }
   Json json = {{"tolerance", OrNull(r.tolerance)}};
   if (r.method == Method::kAdaptive) {
     json.update({{"noise", OrNull(r.noise)},
@@ -202,20 +211,6 @@ Json HeadJson(const char* command, const Input& input, const Cloud& cloud) {
           {"units", {{"length", input.unit->name}, {"angle", "deg"}, {"time", "s"}}}};
 }
 
-std::string_view NameOf(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kGood:
-      return "good";
-    case Verdict::kAmbiguous:
-      return "ambiguous";
-    case Verdict::kAtLimit:
-      return "at a limit";
-    case Verdict::kWeak:
-      break;
-  }
-  return "weak";
-}
-
 /// Why a search ended: for programs and for people.
 struct End {
   const char* key;
@@ -256,9 +251,29 @@ Json CovarianceJson(const FitCovariance& c, const Unit& unit) {
           {"matrix", std::move(matrix)}};
 }
 
+/// The parts of the shape, each with how exactly it is known.
+std::string ShapeText(const FitRun& run) {
+  std::string text;
+  ForEachPart(run.primitive->parts, run.result.shape.size(),
+              [&](const Part& part, std::size_t i, std::size_t offset) {
+                const bool held = run.request.fixed[i];
+                const std::optional<double> deviation = held ? std::nullopt : DeviationOf(run, part, offset);
+                text +=
+                    fmt::format("  {:<16} {}{}\n", part.name,
+                                PartText(part, run.result.shape.data() + offset, *run.input->unit, deviation),
+                                held ? " (held)" : "");
+              });
+  return text + OutlineText(run.result.outline, *run.input->unit);
+}
+
+std::string Times(int count, std::string_view noun) {
+  return io::Counted(static_cast<std::uint64_t>(count), noun);
+}
+
 std::string SearchText(const FitReport& report) {
-  std::string text = fmt::format("search\n  {:<16} {} samples, {} refinements\n  {:<16} {}\n", "draws",
-                                 report.draws, report.refinements, "end", EndOf(report.stopReason).text);
+  std::string text =
+      fmt::format("search\n  {:<16} {}, {}\n  {:<16} {}\n", "draws", Times(report.draws, "sample"),
+                  Times(report.refinements, "refinement"), "end", EndOf(report.stopReason).text);
   if (!report.converged) text += "  not converged: the inliers still changed at the end\n";
   return text;
 }
@@ -268,7 +283,7 @@ Json InsightJson(const Insight& insight, const Unit& unit) {
   const FitReport& r = insight.report;
   return {{"noise", r.noise / unit.metres},
           {"tolerance", r.tolerance / unit.metres},
-          {"verdict", NameOf(r.verdict)},
+          {"verdict", NameOf(r.verdict).key},
           {"reason", r.reason},
           {"stop_reason", EndOf(r.stopReason).key},
           {"converged", r.converged},
@@ -276,6 +291,17 @@ Json InsightJson(const Insight& insight, const Unit& unit) {
           {"refinements", r.refinements},
           {"inlier_share", r.inlierShare},
           {"covariance", CovarianceJson(insight.covariance, unit)}};
+}
+
+const char* NameOf(Method method) { return method == Method::kAdaptive ? "adaptive" : "classic"; }
+
+/// What every fit tells of its points, parameters and end, whether or not it found something.
+void AppendCircumstances(const FitRun& run, Json& json) {
+  json["points"] = CountsJson(*run.cloud);
+  json["points"]["judged"] = run.judged;
+  json["parameters"] = RequestJson(run);
+  json["time"] = {{"reading", run.cloud->seconds}, {"fitting", run.fittingSeconds}};
+  json["stopped"] = run.stopped;
 }
 
 // A file name need not be UTF-8, JSON has to be.
@@ -300,28 +326,21 @@ std::string TextReport(const FitRun& run) {
   const FitReport* report = run.result.insight ? &run.result.insight->report : nullptr;
   std::string text = fmt::format("{} fitted to {}\n", run.primitive->name, run.input->path);
   if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
-  ForEachPart(run.primitive->parts, run.result.shape.size(),
-              [&](const Part& part, std::size_t i, std::size_t offset) {
-                const bool held = run.request.fixed[i];
-                const std::optional<double> deviation = held ? std::nullopt : DeviationOf(run, part, offset);
-                text += fmt::format("  {:<16} {}{}\n", part.name,
-                                    PartText(part, run.result.shape.data() + offset, unit, deviation),
-                                    held ? " (held)" : "");
-              });
-  text += OutlineText(run.result.outline, unit);
+  text += ShapeText(run);
   const auto inliers = static_cast<std::size_t>(q.GetInlierCount());
   text += "points\n" + CountsText(*run.input, *run.cloud);
   if (run.judged < run.cloud->Used())
     text += fmt::format("  {:<16} {} (a random subset)\n", "sampled", run.judged);
   const double tolerance =
       report != nullptr ? report->tolerance / unit.metres : run.request.tolerance.value();
-  text += fmt::format("  {:<16} {} of {} ({:.1f} %) within {}\n", "inliers", inliers, run.judged,
-                      100 * ShareOf(inliers, run.judged), Length(tolerance, unit));
+  text += fmt::format("  {:<16} {} of {} ({:.1f} %) within {}{}\n", "inliers", inliers, run.judged,
+                      100 * ShareOf(inliers, run.judged), Length(tolerance, unit),
+                      report != nullptr ? Told(run.request.tolerance, unit) : "");
   text += "distances of the inliers\n";
-  const auto length = [&](const char* name, double metres) {
-    text += fmt::format("  {:<16} {}\n", name, Length(metres / unit.metres, unit));
+  const auto length = [&](const char* name, double metres, const std::string& after = {}) {
+    text += fmt::format("  {:<16} {}{}\n", name, Length(metres / unit.metres, unit), after);
   };
-  if (report != nullptr) length("noise", report->noise);
+  if (report != nullptr) length("noise", report->noise, Told(run.request.noise, unit));
   length("rms", q.rmsDistance);
   length("mean", q.meanDistance);
   length("mean signed", q.meanSignedDistance);
@@ -332,12 +351,13 @@ std::string TextReport(const FitRun& run) {
   text += fmt::format("time\n  {:<16} {:.3f} s\n  {:<16} {:.3f} s (seed {})\n", "reading", run.cloud->seconds,
                       "fitting", run.fittingSeconds, run.seed);
   if (report != nullptr)
-    text += fmt::format("{:<18} {}: {}\n", "verdict", NameOf(report->verdict), report->reason);
+    text += fmt::format("{:<18} {}: {}\n", "verdict", NameOf(report->verdict).text, report->reason);
   return text;
 }
 
 std::string JsonReport(const FitRun& run) {
   Json json = HeadJson(run.primitive->name.data(), *run.input, *run.cloud);
+  json["status"] = run.stopped ? "stopped" : "fitted";
   json["shape"] = PartsJson(run.primitive->parts, run.result.shape);
   if (!run.result.outline.empty()) {
     Json& outline = json["shape"]["outline"] = Json::array();
@@ -345,17 +365,22 @@ std::string JsonReport(const FitRun& run) {
       outline.push_back({run.result.outline[i], run.result.outline[i + 1], run.result.outline[i + 2]});
   }
   json["quality"] = QualityJson(run.result.quality, *run.input->unit);
-  json["method"] = run.result.insight ? "adaptive" : "classic";
+  json["method"] = NameOf(run.request.method);
   if (run.result.insight)
     json.update(InsightJson(*run.result.insight, *run.input->unit));
   else
     json["quality"]["acceptable"] = PassesQualityTest(run.result.quality);
-  json["points"] = CountsJson(*run.cloud);
-  json["points"]["judged"] = run.judged;
+  AppendCircumstances(run, json);
   json["points"]["inliers"] = run.result.quality.GetInlierCount();
-  json["parameters"] = RequestJson(run);
-  json["time"] = {{"reading", run.cloud->seconds}, {"fitting", run.fittingSeconds}};
-  json["stopped"] = run.stopped;
+  return Dump(json);
+}
+
+std::string JsonNothing(const FitRun& run, const std::string& reason) {
+  Json json = HeadJson(run.primitive->name.data(), *run.input, *run.cloud);
+  json["status"] = run.stopped ? "stopped" : "nothing";
+  json["reason"] = reason;
+  json["method"] = NameOf(run.request.method);
+  AppendCircumstances(run, json);
   return Dump(json);
 }
 

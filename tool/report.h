@@ -10,7 +10,7 @@
 
 namespace primfit::tool {
 
-/// A finished fit: everything that a report is made of.
+/// A fit that has ended: everything that a report is made of.
 struct FitRun {
   const Primitive* primitive;
   const Input* input;
@@ -25,8 +25,12 @@ struct FitRun {
 
 std::string TextReport(const FitRun& run);
 
-/// One object. Numbers round-trip; lengths are in the unit named by units.length.
+/// One object. Numbers round-trip, those that are not finite are null; lengths are in the unit named by
+/// units.length.
 std::string JsonReport(const FitRun& run);
+
+/// The same when nothing was found: all but the shape and what is known of it, and the reason.
+std::string JsonNothing(const FitRun& run, const std::string& reason);
 
 std::string TextInfo(const Input& input, const Cloud& cloud);
 std::string JsonInfo(const Input& input, const Cloud& cloud);

@@ -122,22 +122,23 @@ struct FitOptionsBase {
   double confidence = 0.99;  ///< that no better shape was missed; in (0, 1)
   int mostDraws = 20000;     ///< samples at the most
   double timeLimit =
-      std::numeric_limits<double>::infinity();  ///< of the search; what was found by then counts
+      std::numeric_limits<double>::infinity();  ///< from the call on; what was complete by then counts
   std::optional<std::uint64_t> seed;            ///< unset: of the thread's ScopedSeed, else of the clock
   SizeRange radius;       ///< of an arc, sphere, cylinder; of a torus or elbow the major one
   SizeRange minorRadius;  ///< of a torus or elbow
-  SizeRange halfAngle;    ///< of a cone
+  SizeRange halfAngle;    ///< of a cone; within a quarter turn, low below it
   std::optional<Eigen::Vector3d> axisNear;  ///< direction of an axis, line or normal, of either sign
   double axisWithin = 0;                    ///< angle from axisNear
   std::optional<Eigen::Vector3d> near;      ///< a point that the shape passes
   double nearWithin = 0;                    ///< distance from near, beside the inliers' tolerance
-  FitProgressUpdater* progress = nullptr;   ///< follows the search and can stop it
+  /// Follows the fit, with shares below 1 that never run back, and can stop it.
+  FitProgressUpdater* progress = nullptr;
 };
 
 template <class Shape>
 struct FitOptions : FitOptionsBase {
-  /// Parts to be held at the values of its shape; that shape is also the first candidate. Its other parts may
-  /// be anything, NaN too.
+  /// Parts to be held at the values of its shape; that shape is also the first candidate, where it is a
+  /// shape. Parts that are not held may be anything beside held ones, NaN too.
   const typename Shape::Constraints* constraints = nullptr;
 };
 
@@ -179,7 +180,9 @@ struct FitReport {
   double noise = 0;        ///< measured standard deviation of the inliers from the shape
   double tolerance = 0;    ///< distance within which points are inliers
   StopReason stopReason = StopReason::kConfident;
-  bool converged = false;  ///< whether another selection of inliers would change nothing
+  /// Whether another selection of inliers would change nothing, and another step of their refinement less
+  /// than 1e-9 of the cloud's size.
+  bool converged = false;
   Verdict verdict = Verdict::kGood;
   std::string reason;  ///< of the verdict, for people
 };
@@ -198,11 +201,12 @@ struct FitResult {
 /// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
 /// Elbow
 /// @throws FitError "More points than 2147483647", "Points are not provided" for no finite point of any
-/// weight, "Held parts must be finite, with no zero direction and no negative size", "Not enough points" for
-/// fewer than determine the shape, "Over constrained" where every part is held, "No shape stands out from
-/// chance", "The time limit ended the search before it found a shape", "The search was stopped before it
-/// found a shape", and for an option out of its range a text that names it, such as "Option noise must be
-/// positive"
+/// weight, "Held parts must be finite, with no zero direction and no negative size", "A half-angle must be
+/// above zero and below a quarter turn, in radians" for one that is held or, where nothing is held, started
+/// from, "Not enough points" for fewer than determine the shape, "Over constrained" where every part is held,
+/// "No shape stands out from chance", "The time limit ended the search before it found a shape", "The search
+/// was stopped before it found a shape", and for an option out of its range a text that names it, such as
+/// "Option noise must be positive"
 template <class Shape>
 PRIMFIT_API FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options = {});
 

@@ -60,12 +60,12 @@ typedef struct primfit_options {
   const double* weights; /* one for each point; null: all count alike */
   double confidence;     /* that no better shape was missed; in (0, 1) */
   int most_draws;
-  double time_limit; /* of the search */
+  double time_limit; /* from the call on */
   int has_seed;      /* 0: the seed is the clock's */
   uint64_t seed;     /* the same gives the same bits */
   double radius[2];  /* plausible range of an arc's, sphere's, cylinder's radius, a torus's major radius */
   double minor_radius[2]; /* of a torus or elbow */
-  double half_angle[2];   /* of a cone */
+  double half_angle[2];   /* of a cone; within a quarter turn, the first below it */
   double axis_near[3];    /* direction of an axis, line or normal, of either sign; zero: any */
   double axis_within;     /* angle from axis_near */
   double near_point[3];   /* that the shape passes; NaN: none */
@@ -74,7 +74,8 @@ typedef struct primfit_options {
    * too, and length, height, angle, u and the start of an elbow are not read. Null: none. */
   const double* start;
   const int* fix; /* for each part that can be held, not 0 to hold it as in start; null: none */
-  int (*progress)(double share, void* user); /* called now and then; not 0 stops the search; null: none */
+  /* Called now and then, with shares below 1 that never run back; not 0 stops the fit. Null: none. */
+  int (*progress)(double share, void* user);
   void* user;
 } primfit_options;
 
@@ -108,7 +109,7 @@ typedef struct primfit_result {
   double noise;        /* measured standard deviation of the inliers from the shape */
   double tolerance;    /* distance within which points are inliers */
   int stop_reason;
-  int converged; /* whether another selection of inliers would change nothing */
+  int converged; /* whether another selection of inliers or another step would change nothing */
   int verdict;
   const char* reason; /* of the verdict, for people */
   size_t inlier_count;

@@ -15,6 +15,8 @@ inline constexpr char kNotEnoughPoints[] = "Not enough points";
 inline constexpr char kTooManyPoints[] = "More points than 2147483647";
 inline constexpr char kHeldUnusable[] =
     "Held parts must be finite, with no zero direction and no negative size";
+inline constexpr char kHalfAngleUnusable[] =
+    "A half-angle must be above zero and below a quarter turn, in radians";
 inline constexpr char kGoodSampleRate[] = "Good Sample Rate < 0.1";
 inline constexpr char kDistanceTolerance[] = "Distance Tolerance < 0.001";
 inline constexpr char kTorusNotProvided[] =

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "fit/fit_memory.h"
 #include "robust/crowd.h"
@@ -18,13 +19,17 @@ namespace {
 
 constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
-constexpr int kRounds = 30;
+constexpr int kRounds = 40;
 constexpr int kNoiseRounds = 3;  ///< in which the noise is estimated anew
 /// The first rounds take in more, with weights that fade: a narrow band that lies askew has lost the points
 /// that would set it right.
 constexpr int kMostFading = 2;
 constexpr double kFade[kMostFading] = {3, 1.7};
-constexpr int kSteps = 20;
+constexpr int kFewSteps = 20;
+/// Short arcs take some dozens of steps, each of which is a fair share of the one before.
+constexpr int kSteps = 200;
+/// At the optimum the next step would move the points' distances by less, in sizes of the cloud.
+constexpr double kOptimal = 1e-9;
 /// Where nearly all points are inliers none is there by chance.
 constexpr double kClean = 0.98;
 
@@ -37,9 +42,10 @@ class NoiseMixture {
       : curve_(curve), start_(start), reach_(8 * start), width_(reach_ / kBins) {
     const std::size_t step = distances.size() / kEnough + 1;
     for (std::size_t i = 0; i < distances.size(); i += step) {
-      if (!(distances[i] < reach_)) continue;
+      if (!(distances[i] >= 0 && distances[i] < reach_)) continue;
       const double weight = roots.empty() ? 1 : roots[i] * roots[i];
-      counts_[static_cast<std::size_t>(distances[i] * (1 / width_))] += weight;
+      // Just below the reach the quotient rounds to the number of bins.
+      counts_[std::min(static_cast<std::size_t>(distances[i] * (1 / width_)), kBins - 1)] += weight;
       all_ += weight;
     }
   }
@@ -210,6 +216,7 @@ class Convergence {
  public:
   Convergence(const Model& start, const ConvergeTask& task)
       : task_(task),
+        budget_(task.budget != nullptr ? task.budget : &endless_),
         model_(start),
         noise_(task.start / BoundOf(start.IsCurve(), 1)),
         distances_(task.points.size()),
@@ -218,47 +225,68 @@ class Convergence {
         selection_(task.points.size()) {}
 
   std::optional<Converged> Run() {
-    std::vector<std::uint64_t> seen;
-    Converged at;
-    bool circles = false;
-    for (int round = 0; round < kRounds && !circles; ++round) {
-      Look(round);
-      const bool fades = round < task_.fadingRounds;
-      Select(fades ? kFade[kMostFading - task_.fadingRounds + round] : 1,
-             round == 0 || round == task_.fadingRounds);
-      if (selection_.Count() == 0) return std::nullopt;
-      if (!fades) {
-        at.settled = !seen.empty() && seen.back() == selection_.Hash();
-        if (at.settled) break;
-        circles = std::find(seen.begin(), seen.end(), selection_.Hash()) != seen.end();
-      }
-      const bool again = seen.empty() || !selection_.ChangedFew() || atEnd_ != 0 || circles;
-      if (!(again ? RefineAll(fades) : RefineChanged() || RefineAll(false))) return std::nullopt;
-      if (!fades) seen.push_back(selection_.Hash());
-    }
-    at.model = model_;
-    at.noise = noise_;
-    at.tolerance = tolerance_;
-    at.atEnd = atEnd_;
-    at.inliers.reserve(selection_.Count());
-    selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
-    SumUpAtFeet(at);
-    at.beside = static_cast<std::size_t>(
-        std::count_if(distances_.data(), distances_.data() + task_.points.size(),
-                      [&](double d) { return d > tolerance_ && d <= 2 * tolerance_; }));
-    return at;
+    Turned turned = Turned::kOn;
+    for (int round = 0; round < kRounds && turned == Turned::kOn; ++round) turned = Turn(round);
+    if (turned == Turned::kNoShape || !IsValid(model_)) return std::nullopt;
+    const bool converged = turned == Turned::kConverged;
+    if (!converged) Reselect();
+    if (selection_.Count() == 0) return std::nullopt;
+    return Result(converged);
   }
 
  private:
-  /// Distances from the shape and the bound. After some rounds the bound stands, so that only the selection
-  /// can still change.
-  void Look(int round) {
+  enum class Turned {
+    kOn,         // another selection
+    kConverged,  // the selection stays, and its shape is the optimum
+    kEnds,       // by the budget, or because selections go round in a circle
+    kNoShape
+  };
+
+  Turned Turn(int round) {
+    if (!Measure(round)) return Turned::kEnds;
+    const bool fades = round < task_.fadingRounds;
+    Select(fades ? kFade[kMostFading - task_.fadingRounds + round] : 1,
+           round == 0 || round == task_.fadingRounds);
+    if (selection_.Count() == 0) return Turned::kNoShape;
+    const bool stays = !fades && !seen_.empty() && seen_.back() == selection_.Hash();
+    if (stays && remaining_ <= kOptimal * Size()) return Turned::kConverged;
+    const bool circles =
+        !fades && !stays && std::find(seen_.begin(), seen_.end(), selection_.Hash()) != seen_.end();
+    const bool all = seen_.empty() || stays || circles || atEnd_ != 0 || !selection_.ChangedFew();
+    const double before = remaining_;
+    if (!(all ? RefineAll(fades) : RefineChanged() || RefineAll(false)))
+      return budget_->IsOver() ? Turned::kEnds : Turned::kNoShape;
+    if (!fades) seen_.push_back(selection_.Hash());
+    const bool stuck = stays && !(remaining_ < before / 2);  // what is left is rounding
+    return circles || stuck ? Turned::kEnds : Turned::kOn;
+  }
+
+  double Size() const { return task_.size > 0 ? task_.size : sums_.extent; }
+
+  /// Distances from the shape, the noise and the bound. After some rounds the bound stands, so that only the
+  /// selection can still change. @return whether the budget lasted
+  bool Measure(int round) {
     const std::size_t n = task_.points.size();
+    const bool lasted = budget_->InPieces(n, [&](std::size_t begin, std::size_t count) {
+      Distances(model_, task_.points.data() + begin, static_cast<int>(count), distances_.data() + begin);
+    });
+    if (!lasted || !budget_->Spend(std::min(n, Budget::kPiece))) return false;
+    if (round < kNoiseRounds) MeasureNoise();
+    return true;
+  }
+  void MeasureNoise() {
     const bool curve = model_.IsCurve();
-    Distances(model_, task_.points.data(), static_cast<int>(n), distances_.data());
-    if (round < kNoiseRounds)
-      noise_ = EstimateNoise(curve, {distances_.data(), n}, std::max(noise_, 1e-300), task_.roots);
+    noise_ =
+        EstimateNoise(curve, {distances_.data(), task_.points.size()}, std::max(noise_, 1e-300), task_.roots);
     tolerance_ = task_.tolerance.value_or(BoundOf(curve, task_.noise.value_or(noise_)));
+  }
+
+  /// The inliers of the final shape, where the last ones are of a shape before.
+  void Reselect() {
+    const std::size_t n = task_.points.size();
+    Distances(model_, task_.points.data(), static_cast<int>(n), distances_.data());
+    if (tolerance_ == 0) MeasureNoise();
+    selection_.Take(task_.points, distances_.data(), tolerance_, crowd_);
   }
 
   void Select(double widened, bool anew) {
@@ -274,6 +302,22 @@ class Convergence {
     crowd_.Build({close_.data(), selection_.Count()});
     selection_.Forget();
     selection_.Take(task_.points, distances_.data(), bound_, crowd_);
+  }
+
+  Converged Result(bool converged) {
+    Converged at;
+    at.converged = converged;
+    at.model = model_;
+    at.noise = noise_;
+    at.tolerance = tolerance_;
+    at.atEnd = atEnd_;
+    at.inliers.reserve(selection_.Count());
+    selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
+    SumUpAtFeet(at);
+    at.beside = static_cast<std::size_t>(
+        std::count_if(distances_.data(), distances_.data() + task_.points.size(),
+                      [&](double d) { return d > tolerance_ && d <= 2 * tolerance_; }));
+    return at;
   }
 
   /// Copies the inliers and their weights' roots, which where they fade fall to zero at the bound (the
@@ -319,12 +363,17 @@ class Convergence {
   bool RefineAll(bool fades) {
     const PointRefs points = Gather(fades);
     CenterAt(MeanOf({close_.data(), static_cast<std::size_t>(points.count)}), task_.held, model_);
-    auto refined = Refine(model_, task_.held, points, kSteps);
-    atEnd_ = refined && task_.clamp ? task_.clamp(*refined) : 0;
-    if (atEnd_ != 0) refined = Refine(*refined, task_.held | atEnd_, points, kSteps);
+    auto refined = Refine(model_, task_.held, points, fades ? kFewSteps : kSteps, *budget_);
+    const unsigned atEnd = refined && task_.clamp ? task_.clamp(*refined) : 0;
+    if (atEnd != 0) refined = Refine(*refined, task_.held | atEnd, points, kSteps, *budget_);
     if (!refined) return false;
+    if (!fades) {  // the sums are not used before
+      sums_ = SumsAt(*refined, task_.held | atEnd, points, *budget_);
+      if (budget_->IsOver()) return false;
+      remaining_ = NextStep(sums_, FreedomsOf(*refined, task_.held | atEnd).count);
+    }
     model_ = *refined;
-    sums_ = SumsAt(model_, task_.held | atEnd_, points);
+    atEnd_ = atEnd;
     return true;
   }
 
@@ -343,16 +392,21 @@ class Convergence {
     const auto before = static_cast<int>(selection_.Count() - added + removed);
     const double* roots = task_.roots.empty() ? nullptr : roots_.data();
     NormalEquations sums = sums_;
+    double remaining = 0;
     auto refined =
         Updated(model_, task_.held, before, RefsOf({close_.data(), added}, roots),
-                RefsOf({close_.data() + added, removed}, roots != nullptr ? roots + added : nullptr), sums);
+                RefsOf({close_.data() + added, removed}, roots != nullptr ? roots + added : nullptr), sums,
+                &remaining);
     if (!refined || (task_.clamp && task_.clamp(*refined) != 0)) return false;
     model_ = *refined;
     sums_ = sums;
+    remaining_ += remaining;  // what the shape before was off stays
     return true;
   }
 
   const ConvergeTask& task_;
+  Budget endless_;
+  Budget* budget_;
   Model model_;
   double noise_, tolerance_ = 0, bound_ = 0;
   Scratch<double> distances_;
@@ -360,8 +414,10 @@ class Convergence {
   Scratch<double> roots_;
   Selection selection_;
   Crowd crowd_;
-  NormalEquations sums_{};  // of the model's inliers
-  unsigned atEnd_ = 0;      // parts that are held at an end of their ranges
+  NormalEquations sums_{};           // of the model's inliers
+  double remaining_ = 0;             // how far the next step would move their distances
+  std::vector<std::uint64_t> seen_;  // hashes of the selections whose optimum was taken
+  unsigned atEnd_ = 0;               // parts that are held at an end of their ranges
 };
 
 }  // namespace
@@ -378,7 +434,9 @@ double EstimateNoise(bool curve, std::span<const double> distances, double start
   return noise;
 }
 
-double BoundOf(bool curve, double noise) { return noise * (curve ? kCurveBound : kSurfaceBound); }
+double BoundOf(bool curve, double noise) {
+  return std::min(noise * (curve ? kCurveBound : kSurfaceBound), std::numeric_limits<double>::max());
+}
 
 double InflationOf(bool curve) {
   if (curve) {

@@ -21,6 +21,8 @@ struct ConvergeTask {
   int fadingRounds = 2;  ///< with a wider band at whose edge weights fade; 0 to 2
   /// Moves a model into the plausible ranges. @return the parts to be held there
   std::function<unsigned(Model&)> clamp;
+  double size = 0;           ///< of the cloud, to tell a small step from a large one; 0: the shape's own
+  Budget* budget = nullptr;  ///< none: without end
 };
 
 struct Converged {
@@ -31,7 +33,10 @@ struct Converged {
   unsigned atEnd = 0;                      ///< parts that are held at an end of their plausible range
   NormalEquations sums{};                  ///< at the inliers' feet on the shape, of the parts that are free
   std::optional<NormalEquations> squared;  ///< where there are weights: with their squares in their place
-  bool settled = false;
+  /// Whether another selection of inliers would change nothing, and the next step of their optimisation less
+  /// than 1e-9 of the cloud's size. Else the inliers are those of the shape, but it need not be their
+  /// optimum.
+  bool converged = false;
 };
 
 /// Standard deviation of the distances near zero, which are of noise across the shape among points that lie
@@ -50,7 +55,8 @@ double BoundOf(bool curve, double noise);
 double InflationOf(bool curve);
 
 /// The orthogonal least-squares shape of its own inliers. Where the selections go round in a circle it ends
-/// at one that came before.
+/// at one that came before, where the budget ends at what was complete by then.
+/// @return none where no points are near, or they determine no shape
 std::optional<Converged> Converge(const Model& start, const ConvergeTask& task);
 
 }  // namespace primfit::robust

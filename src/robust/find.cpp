@@ -1,7 +1,6 @@
 #include "robust/find.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -68,9 +67,10 @@ void LeaveOut(const Model& model, double bound, std::vector<Vector3d>& points) {
 /// One fit.
 class Finder {
  public:
-  Finder(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given)
+  Finder(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given, Budget& budget)
       : frame_(frame),
         options_(options),
+        budget_(budget),
         held_(given.held),
         curve_(form == Form::kLine || form == Form::kArc),
         untold_(!options.noise && !options.tolerance),
@@ -91,11 +91,9 @@ class Finder {
     std::optional<Converged> converged;
     for (auto result = found.begin(); result != found.end() && !StandsOut(converged); ++result)
       converged = Settle(*result);
-    const StopReason why = late_ ? StopReason::kTimeLimit : search_.why;
     if (!StandsOut(converged)) {
-      throw FitError(why == StopReason::kTimeLimit ? messages::kNothingInTime
-                     : why == StopReason::kStopped ? messages::kNothingBeforeStop
-                                                   : messages::kNothingStandsOut);
+      budget_.RequireMore();
+      throw FitError(messages::kNothingStandsOut);
     }
     Outcome out;
     out.model = converged->model;
@@ -106,8 +104,8 @@ class Finder {
     out.report.inlierShare = frame_.WeightOf(out.converged.inliers) / frame_.weight;
     out.report.noise = out.converged.noise;
     out.report.tolerance = out.converged.tolerance;
-    out.report.stopReason = why;
-    out.report.converged = out.converged.settled;
+    out.report.stopReason = budget_.IsOver() ? budget_.Why() : search_.why;
+    out.report.converged = out.converged.converged;
     Judge(out.converged, out.covariance, out.report);
     return out;
   }
@@ -140,13 +138,7 @@ class Finder {
         return plausible_.IsNear(Unscaled(m, middle_, size_), slack * size_);
       };
     }
-    task_.stops = [&, started = std::chrono::steady_clock::now()](double done) {
-      const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started;
-      late_ = passed.count() > options_.timeLimit;
-      if (options_.progress == nullptr) return late_;
-      options_.progress->ReportProgress(std::min(done, 1.0));
-      return late_ || options_.progress->StopRequested();
-    };
+    task_.budget = &budget_;
   }
 
   /// Searches the points. Clutter that is itself a slab, a rod or a shell passes for a shape with much noise,
@@ -224,10 +216,12 @@ class Finder {
     task.noise = options_.noise;
     task.tolerance = options_.tolerance;
     task.clamp = [&](Model& m) { return plausible_.Clamp(m); };
+    task.size = size_;
+    task.budget = &budget_;
     task.start = from.score.tolerance * size_;
     Model at = Unscaled(from.model, middle_, size_);
     for (const std::size_t count : {kFew, kMore}) {
-      if (4 * First(count).size() > all.size()) break;
+      if (4 * First(count).size() > all.size() || budget_.IsOver()) break;
       task.points = First(count);
       const auto result = Converge(at, task);
       if (!result) return std::nullopt;
@@ -250,6 +244,7 @@ class Finder {
 
   const Frame& frame_;
   const FitOptionsBase& options_;
+  Budget& budget_;
   unsigned held_;
   bool curve_;
   bool untold_;  // neither the noise nor the bound of an inlier
@@ -261,16 +256,16 @@ class Finder {
   std::vector<Vector3d> scaled_;  // the cloud in units of its size about its middle
   SearchTask task_{};
   SearchReport search_;
-  bool late_ = false;
 };
 
 }  // namespace
 
-Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given) {
+Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given,
+                  Budget& budget) {
   const Freedoms freedoms = FreedomsOf(Model{.form = form, .major = 2, .minor = 1}, given.held);
   if (freedoms.count == 0) throw FitError(messages::kOverConstrained);
   if (frame.count <= static_cast<std::size_t>(freedoms.count)) throw FitError(messages::kNotEnoughPoints);
-  return Finder(form, frame, options, given).Run();
+  return Finder(form, frame, options, given, budget).Run();
 }
 
 }  // namespace primfit::robust

@@ -26,7 +26,8 @@ struct Given {
 };
 
 /// @throws FitError as primfit::fit says
-Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given);
+Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given,
+                  Budget& budget);
 
 }  // namespace primfit::robust
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <type_traits>
 #include <utility>
 
@@ -55,9 +56,9 @@ struct FormOf<FitConstraintsArc> {
   static constexpr Form kForm = Form::kArc;
   static auto* Shape(const FitConstraintsArc& c) { return c.GetArc(); }
   static Given Of(const FitConstraintsArc& c) {
-    return {
-        Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
-        Model{kForm, Shape(c)->Center(), Shape(c)->XAxis().cross(Shape(c)->YAxis()), 0, Shape(c)->Radius()}};
+    const Vector3d axis = Normalised(Shape(c)->XAxis().cross(Shape(c)->YAxis()));
+    return {Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
+            Model{kForm, Shape(c)->Center(), axis, 0, Shape(c)->Radius()}};
   }
 };
 template <>
@@ -107,9 +108,17 @@ struct FormOf<FitConstraintsTorus> {
   }
 };
 
-/// Held values that no shape has: without this check they end as points that no shape stands out from.
+/// Held values that no shape has: without this check they end as points that no shape stands out from. A
+/// half-angle beyond a quarter turn is one in degrees; where nothing is held, the shape is given for its own
+/// sake, so that this has to be told there too.
 void RequireUsable(const Given& given) {
   const Model& m = *given.model;
+  if (m.form == Form::kCone) {
+    const bool held = (given.held & robust::kMinor) != 0;
+    const bool below = !(m.minor >= std::numbers::pi / 2);  // true for NaN
+    if ((held || given.held == 0) && !below) throw FitError(messages::kHalfAngleUnusable);
+    if (held && !(m.minor > 0)) throw FitError(messages::kHalfAngleUnusable);
+  }
   const auto usable = [&](unsigned part, bool good) { return (given.held & part) == 0 || good; };
   const auto isSize = [](double size) { return size >= 0 && std::isfinite(size); };
   const bool good = usable(robust::kCenter, m.center.allFinite()) &&
@@ -189,12 +198,13 @@ typename Shape::Record RecordOf(const Findings& f) {
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using Traits = FormOf<typename Shape::Constraints>;
+  robust::Budget budget(options.timeLimit, options.progress);
   // First of all: what is reserved for each point would overflow.
   if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
   robust::RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
-  const Frame frame(points, options.weights);
+  const Frame frame(points, options.weights, budget);
   if (frame.count == 0) throw FitError(messages::kPointsMissing);
 
   Given given, framed;
@@ -203,7 +213,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
     RequireUsable(given);
     framed.model->center -= frame.origin;
   }
-  robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed);
+  robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed, budget);
 
   FitResult<Shape> result;
   result.inliers = std::move(out.converged.inliers);

@@ -21,29 +21,34 @@ constexpr std::size_t kEnough = 512;
 
 }  // namespace
 
-Frame::Frame(const PointView& given, std::span<const double> weights)
+Frame::Frame(const PointView& given, std::span<const double> weights, Budget& budget)
     : points(given.Count()), roots(weights.size()) {
-  for (std::size_t i = 0; i < given.Count(); ++i) {
-    const Vector3d p = given[i];
-    if (!p.allFinite() || (!weights.empty() && weights[i] == 0)) {
-      if (places.empty()) {
-        places.reserve(given.Count());
-        for (std::size_t k = 0; k < count; ++k) places.push_back(static_cast<std::uint32_t>(k));
-      }
-      left = true;
-      continue;
-    }
-    if (count == 0) origin = p;
-    if (left) places.push_back(static_cast<std::uint32_t>(i));
-    if (!weights.empty()) {
-      roots[count] = std::sqrt(weights[i]);
-      weight += weights[i];
-      squaredWeights += weights[i] * weights[i];
-    }
-    points[count++] = p - origin;
-  }
+  budget.InPieces(given.Count(), [&](std::size_t begin, std::size_t length) {
+    for (std::size_t i = begin; i < begin + length; ++i) Take(given, i, weights);
+  });
+  budget.RequireMore();
   isWeighted = !weights.empty();
   if (!isWeighted) weight = squaredWeights = static_cast<double>(count);
+}
+
+void Frame::Take(const PointView& given, std::size_t i, std::span<const double> weights) {
+  const Vector3d p = given[i];
+  if (!p.allFinite() || (!weights.empty() && weights[i] == 0)) {
+    if (places.empty()) {
+      places.reserve(given.Count());
+      for (std::size_t k = 0; k < count; ++k) places.push_back(static_cast<std::uint32_t>(k));
+    }
+    left = true;
+    return;
+  }
+  if (count == 0) origin = p;
+  if (left) places.push_back(static_cast<std::uint32_t>(i));
+  if (!weights.empty()) {
+    roots[count] = std::sqrt(weights[i]);
+    weight += weights[i];
+    squaredWeights += weights[i] * weights[i];
+  }
+  points[count++] = p - origin;
 }
 
 double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {

@@ -12,13 +12,15 @@
 
 #include "fit/fit_memory.h"
 #include "primfit/fit.h"
+#include "robust/budget.h"
 #include "robust/search.h"
 
 namespace primfit::robust {
 
 /// The points of a fit: the finite ones of some weight relative to the first of them.
 struct Frame {
-  Frame(const PointView& given, std::span<const double> weights);
+  /// @throws FitError when the budget ends before
+  Frame(const PointView& given, std::span<const double> weights, Budget& budget);
 
   std::span<const Eigen::Vector3d> Points() const { return {points.data(), count}; }
   /// Square roots of the weights; none where these are all 1.
@@ -38,6 +40,9 @@ struct Frame {
   Eigen::Vector3d origin = Eigen::Vector3d::Zero();
   bool left = false;                  ///< whether points were left out
   std::vector<std::uint32_t> places;  ///< then where those that are here came from
+
+ private:
+  void Take(const PointView& given, std::size_t i, std::span<const double> weights);
 };
 
 /// The median of distances from the median place, which it gives as well: the size of a cloud, whatever lies

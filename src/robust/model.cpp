@@ -1,5 +1,6 @@
 #include "robust/model.h"
 
+#include <Eigen/Eigenvalues>
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
@@ -32,8 +33,8 @@ Model ModelOf(const OutputShape& shape) {
 }
 
 bool IsValid(const Model& m) {
-  if (!m.center.allFinite() || !m.axis.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor))
-    return false;
+  if (!m.center.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor)) return false;
+  if (!(std::abs(m.axis.squaredNorm() - 1) < 1e-9)) return false;  // nor for a NaN
   switch (m.form) {
     case Form::kLine:
     case Form::kPlane:
@@ -100,8 +101,26 @@ LocalShape LocalOf(LocalShape::Kind kind, const Model& m) {
   return WithFrame(shape);
 }
 
+/// AccumulateGram in pieces, for which the budget is asked. Where it ends, the sums are not complete.
+void SumUpGram(const LocalShape& shape, const PointRefs& points, Budget& budget, SmallMatrix& gram) {
+  std::fill_n(gram[0], sizeof gram / sizeof(double), 0.0);
+  budget.InPieces(static_cast<std::size_t>(points.count), [&](std::size_t begin, std::size_t count) {
+    PointRefs piece = points;
+    piece.count = static_cast<int>(count);
+    piece.rows += begin;
+    if (piece.roots != nullptr) piece.roots += begin;
+    if (begin == 0) return AccumulateGram(shape, piece, gram[0]);
+    SmallMatrix more;
+    AccumulateGram(shape, piece, more[0]);
+    for (int i = 0; i < kMostParameters; ++i) {
+      for (int j = 0; j < kMostParameters; ++j) gram[i][j] += more[i][j];
+    }
+  });
+}
+
 /// Distance equations of a model that was moved: its axis is that of the freedoms divided by `length`.
-NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, const PointRefs& points) {
+NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, const PointRefs& points,
+                       Budget& budget) {
   using Kind = LocalShape::Kind;
   Motion motions[kMostParameters];
   const int n = freedoms.count;
@@ -109,16 +128,21 @@ NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, 
     motions[i] = freedoms.each[i].motion;
     motions[i].axis = Turning(motions[i].axis, m.axis) / length;
   }
-  const auto plain = [&](Kind kind) { return SumUp(LocalOf(kind, m), motions, n, points); };
+  SmallMatrix gram;
+  const auto plain = [&](Kind kind) {
+    const LocalShape shape = LocalOf(kind, m);
+    SumUpGram(shape, points, budget, gram);
+    return SumUp(shape, motions, n, points.count, gram);
+  };
   switch (m.form) {
     case Form::kLine: {  // the squared distance from a line is that from two planes through it
       LocalShape line = LocalOf(Kind::kLine, m);
       SmallMatrix both;
-      AccumulateGram(line, points, both[0]);
+      SumUpGram(line, points, budget, both);
       NormalEquations sums[2];
       for (int side = 0; side < 2; ++side) {
         const int of[] = {0, 1, 2 + side};
-        SmallMatrix gram{};
+        std::fill_n(gram[0], sizeof gram / sizeof(double), 0.0);
         for (int i = 0; i < 3; ++i) {
           for (int j = 0; j < 3; ++j) gram[i][j] = both[of[i]][of[j]];
         }
@@ -182,7 +206,7 @@ void CenterAt(const Vector3d& mean, unsigned held, Model& m) {
 }
 
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
-                            NormalEquations* sums) {
+                            Budget& budget) {
   const Freedoms freedoms = FreedomsOf(start, held);
   if (points.count <= freedoms.count) return std::nullopt;
   constexpr double kNoThresholds[6] = {};
@@ -191,36 +215,74 @@ std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& 
   TrustRegionAnswers answers;
   const auto look = [&] {
     const Model at = Moved(start, freedoms, x, length);
-    answers.sums = SumsOf(at, freedoms, length, points);
+    answers.sums = SumsOf(at, freedoms, length, points, budget);
   };
   look();
   if (freedoms.count > 0) {
     NativeTrustRegion engine;
     engine.Start(freedoms.count, points.count, x, limits);
     int request = kContinue;
-    while (engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
+    while (!budget.IsOver() && engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
       if (request == kNeedSums) look();
     }
   }
   const Model at = Moved(start, freedoms, x, length);
-  if (!IsValid(at)) return std::nullopt;
-  if (sums != nullptr) *sums = SumsAt(at, held, points);
+  if (budget.IsOver() || !IsValid(at)) return std::nullopt;
   return at;
 }
 
-NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points) {
-  return SumsOf(model, FreedomsOf(model, held), 1, points);
+std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations) {
+  Budget endless;
+  return Refine(start, held, points, iterations, endless);
 }
 
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points, Budget& budget) {
+  return SumsOf(model, FreedomsOf(model, held), 1, points, budget);
+}
+
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points) {
+  Budget endless;
+  return SumsAt(model, held, points, endless);
+}
+
+double NextStep(const NormalEquations& sums, int n) {
+  double scale[kMostParameters] = {}, z[kMostParameters];
+  for (int i = 0; i < n; ++i) scale[i] = sums.lever[i] > 0 ? 1 / sums.lever[i] : 0;
+  SolveScaled(n, sums.matrix, sums.gradient, scale, 0, z);
+  double longest = 0;
+  for (int i = 0; i < n; ++i) longest = std::max(longest, std::abs(z[i]));
+  return longest;
+}
+
+namespace {
+
+/// The smallest eigenvalue of the normal equations in units in which their diagonal is 1: how much less the
+/// points tell of the worst mixture of the parameters than of one alone.
+double LeastEigenvalue(const NormalEquations& sums, int n) {
+  Eigen::Matrix<double, kMostParameters, kMostParameters> even =
+      Eigen::Matrix<double, kMostParameters, kMostParameters>::Identity();
+  for (int i = 0; i < n; ++i) {
+    for (int j = 0; j < n; ++j) {
+      const double levers = sums.lever[i] * sums.lever[j];
+      even(i, j) = i == j || !(levers > 0) ? even(i, j) : sums.matrix[i][j] / levers;
+    }
+  }
+  const Eigen::SelfAdjointEigenSolver<decltype(even)> solver(even, Eigen::EigenvaluesOnly);
+  return solver.eigenvalues()[0];
+}
+
+}  // namespace
+
 std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
-                             const PointRefs& removed, NormalEquations& sums) {
+                             const PointRefs& removed, NormalEquations& sums, double* remaining) {
   constexpr double kShort = 1e-5;  // in sizes of the problem
   const Freedoms freedoms = FreedomsOf(at, held);
   const int n = freedoms.count, now = count + added.count - removed.count;
   NormalEquations change{};
+  Budget endless;
   for (const auto& [points, sign] : {std::pair{&added, 1}, std::pair{&removed, -1}}) {
     if (points->count == 0) continue;
-    const NormalEquations part = SumsOf(at, freedoms, 1, *points);
+    const NormalEquations part = SumsOf(at, freedoms, 1, *points, endless);
     const double share = static_cast<double>(sign * points->count) / now;
     for (int i = 0; i < n; ++i) {
       for (int j = 0; j < n; ++j) change.matrix[i][j] += share * part.matrix[i][j];
@@ -234,12 +296,17 @@ std::optional<Model> Updated(const Model& at, unsigned held, int count, const Po
     scale[i] = sums.lever[i] > 0 ? 1 / sums.lever[i] : 0;
   }
   SolveScaled(n, sums.matrix, change.gradient, scale, 0, z);
+  double longest = 0;
   for (int i = 0; i < n; ++i) {
-    if (!(std::abs(z[i]) <= kShort * sums.extent)) return std::nullopt;
+    longest = std::max(longest, std::abs(z[i]));
     x[i] = z[i] * scale[i];
   }
+  if (!(longest <= kShort * sums.extent)) return std::nullopt;
+  if (remaining != nullptr)
+    *remaining = longest / sums.extent * (longest + std::sqrt(sums.squares)) / LeastEigenvalue(sums, n);
   double length = 1;
-  return Moved(at, freedoms, x, length);
+  const Model moved = Moved(at, freedoms, x, length);
+  return IsValid(moved) ? std::optional(moved) : std::nullopt;
 }
 
 }  // namespace primfit::robust

@@ -15,6 +15,7 @@
 #include "primfit/shapes/output_plane.h"
 #include "primfit/shapes/output_sphere.h"
 #include "primfit/shapes/output_torus.h"
+#include "robust/budget.h"
 
 namespace primfit::robust {
 
@@ -59,7 +60,8 @@ decltype(auto) WithShape(const Model& m, const Visit& visit) {
 /// The model of an object of one of the seven classes.
 Model ModelOf(const OutputShape& shape);
 
-/// Whether every number is finite and sizes are positive (of a torus: the tube smaller than the ring).
+/// Whether every number is finite, the axis of unit length, a half-angle below a quarter turn, and sizes
+/// positive (of a torus: the tube smaller than the ring).
 bool IsValid(const Model& model);
 
 /// Distances to the shape, never negative; of a cone only its one side counts.
@@ -96,21 +98,33 @@ inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* r
 
 /// Orthogonal distance regression: the shape with the least sum of squared distances in space, for curves
 /// too, each times the weight of its point. Levenberg-Marquardt from the model given.
-/// @param sums  when not null receives the normal equations of distance / sqrt(n) at the result, for its
-///              freedoms
-/// @return none where the points determine no shape
+/// @return none where the points determine no shape, or the budget ended before the result
+std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations);
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
-                            NormalEquations* sums = nullptr);
+                            Budget& budget);
 
-/// The normal equations of distance / sqrt(n) for the freedoms of a model.
+/// The normal equations of distance / sqrt(n) for the freedoms of a model; not complete where the budget
+/// ended.
 NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points);
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points, Budget& budget);
+
+/// How far the next Gauss-Newton step would move the points' distances, root mean square, by the parameter
+/// that moves them most: zero at the optimum.
+/// @param n  number of parameters
+double NextStep(const NormalEquations& sums, int n);
 
 /// The optimum when few points are added to those whose optimum a model is and others are taken away: a
 /// Gauss-Newton step, whose error is of second order.
-/// @param sums   those of the `count` points before; after it those of the points now
-/// @return none where the step is not a short one, so that the points have to be looked at again
+/// @param sums       those of the `count` points before; after it those of the points now, but their gradient
+/// @param remaining  where not null: about how far the next step would move the distances. A step s over the
+///                   size L of the shape turns the gradients by s / L, so it leaves s / L (s + residuals) of
+///                   the gradient, which moves the worst determined mixture of parameters by that over the
+///                   smallest eigenvalue
+/// @return none where the step is not a short one, so that the points have to be looked at again, or leads
+/// out
+///         of the shapes
 std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
-                             const PointRefs& removed, NormalEquations& sums);
+                             const PointRefs& removed, NormalEquations& sums, double* remaining = nullptr);
 
 }  // namespace primfit::robust
 

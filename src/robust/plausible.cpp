@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <numbers>
 #include <optional>
 
+#include "fit/vector_math.h"
 #include "primfit/fit/scoped_seed.h"
 
 using Eigen::Vector3d;
@@ -36,8 +38,13 @@ void RequireInRange(const FitOptionsBase& o, std::size_t points) {
   Require(o.timeLimit > 0, "Option timeLimit must be positive");
   Require(range(o.radius), "Option radius must be a range of lengths, zero or positive");
   Require(range(o.minorRadius), "Option minorRadius must be a range of lengths, zero or positive");
-  Require(range(o.halfAngle), "Option halfAngle must be a range of angles, zero or positive");
-  Require(!o.axisNear || (o.axisNear->norm() > 0 && o.axisNear->allFinite()),
+  constexpr double kQuarterTurn = std::numbers::pi / 2;
+  Require(
+      range(o.halfAngle) && o.halfAngle.low < kQuarterTurn &&
+          (o.halfAngle.high <= kQuarterTurn || std::isinf(o.halfAngle.high)),
+      "Option halfAngle must be a range of radians that begins at zero or more, below a quarter turn, and "
+      "ends at a quarter turn at the most");
+  Require(!o.axisNear || (!o.axisNear->isZero(0) && o.axisNear->allFinite()),
           "Option axisNear must be a direction of any length but zero");
   Require(o.axisWithin >= 0, "Option axisWithin must be zero or positive");
   Require(!o.near || o.near->allFinite(), "Option near must be a finite point");
@@ -67,7 +74,8 @@ unsigned Plausible::Clamp(Model& m) const {
   if (form_ == Form::kArc || form_ == Form::kSphere || form_ == Form::kCylinder)
     into(options_.radius, kMinor, m.minor);
   if (options_.axisNear && (held_ & kAxis) == 0 && form_ != Form::kSphere) {
-    const Vector3d wanted = options_.axisNear->normalized() * (m.axis.dot(*options_.axisNear) < 0 ? -1 : 1);
+    const Vector3d near = Normalised(*options_.axisNear);
+    const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
     const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
     if (std::atan2(side.norm(), wanted.dot(m.axis)) > options_.axisWithin) {
       m.axis = std::cos(options_.axisWithin) * wanted + std::sin(options_.axisWithin) * side.normalized();

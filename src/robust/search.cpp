@@ -14,9 +14,7 @@
 #include "estimators/plane_fit.h"
 #include "estimators/sphere_fit.h"
 #include "estimators/torus_fit.h"
-#include "neighbours/local_order.h"
 #include "ransac/search_of.h"
-#include "robust/oriented.h"
 #include "robust/simpler.h"
 
 using Eigen::Vector3d;
@@ -43,6 +41,8 @@ constexpr std::size_t kLargestSample = 13;
 /// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
 /// share.
 constexpr double kShareOfSimpler = 0.25;
+/// What the search is of the work of a fit, for its progress.
+constexpr double kShareOfSearch = 0.8;
 /// How many pieces compete to be near the first.
 constexpr std::array<int, 3> kRivals = {1, 4, 16};
 
@@ -119,8 +119,10 @@ class Searcher {
   bool DrawFrom(int most, const Take& take) {
     for (; Drawn() < most && report_.draws < task_.mostDraws; ++report_.draws) {
       if (leadsToSimpler_ && Drawn() > kShareOfSimpler * task_.mostDraws) return false;
-      if (report_.draws % 16 == 0 && task_.stops && task_.stops(Done())) {
-        report_.why = StopReason::kStopped;
+      task_.budget->Advance(kShareOfSearch * Done());
+      if (report_.draws % 16 == 0) task_.budget->Ask();
+      if (task_.budget->IsOver()) {
+        report_.why = task_.budget->Why();
         return true;
       }
       if (Done() >= 1) return true;
@@ -164,6 +166,7 @@ class Searcher {
     order_.resize(task_.near ? task_.points.size() : std::min(task_.points.size(), kOrdered));
     std::iota(order_.begin(), order_.end(), std::size_t{0});
     if (task_.near) order_ = OrderByDistance(task_.points, *task_.near);
+    task_.budget->Spend(task_.points.size());
     pieces_ = PiecesAround(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
                            scorer_.IsOfCurve());
     if (!task_.near) {
@@ -174,20 +177,13 @@ class Searcher {
     }
     Weigh();
   }
-  /// Considers the shapes through few pieces. The first may be any of the tier, each other one is the nearest
-  /// to it of so many: pieces that are near belong to the same small shape.
+  /// Considers the shapes through few pieces of the tier.
   void Orient(std::size_t tier, int rivals) {
-    std::array<OrientedPoint, kMostOriented> sample;
     const auto size = static_cast<std::size_t>(OrientedSampleSize(task_.form));
-    for (std::size_t i = 0; i < size; ++i) {
-      const LocalPiece* chosen = nullptr;
-      for (int k = 0; k < (i == 0 ? 1 : rivals); ++k) {
-        const LocalPiece& piece = pieces_[dice_.Below(tier)];
-        const auto far = [&](const LocalPiece& p) { return (p.place - sample[0].place).squaredNorm(); };
-        if (chosen == nullptr || (far(piece) > 0 && far(piece) < far(*chosen))) chosen = &piece;
-      }
-      sample[i] = {chosen->place, chosen->direction};
-    }
+    if (tier < size) return;
+    const auto drawn = DrawPieces(std::span(pieces_).first(tier), size, rivals, dice_);
+    std::array<OrientedPoint, kMostOriented> sample;
+    for (std::size_t i = 0; i < size; ++i) sample[i] = {pieces_[drawn[i]].place, pieces_[drawn[i]].direction};
     const Candidates found = ThroughOriented(task_.form, std::span(sample).first(size));
     for (int i = 0; i < found.count; ++i) Consider(WithHeldParts(found.models[static_cast<std::size_t>(i)]));
   }
@@ -223,6 +219,7 @@ class Searcher {
     if (!IsValid(m)) return;
     if (task_.clamp) task_.clamp(m);
     if (task_.isPlausible && !task_.isPlausible(m, kSlack)) return;
+    if (!task_.budget->Spend(scorer_.Points().size())) return;
     Score score = scorer_(m);
     const double raw = score.value;
     if (raw <= bestRaw_) return;
@@ -233,10 +230,10 @@ class Searcher {
       if (m.form == Form::kCone && (task_.held & kAxis) == 0 && (mean - m.center).dot(m.axis) < 0)
         m.axis = -m.axis;
       ++report_.refinements;
-      auto refined = Refine(m, task_.held, RefsOf(close_), kSteps);
+      auto refined = Refine(m, task_.held, RefsOf(close_), kSteps, *task_.budget);
       if (!refined) break;
       if (const unsigned atEnd = task_.clamp ? task_.clamp(*refined) : 0; atEnd != 0) {
-        refined = Refine(*refined, task_.held | atEnd, RefsOf(close_), kSteps);
+        refined = Refine(*refined, task_.held | atEnd, RefsOf(close_), kSteps, *task_.budget);
         if (!refined) break;
       }
       const Score better = scorer_(*refined);
@@ -314,6 +311,24 @@ class Searcher {
 };
 
 }  // namespace
+
+std::array<std::size_t, kMostOriented> DrawPieces(std::span<const LocalPiece> pieces, std::size_t size,
+                                                  int rivals, Dice& dice) {
+  std::array<std::size_t, kMostOriented> drawn{};
+  for (std::size_t i = 0; i < size; ++i) {
+    const auto end = drawn.begin() + static_cast<std::ptrdiff_t>(i);
+    const auto isDrawn = [&](std::size_t piece) { return std::find(drawn.begin(), end, piece) != end; };
+    const auto far = [&](std::size_t piece) {
+      return (pieces[piece].place - pieces[drawn[0]].place).squaredNorm();
+    };
+    for (int rival = 0; rival < (i == 0 ? 1 : rivals); ++rival) {
+      std::size_t piece = dice.Below(pieces.size());
+      while (isDrawn(piece)) piece = dice.Below(pieces.size());
+      if (rival == 0 || far(piece) < far(*end)) *end = piece;
+    }
+  }
+  return drawn;
+}
 
 std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report) {
   return Searcher(task, dice, report).Run();

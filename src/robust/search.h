@@ -3,6 +3,7 @@
 #define PRIMFIT_SRC_ROBUST_SEARCH_H_
 
 #include <Eigen/Core>
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -10,8 +11,10 @@
 #include <span>
 #include <vector>
 
+#include "neighbours/local_order.h"
 #include "primfit/fit.h"
 #include "robust/model.h"
+#include "robust/oriented.h"
 #include "robust/score.h"
 
 namespace primfit::robust {
@@ -31,7 +34,7 @@ class Dice {
 
 /// What a search is told; lengths in the unit of its points.
 struct SearchTask {
-  Form form;
+  Form form{};
   std::span<const Eigen::Vector3d> points;  ///< in random order
   unsigned held = 0;
   Model given{};                 ///< values of the parts held
@@ -46,8 +49,15 @@ struct SearchTask {
   /// What no range can say, with a slack in lengths for a model that is still to be refined.
   std::function<bool(const Model&, double slack)> isPlausible;
   std::optional<Eigen::Vector3d> near;  ///< samples come from around it
-  std::function<bool(double)> stops;    ///< asked now and then with the share that is done
+  Budget* budget = nullptr;
 };
+
+/// Draws a sample of pieces, no two the same: the first may be any, each other one is the nearest to the
+/// first of so many rivals, as pieces that are near each other belong to the same small shape.
+/// @param size  at most as many as there are pieces
+/// @return indices of pieces; the first `size` count
+std::array<std::size_t, kMostOriented> DrawPieces(std::span<const LocalPiece> pieces, std::size_t size,
+                                                  int rivals, Dice& dice);
 
 struct SearchReport {
   int draws = 0;

@@ -9,6 +9,8 @@
 #include <numbers>
 
 #include "point_files.h"
+#include "primfit/fit.h"
+#include "primfit/fit/fit_input_params.h"
 #include "run_program.h"
 #include "scratch_folder.h"
 #include "support/scenes.h"
@@ -155,7 +157,7 @@ TEST_F(Program, TakesWhatItIsToldOfAShape) {
   };
   for (const auto& row : rows) EXPECT_EQ(Fit(row.arguments, file)[row.key], row.value) << row.arguments[0];
   // 1.1458 degrees from the true normal; of them half a degree is given away.
-  const Json near = Fit({"--axis-near=0.1,-3,4,0.5"}, file);
+  const Json near = Fit({"--axis-near=0.1,-3,4,0.5", "--accept", "at_limit"}, file);
   EXPECT_NEAR(std::asin(VectorOf(near["shape"]["normal"]).cross(kNormal).norm()) * 180 / std::numbers::pi,
               0.6458, 0.01);
   // What a search finds with few samples is what a larger share of outliers, or more confidence, makes it
@@ -304,6 +306,9 @@ TEST_F(Program, ReportsInTextWithUnits) {
   expect({"--start", "1000,2000,3000,0,-3,4", "--fix-normal", "--time-limit", "1e-9"},
          {"  origin .* ± .* mm\n", "  normal +-?0\\.0+, -0\\.60+, 0\\.80+ .held.\n",
           "  end +stopped before the search was done, by the time limit\n"});
+  expect({"--noise", "2.5", "--tolerance", "6"},
+         {"  inliers .* within 6\\.000 mm .told 6\\.000 mm.\n",
+          "  noise +(1\\.[6-9]|2\\.[0-2])[0-9]{2} mm .told 2\\.500 mm.\n"});
   expect({"--classic", "--start", "0,0,0,0,-3,4", "--fix-normal"},
          {"plane fitted to .*scene.ply\n", "  origin +[-0-9.]+, [-0-9.]+, [-0-9.]+ mm\n",
           "  normal +0.0+, -0.60+, 0.80+ .held.\n", "  in the file +4007 .PLY binary_little_endian.\n",
@@ -346,19 +351,43 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
   const std::string scene = WriteScene();
   Write("two.xyz", "0 0 0\n1 0 0\n");
   Write("bad.xyz", "1 2 3\n1 2 x\n");
+  Write("lost.xyz", "nan 2 3\n");
+  Write("cut.ply", point_files::PlyHeader("ascii", "face 1: uchar n; vertex 0: float x, float y, float z"));
   const struct {
     int status;
     const char* arguments;  // what follows the command lies in the folder of the test
     const char* reason;
   } rows[] = {
       {2, "", "A subcommand is required"},
-      {2, "plain scene.ply", "\"plain\" is no command"},
+      {2, "plain scene.ply", "\"plain\" is no command of this program; did you mean plane?"},
+      {2, "xyzzy scene.ply", "\"xyzzy\" is no command of this program; see primfit --help"},
+      {2, "--verison", "\"--verison\" is no option of this program; did you mean --version?"},
+      {2, "--json plane", "\"--json\" is no option of this program; those of a command follow it"},
+      {2, "plane scene.ply --colour", "\"--colour\" is no option of primfit plane; see primfit plane --help"},
+      {2, "sphere --radius-rnage 1,2 scene.ply",
+       "\"--radius-rnage\" is no option of primfit sphere; did you "
+       "mean --radius-range?"},
+      {2, "sphere scene.ply --radius=1,2",
+       "\"--radius=1,2\" is no option of primfit sphere; did you mean "
+       "--radius-range?"},
+      {2, "sphere --toleranc", "did you mean --tolerance?"},
+      // An empty value does not take the next argument for its own.
+      {2, "sphere scene.ply --radius-range= --json", "\"--radius-range=\" has no value"},
+      {2, "sphere scene.ply --radius-range --json", "--radius-range needs 2 numbers"},
+      {2, "sphere scene.ply --noise ''", "--noise \"\" is not a number"},
+      // Numbers are decimal.
+      {2, "plane scene.ply --noise 0x10", "--noise \"0x10\" is not a number"},
+      {2, "plane scene.ply --near 0x1,2,3,4", "--near needs 4 numbers"},
+      {2, "plane scene.ply --noise inf", "--noise inf is not a length above 0 m"},
+      {2, "plane scene.ply --confidence nan", "--confidence nan is not a share above 0 and below 1"},
+      {2, "plane scene.ply --most-draws 0x10", "--most-draws \"0x10\" is not a whole number from 1 to"},
+      {2, "plane scene.ply --most-draws 2147483648", "is not a whole number from 1 to 2147483647"},
       {2, "plane", "FILE is required"},
       {2, "plane scene.ply scene.ply", "not expected"},
-      {2, "plane scene.ply --colour", "--colour"},
       {2, "plane no.ply", "no.ply: cannot be opened: No such file"},
       {2, "info .", "is a directory"},
       {2, "plane bad.xyz", "bad.xyz: line 2: \"x\" in column 3 is not a number"},
+      {2, "plane cut.ply", "0 of the 1 row of element \"face\""},
       {2, "plane scene.ply --unit km", "--unit \"km\""},
       {2, "plane scene.ply --classic --tolerance 0.0009",
        "--tolerance 0.0009 is not a number of at least 0.001 m"},
@@ -389,14 +418,21 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {1, "plane scene.ply --classic --scanner-error 0.0005", "FitPlane produced a poor fit quality; "},
       {1, "plane two.xyz --classic", "2 of 2 points are left and a plane needs 3"},
       {1, "plane two.xyz", "Not enough points; 2 of 2 points are left and a plane needs more"},
-      {1, "plane scene.ply --near 90,90,90,1", "0 of 4007 points are left"},
+      {1, "plane scene.ply --near 90,90,90,1",
+       "0 of 4007 points are left: none that is finite lies in --near"},
+      {1, "plane scene.ply --box 90,90,90,91,91,91 --near 1,2,3,9", "none that is finite lies in --box"},
+      {1, "plane scene.ply --box 0,0,0,1,2,9 --near 1,4,3,1", "none that is finite lies in both --near and"},
+      {1, "plane lost.xyz", "0 of 1 point is left: none is finite"},
+      {1, "arc two.xyz --box 0,0,0,0.5,1,1",
+       "1 of 2 points are left and an arc needs more: check the file, --box"},
       {1, "plane scene.ply --classic --start 0,0,9,1,0,0 --skip-search",
        "FitPlane failed; give a --start nearer"},
       {2, "pipe scene.ply --pick 1,2,3", "a pipe needs --pick"},
       {2, "pipe scene.ply --pick 1,2 --radius-hint 1", "--pick needs 3 numbers"},
       {2, "pipe scene.ply --pick 1,2,3 --radius-hint -1", "--radius-hint -1 is not a length"},
       {2, "pipe scene.ply --fix-radius", "--fix-radius"},
-      {1, "pipe two.xyz --pick 1,2,3 --radius-hint 1", "FitCylinder failed; check that --pick"},
+      {1, "pipe two.xyz --pick 1,2,3 --radius-hint 1", "2 of 2 points are left and a pipe needs 10"},
+      {1, "pipe scene.ply --pick 90,90,90 --radius-hint 0.01", "FitCylinder failed; check that --pick"},
       {2, "torus scene.ply --through 0,0,0,-1,0,0,1", "no radius above 0"},
       {2, "elbow scene.ply --through 0,0,0,1,0,0,0", "normal of length 0"},
       {2, "elbow scene.ply --through 0,0,0,1,0,0,1 --start 0,0,0,2,1,0,0,1 --fix-axis", "exclude each other"},
@@ -414,15 +450,32 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --unit mm --tolerance -1", "--tolerance -1 is not a length above 0 mm"},
       {2, "plane scene.ply --outliers 1", "--outliers 1 is not a share of at least 0 and below 1"},
       {2, "plane scene.ply --confidence 1", "--confidence 1 is not a share above 0 and below 1"},
-      {2, "plane scene.ply --most-draws 0", "--most-draws 0 is not a number above 0"},
+      {2, "plane scene.ply --most-draws 0", "--most-draws \"0\" is not a whole number from 1 to 2147483647"},
       {2, "plane scene.ply --time-limit nan", "--time-limit nan is not a number of seconds above 0"},
       {2, "plane scene.ply --radius-range 1,2", "--radius-range"},
       {2, "sphere scene.ply --radius-range 2,1", "--radius-range \"2,1\" is to have 0 <= low <= high"},
       {2, "sphere scene.ply --axis-near 0,0,1,5", "--axis-near"},
       {2, "cone scene.ply --half-angle-range 0,91", "is to have 0 <= low <= high <= 90"},
+      {2, "cone scene.ply --half-angle-range 90,90", "--half-angle-range \"90,90\" is to have 0 <= low"},
       {2, "torus scene.ply --minor-radius-range 1",
        "--minor-radius-range needs 2 numbers between commas (low, high)"},
-      {2, "plane scene.ply --axis-near 0,0,0,5", "axis of length 0"},
+      {2, "plane scene.ply --axis-near 0,0,0,5", "--axis-near has an axis of length 0"},
+      {2, "plane scene.ply --axis-near 0,1e-200,0,5", "--axis-near has an axis of length 0"},
+      {2, "plane scene.ply --axis-near 0,1e200,0,5", "--axis-near has an axis of length inf"},
+      // Shapes that there are not.
+      {2, "sphere scene.ply --start 1,2,3,-1 --fix-radius", "--start has a negative radius, -1"},
+      {2, "torus scene.ply --start 1,2,3,1,-1,0,0,1 --fix-axis", "--start has a negative minor-radius"},
+      {2, "cylinder scene.ply --start 1,2,3,1,0,0,0 --fix-radius", "--start has an axis of length 0"},
+      {2, "sphere scene.ply --start 1,2,nan,1 --fix-radius", "--start needs 4 numbers"},
+      {2, "cone scene.ply --start 1,2,3,0,0,0,1 --fix-angle", "--start has an angle of 0 degrees"},
+      {2, "cone scene.ply --start 1,2,3,90,0,0,1 --fix-angle", "--start has an angle of 90 degrees"},
+      // What only the library can see: this length is 0 in metres.
+      {2, "plane scene.ply --noise 1e-323 --unit mm", "primfit: --noise must be positive\n"},
+      {2, "plane scene.ply --accept weak,fine",
+       "--accept \"fine\" is no verdict; name some of ambiguous, at_"},
+      {2, "plane scene.ply --accept ''", "--accept \"\" is no verdict"},
+      {2, "plane scene.ply --classic --accept weak",
+       "--accept is an option of the adaptive method: leave --classic out"},
       {2, "plane scene.ply --axis-near 0,0,1,91", "is to have 0 to 90 degrees as its fourth number"},
       {2, "plane scene.ply --passes 0,0,1,0", "is to have a distance above 0 as its fourth number"},
       {1, "plane scene.ply --time-limit 1e-9",
@@ -463,6 +516,100 @@ TEST_F(Program, HelpsForEveryCommand) {
   }
   for (const char* command : {"plane", "info"})
     EXPECT_NE(Launch({"--help"}).out.find(command), std::string::npos);
+}
+
+// Help and JSON said what was typed into the program, which the library did not do.
+TEST_F(Program, HasTheDefaultsOfTheLibrary) {
+  const std::string file = WriteScene();
+  const primfit::FitOptionsBase adaptive;
+  const FitInputParams<FitConstraintsPlane> classic;
+  const Json told = Fit({}, file)["parameters"], fixed = Fit({"--classic"}, file)["parameters"];
+  EXPECT_EQ(told["confidence"], adaptive.confidence);
+  EXPECT_EQ(told["most_draws"], adaptive.mostDraws);
+  EXPECT_EQ(fixed["tolerance"], classic.InlierDistanceThreshold());
+  EXPECT_EQ(fixed["outliers"], classic.OutlierPercentage());
+  EXPECT_EQ(fixed["scanner_error"], classic.ScannerError());
+  EXPECT_EQ(fixed["probability"], classic.SuccessProbability());
+  EXPECT_EQ(fixed["sample_size"], classic.SampleSize());
+  const std::string help = Launch({"plane", "--help"}).out;
+  const auto expect = [&](const char* option, const char* before, double value) {
+    std::ostringstream text;
+    text << option << " [^(]*\\(default" << before << "[ \n]+" << value << "[^0-9.]";
+    EXPECT_TRUE(Finds(help, text.str())) << text.str() << help;
+  };
+  expect("--confidence", "", adaptive.confidence);
+  expect("--most-draws", "", adaptive.mostDraws);
+  expect("--tolerance", ":[^)]*--classic", classic.InlierDistanceThreshold());
+  expect("--outliers", ":[^)]*--classic", classic.OutlierPercentage());
+  expect("--scanner-error", "", classic.ScannerError());
+  expect("--probability", "", classic.SuccessProbability());
+  expect("--sample-size", "", classic.SampleSize());
+}
+
+TEST_F(Program, TellsInJsonThatNothingWasFound) {
+  const std::string file = WriteScene();
+  const struct {
+    Arguments arguments;
+    const char* reason;
+    const char* method;
+  } rows[] = {
+      {{"--near=90,90,90,1"}, "none that is finite lies in --near", "adaptive"},
+      {{"--time-limit", "1e-9"}, "The time limit ended the search before it found a shape", "adaptive"},
+      {{"--classic", "--scanner-error", "0.0005"}, "FitPlane produced a poor fit quality", "classic"},
+  };
+  for (const auto& row : rows) {
+    Arguments arguments = {"plane", "--json", "--unit", "m", "--seed", "5", file};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const Outcome outcome = Launch(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    const Json nothing = Json::parse(outcome.out);
+    EXPECT_EQ(nothing["status"], "nothing");
+    const std::string reason = nothing["reason"];
+    EXPECT_NE(reason.find(row.reason), std::string::npos) << reason;
+    EXPECT_EQ(outcome.err, "primfit: " + file + ": " + reason + "\n");
+    EXPECT_EQ(nothing["command"], "plane");
+    EXPECT_EQ(nothing["file"], file);
+    EXPECT_EQ(nothing["units"]["length"], "m");
+    EXPECT_EQ(nothing["method"], row.method);
+    EXPECT_EQ(nothing["points"]["total"], kInliers + kOutliers + kNotFinite);
+    EXPECT_EQ(nothing["parameters"]["seed"], 5);
+    EXPECT_FALSE(nothing.contains("shape"));
+  }
+  EXPECT_EQ(Fit({}, file)["status"], "fitted");
+}
+
+TEST_F(Program, EndsWithAStatusOfItsOwnForADoubtfulVerdict) {
+  Random random;
+  const Vector3d corner(2, 2, 2);
+  const std::string weak =
+      Write("weak.ply", BinaryPly(primfit::testing::Joined(
+                            PointsOn(OutputPlane(kOrigin, kNormal), 300, {-2, 2}, {-2, 2}, 0.002, random),
+                            Clutter(kOrigin - corner, kOrigin + corner, 4000, random))));
+  const std::string ball = Write(
+      "cap.ply", BinaryPly(PointsOn(OutputSphere(kOrigin, 1), 500, {1.52, 1.57}, {0, 6.28}, 0.001, random)));
+  const struct {
+    Arguments arguments;
+    const char* verdict;
+  } rows[] = {
+      {{"plane", WriteScene()}, "good"},
+      {{"plane", WriteScene(), "--axis-near=0.1,-3,4,0.5"}, "at_limit"},
+      {{"plane", weak}, "weak"},
+      {{"sphere", ball}, "ambiguous"},
+  };
+  for (const auto& row : rows) {
+    const std::string verdict = row.verdict;
+    for (const char* accept : {"", "at_limit", "weak,ambiguous,at_limit"}) {
+      Arguments arguments = row.arguments;
+      arguments.insert(arguments.end(), {"--json", "--seed", "5"});
+      if (*accept != 0) arguments.insert(arguments.end(), {"--accept", accept});
+      const Outcome outcome = Launch(arguments);
+      const bool good = verdict == "good" || std::string(accept).find(verdict) != std::string::npos;
+      EXPECT_EQ(outcome.status, good ? 0 : 3) << verdict << " " << accept;
+      EXPECT_EQ(Json::parse(outcome.out)["verdict"], verdict);
+      EXPECT_EQ(Json::parse(outcome.out)["status"], "fitted");
+    }
+  }
+  EXPECT_EQ(Launch({"plane", "--seed", "5", "--classic", WriteScene()}).status, 0);
 }
 
 TEST_F(Program, SaysWhenItsOutputIsLost) {
@@ -506,6 +653,8 @@ TEST_F(Program, StopsTheSearchOnControlC) {
         << outcome.err;
     const Json fit = Json::parse(outcome.out);
     EXPECT_TRUE(fit["stopped"].get<bool>());
+    EXPECT_EQ(fit["status"], "stopped");
+    EXPECT_TRUE(fit.contains("shape"));
     EXPECT_EQ(fit.value("stop_reason", "stopped"), "stopped");
   }
 }
@@ -513,7 +662,7 @@ TEST_F(Program, StopsTheSearchOnControlC) {
 TEST_F(Program, CanBeEndedWhileItReads) {
   const std::string pipe = Path("pipe.xyz");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  const auto signalled = [&](int signal) {
+  const auto signalled = [&](const char* command, int signal) {
     // The program is the only reader and sees no end of file while this end is open.
     How how;
     how.input = pipe;
@@ -525,12 +674,17 @@ TEST_F(Program, CanBeEndedWhileItReads) {
       while (left > 0) ::ioctl(writer, FIONREAD, &left);  // until the program has taken it
       ::kill(child, signal);
     };
-    const Outcome outcome = Launch({"info", "-"}, how);
+    const Outcome outcome = Launch({command, "-"}, how);
     ::close(writer);
     return outcome;
   };
-  EXPECT_EQ(signalled(SIGINT).status, -SIGINT);
-  const Outcome shrunk = signalled(SIGBUS);  // what a mapped file that becomes shorter raises
+  for (const char* command : {"info", "plane"}) {
+    const Outcome stopped = signalled(command, SIGINT);
+    EXPECT_EQ(stopped.status, 130);
+    EXPECT_EQ(stopped.err, "primfit: stopped by Ctrl-C before there was a result\n");
+    EXPECT_EQ(stopped.out, "");
+  }
+  const Outcome shrunk = signalled("info", SIGBUS);  // what a mapped file that becomes shorter raises
   EXPECT_EQ(shrunk.status, 2);
   EXPECT_NE(shrunk.err.find("became shorter"), std::string::npos);
 }

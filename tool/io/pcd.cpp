@@ -11,6 +11,7 @@
 #include "io/formats.h"
 #include "io/rows.h"
 #include "io/scalar.h"
+#include "io/words.h"
 
 namespace primfit::io {
 
@@ -157,8 +158,8 @@ class PcdReader {
     }
     const std::size_t most = MostRows(source_.bytes.size() - lines_.Offset(), perLine);
     if (points_ > most) {
-      FailHere("the header promises " + std::to_string(points_) +
-               " points, but the rest of the file has room for " + std::to_string(most) +
+      FailHere("the header promises " + Counted(points_, "point") +
+               ", but the rest of the file has room for " + std::to_string(most) +
                " at most; copy or export it again");
     }
     Reserve(cloud_, points_);
@@ -167,8 +168,8 @@ class PcdReader {
     Eigen::Vector3d point;
     for (std::uint64_t i = 0; i < points_; ++i) {
       if (!lines_.NextFilled(line)) {
-        FailHere("the file ends after " + std::to_string(i) + " of " + std::to_string(points_) +
-                 " points; copy or export it again");
+        FailHere("the file ends after " + std::to_string(i) + " of " + Counted(points_, "point") +
+                 "; copy or export it again");
       }
       if (!shape.Read(line, point)) FailHere(shape.Fault(line));
       AppendPoint(point, cloud_);
@@ -181,9 +182,9 @@ class PcdReader {
     const std::size_t room = (source_.bytes.size() - at) / row;
     if (points_ > room) {
       source_.FailAtByte(source_.bytes.size(), "the file ends after " + std::to_string(room) + " of " +
-                                                   std::to_string(points_) + " points of " +
-                                                   std::to_string(row) + " bytes from byte " +
-                                                   std::to_string(at) + " on; copy or export it again");
+                                                   Counted(points_, "point") + " of " + Counted(row, "byte") +
+                                                   " from byte " + std::to_string(at) +
+                                                   " on; copy or export it again");
     }
     std::array<Column, 3> columns{};
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -212,9 +213,9 @@ class PcdReader {
     // believed.
     constexpr std::size_t kMostExpansion = 88;
     if (!Fills(unpacked) || unpacked / kMostExpansion > packed) {
-      source_.FailAtByte(at, "the compressed data promise " + std::to_string(unpacked) +
-                                 " bytes, which are not " + std::to_string(points_) + " points of " +
-                                 std::to_string(RowBytes()) + " bytes; export the file again");
+      source_.FailAtByte(at, "the compressed data promise " + Counted(unpacked, "byte") + ", which are not " +
+                                 Counted(points_, "point") + " of " + Counted(RowBytes(), "byte") +
+                                 "; export the file again");
     }
     std::vector<char> values(unpacked);
     if (unpacked > 0 && lzf_decompress(head + 8, static_cast<unsigned>(packed), values.data(),

@@ -10,6 +10,7 @@
 #include "io/formats.h"
 #include "io/rows.h"
 #include "io/scalar.h"
+#include "io/words.h"
 
 namespace primfit::io {
 
@@ -174,8 +175,8 @@ class PlyReader {
   void ReadAsciiVertices(const Element& vertex, const Axes& axes) {
     const std::size_t most = MostRows(source_.bytes.size() - lines_.Offset(), vertex.properties.size());
     if (vertex.count > most) {
-      FailHere("the header promises " + std::to_string(vertex.count) +
-               " points, but the rest of the file has room for " + std::to_string(most) +
+      FailHere("the header promises " + Counted(vertex.count, "point") +
+               ", but the rest of the file has room for " + std::to_string(most) +
                " at most; copy or export it again");
     }
     Reserve(cloud_, vertex.count);
@@ -214,8 +215,8 @@ class PlyReader {
   }
 
   [[noreturn]] void FailAsciiEnd(const Element& e, std::uint64_t rows) const {
-    FailHere("the file ends after " + std::to_string(rows) + " of the " + std::to_string(e.count) +
-             " rows of element " + Quoted(e.name) + "; copy or export it again");
+    FailHere("the file ends after " + std::to_string(rows) + " of the " + Counted(e.count, "row") +
+             " of element " + Quoted(e.name) + "; copy or export it again");
   }
 
   // ---- binary ----
@@ -289,7 +290,7 @@ class PlyReader {
     if (row == 0 || e.count <= (source_.bytes.size() - at) / row) return;
     source_.FailAtByte(source_.bytes.size(),
                        "the file ends after " + std::to_string((source_.bytes.size() - at) / row) +
-                           " of the " + std::to_string(e.count) + " rows of element " + Quoted(e.name) +
+                           " of the " + Counted(e.count, "row") + " of element " + Quoted(e.name) +
                            " that begin at byte " + std::to_string(at) + "; copy or export it again");
   }
 

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "io/read_error.h"
+#include "io/words.h"
 
 namespace primfit::io {
 
@@ -148,8 +149,7 @@ std::string RowShape::Fault(std::string_view line) const {
   const std::size_t needed = exactly_.value_or(steps_.back().column + 1);
   const std::size_t count = CountFields(line, separator_);
   if (count < needed || (exactly_ && count > needed)) {
-    return std::to_string(count) + (count == 1 ? " value" : " values") + " where " +
-           (exactly_ ? "" : "at least ") + std::to_string(needed) +
+    return Counted(count, "value") + " where " + (exactly_ ? "" : "at least ") + std::to_string(needed) +
            " are needed; correct the line or export the file again";
   }
   for (const Step& step : steps_) {

@@ -7,6 +7,7 @@
 #include "io/formats.h"
 #include "io/rows.h"
 #include "io/scalar.h"
+#include "io/words.h"
 
 namespace primfit::io {
 
@@ -157,7 +158,7 @@ class TextReader {
     const std::size_t got = cloud_.points.size() - sectionStart_;
     if (!promised_ || got == *promised_) return;
     source_.FailAtLine(lines_.Number(), std::string(what) + " after " + std::to_string(got) + " of the " +
-                                            std::to_string(*promised_) + " points that line " +
+                                            Counted(*promised_, "point") + " that line " +
                                             std::to_string(promiseLine_) +
                                             " promises; copy or export the file again");
   }
