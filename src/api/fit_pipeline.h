@@ -4,6 +4,7 @@
 #include <Eigen/Core>
 #include <algorithm>
 #include <concepts>
+#include <limits>
 #include <memory>
 #include <span>
 
@@ -19,15 +20,20 @@
 
 namespace primfit {
 
+/// A value within its range; one that is not a number counts as the least.
+inline double Within(double low, double value, double high) {
+  return value > low ? std::min(value, high) : low;
+}
+
 /// What a fit uses of its input record, each value within its range.
 struct FitLimits {
   FitLimits(const FitInputParamsBase& params, double recordScannerError)
       : sampleSize(std::max(2, params.SampleSize())),
-        successProbability(std::clamp(params.SuccessProbability(), 0.0, 0.99)),
+        successProbability(Within(0, params.SuccessProbability(), 0.99)),
         // 1 - 0.9 rounds below 0.1, which a search would refuse.
-        goodSampleRate(std::max(0.1, 1 - std::clamp(params.OutlierPercentage(), 0.0, 0.9))),
-        scannerError(std::clamp(recordScannerError, 0.0, 1.0)),
-        distance(std::max(0.001, params.InlierDistanceThreshold())) {}
+        goodSampleRate(std::max(0.1, 1 - Within(0, params.OutlierPercentage(), 0.9))),
+        scannerError(Within(0, recordScannerError, 1)),
+        distance(Within(0.001, params.InlierDistanceThreshold(), std::numeric_limits<double>::infinity())) {}
 
   int sampleSize;
   double successProbability;

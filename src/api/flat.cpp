@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <initializer_list>
 #include <memory>
 
@@ -165,7 +166,10 @@ int RunStage(int n, const double* points, double* shape, const Stage& stage) {
   if (set.Count() == 0) return kFailed;
   const std::unique_ptr<OutputShape> result(stage(set));
   if (!result) return kFailed;
-  Flat::PackShape(static_cast<const typename Flat::Shape&>(*result), set.Origin(), shape);
+  std::array<double, 8> numbers{};
+  Flat::PackShape(static_cast<const typename Flat::Shape&>(*result), set.Origin(), numbers.data());
+  if (!std::all_of(numbers.begin(), numbers.end(), [](double x) { return std::isfinite(x); })) return kFailed;
+  std::copy_n(numbers.begin(), Flat::kNumbers, shape);
   return kDone;
 }
 

@@ -39,8 +39,10 @@ int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Ve
   int worstCount = 0;  // how many of that deviation are kept
   {
     const Scratch<double> all(static_cast<std::size_t>(n));
-    for (int begin = 0; begin < n; begin += kBlock)
-      Deviations(shape, points, begin, std::min(kBlock, n - begin), all.data() + begin);
+    for (int begin = 0, block = 0; begin < n; begin += block) {
+      block = std::min(kBlock, n - begin);
+      Deviations(shape, points, begin, block, all.data() + begin);
+    }
     std::nth_element(all.data(), all.data() + count - 1, all.data() + n);
     worst = all.data()[count - 1];
     worstCount = static_cast<int>(std::count(all.data(), all.data() + count, worst));
@@ -48,8 +50,8 @@ int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Ve
   kept = Scratch<const Vector3d*>(static_cast<std::size_t>(count) + 1);
   const Vector3d** next = kept.data();
   double deviation[kBlock];
-  for (int begin = 0; begin < n; begin += kBlock) {
-    const int block = std::min(kBlock, n - begin);
+  for (int begin = 0, block = 0; begin < n; begin += block) {
+    block = std::min(kBlock, n - begin);
     Deviations(shape, points, begin, block, deviation);
     for (int i = 0; i < block; ++i) {
       const bool equal = deviation[i] == worst && worstCount > 0;

@@ -84,8 +84,8 @@ FitQuality OutputShape::CalculateQuality(double sigma, int n, const Vector3d* po
   ResidualSums sums;
   constexpr int kBlock = 512;
   double residuals[kBlock];
-  for (int begin = 0; begin < n; begin += kBlock) {
-    const int count = std::min(kBlock, n - begin);
+  for (int begin = 0, count = 0; begin < n; begin += count) {
+    count = std::min(kBlock, n - begin);
     primfit::Distances(*this, points + begin, count, residuals);
     sums.Add(residuals, count);
     bins.Add(residuals, count);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "api/entries.h"
+#include "primfit/flat.h"
 #include "support/gtest_support.h"
 
 namespace primfit::testing {
@@ -109,6 +110,9 @@ TEST(PlaneFromPoints, UsesInputsWithinTheirRanges) {
   EXPECT_EQ(fit(0.9, 0.99, 0.012, -1).GetFitQuality().histogram.Sigma(), 1e-6);
   EXPECT_EQ(fit(0.9, 0.99, 0.012, 5).GetFitQuality().histogram.Sigma(), 1);
   EXPECT_TRUE(Parallel(fit(0.9, 0.99, 0.012, 0.006).GetFitShape().Normal(), {0, 0, 1}, 1e-3));
+  // A NaN counts as the least: also as no outliers, for which no sample is drawn.
+  expectSame(fit(0.9, kNaN, kNaN, kNaN), fit(0.9, 0, 0.001, 0));
+  EXPECT_EQ(MessageOf([&] { fit(kNaN, 0.99, 0.012, 0.006); }), "FitPlane failed");
 }
 
 TEST(PlaneFromPoints, SampleSizeOfAllPointsUsesThemAll) {
@@ -172,6 +176,38 @@ TEST(LeastSquaresPlane, PassesThroughMeanOrReference) {
     EXPECT_TRUE(Near(plane.Origin(), origin, 1e-15));
     EXPECT_EQ(std::abs(plane.Normal().z()), 1);
   }
+}
+
+TEST(LeastSquaresPlane, IsThatOfThePointsAtAnyScale) {
+  const Vector3d normal = Vector3d(1, -2, 2) / 3, reference(1, 2, 3);
+  Random random;
+  const Points unit = PointsOn(OutputPlane({0.3, 0.1, -0.2}, normal), 50, {-1, 1}, {-1, 1}, 0, random);
+  for (const double scale : {1e-310, 1e-300, 1e-160, 1e-120, 1.0, 1e120, 1e160, 1e300, 1.6e308}) {
+    SCOPED_TRACE(scale);
+    const double allowed = scale < 1e-308 ? 1e-10 : 1e-13;  // digits of a denormal
+    Points points;
+    for (const Vector3d& p : unit) points.push_back(0.25 * scale * p);
+    EXPECT_TRUE(Parallel(PlaneFromPoints(points.data(), 50).Normal(), normal, allowed));
+    EXPECT_NEAR(
+        (PlaneFromPoints(points.data(), 50).Origin() / scale - 0.25 * Vector3d(0.3, 0.1, -0.2)).dot(normal),
+        0, allowed);
+    EXPECT_TRUE(Parallel(PlaneFromPoints(reference, points.data(), 50).Normal(), normal, allowed));
+    for (const double weight : {1e-300, 1e-160, 1.0, 1e160, 1e300}) {
+      const std::vector<double> weights(50, weight);
+      EXPECT_TRUE(
+          Parallel(PlaneFromPoints(points.data(), 50, weights.data(), reference).Normal(), normal, allowed))
+          << weight;
+    }
+    double plane[6];
+    ASSERT_EQ(QFitPlane(50, points[0].data(), plane), 0);
+    EXPECT_TRUE(Parallel(Vector3d(plane + 3), normal, allowed));
+    MessageOf([&] { RFitPlane(50, points[0].data(), 3, 0.99, plane); });  // may find no point near
+    EXPECT_TRUE(Vector3d(plane + 3).allFinite());
+  }
+  // So far apart that they have no difference.
+  const double corners[] = {1.7e308, 0, 0, 1.7e308, 1, 0, 1.7e308, 0, 1, -1.7e308, 0, 0};
+  double plane[6];
+  EXPECT_EQ(QFitPlane(4, corners, plane), 1);
 }
 
 TEST(LeastSquaresPlane, ShiftedCloudGivesTheShiftedPlane) {

@@ -1,6 +1,7 @@
 // The vector kernels: the same decisions and the same bits as the per-point functions, on every target of
 // this machine.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cmath>
 #include <cstring>
@@ -123,6 +124,30 @@ TEST(Kernels, SumAlikeOnEveryTarget) {
       });
     }
   }
+}
+
+/// So many points at the origin, in address space that no memory stands behind.
+struct Zeros {
+  static constexpr int kCount = std::numeric_limits<int>::max();
+  static constexpr std::size_t kBytes = kCount * sizeof(Vector3d);
+  Zeros() : room(mmap(nullptr, kBytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
+    if (room != MAP_FAILED) madvise(room, kBytes, MADV_HUGEPAGE);
+  }
+  Zeros(const Zeros&) = delete;
+  Zeros& operator=(const Zeros&) = delete;
+  ~Zeros() {
+    if (room != MAP_FAILED) munmap(room, kBytes);
+  }
+  void* room;
+};
+
+TEST(Kernels, TakeAsManyPointsAsAnIntCounts) {  // a sanitizer sees an index pass the largest int
+  const Zeros zeros;
+  if (zeros.room == MAP_FAILED) GTEST_SKIP() << "no room for the addresses of so many points";
+  const auto* points = static_cast<const Vector3d*>(zeros.room);
+  OutputPlane plane({0, 0, -0.005}, {0, 0, 1});
+  plane.SetDistSqrdThreshod(0.01);
+  EXPECT_EQ(CountClose(plane, points, Zeros::kCount), Zeros::kCount);
 }
 
 }  // namespace

@@ -6,7 +6,8 @@
 #include "primfit/export.h"
 
 /// What every fit is told about its points. Values are stored as given; the entry points clamp them where
-/// they use them. Lengths are in the unit of the points' coordinates, shares are fractions (0.2 is 20 %).
+/// they use them, a NaN to the least of its range. Lengths are in the unit of the points' coordinates, shares
+/// are fractions (0.2 is 20 %).
 class PRIMFIT_API FitInputParamsBase {
  public:
   FitInputParamsBase(int sampleSize, double outlierPercentage, double successProbability,

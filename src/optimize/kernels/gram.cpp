@@ -216,8 +216,8 @@ void Accumulate(const LocalShape& shape, const View& view, const PointRefs& poin
   double copied[kBlock][3];
   [[maybe_unused]] double copiedRoots[kBlock];
   std::fill_n(gram, kStride * kStride, 0.0);
-  for (int begin = 0; begin < points.count; begin += kBlock) {
-    const int count = std::min(kBlock, points.count - begin);
+  for (int begin = 0, count = 0; begin < points.count; begin += count) {
+    count = std::min(kBlock, points.count - begin);
     const int padded = (count + kLanes - 1) / kLanes * kLanes;
     const Eigen::Vector3d* rows = points.rows + begin;
     if (points.rows == nullptr || padded > count) {

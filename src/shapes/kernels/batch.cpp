@@ -40,7 +40,7 @@ template <class Visit>
 void ForParts(const Eigen::Vector3d* points, int n, const Visit& visit) {
   Part x, y, z;
   int at = 0;
-  for (; at + kPartLanes <= n; at += kPartLanes) {
+  for (; at <= n - kPartLanes; at += kPartLanes) {  // a sum could pass the largest int
     LoadPoints(points[at].data(), x, y, z);
     visit(x, y, z, at, kPartLanes);
   }
@@ -65,12 +65,12 @@ bool CountOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, int
   return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
     constexpr int kChunk = 2048;
     *count = 0;
-    for (int begin = 0; begin<n&& * count + (n - begin)> toBeat; begin += kChunk) {
-      ForParts(points + begin, std::min(kChunk, n - begin),
-               [&](Part x, Part y, Part z, int, int meant) HWY_ATTR {
-                 const unsigned bits = InBandBits(formula, x, y, z, low, high) & ((1U << meant) - 1);
-                 *count += std::popcount(bits);
-               });
+    for (int begin = 0, chunk = 0; begin < n && n - begin > toBeat - *count; begin += chunk) {
+      chunk = std::min(kChunk, n - begin);
+      ForParts(points + begin, chunk, [&](Part x, Part y, Part z, int, int meant) HWY_ATTR {
+        const unsigned bits = InBandBits(formula, x, y, z, low, high) & ((1U << meant) - 1);
+        *count += std::popcount(bits);
+      });
     }
   });
 }
