@@ -207,13 +207,13 @@ struct FitResult {
 /// the same. Points that are not finite are left out. Any number of points, up to 2^31 - 1.
 /// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
 /// Elbow
-/// @throws FitError "More points than 2147483647", "Points are not provided" for no finite point of any
-/// weight, "Held parts must be finite, with no zero direction and no negative size", "A half-angle must be
-/// above zero and below a quarter turn, in radians" for one that is held or, where nothing is held, started
-/// from, "Not enough points" for fewer than determine the shape, "Over constrained" where every part is held,
-/// "No shape stands out from chance", "The time limit ended the search before it found a shape", "The search
-/// was stopped before it found a shape", and for an option out of its range a text that names it, such as
-/// "Option noise must be positive"
+/// @throws FitError, checked in this order: "More points than 2147483647"; for an option out of its range a
+/// text that names it, such as "Option noise must be positive"; "Points are not provided" for no finite point
+/// of any weight; "Over constrained" where every part is held; "Held parts must be finite, with no zero
+/// direction and no negative size"; "A half-angle must be above zero and below a quarter turn, in radians"
+/// for one that is held or, where nothing is held, started from; "Not enough points" for no more different
+/// ones than parameters; "No shape stands out from chance"; "The time limit ended the search before it found
+/// a shape" and "The search was stopped before it found a shape", which may end any stage
 template <class Shape>
 PRIMFIT_API FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options = {});
 

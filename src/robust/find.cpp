@@ -288,6 +288,7 @@ Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, 
                   Budget& budget) {
   const Freedoms freedoms = FreedomsOf(Model{.form = form, .major = 2, .minor = 1}, given.held);
   if (freedoms.count == 0) throw FitError(messages::kOverConstrained);
+  if (given.model) RequireUsable(*given.model, given.held);
   if (frame.Points().size() <= static_cast<std::size_t>(freedoms.count))
     throw FitError(messages::kNotEnoughPoints);
   return Finder(form, frame, options, given, budget).Run();

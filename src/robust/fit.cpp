@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numbers>
 #include <type_traits>
 #include <utility>
 
@@ -108,25 +107,6 @@ struct FormOf<FitConstraintsTorus> {
   }
 };
 
-/// Held values that no shape has: without this check they end as points that no shape stands out from. A
-/// half-angle beyond a quarter turn is one in degrees; where nothing is held, the shape is given for its own
-/// sake, so that this has to be told there too.
-void RequireUsable(const Given& given) {
-  const Model& m = *given.model;
-  if (m.form == Form::kCone) {
-    const bool held = (given.held & robust::kMinor) != 0;
-    const bool below = !(m.minor >= std::numbers::pi / 2);  // true for NaN
-    if ((held || given.held == 0) && !below) throw FitError(messages::kHalfAngleUnusable);
-    if (held && !(m.minor > 0)) throw FitError(messages::kHalfAngleUnusable);
-  }
-  const auto usable = [&](unsigned part, bool good) { return (given.held & part) == 0 || good; };
-  const auto isSize = [](double size) { return size >= 0 && std::isfinite(size); };
-  const bool good = usable(robust::kCenter, m.center.allFinite()) &&
-                    usable(robust::kAxis, m.axis.allFinite() && !m.axis.isZero(0)) &&
-                    usable(robust::kMajor, isSize(m.major)) && usable(robust::kMinor, isSize(m.minor));
-  if (!good) throw FitError(messages::kHeldUnusable);
-}
-
 /// What a record is made of: numbers of the model in the caller's coordinates, parts that were held as they
 /// were given, and the inliers about the model's centre.
 struct Findings {
@@ -210,7 +190,6 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   Given given, framed;
   if (options.constraints != nullptr && Traits::Shape(*options.constraints) != nullptr) {
     given = framed = Traits::Of(*options.constraints);
-    RequireUsable(given);
     framed.model->center -= frame.Origin();
   }
   robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed, budget);

@@ -6,6 +6,8 @@
 #include <numbers>
 #include <optional>
 
+#include "fit/held_parts.h"
+#include "fit/messages.h"
 #include "fit/vector_math.h"
 #include "primfit/fit/scoped_seed.h"
 
@@ -49,6 +51,17 @@ void RequireInRange(const FitOptionsBase& o, std::size_t points) {
   Require(o.axisWithin >= 0, "Option axisWithin must be zero or positive");
   Require(!o.near || o.near->allFinite(), "Option near must be a finite point");
   Require(o.nearWithin >= 0, "Option nearWithin must be zero or positive");
+}
+
+void RequireUsable(const Model& m, unsigned held) {
+  const auto usable = [&](unsigned part, bool good) { return (held & part) == 0 || good; };
+  Require(usable(kCenter, IsPlace(m.center)) && usable(kAxis, IsDirection(m.axis)) &&
+              usable(kMajor, IsSize(m.major)) && usable(kMinor, m.form == Form::kCone || IsSize(m.minor)),
+          messages::kHeldUnusable);
+  if (m.form != Form::kCone) return;
+  const bool told = (held & kMinor) != 0 || held == 0;
+  Require(usable(kMinor, m.minor > 0) && !(told && m.minor >= std::numbers::pi / 2),
+          messages::kHalfAngleUnusable);
 }
 
 std::uint64_t SeedOf(const FitOptionsBase& options) {

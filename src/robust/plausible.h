@@ -14,6 +14,12 @@ namespace primfit::robust {
 /// @throws FitError with a text that names the option which is out of its range
 void RequireInRange(const FitOptionsBase& options, std::size_t points);
 
+/// Refuses held values that no shape has: without this check they end as points that no shape stands out
+/// from. A half-angle beyond a quarter turn is one in degrees; where nothing is held the shape is given for
+/// its own sake, so that this is told there too.
+/// @throws FitError with one text for half-angles and one for all else
+void RequireUsable(const Model& model, unsigned held);
+
 /// The seed that is given, else that of the thread's ScopedSeed, else of the clock.
 std::uint64_t SeedOf(const FitOptionsBase& options);
 
