@@ -1,7 +1,6 @@
 #include "robust/budget.h"
 
 #include <chrono>
-#include <utility>
 
 #include "fit/messages.h"
 
@@ -12,18 +11,26 @@ namespace {
 /// Below 1 as long as the fit goes on: a host may take 1 for its end.
 constexpr double kMostProgress = 0.999;
 
+class MonotonicClock final : public Clock {
+ public:
+  double Seconds() const override {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  }
+};
+
 }  // namespace
 
-double SteadySeconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+const Clock& SteadyClock() {
+  static const MonotonicClock clock;
+  return clock;
 }
 
-Budget::Budget(double timeLimit, FitProgressUpdater* host, std::function<double()> clock)
-    : limit_(timeLimit), host_(host), clock_(std::move(clock)), start_(clock_()) {}
+Budget::Budget(double timeLimit, FitProgressUpdater* host, const Clock& clock)
+    : limit_(timeLimit), host_(host), clock_(clock), start_(clock.Seconds()) {}
 
 bool Budget::Ask() {
   if (IsOver()) return false;
-  late_ = clock_() - start_ > limit_;
+  late_ = clock_.Seconds() - start_ > limit_;
   if (host_ != nullptr) {
     host_->ReportProgress(progress_);
     stopped_ = host_->StopRequested();

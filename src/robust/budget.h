@@ -4,15 +4,20 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 #include <limits>
 
 #include "primfit/fit.h"
 
 namespace primfit::robust {
 
-/// Seconds of the steady clock.
-double SteadySeconds();
+/// What tells the time of a fit.
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  /// Seconds since any moment.
+  virtual double Seconds() const = 0;
+};
+const Clock& SteadyClock();
 
 /// The time limit and the host of one fit. Every stage says how many points it is about to look at; clock and
 /// host are asked at least once in kAskEvery of them, so that a fit of millions of points ends when it is
@@ -25,9 +30,9 @@ class Budget {
   /// The time begins now.
   /// @param timeLimit  seconds
   /// @param host       is told the progress and may ask to stop; may be null
-  /// @param clock      seconds since any moment
+  /// @param clock      outlives the budget
   explicit Budget(double timeLimit = std::numeric_limits<double>::infinity(),
-                  FitProgressUpdater* host = nullptr, std::function<double()> clock = SteadySeconds);
+                  FitProgressUpdater* host = nullptr, const Clock& clock = SteadyClock());
 
   /// Announces that so many points, at most kAskEvery, will be looked at. @return whether to go on
   bool Spend(std::size_t points) {
@@ -62,7 +67,7 @@ class Budget {
  private:
   double limit_;
   FitProgressUpdater* host_;
-  std::function<double()> clock_;
+  const Clock& clock_;
   double start_;
   double progress_ = 0;
   std::size_t spent_ = 0;

@@ -56,7 +56,8 @@ void Frame::MeasureSteps(const PointView& given) {
   };
   const int taken = TakeSpread(
       count_, pointAt, [](std::uint64_t) { return true; }, kForSteps, sample.data());
-  resolution_ = Resolution(std::span(sample).first(static_cast<std::size_t>(taken)), origin_);
+  resolution_ = Resolution(std::span(sample).first(static_cast<std::size_t>(taken)), origin_,
+                           groups_.starts.empty() ? count_ : 0);
 }
 
 /// Notes where points come from once the first of them is left out.

@@ -16,6 +16,9 @@ namespace {
 /// step.
 constexpr std::size_t kGaps = 8;
 constexpr double kMultiple = 0.01;
+/// Points for each cell of a lattice from which on its step is their spacing: fewer, and they would be closer
+/// than a step nowhere, or lie on each other if they had been rounded.
+constexpr double kFull = 0.3;
 /// Levels are told from faces of a thing by their number, and from other values by how many occur more than
 /// once: of values that are no levels none does, of hundreds on a hundred levels most.
 constexpr std::size_t kLevels = 16;
@@ -44,6 +47,20 @@ bool IsMultiple(double value, double step) {
   return std::abs(value / step - std::round(value / step)) < kMultiple;
 }
 
+/// Whether the few values along an axis have the step of the other axes. A level floor has too few heights to
+/// tell one by themselves; they were rounded as the other coordinates were. On a full lattice, as of a
+/// synthetic grid or a depth map, these are places where a surface was sampled, so that the heights have to
+/// show the step themselves.
+bool IsRoundedLike(std::span<const Vector3d> sample, Eigen::Index axis, double step, bool isLattice) {
+  double least = std::numeric_limits<double>::infinity();  // gap between different heights and the first one
+  for (const Vector3d& p : sample) {
+    if (!IsMultiple(p[axis], step)) return false;
+    const double gap = std::abs(p[axis] - sample[0][axis]);
+    if (gap > step / 2) least = std::min(least, gap);
+  }
+  return !isLattice || least < 1.5 * step;
+}
+
 /// The share of the different values among ascending ones that occur more than once.
 double ShareOfRepeated(const std::vector<double>& values) {
   std::size_t different = 0, repeated = 0;
@@ -65,7 +82,8 @@ Vector3d AcrossAt(const Model& m, const Vector3d& p) {
 
 }  // namespace
 
-Resolution::Resolution(std::span<const Vector3d> sample, const Vector3d& origin) : origin_(origin) {
+Resolution::Resolution(std::span<const Vector3d> sample, const Vector3d& origin, std::size_t all)
+    : origin_(origin) {
   if (sample.empty()) return;
   floats_ = std::all_of(sample.begin(), sample.end(), [](const Vector3d& p) {
     return (p.cast<float>().cast<double>().array() == p.array()).all();
@@ -73,11 +91,12 @@ Resolution::Resolution(std::span<const Vector3d> sample, const Vector3d& origin)
   std::vector<double> values(sample.size());
   const auto strays = static_cast<std::ptrdiff_t>(kStrays * static_cast<double>(sample.size()));
   double finest = std::numeric_limits<double>::infinity();
-  Vector3d middle, steps = Vector3d::Zero();
+  Vector3d middle, steps = Vector3d::Zero(), range;
   for (Eigen::Index axis = 0; axis < 3; ++axis) {
     std::transform(sample.begin(), sample.end(), values.begin(), [&](const Vector3d& p) { return p[axis]; });
     std::sort(values.begin(), values.end());
     middle[axis] = values[values.size() / 2];
+    range[axis] = *(values.end() - strays - 1) - values[static_cast<std::size_t>(strays)];
     Axis& a = axes_[static_cast<std::size_t>(axis)] =
         AxisOf({values.begin() + strays, values.end() - strays});
     if (a.grid > 0) finest = std::min(finest, a.grid);
@@ -85,11 +104,12 @@ Resolution::Resolution(std::span<const Vector3d> sample, const Vector3d& origin)
     for (std::size_t i = 1; i < a.levels.size(); ++i)
       steps[axis] = std::max(steps[axis], a.levels[i] - a.levels[i - 1]);
   }
-  // A level floor has too few heights to tell their step; they were rounded as the other coordinates were.
+  const double area = std::max({range.x() * range.y(), range.y() * range.z(), range.z() * range.x()});
+  const double cells = area / (finest * finest);
+  const bool isLattice = !(static_cast<double>(all) < kFull * cells);
   for (Eigen::Index axis = 0; axis < 3 && std::isfinite(finest); ++axis) {
     Axis& a = axes_[static_cast<std::size_t>(axis)];
-    const auto isMultiple = [&](const Vector3d& p) { return IsMultiple(p[axis], finest); };
-    if (a.grid > 0 || !a.levels.empty() || !std::all_of(sample.begin(), sample.end(), isMultiple)) continue;
+    if (a.grid > 0 || !a.levels.empty() || !IsRoundedLike(sample, axis, finest, isLattice)) continue;
     steps[axis] = a.grid = finest;
   }
   coarsest_ = (FormatAt(middle - origin_) + steps).norm();

@@ -20,7 +20,8 @@ class Resolution {
   Resolution() = default;
   /// @param sample  some hundreds of the points, in the caller's coordinates
   /// @param origin  of the frame in which it will be asked
-  Resolution(std::span<const Eigen::Vector3d> sample, const Eigen::Vector3d& origin);
+  /// @param all     how many points there are where no two are equal; 0 where some are
+  Resolution(std::span<const Eigen::Vector3d> sample, const Eigen::Vector3d& origin, std::size_t all);
 
   /// Steps of the number format about a point of the frame.
   Eigen::Vector3d FormatAt(const Eigen::Vector3d& p) const;

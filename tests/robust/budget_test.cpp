@@ -21,10 +21,14 @@ using Eigen::Vector3d;
 using robust::Budget;
 
 /// A clock that stands still until it was asked so often, and is an hour later from then on.
-struct CountingClock {
-  int* asked;
-  int jumpsAt;
-  double operator()() const { return ++*asked >= jumpsAt ? 3600 : 0; }
+class CountingClock final : public robust::Clock {
+ public:
+  explicit CountingClock(int jumpsAt) : jumpsAt_(jumpsAt) {}
+  double Seconds() const override { return ++asked >= jumpsAt_ ? 3600 : 0; }
+  mutable int asked = 0;
+
+ private:
+  int jumpsAt_;
 };
 constexpr int kNever = 1 << 30;
 
@@ -38,10 +42,10 @@ Points PipeAmongClutter(int n) {
 /// Times that the clock is asked while `stage` works on a budget, without the time at which that was made.
 template <class Stage>
 int AskedIn(const Stage& stage) {
-  int asked = 0;
-  Budget budget(60, nullptr, CountingClock{&asked, kNever});
+  const CountingClock clock(kNever);
+  Budget budget(60, nullptr, clock);
   stage(budget);
-  return asked - 1;
+  return clock.asked - 1;
 }
 
 TEST(Budget, EveryStageAsksTheClock) {
@@ -62,12 +66,20 @@ TEST(Budget, EveryStageAsksTheClock) {
   EXPECT_GE(converging, 6 * kPieces);  // three selections and their optima at the least
 }
 
+/// Keeps how often a clock was asked, also when a fit throws.
+struct Noted {
+  ~Noted() { asked = clock.asked; }
+  const CountingClock& clock;
+  int& asked;
+};
+
 TEST(Budget, WhatWasCompleteComesOutWhenTheTimeIsUp) {
   const Points points = PipeAmongClutter(600000);
   int asked = 0;
   const auto run = [&](int jumpsAt) {
-    asked = 0;
-    Budget budget(60, nullptr, CountingClock{&asked, jumpsAt});
+    const CountingClock clock(jumpsAt);
+    Budget budget(60, nullptr, clock);
+    const Noted noted{clock, asked};
     const robust::Frame frame(points, {}, budget);
     FitOptionsBase options;
     options.seed = 1;

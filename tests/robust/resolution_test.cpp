@@ -41,7 +41,9 @@ Points Disparities(Points points, double baseline) {
 TEST(Resolution, TellsStepsFromPlacesOfAThing) {
   Random random;
   const Points pipe = PointsOn(OutputCylinder({0, 0, 0}, 0.5, kZ), 2000, kFullTurn, {0, 2}, 0.002, random);
-  const auto grid = [](const Points& points) { return Resolution(points, Vector3d::Zero()).GridStep(); };
+  const auto grid = [](const Points& points) {
+    return Resolution(points, Vector3d::Zero(), points.size()).GridStep();
+  };
   EXPECT_EQ(grid(pipe), 0);
   EXPECT_EQ(grid(Rounded(pipe, 0.0625, 1)), 0) << "one axis is no grid";
   EXPECT_EQ(grid(Rounded(pipe, 0.0625, 2)), 0.0625);
@@ -51,7 +53,7 @@ TEST(Resolution, TellsStepsFromPlacesOfAThing) {
   EXPECT_EQ(grid(strays), 0.0625);
 
   const auto steps = [](const Points& points, const Vector3d& at) {
-    return Resolution(points, Vector3d::Zero()).RoundedAt(at);
+    return Resolution(points, Vector3d::Zero(), points.size()).RoundedAt(at);
   };
   // A level floor has the step of the other axes; depths of a camera have steps of their own everywhere.
   Points floor = PointsOn(OutputPlane({0, 0, 2}, kZ), 500, {-1, 1}, {-1, 1}, 0, random);
@@ -60,13 +62,20 @@ TEST(Resolution, TellsStepsFromPlacesOfAThing) {
   const Points room = Disparities(Clutter({-1, -1, 1}, {1, 1, 4}, 3000, random), 100);
   EXPECT_NEAR(steps(room, {0, 0, 1.5}).z(), 1.5 * 1.5 / 100, 0.003);
   EXPECT_NEAR(steps(room, {0, 0, 3.5}).z(), 3.5 * 3.5 / 100, 0.02);
+  // The spacing of a synthetic grid is no step of its one height; that of a depth map is, where heights show
+  // it.
+  Points lattice;
+  for (int i = 0; i < 400; ++i) lattice.emplace_back(0.2 * (i % 20), 0.2 * (i / 20), 2);
+  EXPECT_EQ(steps(lattice, {0, 0, 2}).z(), 0);
+  for (Vector3d& p : lattice) p.z() += 0.2 * std::round(random.Gauss(0.5));
+  EXPECT_NEAR(steps(lattice, {0, 0, 2}).z(), 0.2, 1e-9);
   // Faces of a box at few heights, and rings of a mesh, are places of the thing.
   Points box;
   for (const double z : {0.0, 1.0})
     box = Joined(std::move(box), PointsOn(OutputPlane({0, 0, z}, kZ), 500, {-1, 1}, {-1, 1}, 0, random));
   EXPECT_TRUE(steps(box, {0, 0, 0}).isZero(0));
-  EXPECT_TRUE(Resolution(InFloats(pipe), Vector3d::Zero()).AreFloats());
-  EXPECT_FALSE(Resolution(pipe, Vector3d::Zero()).AreFloats());
+  EXPECT_TRUE(Resolution(InFloats(pipe), Vector3d::Zero(), 2000).AreFloats());
+  EXPECT_FALSE(Resolution(pipe, Vector3d::Zero(), 2000).AreFloats());
 }
 
 template <class Shape>
