@@ -249,7 +249,7 @@ class Convergence {
            round == 0 || round == task_.fadingRounds);
     if (selection_.Count() == 0) return Turned::kNoShape;
     const bool stays = !fades && !seen_.empty() && seen_.back() == selection_.Hash();
-    if (stays && remaining_ <= kOptimal * Size()) return Turned::kConverged;
+    if (stays && IsOptimal()) return Turned::kConverged;
     const bool circles =
         !fades && !stays && std::find(seen_.begin(), seen_.end(), selection_.Hash()) != seen_.end();
     const bool all = seen_.empty() || stays || circles || atEnd_ != 0 || !selection_.ChangedFew();
@@ -261,6 +261,15 @@ class Convergence {
     return circles || stuck ? Turned::kEnds : Turned::kOn;
   }
 
+  /// Whether the next step would be a negligible one; where a bound of it does not say so, by the sums
+  /// themselves.
+  bool IsOptimal() {
+    if (remaining_ <= kOptimal * Size()) return true;
+    sums_ = SumsAt(model_, task_.held | atEnd_, Gather(false), *budget_);
+    if (budget_->IsOver()) return false;
+    remaining_ = NextStep(sums_, FreedomsOf(model_, task_.held | atEnd_).count);
+    return remaining_ <= kOptimal * Size();
+  }
   double Size() const { return task_.size > 0 ? task_.size : sums_.extent; }
 
   /// Distances from the shape, the noise and the bound. After some rounds the bound stands, so that only the

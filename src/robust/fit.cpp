@@ -195,23 +195,18 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   robust::Outcome out = robust::FindShape(Traits::kForm, frame, options, framed, budget);
 
   FitResult<Shape> result;
-  std::size_t copies = 0;
-  frame.ForPlaces(out.converged.inliers, [&](std::uint32_t, std::uint32_t) { ++copies; });
-  const Scratch<Vector3d> inliers(copies);
-  result.inliers.reserve(copies);
-  frame.ForPlaces(out.converged.inliers, [&](std::uint32_t i, std::uint32_t place) {
-    inliers[result.inliers.size()] = frame.Points()[i];
-    result.inliers.push_back(place);
-  });
-  std::sort(result.inliers.begin(), result.inliers.end());
+  std::vector<std::uint32_t> chosen = frame.WithCopies(std::move(out.converged.inliers));
+  const Scratch<Vector3d> inliers(chosen.size());
+  std::transform(chosen.begin(), chosen.end(), inliers.data(),
+                 [&](std::uint32_t i) { return frame.Points()[i]; });
   result.quality = robust::WithShape(out.model, [&](auto shape) {
-    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(copies), inliers.data());
+    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), inliers.data());
   });
   Model m = out.model;
   Findings findings{.model = m,
                     .u = UnitOrthogonal(m.axis),
                     .w = {},
-                    .inliers = {inliers.data(), copies},
+                    .inliers = {inliers.data(), chosen.size()},
                     .center = m.center};
   findings.w = m.axis.cross(findings.u);
   m.center += frame.Origin();
@@ -221,6 +216,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   if ((given.held & robust::kMinor) != 0) m.minor = given.model->minor;
   findings.model = m;
   result.shape = RecordOf<Shape>(findings);
+  result.inliers = frame.PlacesOf(std::move(chosen));
   result.covariance = std::move(out.covariance);
   result.covariance.position = m.center;
   result.report = std::move(out.report);

@@ -30,17 +30,7 @@ Frame::Frame(const PointView& given, std::span<const double> weights, Budget& bu
       given.Count(), [&](std::uint64_t i) { return given[i]; }, isUsable);
   RepeatsDetector repeats(given.Count());
   const bool lasted = budget.InPieces(given.Count(), [&](std::size_t begin, std::size_t count) {
-    for (std::size_t i = begin; i < begin + count; ++i) {
-      const Vector3d p = given[i];
-      if (!p.allFinite() || (isWeighted_ && weights[i] == 0)) {
-        LeaveOut(i, given.Count());
-        continue;
-      }
-      if (!places_.empty() || count_ != i) places_.push_back(static_cast<std::uint32_t>(i));
-      if (isWeighted_) roots_[count_] = weights[i];
-      repeats.Add(count_, p);
-      points_[count_++] = p - origin_;
-    }
+    Take(given, weights, begin, begin + count, repeats);
   });
   if (lasted && repeats.Found() && budget.Spend(Budget::kPiece)) Merge(given);
   budget.RequireMore();
@@ -60,11 +50,32 @@ void Frame::MeasureSteps(const PointView& given) {
                            groups_.starts.empty() ? count_ : 0);
 }
 
-/// Notes where points come from once the first of them is left out.
-void Frame::LeaveOut(std::size_t i, std::size_t most) {
-  if (i != count_ || !places_.empty()) return;
-  places_.reserve(most);
-  for (std::size_t k = 0; k < count_; ++k) places_.push_back(static_cast<std::uint32_t>(k));
+/// Takes the points from `begin` to `end`. Once the first one is left out it notes where the others come
+/// from.
+void Frame::Take(const PointView& given, std::span<const double> weights, std::size_t begin, std::size_t end,
+                 RepeatsDetector& repeats) {
+  // In registers, which the compiler cannot do with members while it writes points.
+  Vector3d* const points = points_.data();
+  const Vector3d origin = origin_;
+  std::size_t count = count_;
+  bool whole = places_.empty() && count == begin;
+  for (std::size_t i = begin; i < end; ++i) {
+    const Vector3d p = given[i];
+    const bool isFinite = (p - p).sum() == 0;
+    if (!isFinite || (isWeighted_ && weights[i] == 0)) {
+      if (whole) {
+        places_.reserve(given.Count());
+        for (std::size_t k = 0; k < count; ++k) places_.push_back(static_cast<std::uint32_t>(k));
+      }
+      whole = false;
+      continue;
+    }
+    if (!whole) places_.push_back(static_cast<std::uint32_t>(i));
+    if (isWeighted_) roots_[count] = weights[i];
+    repeats.Add(count, p);
+    points[count++] = p - origin;
+  }
+  count_ = count;
 }
 
 /// Makes one point of those with equal coordinates, about an origin of its own: before, missing returns may
@@ -127,6 +138,28 @@ double Frame::ShareOf(std::span<const std::uint32_t> of) const {
   for (const double root : roots) all += root * root;
   for (const std::uint32_t i : of) some += roots[i] * roots[i];
   return some / all;
+}
+
+std::vector<std::uint32_t> Frame::WithCopies(std::vector<std::uint32_t> of) const {
+  if (groups_.starts.empty()) return of;
+  std::vector<std::uint32_t> copies;
+  for (const std::uint32_t i : of) copies.insert(copies.end(), groups_.SizeOf(i), i);
+  return copies;
+}
+
+std::vector<std::uint32_t> Frame::PlacesOf(std::vector<std::uint32_t> withCopies) const {
+  if (groups_.starts.empty()) {
+    if (places_.empty()) return withCopies;
+    for (std::uint32_t& i : withCopies) i = places_[i];
+    return withCopies;
+  }
+  for (std::size_t k = 0; k < withCopies.size();) {
+    const std::size_t group = withCopies[k];
+    for (std::uint32_t at = groups_.starts[group]; at < groups_.starts[group + 1]; ++at)
+      withCopies[k++] = groups_.members[at];
+  }
+  std::sort(withCopies.begin(), withCopies.end());
+  return withCopies;
 }
 
 double SizeOf(std::span<const Vector3d> points, Vector3d& middle) {

@@ -40,23 +40,17 @@ class Frame {
   std::span<const double> Trust() const { return trust_; }
   /// The share of the weight of all points that some have.
   double ShareOf(std::span<const std::uint32_t> of) const;
-  /// Calls visit with the position of each of these points in the array that was given, copies included.
-  template <class Visit>
-  void ForPlaces(std::span<const std::uint32_t> of, const Visit& visit) const {
-    for (const std::uint32_t i : of) {
-      if (groups_.starts.empty()) {
-        visit(i, places_.empty() ? i : places_[i]);
-        continue;
-      }
-      for (std::uint32_t k = groups_.starts[i]; k < groups_.starts[i + 1]; ++k) visit(i, groups_.members[k]);
-    }
-  }
+  /// Each of these points as often as it was stored.
+  std::vector<std::uint32_t> WithCopies(std::vector<std::uint32_t> of) const;
+  /// The positions of points with their copies in the array that was given, ascending.
+  std::vector<std::uint32_t> PlacesOf(std::vector<std::uint32_t> withCopies) const;
   const Resolution& Steps() const { return resolution_; }
   /// Points that were set aside, as so many lie at one place.
   std::size_t SetAside() const { return setAside_; }
 
  private:
-  void LeaveOut(std::size_t i, std::size_t most);
+  void Take(const PointView& given, std::span<const double> weights, std::size_t begin, std::size_t end,
+            RepeatsDetector& repeats);
   void Merge(const PointView& given);
   void ScaleWeights();
   void MeasureSteps(const PointView& given);

@@ -21,16 +21,6 @@ std::size_t TableSize(std::size_t most) { return std::bit_ceil(2 * most + 2); }
 
 }  // namespace
 
-std::uint64_t KeyOf(const Vector3d& p) {
-  // Adding zero gives both zeros the same bits. The mixing is that of SplitMix64 (Steele, Lea and Flood
-  // 2014).
-  const auto bits = [&](Eigen::Index axis) { return std::bit_cast<std::uint64_t>(p[axis] + 0.0); };
-  std::uint64_t z = bits(0) * 0x9e3779b97f4a7c15U ^ std::rotl(bits(1) * 0xbf58476d1ce4e5b9U, 21) ^
-                    std::rotl(bits(2) * 0x94d049bb133111ebU, 42);
-  z = (z ^ z >> 30) * 0xbf58476d1ce4e5b9U;
-  return z ^ z >> 27;
-}
-
 KeySet::KeySet(std::size_t most) : slots_(most == 0 ? 0 : TableSize(most)), mask_(slots_.size() - 1) {}
 
 bool KeySet::Insert(std::uint64_t key) {
@@ -45,7 +35,8 @@ bool KeySet::Insert(std::uint64_t key) {
 
 RepeatsDetector::RepeatsDetector(std::size_t points)
     : limit_(std::numeric_limits<std::uint64_t>::max()),
-      stride_(points <= kWhole ? 1 : points / kSpread),
+      stride_(points <= kWhole ? 0 : points / kSpread),
+      nextSpread_(stride_ == 0 ? points : 0),
       sampled_(std::min(points, 2 * kWhole)),
       once_(points <= kWhole ? 0 : 2 * kSpread),
       twice_(points <= kWhole ? 0 : 2 * kSpread) {
@@ -59,11 +50,12 @@ void RepeatsDetector::AddSampled(std::uint64_t key) {
 }
 
 void RepeatsDetector::AddSpread(std::uint64_t key) {
+  nextSpread_ += stride_;
   if (once_.Insert(key) && twice_.Insert(key)) crowded_ = true;
 }
 
 bool RepeatsDetector::Found() const {
-  if (stride_ == 1) return copies_ > 0;
+  if (stride_ == 0) return copies_ > 0;
   return crowded_ || static_cast<double>(copies_) >= kMany * static_cast<double>(count_);
 }
 

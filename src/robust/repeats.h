@@ -3,6 +3,7 @@
 #define PRIMFIT_SRC_ROBUST_REPEATS_H_
 
 #include <Eigen/Core>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -11,7 +12,14 @@
 namespace primfit::robust {
 
 /// A number that points of equal coordinates have in common, and other points almost never.
-std::uint64_t KeyOf(const Eigen::Vector3d& p);
+inline std::uint64_t KeyOf(const Eigen::Vector3d& p) {
+  // Of two points that differ the mixture of coordinates is almost never the same; zero makes one of both
+  // zeros. The multiplier is that of SplitMix64 (Steele, Lea and Flood 2014).
+  constexpr double kGolden = 1.618033988749895, kPlastic = 2.3247179572447460;
+  const double mixed = (p.x() + kGolden * p.y()) + (kPlastic * p.z() + 0.0);
+  const std::uint64_t z = std::bit_cast<std::uint64_t>(mixed) * 0xbf58476d1ce4e5b9U;
+  return z ^ z >> 32;
+}
 
 /// A set of keys, of a size that is known beforehand.
 class KeySet {
@@ -35,7 +43,7 @@ class RepeatsDetector {
   void Add(std::size_t index, const Eigen::Vector3d& p) {
     const std::uint64_t key = KeyOf(p);
     if (key <= limit_) AddSampled(key);
-    if (index % stride_ == 0 && stride_ > 1) AddSpread(key);
+    if (index == nextSpread_) AddSpread(key);
   }
   bool Found() const;
 
@@ -46,7 +54,8 @@ class RepeatsDetector {
   void AddSpread(std::uint64_t key);
 
   std::uint64_t limit_;  // of the keys in the sample
-  std::size_t stride_;   // of the points in the spread sample
+  std::size_t stride_;   // of the points in the spread sample; 0: none
+  std::size_t nextSpread_;
   KeySet sampled_, once_, twice_;
   std::size_t count_ = 0, copies_ = 0;
   bool crowded_ = false;
