@@ -1,7 +1,7 @@
 // How often primfit::fit finds each shape without being told anything, how far it is from the limit that the
-// noise sets, and how long it takes; 100 seeds a cell, printed as tables in Markdown.
+// noise sets, and how long it takes; 100 seeds a cell unless told otherwise, printed as tables in Markdown.
 //
-// usage: adaptive_rates                                the tables
+// usage: adaptive_rates [--seeds N]                    the tables
 //        adaptive_rates POINTS OUTLIERS [SEEN [SHAPE]] one row of each, such as 5000 0.6 0.5 torus
 #include <fmt/format.h>
 
@@ -20,7 +20,7 @@
 namespace primfit::bench {
 namespace {
 
-constexpr int kSeeds = 100;
+int seeds = 100;
 constexpr const char* kShapes[] = {"line", "arc", "plane", "sphere", "cylinder", "cone", "torus"};
 
 double Median(std::vector<double> values) {
@@ -39,7 +39,7 @@ struct Cell {
 Cell Measure(const Primitive& primitive, int points, double outliers, double seen) {
   Cell cell;
   std::vector<double> errors, limits, times;
-  for (std::uint64_t seed = 0; seed < kSeeds; ++seed) {
+  for (std::uint64_t seed = 0; seed < static_cast<std::uint64_t>(seeds); ++seed) {
     const Scene scene = MakeScene(primitive, primitive.part(primitive.truth, seen),
                                   {.points = points, .outliers = outliers, .around = 1.5}, seed);
     Random random(seed);
@@ -101,7 +101,9 @@ void PrintRows(const std::vector<Row>& rows, std::string_view only = {}) {
 
 int main(int argc, char** argv) {
   using namespace primfit::bench;
-  if (argc > 2) {
+  if (argc == 3 && std::string_view(argv[1]) == "--seeds") {
+    seeds = std::atoi(argv[2]);
+  } else if (argc > 2) {
     PrintRows({{std::atoi(argv[1]), std::atof(argv[2]), argc > 3 ? std::atof(argv[3]) : 1}},
               argc > 4 ? argv[4] : "");
     return 0;

@@ -274,7 +274,7 @@ std::string SearchText(const FitReport& report) {
   std::string text =
       fmt::format("search\n  {:<16} {}, {}\n  {:<16} {}\n", "draws", Times(report.draws, "sample"),
                   Times(report.refinements, "refinement"), "end", EndOf(report.stopReason).text);
-  if (!report.converged) text += "  not converged: the inliers still changed at the end\n";
+  if (!report.converged) text += "  not converged: inliers or shape still changed at the end\n";
   return text;
 }
 
@@ -290,6 +290,8 @@ Json InsightJson(const Insight& insight, const Unit& unit) {
           {"draws", r.draws},
           {"refinements", r.refinements},
           {"inlier_share", r.inlierShare},
+          {"set_aside", r.setAside},
+          {"coordinate_step", r.step / unit.metres},
           {"covariance", CovarianceJson(insight.covariance, unit)}};
 }
 
@@ -331,6 +333,9 @@ std::string TextReport(const FitRun& run) {
   text += "points\n" + CountsText(*run.input, *run.cloud);
   if (run.judged < run.cloud->Used())
     text += fmt::format("  {:<16} {} (a random subset)\n", "sampled", run.judged);
+  if (report != nullptr && report->setAside > 0)
+    text += fmt::format("  {:<16} {} (hundreds at one place, as missing returns are stored)\n", "set aside",
+                        report->setAside);
   const double tolerance =
       report != nullptr ? report->tolerance / unit.metres : run.request.tolerance.value();
   text += fmt::format("  {:<16} {} of {} ({:.1f} %) within {}{}\n", "inliers", inliers, run.judged,
@@ -341,6 +346,8 @@ std::string TextReport(const FitRun& run) {
     text += fmt::format("  {:<16} {}{}\n", name, Length(metres / unit.metres, unit), after);
   };
   if (report != nullptr) length("noise", report->noise, Told(run.request.noise, unit));
+  if (report != nullptr && report->step > 0)
+    length("coordinate step", report->step, ", coarser than the rest of the noise");
   length("rms", q.rmsDistance);
   length("mean", q.meanDistance);
   length("mean signed", q.meanSignedDistance);

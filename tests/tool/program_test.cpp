@@ -342,6 +342,24 @@ TEST_F(Program, ReadsStandardInput) {
             kInliers + kOutliers);
 }
 
+TEST_F(Program, TellsWhatTheCoordinatesLack) {
+  // A level floor in whole millimetres behind missing returns.
+  Points points(500, Vector3d::Zero());
+  Random random;
+  for (int i = 0; i < 2000; ++i)
+    points.emplace_back(random.Integer(0, 3000) * 0.001, random.Integer(0, 3000) * 0.001,
+                        2 + 0.001 * random.Integer(0, 1));
+  const std::string file = Write("floor.ply", BinaryPly(points));
+  const Outcome text = Launch({"plane", "--seed", "1", "--unit", "m", file});
+  EXPECT_TRUE(Finds(text.out, "  set aside +500 .hundreds at one place, as missing returns are stored.\n"))
+      << text.out;
+  EXPECT_TRUE(Finds(text.out, "  coordinate step +0\\.00(1000|0999) m, coarser than the rest of the noise\n"))
+      << text.out;
+  const Json json = Fit({}, file);
+  EXPECT_EQ(json["set_aside"], 500);
+  EXPECT_NEAR(json["coordinate_step"].get<double>(), 0.001, 1e-5);
+}
+
 TEST_F(Program, WritesValidJsonForAnyFileName) {
   const std::string file = Write("\xff\"\n.xyz", "1 2 3\n4 5 6\n7 8 1\n");
   EXPECT_EQ(JsonOf(Launch({"info", "--json", file}))["points"]["used"], 3);
