@@ -339,9 +339,10 @@ class Convergence {
     at.atEnd = atEnd_;
     at.inliers.reserve(selection_.Count());
     selection_.ForEach([&](std::size_t i) { at.inliers.push_back(static_cast<std::uint32_t>(i)); });
+    const bool told = task_.noise || task_.tolerance;
+    if (told) measured_ = NoiseOfInliers(at.inliers);
     at.rounding = Rounding(tolerance_);
-    if (task_.noise || task_.tolerance || stepped_)
-      at.noise = std::max(NoiseOfInliers(at.inliers), at.rounding.noise);
+    if (told || stepped_) at.noise = std::max(NoiseOfInliers(at.inliers), at.rounding.noise);
     SumUpAtFeet(at);
     at.beside = static_cast<std::size_t>(
         std::count_if(distances_.data(), distances_.data() + task_.points.size(),
