@@ -17,7 +17,10 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/primfitConfig.cmake.in"
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/primfitConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)  # until 1.0 a minor version may break the interface
 install(FILES "${PROJECT_BINARY_DIR}/primfitConfig.cmake" "${PROJECT_BINARY_DIR}/primfitConfigVersion.cmake"
-              "${CMAKE_CURRENT_LIST_DIR}/FindMKL.cmake" DESTINATION "${_package_dir}")
+        DESTINATION "${_package_dir}")
+if("MKL" IN_LIST PRIMFIT_PACKAGES)
+  install(FILES "${CMAKE_CURRENT_LIST_DIR}/FindMKL.cmake" DESTINATION "${_package_dir}")
+endif()
 
 file(RELATIVE_PATH _pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/primfit.pc.in" "${PROJECT_BINARY_DIR}/primfit.pc" @ONLY)

@@ -15,7 +15,7 @@ ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("robu
                 "fit_c.h": ("robust", 4), "flat.h": ("api", 4), "primfit.h": ("all", 5)}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
-# The numerics are reached through two doors: matrix classes and the trust-region interface.
+# Libraries for numerics are optional, and reached through two doors: matrix classes and the trust-region interface.
 NUMERICS = re.compile(r"^(mkl|lapack|cblas)")
 NUMERICS_DOORS = {"estimators", "optimize"}
 
@@ -53,7 +53,7 @@ def find(name, path, root):
 
 def fault_of_numerics(name, here):
     if here.kind == "private" and NUMERICS.match(name) and here.folder not in NUMERICS_DOORS:
-        return "the numerics library is reached through estimators/ and optimize/ only"
+        return "libraries for numerics are reached through estimators/ and optimize/ only"
     return None
 
 
