@@ -27,8 +27,13 @@ endif()
 
 find_package(Eigen3 3.4 REQUIRED NO_MODULE)
 find_package(Boost 1.74 REQUIRED)
-set(PRIMFIT_LINKED "")    # targets that both libraries link
-set(PRIMFIT_PACKAGES "")  # packages that hold them
+set(PRIMFIT_LINKED "")        # targets that both libraries link
+set(PRIMFIT_PACKAGES "")      # packages that hold them
+set(PRIMFIT_LINKED_FILES "")  # the same as files and flags of the linker
+# What the C++ compiler links by itself and the C compiler does not: libstdc++ and libm, with GCC.
+set(PRIMFIT_CXX_RUNTIME ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_ITEM PRIMFIT_CXX_RUNTIME ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_DUPLICATES PRIMFIT_CXX_RUNTIME)
 
 # `system` takes what the distribution calls liblapack, or what BLA_VENDOR names; it must have 32-bit integers and
 # should be sequential. It stands before oneMKL, which holds the same functions.
@@ -43,6 +48,7 @@ if(PRIMFIT_LAPACK_PROVIDER STREQUAL "system")
   endif()
   list(APPEND PRIMFIT_LINKED LAPACK::LAPACK)
   list(APPEND PRIMFIT_PACKAGES LAPACK)
+  list(APPEND PRIMFIT_LINKED_FILES ${LAPACK_LIBRARIES})
 endif()
 if(PRIMFIT_WITH_MKL OR PRIMFIT_LAPACK_PROVIDER STREQUAL "mkl")
   find_package(MKL)
@@ -53,11 +59,14 @@ if(PRIMFIT_WITH_MKL OR PRIMFIT_LAPACK_PROVIDER STREQUAL "mkl")
   endif()
   list(APPEND PRIMFIT_LINKED MKL::sequential)
   list(APPEND PRIMFIT_PACKAGES MKL)
+  list(APPEND PRIMFIT_LINKED_FILES ${MKL_LIBRARIES})
 endif()
 if(PRIMFIT_SIMD)
   find_package(hwy REQUIRED)
   list(APPEND PRIMFIT_LINKED hwy::hwy)
   list(APPEND PRIMFIT_PACKAGES hwy)
+  get_target_property(_hwy_file hwy::hwy LOCATION)
+  list(APPEND PRIMFIT_LINKED_FILES "${_hwy_file}")
 endif()
 message(STATUS "LAPACK of the matrix classes: ${PRIMFIT_LAPACK_PROVIDER}; oneMKL's engine: ${PRIMFIT_WITH_MKL}; "
   "default engine: ${PRIMFIT_ENGINE}")
