@@ -17,8 +17,24 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/primfitConfig.cmake.in"
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/primfitConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)  # until 1.0 a minor version may break the interface
 install(FILES "${PROJECT_BINARY_DIR}/primfitConfig.cmake" "${PROJECT_BINARY_DIR}/primfitConfigVersion.cmake"
-              "${CMAKE_CURRENT_LIST_DIR}/FindMKL.cmake" DESTINATION "${_package_dir}")
+        DESTINATION "${_package_dir}")
+if("MKL" IN_LIST PRIMFIT_PACKAGES)
+  install(FILES "${CMAKE_CURRENT_LIST_DIR}/FindMKL.cmake" DESTINATION "${_package_dir}")
+endif()
 
+# What the static library is linked with, for pkg-config: a library that linkers find by its name is named, any other
+# is a path.
+set(_pc_private "")
+foreach(_item ${PRIMFIT_LINKED_FILES} ${PRIMFIT_CXX_RUNTIME})
+  cmake_path(GET _item PARENT_PATH _folder)
+  if(_folder IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES AND _item MATCHES "/lib([^/]+)\\.so[.0-9]*$")
+    set(_item "-l${CMAKE_MATCH_1}")
+  elseif(NOT _item MATCHES "^[-/]")
+    set(_item "-l${_item}")
+  endif()
+  string(REPLACE " " "\\ " _item "${_item}")
+  string(APPEND _pc_private " ${_item}")
+endforeach()
 file(RELATIVE_PATH _pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/primfit.pc.in" "${PROJECT_BINARY_DIR}/primfit.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/primfit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -11,11 +11,11 @@ import sys
 
 LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "neighbours": 1, "estimators": 2, "optimize": 2, "ransac": 3,
           "api": 4, "robust": 4}
-ROOT_HEADERS = {"export.h": ("fit", -1), "fit.h": ("robust", 4), "fit_c.h": ("robust", 4),
-                "flat.h": ("api", 4), "primfit.h": ("all", 5)}
+ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("robust", 4),
+                "fit_c.h": ("robust", 4), "flat.h": ("api", 4), "primfit.h": ("all", 5)}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
-# The numerics are reached through two doors: matrix classes and the trust-region interface.
+# Libraries for numerics are optional, and reached through two doors: matrix classes and the trust-region interface.
 NUMERICS = re.compile(r"^(mkl|lapack|cblas)")
 NUMERICS_DOORS = {"estimators", "optimize"}
 
@@ -53,7 +53,7 @@ def find(name, path, root):
 
 def fault_of_numerics(name, here):
     if here.kind == "private" and NUMERICS.match(name) and here.folder not in NUMERICS_DOORS:
-        return "the numerics library is reached through estimators/ and optimize/ only"
+        return "libraries for numerics are reached through estimators/ and optimize/ only"
     return None
 
 

@@ -6,39 +6,50 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/common.sh"
 step() { printf '\n== %s\n' "$*"; }
 clang=(-DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DPRIMFIT_WERROR=ON)
+parts=(-DPRIMFIT_WITH_LAPACK=ON -DPRIMFIT_WITH_MKL=$with_mkl)
 
-step "release and address + undefined-behaviour sanitizers, gcc"
+step "release with all parts, and the plain one with address + undefined-behaviour sanitizers, gcc"
 "$here/test.sh"
 
+step "the plain release: nothing looks for what it does not need"
+build release release -DPRIMFIT_WERROR=ON -DCMAKE_DISABLE_FIND_PACKAGE_MKL=ON -DCMAKE_DISABLE_FIND_PACKAGE_LAPACK=ON
+run_tests release
+
+step "the optional parts with sanitizers"
+build asan-full asan -DPRIMFIT_WERROR=ON "${parts[@]}"
+for part in estimators optimize; do "$builds/asan-full/tests/${part}_tests" --gtest_brief=1; done
+
 step "debug, gcc"
-build debug debug -DPRIMFIT_WERROR=ON
+build debug debug -DPRIMFIT_WERROR=ON "${parts[@]}"
 run_tests debug
 
 step "all instructions of this processor: fused multiply-adds must change no decision"
 build native release -DPRIMFIT_WERROR=OFF -DCMAKE_CXX_FLAGS=-march=native  # GCC 12 warns of its own AVX-512 intrinsics
 run_tests native
 
-step "without oneMKL"
-build lapack release -DPRIMFIT_WERROR=ON -DCMAKE_DISABLE_FIND_PACKAGE_MKL=ON
+step "the matrix classes over the system's LAPACK, without oneMKL"
+build lapack release -DPRIMFIT_WERROR=ON -DPRIMFIT_WITH_LAPACK=ON -DCMAKE_DISABLE_FIND_PACKAGE_MKL=ON
 run_tests lapack
 
-step "oneMKL's trust-region engine, the system's LAPACK"
-build mkl release -DPRIMFIT_WERROR=ON -DPRIMFIT_ENGINE=mkl -DPRIMFIT_LAPACK=system
-run_tests mkl
+if [ $with_mkl = ON ]; then
+  step "oneMKL's trust-region engine by default, the system's LAPACK"
+  build mkl full -DPRIMFIT_WERROR=ON -DPRIMFIT_ENGINE=mkl -DPRIMFIT_LAPACK=system
+  run_tests mkl
+fi
 
 step "plain loops instead of vector kernels"
 build scalar release -DPRIMFIT_WERROR=ON -DPRIMFIT_SIMD=OFF
 run_tests scalar
 
 step "release, clang"
-build clang release "${clang[@]}"
+build clang release "${clang[@]}" "${parts[@]}"
 run_tests clang
 
 step "clang-tidy"
 run-clang-tidy -quiet -p "$builds/clang" "^$root/(src|tool)/" >"$builds/tidy.log" 2>&1 || { cat "$builds/tidy.log"; exit 1; }
 
 step "thread sanitizer, clang"
-build tsan tsan "${clang[@]}"
+build tsan tsan "${clang[@]}" "${parts[@]}"
 run_tests tsan
 
 step "fuzzing the readers, 30 seconds"

@@ -6,6 +6,8 @@ builds=${PRIMFIT_BUILD_DIR:-$root/build}  # one folder in it for every preset
 mkdir -p "$builds"
 builds=$(cd "$builds" && pwd)
 jobs=$(nproc)
+with_mkl=OFF  # whether the tests of the optional parts can have oneMKL
+if [ -f "${MKLROOT:-}/include/mkl_rci.h" ] || [ -f /usr/include/mkl/mkl_rci.h ]; then with_mkl=ON; fi
 
 # build NAME PRESET [cmake option...]: configures into the folder NAME and builds everything
 build() {

@@ -1,8 +1,8 @@
 #!/bin/bash
 # Installs what building and testing primfit needs and this machine lacks; nothing else is changed. Does
 # nothing, and needs neither root nor network, when all is there. For Debian 12 and its relatives.
-#   setup.sh          build and tests
-#   setup.sh --demo   the library and the tool only
+#   setup.sh          build and tests, these with oneMKL from Debian's component non-free where it is offered
+#   setup.sh --demo   the library and the tool only; all of it is free software
 #   setup.sh --full   what scripts/ci-full.sh needs on top
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -10,15 +10,15 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 tool=(g++ cmake ninja-build libeigen3-dev libboost-dev libcli11-dev nlohmann-json3-dev libfast-float-dev
       libfmt-dev liblzf-dev libhwy-dev libnanoflann-dev)
 tests=(libgtest-dev libbenchmark-dev pkg-config python3 clang-format)
-full=(clang clang-tidy libclang-rt-14-dev)
+full=(clang clang-tidy libclang-rt-14-dev liblapack-dev)
 case "${1:-}" in
   --demo) packages=("${tool[@]}") ;;
   "") packages=("${tool[@]}" "${tests[@]}") ;;
   --full) packages=("${tool[@]}" "${tests[@]}" "${full[@]}") ;;
   *) sed -n '2,6s/^# \{0,1\}//p' "$0" >&2; exit 2 ;;
 esac
-# A oneMKL of the user's own serves as well; cmake/FindMKL.cmake looks there first.
-[ -f "${MKLROOT:-}/include/mkl_rci.h" ] || packages+=(libmkl-dev)
+# For tests of the optional parts. A oneMKL of the user's own serves as well; cmake/FindMKL.cmake looks there first.
+if [ "${1:-}" != --demo ] && [ ! -f "${MKLROOT:-}/include/mkl_rci.h" ]; then packages+=(libmkl-dev); fi
 
 die() { printf 'setup: %s\n' "$@" >&2; exit 1; }
 as_root() {
@@ -68,8 +68,8 @@ if [[ " ${missing[*]} " == *" libmkl-dev "* ]] && ! offered libmkl-dev; then
   add_non_free
   offered libmkl-dev || {
     as_root rm -f "$extra.list" "$extra.sources"
-    echo "setup: apt cannot supply oneMKL here (libmkl-dev of Debian's component non-free, amd64 only): primfit is" \
-      "built without it, over the system's LAPACK"
+    echo "setup: apt cannot supply oneMKL here (libmkl-dev of Debian's component non-free, amd64 only): its engine is" \
+      "not tested, and the matrix classes are tested over the system's LAPACK"
     for i in "${!missing[@]}"; do [ "${missing[$i]}" != libmkl-dev ] || missing[$i]=liblapack-dev; done
   }
 fi

@@ -1,5 +1,5 @@
-// Small dense matrices in LAPACK's layout, and what they share with the banded ones. The estimators reach
-// linear algebra through these classes only.
+// Small dense matrices in LAPACK's layout, and what they share with the banded ones. An optional part of the
+// library (PRIMFIT_WITH_LAPACK), complete by itself: fits use Eigen and kernels of their own.
 //
 // A matrix is created empty, sized, filled, consumed by one solve or decomposition, destroyed. Every solving
 // operation answers true exactly when its LAPACK routine reports success (info is 0). Shapes that do not

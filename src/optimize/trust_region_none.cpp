@@ -1,4 +1,4 @@
-// Stands where oneMKL was not found.
+// Stands for the engine over oneMKL in builds without it.
 #include "optimize/trust_region.h"
 
 namespace primfit {

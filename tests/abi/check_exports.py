@@ -5,7 +5,8 @@ usage: check_exports.py LIBRARY [--update] [--may-need NAME...]
 
 Strong symbols have to be those of the list. Weak ones (inline functions, template instances) and class data come
 and go with compiler and optimisation, so they are in no list; but each has to be of a class that a public header
-declares: no instance of std, Eigen or Boost templates leaves the library.
+declares: no instance of std, Eigen or Boost templates leaves the library. One list serves builds with and without
+the optional parts (LAPACK's matrix classes, oneMKL's engine), because these export nothing.
 Beyond itself the library may need the C and C++ run time only, and the libNAME.so that are named.
 """
 import argparse

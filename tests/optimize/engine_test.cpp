@@ -1,4 +1,5 @@
-// The trust-region engine behind TRLeastSquares on published problems and on input that would break a solver.
+// The trust-region engines behind TRLeastSquares on published problems and on input that would break a
+// solver.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,11 +9,14 @@
 
 #include "optimize/models.h"
 #include "optimize/tr_least_squares.h"
+#include "optimize/trust_region.h"
 #include "support/gtest_support.h"
 #include "support/memory.h"
 
 namespace {
 
+using primfit::ScopedTrustRegion;
+using primfit::TrustRegionKind;
 using primfit::testing::allocations;
 
 /// A problem given by a function of x and the residual's index.
@@ -33,7 +37,22 @@ class Problem : public TRLeastSquares {
   Function f_;
 };
 
-TEST(TrustRegion, ReachesPublishedMinima) {
+/// Each engine of the build in turn.
+class TrustRegion : public ::testing::TestWithParam<TrustRegionKind> {
+  const ScopedTrustRegion engine_{GetParam()};
+};
+
+std::vector<TrustRegionKind> EnginesOfTheBuild() {
+  if (!primfit::HaveLibraryTrustRegion()) return {TrustRegionKind::kNative};
+  return {TrustRegionKind::kNative, TrustRegionKind::kLibrary};
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, TrustRegion, ::testing::ValuesIn(EnginesOfTheBuild()),
+                         [](const auto& kind) {
+                           return kind.param == TrustRegionKind::kNative ? "Native" : "Library";
+                         });
+
+TEST_P(TrustRegion, ReachesPublishedMinima) {
   // Rosenbrock 1960: minimum 0 at (1, 1), through a curved valley; a run of 20 iterations gets there.
   Problem rosenbrock(2, 2, 0.5,
                      [](const double* x, int i) { return i == 0 ? 10 * (x[1] - x[0] * x[0]) : 1 - x[0]; });
@@ -70,7 +89,7 @@ TEST(TrustRegion, ReachesPublishedMinima) {
   EXPECT_NEAR(linear.X()[1], -2, 1e-3);
 }
 
-TEST(TrustRegion, RefusesWhatItCannotSolve) {
+TEST_P(TrustRegion, RefusesWhatItCannotSolve) {
   const auto line = [](const double* x, int i) { return x[0] - 1 + 0 * i; };
   const double zero[] = {0, 0, 0};
   EXPECT_FALSE(Problem(3, 2, 1, line).Initialize(zero)) << "fewer residuals than parameters";
@@ -84,7 +103,7 @@ TEST(TrustRegion, RefusesWhatItCannotSolve) {
   EXPECT_TRUE(Problem(1, 4, 0.02 * (1 + 1e-12), line).Initialize(zero));
 }
 
-TEST(TrustRegion, StopsOnNumbersThatAreNotFinite) {
+TEST_P(TrustRegion, StopsOnNumbersThatAreNotFinite) {
   const double start[] = {0.5};
   const double bad[] = {std::nan(""), std::numeric_limits<double>::infinity()};
   for (const double value : bad) {
@@ -100,7 +119,7 @@ TEST(TrustRegion, StopsOnNumbersThatAreNotFinite) {
   }
 }
 
-TEST(TrustRegion, EndsWhereNoParameterMatters) {
+TEST_P(TrustRegion, EndsWhereNoParameterMatters) {
   Problem flat(2, 5, 1, [](const double*, int i) { return 0.1 * i; });
   const double start[] = {0.25, -0.5};
   ASSERT_TRUE(flat.Initialize(start));
@@ -114,7 +133,7 @@ TEST(TrustRegion, EndsWhereNoParameterMatters) {
   EXPECT_NEAR(half.X()[0], 0.26, 1e-4);
 }
 
-TEST(TrustRegion, CopyHasTheProblemAndASolverOfItsOwn) {
+TEST_P(TrustRegion, CopyHasTheProblemAndASolverOfItsOwn) {
   Problem original(1, 3, 0.01, [](const double* x, int i) { return (1 + i) * (x[0] - 3); });
   const double start[] = {3.1};
   ASSERT_TRUE(original.Initialize(start));
@@ -127,7 +146,7 @@ TEST(TrustRegion, CopyHasTheProblemAndASolverOfItsOwn) {
   EXPECT_NEAR(copy.X()[0], 3, 1e-4);
 }
 
-TEST(TrustRegion, AllocatesNothingWhileItRuns) {
+TEST_P(TrustRegion, AllocatesNothingWhileItRuns) {
   int used[2];
   for (const int m : {100, 10000}) {
     std::vector<Eigen::Vector3d> points;
@@ -148,7 +167,7 @@ TEST(TrustRegion, AllocatesNothingWhileItRuns) {
   EXPECT_EQ(used[0], used[1]) << "for each point";
 }
 
-TEST(TrustRegion, SaysWhenThereIsNoMemory) {
+TEST_P(TrustRegion, SaysWhenThereIsNoMemory) {
   constexpr int kHuge = std::numeric_limits<int>::max();
   EXPECT_EQ(primfit::testing::MessageOf([] { Problem(kHuge, kHuge, 1, nullptr); }),
             "Cannot allocate memmory");

@@ -1,6 +1,7 @@
 #ifndef PRIMFIT_FIT_FIT_CONSTRAINTS_H_
 #define PRIMFIT_FIT_FIT_CONSTRAINTS_H_
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 
 class FitOutputParamsArc;

@@ -1,6 +1,7 @@
 #ifndef PRIMFIT_FIT_FIT_HISTOGRAM_H_
 #define PRIMFIT_FIT_FIT_HISTOGRAM_H_
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 
 class OutputShape;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 
 /// What every fit is told about its points. Values are stored as given; the entry points clamp them where

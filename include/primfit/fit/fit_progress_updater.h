@@ -1,6 +1,7 @@
 #ifndef PRIMFIT_FIT_FIT_PROGRESS_UPDATER_H_
 #define PRIMFIT_FIT_FIT_PROGRESS_UPDATER_H_
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 
 /// Implemented by the host to follow a search and to stop it. The library only holds a pointer (null for

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 
 namespace primfit {

@@ -1,6 +1,7 @@
 #ifndef PRIMFIT_FIT_SUPPRESS_FITTER_MT_H_
 #define PRIMFIT_FIT_SUPPRESS_FITTER_MT_H_
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 
 /// While one of these lives, in any thread of the process, every search that starts makes a single worker

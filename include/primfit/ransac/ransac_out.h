@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 #include "primfit/shapes/output_shape.h"
 

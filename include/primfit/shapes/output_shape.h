@@ -6,6 +6,7 @@
 #include <list>
 #include <vector>
 
+#include "primfit/cxx20.h"
 #include "primfit/export.h"
 #include "primfit/fit/fit_quality.h"
 
