@@ -13,7 +13,7 @@ import sys
 LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "estimators": 2, "optimize": 2, "ransac": 3, "adaptive/model": 4,
           "adaptive/scene": 5, "adaptive/search": 6, "adaptive/converge": 6, "adaptive/evidence": 7, "adaptive": 8, "api": 8,
           "doors": 9}
-ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4),
+ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4), "error_codes.h": ("fit", -1),
                 "fit_c.h": ("doors", 9), "flat.h": ("api", 8), "primfit.h": ("all", 10)}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
