@@ -39,12 +39,12 @@ std::vector<std::pair<std::string, double>> Deviations(const adaptive::Model& tr
   const adaptive::Model got = adaptive::ModelOf(*fit.shape);
   const Vector3d axis = truth.axis.dot(got.axis) < 0 ? Vector3d(-truth.axis) : truth.axis;
   const Vector3d at = fit.covariance.position;
-  const bool along = truth.form == adaptive::Form::kLine || truth.form == adaptive::Form::kCylinder;
+  const bool along = truth.kind == adaptive::ShapeKind::kLine || truth.kind == adaptive::ShapeKind::kCylinder;
   const Vector3d center = along ? Vector3d(truth.center + axis * axis.dot(at - truth.center)) : truth.center;
   std::vector<std::pair<std::string, double>> off;
   for (const FitParameter& p : fit.covariance.parameters) {
     const std::string name = p.name;
-    const Vector3d& way = truth.form == adaptive::Form::kPlane ? axis : p.direction;
+    const Vector3d& way = truth.kind == adaptive::ShapeKind::kPlane ? axis : p.direction;
     const double error = name == "position"       ? way.dot(center - at)
                          : name == "direction"    ? p.direction.dot(axis - got.axis)
                          : name == "major radius" ? truth.major - got.major

@@ -18,38 +18,38 @@ namespace primfit::adaptive {
 namespace {
 
 /// Smallest bound of an inlier, in sizes of the cloud: exact points. And the largest.
-constexpr double kExact = 1e-7;
-constexpr double kLoose = 0.25;
+constexpr double kLeastBound = 1e-7;
+constexpr double kLargestBound = 0.25;
 /// How far points that lie anywhere are from a shape at the least, in the same.
-constexpr double kReach = 0.5;
+constexpr double kLeastReach = 0.5;
 /// A shape that chance gives once in e^30 clouds is none of chance's.
 constexpr double kByChance = 30;
 /// By how much points are denser near a shape than beside it.
 constexpr double kStandsOut = 2;
 /// Noise that blurs a shape of the cloud's size beyond recognition: some bent band fits any cloud so.
-constexpr double kCoarse = 0.08;
+constexpr double kCoarsestNoise = 0.08;
 /// A bound within which a finer shape may hide, in sizes of the cloud, and by how much it is finer.
-constexpr double kMayHide = 0.03;
+constexpr double kBoundThatMayHide = 0.03;
 constexpr double kFiner = 3;
 /// The share of the draws that the search for it may take.
-constexpr double kInside = 0.1;
+constexpr double kShareOfInnerSearch = 0.1;
 /// Fewer points than this share of all, or for each way in which a shape can change, are not searched for a
 /// shape of their own: among few some lie near one by chance.
-constexpr double kLeast = 0.02;
-constexpr int kLeastEach = 10;
+constexpr double kLeastShare = 0.02;
+constexpr int kLeastPerParameter = 10;
 /// Points on which a fit converges before it looks at all of them.
-constexpr std::size_t kFew = 2048, kMore = 8192;
+constexpr std::size_t kFirstPoints = 2048, kMorePoints = 8192;
 
 Model Scaled(Model m, const Vector3d& middle, double size) {
   m.center = (m.center - middle) / size;
   m.major /= size;
-  if (m.form != Form::kCone) m.minor /= size;
+  if (m.kind != ShapeKind::kCone) m.minor /= size;
   return m;
 }
 Model Unscaled(Model m, const Vector3d& middle, double size) {
   m.center = m.center * size + middle;
   m.major *= size;
-  if (m.form != Form::kCone) m.minor *= size;
+  if (m.kind != ShapeKind::kCone) m.minor *= size;
   return m;
 }
 
@@ -83,30 +83,31 @@ std::vector<double> Votes(std::span<const double> trust) {
 /// One fit.
 class Finder {
  public:
-  Finder(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given, Budget& budget)
+  Finder(ShapeKind kind, const Frame& frame, const FitOptionsBase& options, const Given& given,
+         Budget& budget)
       : frame_(frame),
         options_(options),
         budget_(budget),
         held_(given.held),
-        curve_(form == Form::kLine || form == Form::kArc),
+        curve_(kind == ShapeKind::kLine || kind == ShapeKind::kArc),
         untold_(!options.noise && !options.tolerance),
-        plausible_(form, options, frame.Origin(), given.held),
+        plausible_(kind, options, frame.Origin(), given.held),
         dice_(SeedOf(options)),
         cloud_(Shuffled(frame, dice_)),
-        size_(SizeOf(First(kFew), middle_)) {
+        size_(SizeOf(First(kFirstPoints), middle_)) {
     if (!(size_ > 0)) throw FitError(messages::kNothingStandsOut);
     scaled_ = cloud_;
     std::transform(cloud_.points.begin(), cloud_.points.end(), scaled_.points.begin(),
                    [&](const Vector3d& p) { return Vector3d((p - middle_) / size_); });
-    SetTask(form, given);
+    SetTask(kind, given);
   }
 
   Outcome Run() {
-    std::vector<SearchResult> found = Look(scaled_);
-    LookBeside(found);
+    std::vector<SearchResult> found = SearchAmong(scaled_);
+    SearchBeside(found);
     std::optional<Converged> converged;
     for (auto result = found.begin(); result != found.end() && !StandsOut(converged); ++result)
-      converged = Settle(*result);
+      converged = ConvergeFrom(*result);
     if (!StandsOut(converged)) {
       budget_.RequireMore();
       throw FitError(messages::kNothingStandsOut);
@@ -124,7 +125,7 @@ class Finder {
     out.report.tolerance = out.converged.tolerance;
     out.report.stopReason = budget_.IsOver() ? budget_.Why() : search_.why;
     out.report.converged = out.converged.converged;
-    Judge(out.converged, out.covariance, out.report);
+    StateVerdict(out.converged, out.covariance, out.report);
     return out;
   }
 
@@ -133,14 +134,14 @@ class Finder {
     return std::span<const Vector3d>(cloud_.points).first(std::min(cloud_.points.size(), count));
   }
 
-  void SetTask(Form form, const Given& given) {
-    task_.form = form;
+  void SetTask(ShapeKind kind, const Given& given) {
+    task_.kind = kind;
     task_.held = held_;
     if (given.model) task_.given = Scaled(*given.model, middle_, size_), task_.startsFromGiven = true;
-    task_.least = std::max(kExact, BoundOf(curve_, frame_.Steps().GridStep() / std::sqrt(12.0)) / size_);
-    if (options_.noise) task_.least = std::max(kExact, BoundOf(curve_, *options_.noise) / size_);
-    if (options_.tolerance) task_.least = std::max(kExact, *options_.tolerance / size_);
-    task_.least = std::min(task_.least, kLoose);
+    task_.least = std::max(kLeastBound, BoundOf(curve_, frame_.Steps().GridStep() / std::sqrt(12.0)) / size_);
+    if (options_.noise) task_.least = std::max(kLeastBound, BoundOf(curve_, *options_.noise) / size_);
+    if (options_.tolerance) task_.least = std::max(kLeastBound, *options_.tolerance / size_);
+    task_.least = std::min(task_.least, kLargestBound);
     task_.confidence = options_.confidence;
     if (options_.outlierShare) task_.inlierShare = 1 - *options_.outlierShare;
     task_.mostDraws = options_.mostDraws;
@@ -162,18 +163,18 @@ class Finder {
   /// Searches the points. Clutter that is itself a slab, a rod or a shell passes for a shape with much noise,
   /// which hides the one in it.
   /// @return what was found, the best first
-  std::vector<SearchResult> Look(const Cloud& among) {
+  std::vector<SearchResult> SearchAmong(const Cloud& among) {
     task_.points = among.points;
     task_.trust = among.trust;
-    task_.leastReach = kReach;
-    task_.most = kLoose;
+    task_.leastReach = kLeastReach;
+    task_.most = kLargestBound;
     std::vector<SearchResult> found = Search(task_, dice_, search_);
     if (found.empty() || found[0].score.value < kByChance) return {};
-    if (!untold_ || found[0].score.tolerance <= kMayHide) return found;
+    if (!untold_ || found[0].score.tolerance <= kBoundThatMayHide) return found;
     task_.leastReach = found[0].score.tolerance;
     task_.most = found[0].score.tolerance / kFiner;
-    task_.mostDraws =
-        std::min(options_.mostDraws, search_.draws + static_cast<int>(kInside * options_.mostDraws));
+    task_.mostDraws = std::min(options_.mostDraws,
+                               search_.draws + static_cast<int>(kShareOfInnerSearch * options_.mostDraws));
     const StopReason why = search_.why;
     const std::vector<SearchResult> inside = Search(task_, dice_, search_);
     task_.mostDraws = options_.mostDraws;
@@ -187,7 +188,7 @@ class Finder {
 
   /// Whether a finer shape has more points than the noise of a coarse one would leave there.
   bool IsNoNoise(const SearchResult& fine, const SearchResult& coarse) const {
-    const std::span<const Vector3d> points = task_.points.first(std::min(task_.points.size(), kFew));
+    const std::span<const Vector3d> points = task_.points.first(std::min(task_.points.size(), kFirstPoints));
     std::vector<double> distances(points.size());
     Distances(coarse.model, points.data(), static_cast<int>(points.size()), distances.data());
     double squares = 0;
@@ -197,30 +198,32 @@ class Finder {
     const double n = coarse.score.inliers;
     const double ratio = fine.score.tolerance * fine.score.tolerance / (squares / n);
     const double chance = curve_ ? 1 - std::exp(-ratio) : std::erf(std::sqrt(ratio / 2));
-    const double share = (fine.score.inliers - FreedomsOf(fine.model, 0).count) / n;
+    const double share = (fine.score.inliers - FreeParametersOf(fine.model, 0).count) / n;
     return share >= kStandsOut * chance && n * Divergence(std::min(share, 1.0), chance) >= kByChance;
   }
 
   /// Where the best is a wall or so, a shape that is bent may be among the points beside it, or across it.
-  void LookBeside(std::vector<SearchResult>& found) {
+  void SearchBeside(std::vector<SearchResult>& found) {
     if (found.empty() || !found.front().hasSimpler) return;
     const auto isBent = [](const SearchResult& result) { return !result.hasSimpler; };
     const std::vector<SearchResult> across(std::find_if(found.begin(), found.end(), isBent), found.end());
     found.resize(found.size() - across.size());
     Cloud beside = scaled_;
-    const double least = std::max(kLeast * static_cast<double>(scaled_.points.size()),
-                                  static_cast<double>(kLeastEach * FreedomsOf(found.front().model, 0).count));
+    const double least =
+        std::max(kLeastShare * static_cast<double>(scaled_.points.size()),
+                 static_cast<double>(kLeastPerParameter * FreeParametersOf(found.front().model, 0).count));
     while (found.front().hasSimpler) {
       LeaveOut(found.front().model, 2 * found.front().score.tolerance, beside);
       if (static_cast<double>(beside.points.size()) < least) break;
       task_.startsFromGiven = false;
-      const std::vector<SearchResult> more = Look(beside);
+      const std::vector<SearchResult> more = SearchAmong(beside);
       if (more.empty()) break;
       found.insert(found.begin(), more.begin(), more.end());
     }
     if (across.empty() || across[0].score.value < kByChance) return;
     const std::span<const Vector3d> all(scaled_.points);
-    Scorer scorer(curve_, all.first(std::min(all.size(), kFew)), task_.least, kLoose, kReach, 0);
+    Scorer scorer(curve_, all.first(std::min(all.size(), kFirstPoints)), task_.least, kLargestBound,
+                  kLeastReach, 0);
     const bool first =
         across[0].score.tolerance < found.back().score.tolerance &&
         (found.front().hasSimpler || scorer(found.front().model).value < across[0].score.value);
@@ -228,7 +231,7 @@ class Finder {
   }
 
   /// Converges, first on few points, from which most is learned at little cost.
-  std::optional<Converged> Settle(const SearchResult& from) {
+  std::optional<Converged> ConvergeFrom(const SearchResult& from) {
     const std::span<const Vector3d> all = frame_.Points();
     ConvergeTask task;
     task.held = held_;
@@ -241,7 +244,7 @@ class Finder {
     task.start = from.score.tolerance * size_;
     Model at = Unscaled(from.model, middle_, size_);
     const std::vector<double> votes = Votes(cloud_.trust);
-    for (const std::size_t count : {kFew, kMore}) {
+    for (const std::size_t count : {kFirstPoints, kMorePoints}) {
       if (4 * First(count).size() > all.size() || budget_.IsOver()) break;
       task.points = First(count);
       task.votes = std::span<const double>(votes).first(std::min(votes.size(), count));
@@ -262,8 +265,8 @@ class Finder {
   bool StandsOut(const std::optional<Converged>& c) const {
     if (!c || !plausible_.IsNear(c->model, c->tolerance)) return false;
     const double beside = static_cast<double>(c->beside) / (curve_ ? 3 : 1);
-    return !untold_ ||
-           (static_cast<double>(c->inliers.size()) >= kStandsOut * beside && c->noise <= kCoarse * size_);
+    return !untold_ || (static_cast<double>(c->inliers.size()) >= kStandsOut * beside &&
+                        c->noise <= kCoarsestNoise * size_);
   }
 
   const Frame& frame_;
@@ -284,14 +287,14 @@ class Finder {
 
 }  // namespace
 
-Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given,
+Outcome FindShape(ShapeKind kind, const Frame& frame, const FitOptionsBase& options, const Given& given,
                   Budget& budget) {
-  const Freedoms freedoms = FreedomsOf(Model{.form = form, .major = 2, .minor = 1}, given.held);
-  if (freedoms.count == 0) throw FitError(messages::kOverConstrained);
+  const FreeParameters parameters = FreeParametersOf(Model{.kind = kind, .major = 2, .minor = 1}, given.held);
+  if (parameters.count == 0) throw FitError(messages::kOverConstrained);
   if (given.model) RequireUsable(*given.model, given.held);
-  if (frame.Points().size() <= static_cast<std::size_t>(freedoms.count))
+  if (frame.Points().size() <= static_cast<std::size_t>(parameters.count))
     throw FitError(messages::kNotEnoughPoints);
-  return Finder(form, frame, options, given, budget).Run();
+  return Finder(kind, frame, options, given, budget).Run();
 }
 
 }  // namespace primfit::adaptive

@@ -26,7 +26,7 @@ struct Given {
 };
 
 /// @throws FitError as primfit::fit says
-Outcome FindShape(Form form, const Frame& frame, const FitOptionsBase& options, const Given& given,
+Outcome FindShape(ShapeKind kind, const Frame& frame, const FitOptionsBase& options, const Given& given,
                   Budget& budget);
 
 }  // namespace primfit::adaptive

@@ -22,12 +22,12 @@ namespace primfit {
 
 namespace {
 
-using adaptive::Form;
 using adaptive::Frame;
 using adaptive::Given;
 using adaptive::Model;
+using adaptive::ShapeKind;
 
-// The way of each form's constraints into a model and of a model into the form's record.
+// The way of each kind's constraints into a model and of a model into the kind's record.
 
 template <class T>
 T HeldOr(bool held, const T& given, const T& fitted) {
@@ -39,71 +39,71 @@ unsigned Bits(bool center, bool axis, bool major, bool minor) {
 }
 
 template <class Constraints>
-struct FormOf;
+struct KindOf;
 
 template <>
-struct FormOf<FitConstraintsLine> {
-  static constexpr Form kForm = Form::kLine;
+struct KindOf<FitConstraintsLine> {
+  static constexpr ShapeKind kKind = ShapeKind::kLine;
   static auto* Shape(const FitConstraintsLine& c) { return c.GetLine(); }
   static Given Of(const FitConstraintsLine& c) {
     return {Bits(c.RootFixed(), c.DirectionFixed(), false, false),
-            Model{kForm, Shape(c)->Root(), Shape(c)->Direction(), 0, 0}};
+            Model{kKind, Shape(c)->Root(), Shape(c)->Direction(), 0, 0}};
   }
 };
 template <>
-struct FormOf<FitConstraintsArc> {
-  static constexpr Form kForm = Form::kArc;
+struct KindOf<FitConstraintsArc> {
+  static constexpr ShapeKind kKind = ShapeKind::kArc;
   static auto* Shape(const FitConstraintsArc& c) { return c.GetArc(); }
   static Given Of(const FitConstraintsArc& c) {
     const Vector3d axis = Normalised(Shape(c)->XAxis().cross(Shape(c)->YAxis()));
     return {Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
-            Model{kForm, Shape(c)->Center(), axis, 0, Shape(c)->Radius()}};
+            Model{kKind, Shape(c)->Center(), axis, 0, Shape(c)->Radius()}};
   }
 };
 template <>
-struct FormOf<FitConstraintsPlane> {
-  static constexpr Form kForm = Form::kPlane;
+struct KindOf<FitConstraintsPlane> {
+  static constexpr ShapeKind kKind = ShapeKind::kPlane;
   static auto* Shape(const FitConstraintsPlane& c) { return c.GetPlane(); }
   static Given Of(const FitConstraintsPlane& c) {
     return {Bits(c.OriginFixed(), c.NormalFixed(), false, false),
-            Model{kForm, Shape(c)->Origin(), Shape(c)->Normal(), 0, 0}};
+            Model{kKind, Shape(c)->Origin(), Shape(c)->Normal(), 0, 0}};
   }
 };
 template <>
-struct FormOf<FitConstraintsSphere> {
-  static constexpr Form kForm = Form::kSphere;
+struct KindOf<FitConstraintsSphere> {
+  static constexpr ShapeKind kKind = ShapeKind::kSphere;
   static auto* Shape(const FitConstraintsSphere& c) { return c.GetSphere(); }
   static Given Of(const FitConstraintsSphere& c) {
     return {Bits(c.CenterFixed(), false, false, c.RadiusFixed()),
-            Model{kForm, Shape(c)->Center(), Vector3d::UnitZ(), 0, Shape(c)->Radius()}};
+            Model{kKind, Shape(c)->Center(), Vector3d::UnitZ(), 0, Shape(c)->Radius()}};
   }
 };
 template <>
-struct FormOf<FitConstraintsCylinder> {
-  static constexpr Form kForm = Form::kCylinder;
+struct KindOf<FitConstraintsCylinder> {
+  static constexpr ShapeKind kKind = ShapeKind::kCylinder;
   static auto* Shape(const FitConstraintsCylinder& c) { return c.GetCylinder(); }
   static Given Of(const FitConstraintsCylinder& c) {
     return {Bits(c.OriginFixed(), c.AxisFixed(), false, c.RadiusFixed()),
-            Model{kForm, Shape(c)->Origin(), Shape(c)->Axis(), 0, Shape(c)->Radius()}};
+            Model{kKind, Shape(c)->Origin(), Shape(c)->Axis(), 0, Shape(c)->Radius()}};
   }
 };
 template <>
-struct FormOf<FitConstraintsCone> {
-  static constexpr Form kForm = Form::kCone;
+struct KindOf<FitConstraintsCone> {
+  static constexpr ShapeKind kKind = ShapeKind::kCone;
   static auto* Shape(const FitConstraintsCone& c) { return c.GetCone(); }
   static Given Of(const FitConstraintsCone& c) {
     return {Bits(c.ApexFixed(), c.AxisFixed(), false, c.AngleFixed()),
-            Model{kForm, Shape(c)->Apex(), Shape(c)->Axis(), 0, Shape(c)->Angle()}};
+            Model{kKind, Shape(c)->Apex(), Shape(c)->Axis(), 0, Shape(c)->Angle()}};
   }
 };
 template <>
-struct FormOf<FitConstraintsTorus> {
-  static constexpr Form kForm = Form::kTorus;
+struct KindOf<FitConstraintsTorus> {
+  static constexpr ShapeKind kKind = ShapeKind::kTorus;
   static auto* Shape(const FitConstraintsTorus& c) { return c.GetTorus(); }
   static Given Of(const FitConstraintsTorus& c) {
     return {
         Bits(c.CenterFixed(), c.AxisFixed(), c.MajorRadiusFixed(), c.MinorRadiusFixed()),
-        Model{kForm, Shape(c)->Center(), Shape(c)->Axis(), Shape(c)->MajorRadius(), Shape(c)->MinorRadius()}};
+        Model{kKind, Shape(c)->Center(), Shape(c)->Axis(), Shape(c)->MajorRadius(), Shape(c)->MinorRadius()}};
   }
 };
 
@@ -177,7 +177,7 @@ typename Shape::Record RecordOf(const Findings& f) {
 
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
-  using Traits = FormOf<typename Shape::Constraints>;
+  using Traits = KindOf<typename Shape::Constraints>;
   adaptive::Budget budget(options.timeLimit, options.progress);
   // First of all: what is reserved for each point would overflow.
   if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
@@ -192,7 +192,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
     given = framed = Traits::Of(*options.constraints);
     framed.model->center -= frame.Origin();
   }
-  adaptive::Outcome out = adaptive::FindShape(Traits::kForm, frame, options, framed, budget);
+  adaptive::Outcome out = adaptive::FindShape(Traits::kKind, frame, options, framed, budget);
 
   FitResult<Shape> result;
   std::vector<std::uint32_t> chosen = frame.WithCopies(std::move(out.converged.inliers));

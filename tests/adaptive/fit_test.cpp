@@ -190,7 +190,7 @@ TEST(Fit, ConvergedMeansTheOptimumOfItsInliers) {
       return std::inner_product(distances.begin(), distances.end(), distances.begin(), 0.0);
     };
     const Numbers n = NumbersOf(fit.shape);
-    const adaptive::Model at{adaptive::Form::kArc, n.center, n.axis, 0, n.minor};
+    const adaptive::Model at{adaptive::ShapeKind::kArc, n.center, n.axis, 0, n.minor};
     const auto better = adaptive::Refine(at, 0, adaptive::RefsOf(inliers), 10000);
     ASSERT_TRUE(better);
     EXPECT_LT(squares(at) / squares(*better), 1 + 1e-9) << seed;

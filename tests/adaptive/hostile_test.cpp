@@ -78,11 +78,12 @@ TEST(Hostile, AStepThatLeavesTheConesIsNoShape) {
     }
     return points;
   };
-  const adaptive::Model cone{adaptive::Form::kCone, Vector3d::Zero(), Vector3d::UnitZ(), 0, pi / 2 - 1e-7};
+  const adaptive::Model cone{adaptive::ShapeKind::kCone, Vector3d::Zero(), Vector3d::UnitZ(), 0,
+                             pi / 2 - 1e-7};
   const Points on = rings(0, 1e-7), over = rings(1e-6, -3e-7);
   NormalEquations sums = adaptive::SumsAt(cone, adaptive::kAxis, adaptive::RefsOf(on));
-  EXPECT_FALSE(
-      adaptive::Updated(cone, adaptive::kAxis, 400, adaptive::RefsOf(over), adaptive::RefsOf({}), sums));
+  EXPECT_FALSE(adaptive::UpdatedOptimum(cone, adaptive::kAxis, 400, adaptive::RefsOf(over),
+                                        adaptive::RefsOf({}), sums));
 }
 
 TEST(Hostile, AStartWithoutADirectionIsNoCandidate) {
@@ -125,12 +126,12 @@ TEST(Hostile, DirectionsAndBoundsMayBeOfAnyLength) {
 
 TEST(Hostile, SamplesOfOrientedPointsRepeatNoPiece) {
   Random random;
-  std::vector<LocalPiece> pieces(8);
-  for (LocalPiece& piece : pieces) piece.place = random.InCube(1);
+  std::vector<LocalGeometry> pieces(8);
+  for (LocalGeometry& piece : pieces) piece.place = random.InCube(1);
   adaptive::Dice dice(1);
   std::size_t nearest = 0;
   for (int draw = 0; draw < 1000; ++draw) {
-    const auto drawn = adaptive::DrawPieces(pieces, 4, 16, dice);
+    const auto drawn = adaptive::DrawDistinct(pieces, 4, 16, dice);
     EXPECT_EQ(std::set<std::size_t>(drawn.begin(), drawn.end()).size(), 4U);
     const auto far = [&](std::size_t i) { return (pieces[i].place - pieces[drawn[0]].place).norm(); };
     std::size_t closer = 0;

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <limits>
 
-#include "adaptive/converge/crowd.h"
+#include "adaptive/converge/isolation_grid.h"
 #include "fit/fit_memory.h"
 #include "shapes/kernels/batch.h"
 
@@ -145,29 +145,35 @@ Vector3d MeanOf(std::span<const Vector3d> points) {
 class Selection {
  public:
   explicit Selection(std::size_t n)
-      : n_(n), words_((n + kWord - 1) / kWord), now_(words_), in_(words_), alone_(words_), looked_(words_) {
+      : n_(n),
+        words_((n + kWord - 1) / kWord),
+        now_(words_),
+        in_(words_),
+        isolated_(words_),
+        looked_(words_) {
     std::fill_n(in_.data(), words_, std::uint64_t{0});
     Forget();
   }
 
   /// Has points judged anew whether they are alone.
   void Forget() {
-    std::fill_n(alone_.data(), words_, std::uint64_t{0});
+    std::fill_n(isolated_.data(), words_, std::uint64_t{0});
     std::fill_n(looked_.data(), words_, std::uint64_t{0});
   }
   /// Takes the points within the bound, less those that are alone.
-  void Take(std::span<const Vector3d> points, const double* distances, double bound, const Crowd& crowd) {
+  void Take(std::span<const Vector3d> points, const double* distances, double bound,
+            const IsolationGrid& isolation) {
     BitsUpTo(bound, distances, n_, now_.data());
     changes_ = count_ = 0;
     hash_ = 0;
     for (std::size_t w = 0; w < words_; ++w) {
-      if (!crowd.IsEmpty()) {
+      if (!isolation.IsEmpty()) {
         ForBits(now_[w] & ~looked_[w], [&](std::size_t k) {
-          alone_[w] |= std::uint64_t{crowd.IsAlone(points[w * kWord + k])} << k;
+          isolated_[w] |= std::uint64_t{isolation.IsIsolated(points[w * kWord + k])} << k;
         });
         looked_[w] |= now_[w];
       }
-      const std::uint64_t word = now_[w] & ~alone_[w], turned = word ^ in_[w];
+      const std::uint64_t word = now_[w] & ~isolated_[w], turned = word ^ in_[w];
       in_[w] = word;
       count_ += static_cast<std::size_t>(std::popcount(word));
       const std::uint64_t mixed = (word + w + 1) * 0x9e3779b97f4a7c15U;
@@ -205,7 +211,7 @@ class Selection {
   }
 
   std::size_t n_, words_;
-  Scratch<std::uint64_t> now_, in_, alone_, looked_;
+  Scratch<std::uint64_t> now_, in_, isolated_, looked_;
   std::array<std::size_t, kFew + 1> changed_{};
   std::size_t changes_ = 0, count_ = 0;
   std::uint64_t hash_ = 0;
@@ -267,7 +273,7 @@ class Convergence {
     if (remaining_ <= kOptimal * Size()) return true;
     sums_ = SumsAt(model_, task_.held | atEnd_, Gather(false), *budget_);
     if (budget_->IsOver()) return false;
-    remaining_ = NextStep(sums_, FreedomsOf(model_, task_.held | atEnd_).count);
+    remaining_ = NextStep(sums_, FreeParametersOf(model_, task_.held | atEnd_).count);
     return remaining_ <= kOptimal * Size();
   }
   double Size() const { return task_.size > 0 ? task_.size : sums_.extent; }
@@ -312,22 +318,22 @@ class Convergence {
     const std::size_t n = task_.points.size();
     Distances(model_, task_.points.data(), static_cast<int>(n), distances_.data());
     if (tolerance_ == 0) MeasureNoise();
-    selection_.Take(task_.points, distances_.data(), tolerance_, crowd_);
+    selection_.Take(task_.points, distances_.data(), tolerance_, isolation_);
   }
 
   void Select(double widened, bool anew) {
     bound_ = tolerance_ * widened;
     if (anew) {
-      crowd_.Clear();
+      isolation_.Clear();
       selection_.Forget();
     }
-    selection_.Take(task_.points, distances_.data(), bound_, crowd_);
+    selection_.Take(task_.points, distances_.data(), bound_, isolation_);
     const auto n = static_cast<double>(task_.points.size());
     if (!anew || static_cast<double>(selection_.Count()) >= kClean * n || selection_.Count() == 0) return;
     Gather(false);
-    crowd_.Build({close_.data(), selection_.Count()});
+    isolation_.Build({close_.data(), selection_.Count()});
     selection_.Forget();
-    selection_.Take(task_.points, distances_.data(), bound_, crowd_);
+    selection_.Take(task_.points, distances_.data(), bound_, isolation_);
   }
 
   Converged Result(bool converged) {
@@ -360,7 +366,7 @@ class Convergence {
       count += vote;
     }
     const auto n = static_cast<double>(inliers.size());
-    const double left = std::max(n - FreedomsOf(model_, task_.held | atEnd_).count, 1.0) / n;
+    const double left = std::max(n - FreeParametersOf(model_, task_.held | atEnd_).count, 1.0) / n;
     return std::sqrt(squares / (count * left * (model_.IsCurve() ? 2 : 1)));
   }
 
@@ -414,7 +420,7 @@ class Convergence {
     if (!fades) {  // the sums are not used before
       sums_ = SumsAt(*refined, task_.held | atEnd, points, *budget_);
       if (budget_->IsOver()) return false;
-      remaining_ = NextStep(sums_, FreedomsOf(*refined, task_.held | atEnd).count);
+      remaining_ = NextStep(sums_, FreeParametersOf(*refined, task_.held | atEnd).count);
     }
     model_ = *refined;
     atEnd_ = atEnd;
@@ -438,9 +444,9 @@ class Convergence {
     NormalEquations sums = sums_;
     double remaining = 0;
     auto refined =
-        Updated(model_, task_.held, before, RefsOf({close_.data(), added}, roots),
-                RefsOf({close_.data() + added, removed}, roots != nullptr ? roots + added : nullptr), sums,
-                &remaining);
+        UpdatedOptimum(model_, task_.held, before, RefsOf({close_.data(), added}, roots),
+                       RefsOf({close_.data() + added, removed}, roots != nullptr ? roots + added : nullptr),
+                       sums, &remaining);
     if (!refined || (task_.clamp && task_.clamp(*refined) != 0)) return false;
     model_ = *refined;
     sums_ = sums;
@@ -459,7 +465,7 @@ class Convergence {
   Scratch<Vector3d> close_;
   Scratch<double> roots_;
   Selection selection_;
-  Crowd crowd_;
+  IsolationGrid isolation_;
   NormalEquations sums_{};           // of the model's inliers
   double remaining_ = 0;             // how far the next step would move their distances
   std::vector<std::uint64_t> seen_;  // hashes of the selections whose optimum was taken

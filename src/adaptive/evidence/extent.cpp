@@ -14,7 +14,7 @@ namespace primfit::adaptive {
 namespace {
 
 /// Pieces with less than this share of the median piece hold stray points only.
-constexpr double kStray = 0.1;
+constexpr double kStrayShare = 0.1;
 
 std::vector<std::size_t> CountInPieces(const std::vector<double>& values, double low, double length,
                                        std::size_t pieces) {
@@ -37,12 +37,12 @@ double MedianCount(std::vector<std::size_t> counts) {
 }  // namespace
 
 Reach ReachAlong(std::vector<double> values) {
-  constexpr std::size_t kPieces = 64, kEnough = 256;
+  constexpr std::size_t kPieces = 64, kLeastValues = 256;
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
   Reach whole{*least, *most};
-  if (values.size() < kEnough || !(whole.Length() > 0)) return whole;
+  if (values.size() < kLeastValues || !(whole.Length() > 0)) return whole;
   const auto counts = CountInPieces(values, whole.low, whole.Length(), kPieces);
-  const double few = kStray * MedianCount(counts);
+  const double few = kStrayShare * MedianCount(counts);
   std::size_t first = 0, last = kPieces - 1;
   while (static_cast<double>(counts[first]) < few) ++first;
   while (static_cast<double>(counts[last]) < few) --last;
@@ -59,7 +59,7 @@ Reach ReachAlong(std::vector<double> values) {
 }
 
 Reach ReachAround(const std::vector<double>& squareAzimuths) {
-  constexpr std::size_t kPieces = 256, kEnough = 1024, kBins = 16 * kPieces;
+  constexpr std::size_t kPieces = 256, kLeastValues = 1024, kBins = 16 * kPieces;
   struct Bin {
     double low = 4, high = -1;
     std::size_t count = 0;
@@ -73,7 +73,7 @@ Reach ReachAround(const std::vector<double>& squareAzimuths) {
   }
   std::vector<std::size_t> counts(kPieces);
   for (std::size_t i = 0; i < kBins; ++i) counts[i * kPieces / kBins] += bins[i].count;
-  const double few = squareAzimuths.size() < kEnough ? 0 : kStray * MedianCount(counts);
+  const double few = squareAzimuths.size() < kLeastValues ? 0 : kStrayShare * MedianCount(counts);
   const Bin *first = nullptr, *before = nullptr;
   double gap = -1, start = 0;
   const auto look = [&](double from, const Bin& to, double turn) {

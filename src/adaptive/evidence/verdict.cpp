@@ -24,10 +24,10 @@ std::string Text(const char* format, Values... values) {
 }
 
 /// What is called the first of some parts.
-const char* NameOf(unsigned parts, Form form) {
+const char* NameOf(unsigned parts, ShapeKind kind) {
   if ((parts & kAxis) != 0) return "direction";
   if ((parts & kMajor) != 0) return "major radius";
-  return form == Form::kCone ? "half-angle" : form == Form::kTorus ? "minor radius" : "radius";
+  return kind == ShapeKind::kCone ? "half-angle" : kind == ShapeKind::kTorus ? "minor radius" : "radius";
 }
 
 /// The value of a size.
@@ -37,7 +37,7 @@ double SizeOf(const char* name, const Model& m) {
 
 /// The largest standard deviation that says something. A covariance is that of small changes about the shape:
 /// of a quantity that is not known to its own size it tells nothing but that.
-double LargestKnown(const Freedom& f, const Converged& c) {
+double LargestKnown(const FreeParameter& f, const Converged& c) {
   if (f.direction.isZero(0)) return SizeOf(f.name, c.model);
   return f.angle ? std::numbers::pi / 2 : c.sums.extent;
 }
@@ -45,13 +45,13 @@ double LargestKnown(const Freedom& f, const Converged& c) {
 }  // namespace
 
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
-  const Freedoms freedoms = FreedomsOf(c.model, held | c.atEnd);
+  const FreeParameters parameters = FreeParametersOf(c.model, held | c.atEnd);
   FitCovariance covariance;
   covariance.matrix = primfit::CovarianceOf(
-      c.sums, c.squared ? &*c.squared : nullptr, freedoms.count, static_cast<double>(c.inliers.size()),
+      c.sums, c.squared ? &*c.squared : nullptr, parameters.count, static_cast<double>(c.inliers.size()),
       c.noise * c.noise * InflationOf(c.model.IsCurve()) + c.rounding.common);
-  for (int i = 0; i < freedoms.count; ++i) {
-    const auto& f = freedoms.each[i];
+  for (int i = 0; i < parameters.count; ++i) {
+    const auto& f = parameters.each[i];
     // false for an infinite one too
     if (!(std::sqrt(covariance.matrix(i, i)) <= LargestKnown(f, c))) MakeUnknown(i, covariance.matrix);
     covariance.parameters.push_back({f.name, f.angle, f.direction, std::sqrt(covariance.matrix(i, i))});
@@ -75,7 +75,7 @@ std::string WhyHardly(const FitParameter& p, const Model& m) {
 
 }  // namespace
 
-void Judge(const Converged& c, const FitCovariance& covariance, FitReport& report) {
+void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport& report) {
   const Model& m = c.model;
   report.verdict = Verdict::kGood;
   report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
@@ -92,7 +92,7 @@ void Judge(const Converged& c, const FitCovariance& covariance, FitReport& repor
   if (c.atEnd != 0) {
     report.verdict = Verdict::kAtLimit;
     report.reason = Text("the %s is at an end of its range: a shape beyond explains the points better",
-                         NameOf(c.atEnd, m.form));
+                         NameOf(c.atEnd, m.kind));
     return;
   }
   if (report.inlierShare < kWeakShare) {

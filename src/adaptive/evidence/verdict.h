@@ -12,7 +12,7 @@ namespace primfit::adaptive {
 FitCovariance CovarianceOf(const Converged& c, unsigned held);
 
 /// Fills in the verdict and its reason.
-void Judge(const Converged& c, const FitCovariance& covariance, FitReport& report);
+void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport& report);
 
 }  // namespace primfit::adaptive
 

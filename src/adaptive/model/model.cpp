@@ -17,31 +17,31 @@ namespace primfit::adaptive {
 
 Model ModelOf(const OutputShape& shape) {
   if (const auto* line = dynamic_cast<const OutputLine*>(&shape))
-    return {Form::kLine, line->Root(), line->Direction(), 0, 0};
+    return {ShapeKind::kLine, line->Root(), line->Direction(), 0, 0};
   if (const auto* circle = dynamic_cast<const OutputCircle*>(&shape))
-    return {Form::kArc, circle->Center(), circle->Axis(), 0, circle->Radius()};
+    return {ShapeKind::kArc, circle->Center(), circle->Axis(), 0, circle->Radius()};
   if (const auto* sphere = dynamic_cast<const OutputSphere*>(&shape))
-    return {Form::kSphere, sphere->Center(), Vector3d::UnitZ(), 0, sphere->Radius()};
+    return {ShapeKind::kSphere, sphere->Center(), Vector3d::UnitZ(), 0, sphere->Radius()};
   if (const auto* cylinder = dynamic_cast<const OutputCylinder*>(&shape))
-    return {Form::kCylinder, cylinder->Center(), cylinder->Axis(), 0, cylinder->Radius()};
+    return {ShapeKind::kCylinder, cylinder->Center(), cylinder->Axis(), 0, cylinder->Radius()};
   if (const auto* cone = dynamic_cast<const OutputCone*>(&shape))
-    return {Form::kCone, cone->Apex(), cone->Axis(), 0, cone->Angle()};
+    return {ShapeKind::kCone, cone->Apex(), cone->Axis(), 0, cone->Angle()};
   if (const auto* torus = dynamic_cast<const OutputTorus*>(&shape))
-    return {Form::kTorus, torus->Center(), torus->Axis(), torus->MajorRadius(), torus->MinorRadius()};
+    return {ShapeKind::kTorus, torus->Center(), torus->Axis(), torus->MajorRadius(), torus->MinorRadius()};
   const auto& plane = dynamic_cast<const OutputPlane&>(shape);
-  return {Form::kPlane, plane.Center(), plane.Normal(), 0, 0};
+  return {ShapeKind::kPlane, plane.Center(), plane.Normal(), 0, 0};
 }
 
 bool IsValid(const Model& m) {
   if (!m.center.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor)) return false;
   if (!(std::abs(m.axis.squaredNorm() - 1) < 1e-9)) return false;  // nor for a NaN
-  switch (m.form) {
-    case Form::kLine:
-    case Form::kPlane:
+  switch (m.kind) {
+    case ShapeKind::kLine:
+    case ShapeKind::kPlane:
       return true;
-    case Form::kCone:
+    case ShapeKind::kCone:
       return m.minor > 0 && m.minor < std::numbers::pi / 2;
-    case Form::kTorus:
+    case ShapeKind::kTorus:
       return m.minor > 0 && m.minor < m.major;
     default:
       return m.minor > 0;
@@ -51,7 +51,7 @@ bool IsValid(const Model& m) {
 void Distances(const Model& m, const Vector3d* points, int n, double* distances) {
   WithShape(m, [&](const OutputShape& shape) { primfit::Distances(shape, points, n, distances); });
   std::transform(distances, distances + n, distances, [](double d) { return std::abs(d); });
-  if (m.form != Form::kCone) return;
+  if (m.kind != ShapeKind::kCone) return;
   const double sine = std::sin(m.minor), cosine = std::cos(m.minor);
   for (int i = 0; i < n; ++i) {  // behind the apex the formula is about the other side
     const Vector3d q = points[i] - m.center;
@@ -67,10 +67,10 @@ namespace {
 /// The part of a change of direction that turns the unit vector a.
 Vector3d Turning(const Vector3d& change, const Vector3d& a) { return change - a * a.dot(change); }
 
-Model Moved(const Model& base, const Freedoms& freedoms, const double* x, double& length) {
+Model Moved(const Model& base, const FreeParameters& parameters, const double* x, double& length) {
   Model m = base;
-  for (int i = 0; i < freedoms.count; ++i) {
-    const Motion& motion = freedoms.each[i].motion;
+  for (int i = 0; i < parameters.count; ++i) {
+    const Motion& motion = parameters.each[i].motion;
     m.center += x[i] * motion.center;
     m.axis += x[i] * motion.axis;
     m.major += x[i] * motion.major;
@@ -118,14 +118,14 @@ void SumUpGram(const LocalShape& shape, const PointRefs& points, Budget& budget,
   });
 }
 
-/// Distance equations of a model that was moved: its axis is that of the freedoms divided by `length`.
-NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, const PointRefs& points,
-                       Budget& budget) {
+/// Distance equations of a model that was moved: its axis is that of the parameters divided by `length`.
+NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double length,
+                       const PointRefs& points, Budget& budget) {
   using Kind = LocalShape::Kind;
   Motion motions[kMostParameters];
-  const int n = freedoms.count;
+  const int n = parameters.count;
   for (int i = 0; i < n; ++i) {
-    motions[i] = freedoms.each[i].motion;
+    motions[i] = parameters.each[i].motion;
     motions[i].axis = Turning(motions[i].axis, m.axis) / length;
   }
   SmallMatrix gram;
@@ -134,8 +134,8 @@ NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, 
     SumUpGram(shape, points, budget, gram);
     return SumUp(shape, motions, n, points.count, gram);
   };
-  switch (m.form) {
-    case Form::kLine: {  // the squared distance from a line is that from two planes through it
+  switch (m.kind) {
+    case ShapeKind::kLine: {  // the squared distance from a line is that from two planes through it
       LocalShape line = LocalOf(Kind::kLine, m);
       SmallMatrix both;
       SumUpGram(line, points, budget, both);
@@ -152,20 +152,20 @@ NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, 
       Add(sums[1], n, sums[0]);
       return sums[0];
     }
-    case Form::kArc: {  // from a circle: that from its cylinder and that from its plane
+    case ShapeKind::kArc: {  // from a circle: that from its cylinder and that from its plane
       NormalEquations sums = plain(Kind::kCylinder);
       Add(plain(Kind::kPlane), n, sums);
       return sums;
     }
-    case Form::kPlane:
+    case ShapeKind::kPlane:
       return plain(Kind::kPlane);
-    case Form::kSphere:
+    case ShapeKind::kSphere:
       return plain(Kind::kSphere);
-    case Form::kCylinder:
+    case ShapeKind::kCylinder:
       return plain(Kind::kCylinder);
-    case Form::kCone:
+    case ShapeKind::kCone:
       return plain(Kind::kCone);
-    case Form::kTorus:
+    case ShapeKind::kTorus:
       break;
   }
   return plain(Kind::kTorus);
@@ -173,60 +173,60 @@ NormalEquations SumsOf(const Model& m, const Freedoms& freedoms, double length, 
 
 }  // namespace
 
-Freedoms FreedomsOf(const Model& m, unsigned held) {
-  Freedoms freedoms;
+FreeParameters FreeParametersOf(const Model& m, unsigned held) {
+  FreeParameters parameters;
   const auto add = [&](const char* name, bool angle, const Vector3d& direction, const Motion& motion) {
-    freedoms.each[freedoms.count++] = {name, angle, direction, motion};
+    parameters.each[parameters.count++] = {name, angle, direction, motion};
   };
   const auto shift = [&](const Vector3d& v) { add("position", false, v, {.center = v}); };
   const LocalShape frame = LocalOf(LocalShape::Kind::kPlane, m);
-  const bool anywhere = m.form == Form::kLine || m.form == Form::kCylinder;  // along the axis
-  const bool hasMajor = m.form == Form::kTorus;
-  const bool hasMinor = m.form != Form::kLine && m.form != Form::kPlane;
+  const bool anywhere = m.kind == ShapeKind::kLine || m.kind == ShapeKind::kCylinder;  // along the axis
+  const bool hasMajor = m.kind == ShapeKind::kTorus;
+  const bool hasMinor = m.kind != ShapeKind::kLine && m.kind != ShapeKind::kPlane;
   if ((held & kCenter) == 0) {
-    if (m.form != Form::kPlane) shift(frame.u), shift(frame.w);
+    if (m.kind != ShapeKind::kPlane) shift(frame.u), shift(frame.w);
     if (!anywhere) shift(m.axis);
   }
-  if ((held & kAxis) == 0 && m.form != Form::kSphere) {
+  if ((held & kAxis) == 0 && m.kind != ShapeKind::kSphere) {
     for (const Vector3d& v : {frame.u, frame.w}) add("direction", true, v, {.axis = v});
   }
   if (hasMajor && (held & kMajor) == 0) add("major radius", false, Vector3d::Zero(), {.major = 1});
   if (hasMinor && (held & kMinor) == 0) {
-    const bool cone = m.form == Form::kCone;
+    const bool cone = m.kind == ShapeKind::kCone;
     add(cone ? "half-angle" : hasMajor ? "minor radius" : "radius", cone, Vector3d::Zero(), {.minor = 1});
   }
-  return freedoms;
+  return parameters;
 }
 
 void CenterAt(const Vector3d& mean, unsigned held, Model& m) {
   if ((held & kCenter) != 0) return;
   const double along = (mean - m.center).dot(m.axis);
-  if (m.form == Form::kLine || m.form == Form::kCylinder) m.center += along * m.axis;
-  if (m.form == Form::kPlane) m.center = mean - along * m.axis;
+  if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kCylinder) m.center += along * m.axis;
+  if (m.kind == ShapeKind::kPlane) m.center = mean - along * m.axis;
 }
 
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
                             Budget& budget) {
-  const Freedoms freedoms = FreedomsOf(start, held);
-  if (points.count <= freedoms.count) return std::nullopt;
+  const FreeParameters parameters = FreeParametersOf(start, held);
+  if (points.count <= parameters.count) return std::nullopt;
   constexpr double kNoThresholds[6] = {};
   const TrustRegionLimits limits{kNoThresholds, iterations, 20, 1};
   double x[kMostParameters] = {}, length = 1;
   TrustRegionAnswers answers;
   const auto look = [&] {
-    const Model at = Moved(start, freedoms, x, length);
-    answers.sums = SumsOf(at, freedoms, length, points, budget);
+    const Model at = Moved(start, parameters, x, length);
+    answers.sums = SumsOf(at, parameters, length, points, budget);
   };
   look();
-  if (freedoms.count > 0) {
+  if (parameters.count > 0) {
     NativeTrustRegion engine;
-    engine.Start(freedoms.count, points.count, x, limits);
+    engine.Start(parameters.count, points.count, x, limits);
     int request = kContinue;
     while (!budget.IsOver() && engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
       if (request == kNeedSums) look();
     }
   }
-  const Model at = Moved(start, freedoms, x, length);
+  const Model at = Moved(start, parameters, x, length);
   if (budget.IsOver() || !IsValid(at)) return std::nullopt;
   return at;
 }
@@ -237,7 +237,7 @@ std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& 
 }
 
 NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points, Budget& budget) {
-  return SumsOf(model, FreedomsOf(model, held), 1, points, budget);
+  return SumsOf(model, FreeParametersOf(model, held), 1, points, budget);
 }
 
 NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points) {
@@ -273,16 +273,16 @@ double LeastEigenvalue(const NormalEquations& sums, int n) {
 
 }  // namespace
 
-std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
-                             const PointRefs& removed, NormalEquations& sums, double* remaining) {
+std::optional<Model> UpdatedOptimum(const Model& at, unsigned held, int count, const PointRefs& added,
+                                    const PointRefs& removed, NormalEquations& sums, double* remaining) {
   constexpr double kShort = 1e-5;  // in sizes of the problem
-  const Freedoms freedoms = FreedomsOf(at, held);
-  const int n = freedoms.count, now = count + added.count - removed.count;
+  const FreeParameters parameters = FreeParametersOf(at, held);
+  const int n = parameters.count, now = count + added.count - removed.count;
   NormalEquations change{};
   Budget endless;
   for (const auto& [points, sign] : {std::pair{&added, 1}, std::pair{&removed, -1}}) {
     if (points->count == 0) continue;
-    const NormalEquations part = SumsOf(at, freedoms, 1, *points, endless);
+    const NormalEquations part = SumsOf(at, parameters, 1, *points, endless);
     const double share = static_cast<double>(sign * points->count) / now;
     for (int i = 0; i < n; ++i) {
       for (int j = 0; j < n; ++j) change.matrix[i][j] += share * part.matrix[i][j];
@@ -305,7 +305,7 @@ std::optional<Model> Updated(const Model& at, unsigned held, int count, const Po
   if (remaining != nullptr)
     *remaining = longest / sums.extent * (longest + std::sqrt(sums.squares)) / LeastEigenvalue(sums, n);
   double length = 1;
-  const Model moved = Moved(at, freedoms, x, length);
+  const Model moved = Moved(at, parameters, x, length);
   return IsValid(moved) ? std::optional(moved) : std::nullopt;
 }
 

@@ -1,4 +1,4 @@
-// A shape as the adaptive fit sees it: one small record for every form, what can move in it, and its
+// A shape as the adaptive fit sees it: one small record for every kind, what can move in it, and its
 // distances and refinement over blocks of points.
 #ifndef PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_
 #define PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_
@@ -19,39 +19,39 @@
 
 namespace primfit::adaptive {
 
-enum class Form { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
+enum class ShapeKind { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
 
 /// Parts of a shape that can be held, as bits.
 enum Part : unsigned { kCenter = 1, kAxis = 2, kMajor = 4, kMinor = 8 };
 
 /// An unbounded shape.
 struct Model {
-  Form form = Form::kPlane;
+  ShapeKind kind = ShapeKind::kPlane;
   Eigen::Vector3d center = Eigen::Vector3d::Zero();  ///< of the axis, the line or the plane any point
   Eigen::Vector3d axis = Eigen::Vector3d::UnitZ();   ///< a plane's normal; unit length
   double major = 0;
   double minor = 0;  ///< the radius, but a cone's half-angle and a torus's tube radius
 
-  bool IsCurve() const { return form == Form::kLine || form == Form::kArc; }
+  bool IsCurve() const { return kind == ShapeKind::kLine || kind == ShapeKind::kArc; }
 };
 
 /// Calls visit with the shape as an object of its class.
 template <class Visit>
 decltype(auto) WithShape(const Model& m, const Visit& visit) {
-  switch (m.form) {
-    case Form::kLine:
+  switch (m.kind) {
+    case ShapeKind::kLine:
       return visit(OutputLine(m.center, m.axis));
-    case Form::kArc:
+    case ShapeKind::kArc:
       return visit(OutputCircle(m.center, m.minor, m.axis));
-    case Form::kSphere:
+    case ShapeKind::kSphere:
       return visit(OutputSphere(m.center, m.minor));
-    case Form::kCylinder:
+    case ShapeKind::kCylinder:
       return visit(OutputCylinder(m.center, m.minor, m.axis));
-    case Form::kCone:
+    case ShapeKind::kCone:
       return visit(OutputCone(m.center, m.minor, m.axis));
-    case Form::kTorus:
+    case ShapeKind::kTorus:
       return visit(OutputTorus(m.center, m.major, m.minor, m.axis));
-    case Form::kPlane:
+    case ShapeKind::kPlane:
       break;
   }
   return visit(OutputPlane(m.center, m.axis));
@@ -68,21 +68,21 @@ bool IsValid(const Model& model);
 void Distances(const Model& model, const Eigen::Vector3d* points, int n, double* distances);
 
 /// One way in which a shape can change.
-struct Freedom {
+struct FreeParameter {
   const char* name;           ///< such as "radius"
   bool angle;                 ///< whether it is in radians
   Eigen::Vector3d direction;  ///< in which a position or direction moves; zero for a size
   Motion motion;
 };
 
-struct Freedoms {
+struct FreeParameters {
   int count = 0;
-  Freedom each[kMostParameters];
+  FreeParameter each[kMostParameters];
 };
 
 /// The independent ways in which a shape can change while parts are held. The free position of an axis, a
 /// line or a plane moves at its centre.
-Freedoms FreedomsOf(const Model& model, unsigned held);
+FreeParameters FreeParametersOf(const Model& model, unsigned held);
 
 /// Moves the centre of a line, a cylinder or a plane, which may lie anywhere in it, to where the points are.
 void CenterAt(const Eigen::Vector3d& mean, unsigned held, Model& model);
@@ -103,8 +103,8 @@ std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& 
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
                             Budget& budget);
 
-/// The normal equations of distance / sqrt(n) for the freedoms of a model; not complete where the budget
-/// ended.
+/// The normal equations of distance / sqrt(n) for the free parameters of a model; not complete where the
+/// budget ended.
 NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points);
 NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points, Budget& budget);
 
@@ -123,8 +123,9 @@ double NextStep(const NormalEquations& sums, int n);
 /// @return none where the step is not a short one, so that the points have to be looked at again, or leads
 /// out
 ///         of the shapes
-std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
-                             const PointRefs& removed, NormalEquations& sums, double* remaining = nullptr);
+std::optional<Model> UpdatedOptimum(const Model& at, unsigned held, int count, const PointRefs& added,
+                                    const PointRefs& removed, NormalEquations& sums,
+                                    double* remaining = nullptr);
 
 }  // namespace primfit::adaptive
 

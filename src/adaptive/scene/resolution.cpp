@@ -75,8 +75,8 @@ double ShareOfRepeated(const std::vector<double>& values) {
 /// The squares of how far a point's distance from the shape moves when it moves along each axis: of a surface
 /// those of its normal, of a curve the mean of both directions across it.
 Vector3d AcrossAt(const Model& m, const Vector3d& p) {
-  if (m.form == Form::kLine) return (1 - m.axis.array().square()) / 2;
-  if (m.form == Form::kArc) return (1 - m.axis.cross(p - m.center).normalized().array().square()) / 2;
+  if (m.kind == ShapeKind::kLine) return (1 - m.axis.array().square()) / 2;
+  if (m.kind == ShapeKind::kArc) return (1 - m.axis.cross(p - m.center).normalized().array().square()) / 2;
   return WithShape(m, [&](const auto& shape) { return Vector3d(shape.EvalNormal(p).array().square()); });
 }
 
@@ -184,7 +184,7 @@ RoundingEffect RoundingOf(const Resolution& resolution, const Model& model, std:
     reach = std::max(reach, (p - model.center).norm());
   }
   const double arithmetic =
-      kArithmetic * (reach + model.major + (model.form == Form::kCone ? 0 : model.minor));
+      kArithmetic * (reach + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
   double squares = format.sum();
   double variance = 0, most = 0;  // that rounding leaves, and that it may leave
   Vector3d passed = Vector3d::Zero();

@@ -36,14 +36,14 @@ std::optional<Model> Arc(std::span<const OrientedPoint> s) {
   if (!(axis.norm() > kParallel * chord.norm())) return std::nullopt;
   const Vector3d inward = axis.cross(s[0].direction).normalized();
   const double radius = chord.squaredNorm() / (2 * inward.dot(chord));
-  return Model{Form::kArc, s[0].place + radius * inward, axis.normalized(), 0, std::abs(radius)};
+  return Model{ShapeKind::kArc, s[0].place + radius * inward, axis.normalized(), 0, std::abs(radius)};
 }
 
 std::optional<Model> Sphere(std::span<const OrientedPoint> s) {
   const auto center = Meeting(s[0].place, s[0].direction, s[1].place, s[1].direction);
   if (!center) return std::nullopt;
   const double radius = ((s[0].place - *center).norm() + (s[1].place - *center).norm()) / 2;
-  return Model{Form::kSphere, *center, Vector3d::UnitZ(), 0, radius};
+  return Model{ShapeKind::kSphere, *center, Vector3d::UnitZ(), 0, radius};
 }
 
 /// Its normals are perpendicular to the axis and meet it (Schnabel, Wahl and Klein 2007).
@@ -54,7 +54,7 @@ std::optional<Model> Cylinder(std::span<const OrientedPoint> s) {
   const Vector3d beside = s[1].place - a * a.dot(s[1].place - s[0].place);
   const auto center = Meeting(s[0].place, s[0].direction, beside, s[1].direction);
   if (!center) return std::nullopt;
-  return Model{Form::kCylinder, *center, a, 0,
+  return Model{ShapeKind::kCylinder, *center, a, 0,
                ((s[0].place - *center).norm() + (beside - *center).norm()) / 2};
 }
 
@@ -79,7 +79,7 @@ std::optional<Model> Cone(std::span<const OrientedPoint> s) {
   double height = 0;
   for (const Vector3d& v : out) height += axis.dot(v) / 3;
   if (height < 0) axis = -axis, height = -height;
-  return Model{Form::kCone, apex, axis, 0, std::acos(std::min(height, 1.0))};
+  return Model{ShapeKind::kCone, apex, axis, 0, std::acos(std::min(height, 1.0))};
 }
 
 /// The torus about an axis: in the half-plane of distance from the axis and height along it its points lie on
@@ -98,7 +98,7 @@ std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis,
   const double major = circle[0] / 2, height = circle[1] / 2;
   const double squared = circle[2] + major * major + height * height;
   if (!(squared > 0)) return std::nullopt;
-  return Model{Form::kTorus, origin + height * axis, axis, major, std::sqrt(squared)};
+  return Model{ShapeKind::kTorus, origin + height * axis, axis, major, std::sqrt(squared)};
 }
 
 /// The normals of a torus meet its axis. Two lines meet when the reciprocal product of their Pluecker
@@ -135,31 +135,31 @@ Candidates Torus(std::span<const OrientedPoint> s) {
 
 }  // namespace
 
-int OrientedSampleSize(Form form) {
+int OrientedSampleSize(ShapeKind kind) {
   constexpr int kSizes[] = {1, 2, 1, 2, 2, 3, 4};
-  return kSizes[static_cast<int>(form)];
+  return kSizes[static_cast<int>(kind)];
 }
 
-Candidates ThroughOriented(Form form, std::span<const OrientedPoint> s) {
+Candidates ThroughOriented(ShapeKind kind, std::span<const OrientedPoint> s) {
   Candidates found;
-  switch (form) {
-    case Form::kLine:
-    case Form::kPlane:
-      Add(Model{form, s[0].place, s[0].direction, 0, 0}, found);
+  switch (kind) {
+    case ShapeKind::kLine:
+    case ShapeKind::kPlane:
+      Add(Model{kind, s[0].place, s[0].direction, 0, 0}, found);
       break;
-    case Form::kArc:
+    case ShapeKind::kArc:
       Add(Arc(s), found);
       break;
-    case Form::kSphere:
+    case ShapeKind::kSphere:
       Add(Sphere(s), found);
       break;
-    case Form::kCylinder:
+    case ShapeKind::kCylinder:
       Add(Cylinder(s), found);
       break;
-    case Form::kCone:
+    case ShapeKind::kCone:
       Add(Cone(s), found);
       break;
-    case Form::kTorus:
+    case ShapeKind::kTorus:
       found = Torus(s);
   }
   return found;

@@ -18,14 +18,14 @@ struct OrientedPoint {
 
 inline constexpr int kMostOriented = 4;
 /// Points that determine a shape: of a line or plane 1, an arc, sphere or cylinder 2, a cone 3, a torus 4.
-int OrientedSampleSize(Form form);
+int OrientedSampleSize(ShapeKind kind);
 
 /// The shapes that they determine, none where their directions agree with no such shape or with any.
 struct Candidates {
   int count = 0;
   std::array<Model, 2> models;
 };
-Candidates ThroughOriented(Form form, std::span<const OrientedPoint> sample);
+Candidates ThroughOriented(ShapeKind kind, std::span<const OrientedPoint> sample);
 
 }  // namespace primfit::adaptive
 

@@ -52,9 +52,10 @@ void RequireInRange(const FitOptionsBase& o, std::size_t points) {
 void RequireUsable(const Model& m, unsigned held) {
   const auto usable = [&](unsigned part, bool good) { return (held & part) == 0 || good; };
   Require(usable(kCenter, IsPlace(m.center)) && usable(kAxis, IsDirection(m.axis)) &&
-              usable(kMajor, IsSize(m.major)) && usable(kMinor, m.form == Form::kCone || IsSize(m.minor)),
+              usable(kMajor, IsSize(m.major)) &&
+              usable(kMinor, m.kind == ShapeKind::kCone || IsSize(m.minor)),
           messages::kHeldUnusable);
-  if (m.form != Form::kCone) return;
+  if (m.kind != ShapeKind::kCone) return;
   const bool told = (held & kMinor) != 0 || held == 0;
   Require(usable(kMinor, m.minor > 0) && !(told && m.minor >= std::numbers::pi / 2),
           messages::kHalfAngleUnusable);
@@ -76,13 +77,13 @@ unsigned Plausible::Clamp(Model& m) const {
     value = inside;
     atEnd |= part;
   };
-  const bool torus = form_ == Form::kTorus;
+  const bool torus = kind_ == ShapeKind::kTorus;
   if (torus) into(options_.radius, kMajor, m.major);
   if (torus) into(options_.minorRadius, kMinor, m.minor);
-  if (form_ == Form::kCone) into(options_.halfAngle, kMinor, m.minor);
-  if (form_ == Form::kArc || form_ == Form::kSphere || form_ == Form::kCylinder)
+  if (kind_ == ShapeKind::kCone) into(options_.halfAngle, kMinor, m.minor);
+  if (kind_ == ShapeKind::kArc || kind_ == ShapeKind::kSphere || kind_ == ShapeKind::kCylinder)
     into(options_.radius, kMinor, m.minor);
-  if (options_.axisNear && (held_ & kAxis) == 0 && form_ != Form::kSphere) {
+  if (options_.axisNear && (held_ & kAxis) == 0 && kind_ != ShapeKind::kSphere) {
     const Vector3d near = Normalised(*options_.axisNear);
     const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
     const Vector3d side = m.axis - wanted * wanted.dot(m.axis);

@@ -26,8 +26,8 @@ std::uint64_t SeedOf(const FitOptionsBase& options);
 /// What the options say is plausible, in the frame of the points.
 class Plausible {
  public:
-  Plausible(Form form, const FitOptionsBase& options, const Eigen::Vector3d& origin, unsigned held)
-      : form_(form), options_(options), origin_(origin), held_(held) {}
+  Plausible(ShapeKind kind, const FitOptionsBase& options, const Eigen::Vector3d& origin, unsigned held)
+      : kind_(kind), options_(options), origin_(origin), held_(held) {}
 
   /// Moves a model into the ranges. @return the parts at an end of theirs
   unsigned Clamp(Model& m) const;
@@ -35,7 +35,7 @@ class Plausible {
   bool IsNear(const Model& m, double slack) const;
 
  private:
-  Form form_;
+  ShapeKind kind_;
   const FitOptionsBase& options_;
   Eigen::Vector3d origin_;
   unsigned held_;

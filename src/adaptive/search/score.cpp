@@ -11,10 +11,10 @@ namespace primfit::adaptive {
 namespace {
 
 /// Points that lie anywhere are at most about so far from a shape as most of all points are.
-constexpr double kMost = 0.98;
+constexpr double kShareForReach = 0.98;
 constexpr double kLargestReach = 8;
 /// A fine bound: noise of a three-hundredth of the size.
-constexpr double kFine = 0.01;
+constexpr double kFineBound = 0.01;
 
 /// Steps of half an octave: 1, 1.5, 2, 3, 4, 6, ...
 constexpr int kStepBits = 51;
@@ -61,7 +61,7 @@ template <class Count>
 Score Scorer::Best(const std::vector<Count>& counts, double n) const {
   Count count = 0;
   double reach = leastReach_;
-  for (std::size_t i = 0; i < bounds_.size() && count < kMost * n; ++i) {
+  for (std::size_t i = 0; i < bounds_.size() && count < kShareForReach * n; ++i) {
     count += counts[i];
     reach = std::max(leastReach_, bounds_[i]);
   }
@@ -104,7 +104,7 @@ Score Scorer::operator()(const Model& model) {
 double Scorer::ShareOfAsGood(const Score& score) const {
   const auto n = static_cast<double>(points_.size());
   const double share = score.share;
-  const double fine = std::max(kFine, least_);
+  const double fine = std::max(kFineBound, least_);
   if (score.tolerance <= fine) return share;
   double low = 0, high = share;  // the score of a share rises with it
   for (int i = 0; i < 30; ++i) {

@@ -33,7 +33,7 @@ constexpr std::size_t kOrdered = 1024;
 constexpr int kTiers = 4;
 constexpr int kTiersAround = 8;  ///< of the points about a place
 /// How far a candidate may miss a place that the shape has to pass, in sizes of the cloud.
-constexpr double kSlack = 0.1;
+constexpr double kPlaceSlack = 0.1;
 /// Steps of a refinement between two judgements.
 constexpr int kSteps = 4;
 constexpr int kRounds = 12;
@@ -46,7 +46,7 @@ constexpr double kShareOfSimpler = 0.25;
 /// What the search is of the work of a fit, for its progress.
 constexpr double kShareOfSearch = 0.8;
 /// How many pieces compete to be near the first.
-constexpr std::array<int, 3> kRivals = {1, 4, 16};
+constexpr std::array<int, 3> kNeighbourRivals = {1, 4, 16};
 
 struct Maker {
   std::size_t sample;  ///< points that determine a candidate
@@ -57,21 +57,21 @@ struct Maker {
   /// The same for points with their directions.
   double orientedEfficiency;
 };
-Maker MakerOf(Form form) {
-  switch (form) {
-    case Form::kLine:
+Maker MakerOf(ShapeKind kind) {
+  switch (kind) {
+    case ShapeKind::kLine:
       return {2, EstimateLine, 0.5, 0.5};
-    case Form::kArc:
+    case ShapeKind::kArc:
       return {3, EstimateCircle, 0.2, 0.1};
-    case Form::kPlane:
+    case ShapeKind::kPlane:
       return {3, EstimateBy<PlaneFit>, 0.3, 0.3};
-    case Form::kSphere:
+    case ShapeKind::kSphere:
       return {4, EstimateBy<SphereFit>, 0.2, 0.1};
-    case Form::kCylinder:
+    case ShapeKind::kCylinder:
       return {9, EstimateBy<CylinderFit>, 0.15, 0.1};
-    case Form::kCone:
+    case ShapeKind::kCone:
       return {9, EstimateBy<ConeFit>, 0.06, 0.01};
-    case Form::kTorus:
+    case ShapeKind::kTorus:
       break;
   }
   return {13, EstimateBy<TorusFit>, 0.15, 0.01};
@@ -109,10 +109,10 @@ class Searcher {
         dice_(dice),
         report_(report),
         drawnBefore_(report.draws),
-        maker_(MakerOf(task.form)),
-        scorer_(task.form == Form::kLine || task.form == Form::kArc,
+        maker_(MakerOf(task.kind)),
+        scorer_(task.kind == ShapeKind::kLine || task.kind == ShapeKind::kArc,
                 task.points.first(std::min(task.points.size(), kScored)), task.least, task.most,
-                task.leastReach, std::max(1, FreedomsOf(Model{.form = task.form}, 0).count),
+                task.leastReach, std::max(1, FreeParametersOf(Model{.kind = task.kind}, 0).count),
                 task.trust.first(std::min(task.trust.size(), kScored))),
         trusted_(task.trust) {}
 
@@ -175,40 +175,41 @@ class Searcher {
     int tries = 0;
     Estimate([&] { return ++tries < kMostTries ? trusted_.Draw(dice_) : dice_.Below(task_.points.size()); });
   }
-  /// Samples of the points whose neighbourhood looks most like a piece of the form (Chum and Matas 2005 draw
+  /// Samples of the points whose neighbourhood looks most like a piece of the shape (Chum and Matas 2005 draw
   /// so by any measure of quality), and of all of them; in turn of many points and of few with their
   /// directions.
   void FromOrder() {
-    if (order_.empty()) Order();
+    if (order_.empty()) OrderByVariation();
     const int turn = report_.draws;
     const std::size_t tier = TierSize(order_, turn % tiers_);
     if (turn / tiers_ % 2 == 0) return Estimate([&] { return order_[dice_.Below(tier)]; });
-    Orient(TierSize(pieces_, turn % tiers_), kRivals[turn / tiers_ / 2 % kRivals.size()]);
+    ConsiderOriented(TierSize(pieces_, turn % tiers_),
+                     kNeighbourRivals[turn / tiers_ / 2 % kNeighbourRivals.size()]);
   }
-  void Order() {
+  void OrderByVariation() {
     tiers_ = task_.near ? kTiersAround : kTiers;
     order_.resize(task_.near ? task_.points.size() : std::min(task_.points.size(), kOrdered));
     std::iota(order_.begin(), order_.end(), std::size_t{0});
     if (task_.near) order_ = OrderByDistance(task_.points, *task_.near);
     task_.budget->Spend(task_.points.size());
-    pieces_ = PiecesAround(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
-                           scorer_.IsOfCurve());
+    pieces_ = LocalGeometryAt(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
+                              scorer_.IsOfCurve());
     if (!task_.near) {
-      std::sort(pieces_.begin(), pieces_.end(), [](const LocalPiece& a, const LocalPiece& b) {
-        return std::pair(a.stray, a.index) < std::pair(b.stray, b.index);
+      std::sort(pieces_.begin(), pieces_.end(), [](const LocalGeometry& a, const LocalGeometry& b) {
+        return std::pair(a.variation, a.index) < std::pair(b.variation, b.index);
       });
       std::transform(pieces_.begin(), pieces_.end(), order_.begin(), [](const auto& p) { return p.index; });
     }
-    Weigh();
+    UpdateDrawWorth();
   }
   /// Considers the shapes through few pieces of the tier.
-  void Orient(std::size_t tier, int rivals) {
-    const auto size = static_cast<std::size_t>(OrientedSampleSize(task_.form));
+  void ConsiderOriented(std::size_t tier, int rivals) {
+    const auto size = static_cast<std::size_t>(OrientedSampleSize(task_.kind));
     if (tier < size) return;
-    const auto drawn = DrawPieces(std::span(pieces_).first(tier), size, rivals, dice_);
+    const auto drawn = DrawDistinct(std::span(pieces_).first(tier), size, rivals, dice_);
     std::array<OrientedPoint, kMostOriented> sample;
     for (std::size_t i = 0; i < size; ++i) sample[i] = {pieces_[drawn[i]].place, pieces_[drawn[i]].direction};
-    const Candidates found = ThroughOriented(task_.form, std::span(sample).first(size));
+    const Candidates found = ThroughOriented(task_.kind, std::span(sample).first(size));
     for (int i = 0; i < found.count; ++i) Consider(WithHeldParts(found.models[static_cast<std::size_t>(i)]));
   }
   template <class Ordered>
@@ -242,7 +243,7 @@ class Searcher {
   void Consider(Model m) {
     if (!IsValid(m)) return;
     if (task_.clamp) task_.clamp(m);
-    if (task_.isPlausible && !task_.isPlausible(m, kSlack)) return;
+    if (task_.isPlausible && !task_.isPlausible(m, kPlaceSlack)) return;
     if (!task_.budget->Spend(scorer_.Points().size())) return;
     Score score = scorer_(m);
     const double raw = score.value;
@@ -251,7 +252,7 @@ class Searcher {
     if (raw <= simplerRaw_ && HasSimpler(m, close_)) return;
     for (int round = 0; round < kRounds; ++round) {
       CenterAt(mean, task_.held, m);
-      if (m.form == Form::kCone && (task_.held & kAxis) == 0 && (mean - m.center).dot(m.axis) < 0)
+      if (m.kind == ShapeKind::kCone && (task_.held & kAxis) == 0 && (mean - m.center).dot(m.axis) < 0)
         m.axis = -m.axis;
       ++report_.refinements;
       auto refined = Refine(m, task_.held, RefsOf(close_), kSteps, *task_.budget);
@@ -275,7 +276,7 @@ class Searcher {
     std::optional<SearchResult>& best = simple ? simpler_ : best_;
     if (best && score.value <= best->score.value) return;
     best = {m, score, simple};
-    Weigh();
+    UpdateDrawWorth();
   }
   const std::optional<SearchResult>& Leader() const {
     return !best_ || (simpler_ && simpler_->score.value > best_->score.value) ? simpler_ : best_;
@@ -283,7 +284,7 @@ class Searcher {
 
   /// What one draw adds to the confidence, given the inlier shares that the best shape has where samples come
   /// from.
-  void Weigh() {
+  void UpdateDrawWorth() {
     const std::optional<SearchResult>& leader = Leader();
     if (!leader) return;
     leadsToSimpler_ = leader->hasSimpler;
@@ -311,7 +312,7 @@ class Searcher {
     for (int tier = 0; tier < tiers_; ++tier) {
       drawWorth_ += worth(shareOf(TierSize(order_, tier))) / (2 * tiers_);
       drawWorth_ -= std::log1p(-maker_.orientedEfficiency *
-                               std::pow(shareOf(TierSize(pieces_, tier)), OrientedSampleSize(task_.form))) /
+                               std::pow(shareOf(TierSize(pieces_, tier)), OrientedSampleSize(task_.kind))) /
                     (2 * tiers_);
     }
   }
@@ -325,7 +326,7 @@ class Searcher {
   WeightedDraw trusted_;
   std::vector<Vector3d> close_;
   std::vector<std::size_t> order_;
-  std::vector<LocalPiece> pieces_;  // the first of them
+  std::vector<LocalGeometry> pieces_;  // the first of them
   std::optional<SearchResult> best_;
   std::optional<SearchResult> simpler_;  // the best one of those that are hardly bent
   int tiers_ = kTiers;
@@ -336,8 +337,8 @@ class Searcher {
 
 }  // namespace
 
-std::array<std::size_t, kMostOriented> DrawPieces(std::span<const LocalPiece> pieces, std::size_t size,
-                                                  int rivals, Dice& dice) {
+std::array<std::size_t, kMostOriented> DrawDistinct(std::span<const LocalGeometry> pieces, std::size_t size,
+                                                    int rivals, Dice& dice) {
   std::array<std::size_t, kMostOriented> drawn{};
   for (std::size_t i = 0; i < size; ++i) {
     const auto end = drawn.begin() + static_cast<std::ptrdiff_t>(i);

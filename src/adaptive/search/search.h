@@ -12,7 +12,7 @@
 
 #include "adaptive/model/model.h"
 #include "adaptive/scene/dice.h"
-#include "adaptive/scene/local_order.h"
+#include "adaptive/scene/local_geometry.h"
 #include "adaptive/search/oriented.h"
 #include "adaptive/search/score.h"
 #include "primfit/fit.h"
@@ -21,7 +21,7 @@ namespace primfit::adaptive {
 
 /// What a search is told; lengths in the unit of its points.
 struct SearchTask {
-  Form form{};
+  ShapeKind kind{};
   std::span<const Eigen::Vector3d> points;  ///< in random order
   std::span<const double> trust;            ///< how far each is trusted; none where all are alike
   unsigned held = 0;
@@ -44,8 +44,8 @@ struct SearchTask {
 /// first of so many rivals, as pieces that are near each other belong to the same small shape.
 /// @param size  at most as many as there are pieces
 /// @return indices of pieces; the first `size` count
-std::array<std::size_t, kMostOriented> DrawPieces(std::span<const LocalPiece> pieces, std::size_t size,
-                                                  int rivals, Dice& dice);
+std::array<std::size_t, kMostOriented> DrawDistinct(std::span<const LocalGeometry> pieces, std::size_t size,
+                                                    int rivals, Dice& dice);
 
 struct SearchReport {
   int draws = 0;

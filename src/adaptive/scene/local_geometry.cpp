@@ -1,4 +1,4 @@
-#include "adaptive/scene/local_order.h"
+#include "adaptive/scene/local_geometry.h"
 
 #include <Eigen/Eigenvalues>
 #include <algorithm>
@@ -31,11 +31,11 @@ using Tree =
 
 }  // namespace
 
-std::vector<LocalPiece> PiecesAround(std::span<const Vector3d> points, std::span<const std::size_t> at,
-                                     bool curve) {
+std::vector<LocalGeometry> LocalGeometryAt(std::span<const Vector3d> points, std::span<const std::size_t> at,
+                                           bool curve) {
   const Cloud cloud{points};
   const Tree tree(3, cloud, nanoflann::KDTreeSingleIndexAdaptorParams(16));
-  std::vector<LocalPiece> pieces;
+  std::vector<LocalGeometry> pieces;
   pieces.reserve(at.size());
   for (const std::size_t i : at) {
     std::array<std::size_t, kNeighbours> indices{};
@@ -52,8 +52,8 @@ std::vector<LocalPiece> PiecesAround(std::span<const Vector3d> points, std::span
     Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
     solver.computeDirect(scatter);
     const Vector3d e = solver.eigenvalues();  // ascending
-    const double all = e.sum(), stray = curve ? e[0] + e[1] : e[0];
-    pieces.push_back({i, mean, solver.eigenvectors().col(curve ? 2 : 0), all > 0 ? stray / all : 0});
+    const double all = e.sum(), variation = curve ? e[0] + e[1] : e[0];
+    pieces.push_back({i, mean, solver.eigenvectors().col(curve ? 2 : 0), all > 0 ? variation / all : 0});
   }
   return pieces;
 }

@@ -1,4 +1,4 @@
-#include "adaptive/converge/crowd.h"
+#include "adaptive/converge/isolation_grid.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -13,21 +13,21 @@ namespace {
 
 /// A point with fewer others around it than this share of what the median point has is alone; at the corner
 /// of a plane there is a quarter.
-constexpr double kAlone = 0.22;
+constexpr double kIsolatedShare = 0.22;
 /// Points in a cell and its 26 neighbours that are enough to tell.
-constexpr std::size_t kEnough = 16;
+constexpr std::size_t kPointsToTell = 16;
 
 }  // namespace
 
-void Crowd::Build(std::span<const Vector3d> points) {
+void IsolationGrid::Build(std::span<const Vector3d> points) {
   // A surface has about as many cells as a square; so many that the median one has enough around it.
   for (const std::size_t size : {32U, 16U, 8U}) {
-    if (9 * points.size() >= kEnough * size * size && BuildWith(size, points)) return;
+    if (9 * points.size() >= kPointsToTell * size * size && BuildWith(size, points)) return;
   }
-  alone_.clear();
+  isolated_.clear();
 }
 
-bool Crowd::BuildWith(std::size_t size, std::span<const Vector3d> points) {
+bool IsolationGrid::BuildWith(std::size_t size, std::span<const Vector3d> points) {
   size_ = static_cast<double>(size);
   Vector3d low = points[0], high = low;
   for (const Vector3d& p : points) {
@@ -70,10 +70,11 @@ bool Crowd::BuildWith(std::size_t size, std::span<const Vector3d> points) {
     median = around[cell];
     if (2 * passed >= points.size()) break;
   }
-  if (median < static_cast<int>(kEnough)) return false;
-  alone_.resize(cellCount);
-  std::transform(around.data(), around.data() + cellCount, alone_.begin(),
-                 [&](int count) { return count < kAlone * median ? std::uint8_t{1} : std::uint8_t{0}; });
+  if (median < static_cast<int>(kPointsToTell)) return false;
+  isolated_.resize(cellCount);
+  std::transform(around.data(), around.data() + cellCount, isolated_.begin(), [&](int count) {
+    return count < kIsolatedShare * median ? std::uint8_t{1} : std::uint8_t{0};
+  });
   return true;
 }
 

@@ -1,6 +1,6 @@
 // Where the inliers of a shape are many, and where one stands alone.
-#ifndef PRIMFIT_SRC_ADAPTIVE_CONVERGE_CROWD_H_
-#define PRIMFIT_SRC_ADAPTIVE_CONVERGE_CROWD_H_
+#ifndef PRIMFIT_SRC_ADAPTIVE_CONVERGE_ISOLATION_GRID_H_
+#define PRIMFIT_SRC_ADAPTIVE_CONVERGE_ISOLATION_GRID_H_
 
 #include <Eigen/Core>
 #include <cstddef>
@@ -13,18 +13,18 @@ namespace primfit::adaptive {
 /// A grid of cells that says around which of them points are far fewer than elsewhere. An unbounded shape
 /// passes points far from the part of it that was seen; chance has put them there, but their lever is long: a
 /// single one beyond a sixth of a pipe moves its radius by five standard deviations.
-class Crowd {
+class IsolationGrid {
  public:
   /// Too few points to tell, or none: nobody is alone.
   void Build(std::span<const Eigen::Vector3d> points);
-  void Clear() { alone_.clear(); }
+  void Clear() { isolated_.clear(); }
   /// Whether nobody is alone.
-  bool IsEmpty() const { return alone_.empty(); }
-  bool IsAlone(const Eigen::Vector3d& p) const {
-    if (alone_.empty()) return false;
+  bool IsEmpty() const { return isolated_.empty(); }
+  bool IsIsolated(const Eigen::Vector3d& p) const {
+    if (isolated_.empty()) return false;
     const Eigen::Vector3d cell = (p - low_) * scale_;
     if (!((cell.array() >= 0).all() && (cell.array() < size_).all())) return true;
-    return alone_[IndexOf(cell)] != 0;
+    return isolated_[IndexOf(cell)] != 0;
   }
 
  private:
@@ -38,9 +38,9 @@ class Crowd {
   Eigen::Vector3d low_ = Eigen::Vector3d::Zero();
   double scale_ = 0;
   double size_ = 0;  ///< cells along an edge
-  std::vector<std::uint8_t> alone_;
+  std::vector<std::uint8_t> isolated_;
 };
 
 }  // namespace primfit::adaptive
 
-#endif  // PRIMFIT_SRC_ADAPTIVE_CONVERGE_CROWD_H_
+#endif  // PRIMFIT_SRC_ADAPTIVE_CONVERGE_ISOLATION_GRID_H_
