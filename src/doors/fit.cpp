@@ -29,10 +29,6 @@ using adaptive::ShapeKind;
 
 // The way of each kind's constraints into a model and of a model into the kind's record.
 
-template <class T>
-T HeldOr(bool held, const T& given, const T& fitted) {
-  return held ? given : fitted;
-}
 unsigned Bits(bool center, bool axis, bool major, bool minor) {
   return (center ? adaptive::kCenter : 0U) | (axis ? adaptive::kAxis : 0U) | (major ? adaptive::kMajor : 0U) |
          (minor ? adaptive::kMinor : 0U);
