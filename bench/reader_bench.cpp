@@ -14,7 +14,7 @@
 
 #include "io/read_points.h"
 #include "io/scalar.h"
-#include "point_files.h"
+#include "support/point_files.h"
 
 namespace {
 

@@ -42,9 +42,9 @@ class Place:
 def find(name, path, root):
     """The file of the project that an include of `name` in `path` means, or None."""
     top = path.relative_to(root).parts[0]
-    bases = [root / "include", root / "src", path.parent, root / top]
+    bases = [root / "include", root / "src", path.parent, root / top, root]
     if top in ("tests", "bench"):
-        bases += [root / "tool", root / "tests", root / "tests/tool"]
+        bases += [root / "tests"]
     for base in bases:
         if (base / name).is_file():
             return (base / name).resolve()
@@ -96,7 +96,7 @@ def faults(path, root):
 
 def main():
     root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent).resolve()
-    files = [p for folder in ("include", "src", "tool", "tests", "bench", "examples", "python")
+    files = [p for folder in ("include", "src", "io", "report", "cli", "tool", "tests", "bench", "examples", "python")
              for p in sorted((root / folder).rglob("*")) if p.suffix in (".h", ".cpp", ".c")]
     found = [fault for path in files for fault in faults(path, root)]
     print("\n".join(found + [f"check_includes: {len(files)} files, {len(found)} faults"]))

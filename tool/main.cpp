@@ -10,12 +10,12 @@
 #include <string>
 #include <system_error>
 
-#include "commands.h"
-#include "errors.h"
+#include "cli/commands.h"
+#include "cli/errors.h"
+#include "cli/progress.h"
+#include "cli/usage.h"
 #include "io/read_error.h"
-#include "progress.h"
-#include "usage.h"
-#include "verdicts.h"
+#include "report/verdicts.h"
 
 namespace primfit::tool {
 

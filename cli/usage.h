@@ -1,0 +1,21 @@
+// Command lines that the program does not understand.
+#ifndef PRIMFIT_CLI_USAGE_H_
+#define PRIMFIT_CLI_USAGE_H_
+
+#include <CLI/CLI.hpp>
+#include <span>
+#include <string>
+
+namespace primfit::tool {
+
+/// An option with nothing after its "=" would take the next argument for its value.
+/// @throws UsageError that names it
+void RefuseEmptyValues(std::span<char* const> arguments);
+
+/// What is wrong with a command line and what to do, after it could not be parsed.
+/// @param arguments  those after the name of the program
+std::string Explain(const CLI::App& app, const CLI::ParseError& error, std::span<char* const> arguments);
+
+}  // namespace primfit::tool
+
+#endif  // PRIMFIT_CLI_USAGE_H_
