@@ -17,14 +17,24 @@
 
 #include "cli/errors.h"
 #include "cli/progress.h"
+#include "io/selection.h"
 #include "io/words.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/scoped_seed.h"
 #include "report/report.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 namespace {
+
+using report::FitRequest;
+using report::FitRun;
+using report::Input;
+using report::kLimits;
+using report::Method;
+using report::Part;
+using report::Quantity;
+using report::Unit;
 
 using Clock = std::chrono::steady_clock;
 
@@ -47,34 +57,32 @@ void Convert(std::vector<double>& numbers, std::span<const Part> parts, const Un
   });
 }
 
-FitRequest InLibraryUnits(FitRequest request, const Primitive& primitive, const Unit& unit) {
+FitRequest InLibraryUnits(FitRequest request, std::span<const Part> parts, const Unit& unit) {
   if (request.tolerance) *request.tolerance *= unit.metres;
   if (request.noise) *request.noise *= unit.metres;
   request.scannerError *= unit.metres;
-  Convert(request.start, primitive.parts, unit, true);
+  Convert(request.start, parts, unit, true);
   for (std::size_t i = 0; i < kLimits.size(); ++i) Convert(request.limits[i], kLimits[i].parts, unit, true);
-  Convert(request.pick, kPickParts, unit, true);
-  Convert(request.section, kSectionParts, unit, true);
+  Convert(request.pick, report::kPickParts, unit, true);
+  Convert(request.section, report::kSectionParts, unit, true);
   return request;
 }
 
 /// Held numbers are the user's own, not what two conversions make of them. (A direction became a unit
 /// vector.)
 void RestoreHeld(FitRun& run) {
-  ForEachPart(
-      run.primitive->parts, run.request.start.size(),
-      [&](const Part& part, std::size_t i, std::size_t offset) {
-        if (!run.request.fixed[i] || part.role == Role::kPlace || part.quantity == Quantity::kDirection)
-          return;
-        std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
-                    run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
-      });
+  ForEachPart(run.parts, run.request.start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    if (!run.request.fixed[i] || part.role == report::Role::kPlace || part.quantity == Quantity::kDirection)
+      return;
+    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
+                run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
+  });
 }
 
 /// Which points are left when there are too few of them, and what left the others out.
-std::string PointsLeft(const FitRun& run) {
-  const Cloud& cloud = *run.cloud;
-  const Region& region = run.input->region;
+std::string PointsLeft(const Primitive& primitive, const FitRun& run) {
+  const io::Selection& cloud = *run.cloud;
+  const io::Region& region = run.input->region;
   if (cloud.total == 0) return "the file holds no point";
   std::string text = fmt::format("{} of {} {} left", cloud.Used(), io::Counted(cloud.total, "point"),
                                  cloud.total == 1 ? "is" : "are");
@@ -83,8 +91,8 @@ std::string PointsLeft(const FitRun& run) {
       fmt::format("{}{}{}", ball ? "--near" : "", ball && box ? " and " : "", box ? "--box" : "");
   if (cloud.Used() > 0) {
     return fmt::format(
-        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(run.primitive->name),
-        run.request.method == Method::kAdaptive ? "more" : std::to_string(run.primitive->minimumPoints),
+        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(primitive.name),
+        run.request.method == Method::kAdaptive ? "more" : std::to_string(primitive.minimumPoints),
         given.empty() ? "" : ", ", given);
   }
   if (cloud.file.nonFinite == cloud.total) return text + ": none is finite";
@@ -96,11 +104,11 @@ std::string PointsLeft(const FitRun& run) {
 }
 
 /// What to try when the library found no acceptable shape; empty where there is nothing to say.
-std::string HintFor(std::string_view message, const FitRun& run) {
-  const int needed = run.primitive->minimumPoints;
+std::string HintFor(std::string_view message, const Primitive& primitive, const FitRun& run) {
+  const int needed = primitive.minimumPoints;
   if (message == "Points are not provided" || message == "Not enough points" ||
       run.cloud->Used() < static_cast<std::size_t>(needed))
-    return PointsLeft(run);
+    return PointsLeft(primitive, run);
   if (message.ends_with("poor fit quality")) {
     return fmt::format(
         "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or --tolerance, "
@@ -110,7 +118,7 @@ std::string HintFor(std::string_view message, const FitRun& run) {
   if (run.request.skipSearch && message.ends_with(" failed")) {
     return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
   }
-  if (run.primitive->picked && message.ends_with(" failed")) {
+  if (primitive.picked && message.ends_with(" failed")) {
     return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
            "--outliers, or cut other surfaces off with --near or --box";
   }
@@ -120,17 +128,17 @@ std::string HintFor(std::string_view message, const FitRun& run) {
   if (message.ends_with(" from chance")) {
     return fmt::format(
         "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
-        run.primitive->name);
+        primitive.name);
   }
   if (message.ends_with(" before it found a shape")) return "allow a longer --time-limit";
   return {};
 }
 
 /// Why nothing was found, and what to try.
-std::string FailureOf(std::string_view message, const FitRun& run) {
+std::string FailureOf(std::string_view message, const Primitive& primitive, const FitRun& run) {
   if (run.stopped)
-    return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(run.primitive->name));
-  const std::string hint = HintFor(message, run);
+    return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(primitive.name));
+  const std::string hint = HintFor(message, primitive, run);
   return fmt::format("{}{}{}", message, hint.empty() ? "" : "; ", hint);
 }
 
@@ -144,13 +152,13 @@ void RefuseOutOfRange(std::string_view message) {
       {"confidence", "--confidence"},
       {"mostDraws", "--most-draws"},
       {"timeLimit", "--time-limit"},
-      {"radius", kLimits[kRadiusRange].option},
-      {"minorRadius", kLimits[kMinorRadiusRange].option},
-      {"halfAngle", kLimits[kHalfAngleRange].option},
-      {"axisNear", kLimits[kAxisNear].option},
-      {"axisWithin", kLimits[kAxisNear].option},
-      {"near", kLimits[kPasses].option},
-      {"nearWithin", kLimits[kPasses].option},
+      {"radius", kLimits[report::kRadiusRange].option},
+      {"minorRadius", kLimits[report::kMinorRadiusRange].option},
+      {"halfAngle", kLimits[report::kHalfAngleRange].option},
+      {"axisNear", kLimits[report::kAxisNear].option},
+      {"axisWithin", kLimits[report::kAxisNear].option},
+      {"near", kLimits[report::kPasses].option},
+      {"nearWithin", kLimits[report::kPasses].option},
   };
   constexpr std::string_view kOption = "Option ";
   if (message.starts_with("Held parts ") || message.starts_with("A half-angle "))
@@ -166,29 +174,29 @@ void RefuseOutOfRange(std::string_view message) {
 
 /// @return why there is no acceptable fit; empty when there is one
 /// @throws UsageError for numbers that the library does not take
-std::string Fit(FitRun& run, bool draw) {
+std::string Fit(const Primitive& primitive, FitRun& run, bool draw) {
   Progress progress(draw);
   const auto start = Clock::now();
   const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   try {
     std::optional<StopOnInterrupt> stop;
-    if (!run.primitive->picked) stop.emplace();
+    if (!primitive.picked) stop.emplace();
     const ScopedSeed seed(run.seed);
-    const FitFunction fit = !run.request.section.empty()              ? run.primitive->fitThrough
-                            : run.request.method == Method::kAdaptive ? run.primitive->adaptive
-                                                                      : run.primitive->classic;
+    const FitFunction fit = !run.request.section.empty()              ? primitive.fitThrough
+                            : run.request.method == Method::kAdaptive ? primitive.adaptive
+                                                                      : primitive.classic;
     run.result =
-        fit(run.cloud->file.points, InLibraryUnits(run.request, *run.primitive, *run.input->unit), &progress);
+        fit(run.cloud->file.points, InLibraryUnits(run.request, run.parts, *run.input->unit), &progress);
   } catch (const FitError& error) {
     progress.Clear();
     RefuseOutOfRange(error.what());
     run.stopped = progress.Stopped();
     run.fittingSeconds = seconds();
-    return FailureOf(error.what(), run);
+    return FailureOf(error.what(), primitive, run);
   }
   run.stopped = progress.Stopped();
   run.fittingSeconds = seconds();
-  Convert(run.result.shape, run.primitive->parts, *run.input->unit, false);
+  Convert(run.result.shape, run.parts, *run.input->unit, false);
   for (double& coordinate : run.result.outline) coordinate /= run.input->unit->metres;
   RestoreHeld(run);
   return {};
@@ -201,10 +209,10 @@ int Report(const FitRun& run, const std::string& failure, const Options& options
            const std::vector<Verdict>& accepted) {
   if (!failure.empty()) {
     Complain(fmt::format("{}: {}", run.input->path, failure));
-    if (options.json) WriteOutput(JsonNothing(run, failure));
+    if (options.json) WriteOutput(report::JsonNothing(run, failure));
     return run.stopped ? kInterrupted : kNoFit;
   }
-  WriteOutput(options.json ? JsonReport(run) : TextReport(run));
+  WriteOutput(options.json ? report::JsonReport(run) : report::TextReport(run));
   if (run.stopped && !options.quiet) Complain("stopped by Ctrl-C: the result is the best found until then");
   if (run.stopped) return kInterrupted;
   const bool good = !run.result.insight || std::find(accepted.begin(), accepted.end(),
@@ -219,7 +227,7 @@ int RunFit(const Primitive& primitive, const Options& options) {
   FitRequest request = RequestOf(options, primitive, *input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const Cloud cloud = LoadCloud(input, input.unit->metres);
+  const io::Selection cloud = io::ReadSelection(input.path, input.region, input.unit->metres);
   if (cloud.Used() > INT_MAX) {
     throw UsageError(
         fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
@@ -228,7 +236,8 @@ int RunFit(const Primitive& primitive, const Options& options) {
   const bool adaptive = request.method == Method::kAdaptive;
   if (!adaptive) request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
   const bool all = adaptive || primitive.picked || request.sampleSize == static_cast<int>(cloud.Used());
-  FitRun run{.primitive = &primitive,
+  FitRun run{.primitive = primitive.name,
+             .parts = primitive.parts,
              .input = &input,
              .cloud = &cloud,
              .request = std::move(request),
@@ -237,14 +246,14 @@ int RunFit(const Primitive& primitive, const Options& options) {
              .seed = seed.value_or(ClockSeed()),
              .stopped = false,
              .fittingSeconds = 0};
-  const std::string failure = Fit(run, !options.quiet && ::isatty(STDERR_FILENO) == 1);
+  const std::string failure = Fit(primitive, run, !options.quiet && ::isatty(STDERR_FILENO) == 1);
   return Report(run, failure, options, accepted);
 }
 
 int RunInfo(const Options& options) {
   const Input input = InputOf(options);
-  const Cloud cloud = LoadCloud(input, 1.0);
-  WriteOutput(options.json ? JsonInfo(input, cloud) : TextInfo(input, cloud));
+  const io::Selection cloud = io::ReadSelection(input.path, input.region, 1.0);
+  WriteOutput(options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
   return kFitted;
 }
 
@@ -263,4 +272,4 @@ void Complain(std::string_view text) {
   std::fputs(line.c_str(), stderr);
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli

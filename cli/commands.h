@@ -7,7 +7,7 @@
 #include "cli/options.h"
 #include "cli/primitives.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 /// Reads, fits and reports.
 /// @return an ExitStatus
@@ -24,6 +24,6 @@ void WriteOutput(std::string_view text);
 /// Writes one line to standard error.
 void Complain(std::string_view text);
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli
 
 #endif  // PRIMFIT_CLI_COMMANDS_H_

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 enum ExitStatus : int {
   kFitted = 0,         // with a good verdict, or one that the user accepts
@@ -20,6 +20,6 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli
 
 #endif  // PRIMFIT_CLI_ERRORS_H_

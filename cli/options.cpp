@@ -13,7 +13,21 @@
 #include "io/words.h"
 #include "report/verdicts.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
+
+using report::DoubtfulVerdicts;
+using report::FitRequest;
+using report::Input;
+using report::kLimits;
+using report::kSectionParts;
+using report::kUnits;
+using report::kVerdicts;
+using report::Limit;
+using report::Method;
+using report::Part;
+using report::Quantity;
+using report::Unit;
+using report::VerdictName;
 
 namespace {
 
@@ -491,4 +505,4 @@ std::optional<std::uint64_t> SeedOf(const Options& options) {
       fmt::format("--seed \"{}\" is not a whole number from 0 to {}", *options.seed, UINT64_MAX));
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli

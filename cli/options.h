@@ -10,11 +10,13 @@
 #include <vector>
 
 #include "cli/primitives.h"
-#include "io/cloud.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_input_params.h"
+#include "report/limits.h"
+#include "report/run.h"
+#include "report/units.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 /// What the fixed pipeline takes unless told otherwise: but for the sample size the same for every shape.
 inline FitInputParams<FitConstraintsPlane> ClassicDefaults() { return FitInputParams<FitConstraintsPlane>(); }
@@ -39,7 +41,7 @@ struct Options {
   double confidence = FitOptionsBase().confidence;
   int mostDraws = FitOptionsBase().mostDraws;
   std::optional<double> timeLimit;
-  std::array<std::optional<std::string>, kLimits.size()> limits;
+  std::array<std::optional<std::string>, report::kLimits.size()> limits;
 
   bool classic = false;
   std::optional<double> scannerError;
@@ -64,11 +66,11 @@ void AddInputOptions(CLI::App& command, Options& options);
 void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options);
 
 /// @throws UsageError for numbers that make no sense
-Input InputOf(const Options& options);
+report::Input InputOf(const Options& options);
 /// In the units that the user sees; without the sample size, which may depend on the points.
 /// @throws UsageError for numbers that make no sense, for options that the method of the fit has not, and for
 ///         parts held in ways that no fit can have
-FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit);
+report::FitRequest RequestOf(const Options& options, const Primitive& primitive, const report::Unit& unit);
 /// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
 int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points);
 /// The verdicts beside a good one with which a fit succeeds.
@@ -78,6 +80,6 @@ std::vector<Verdict> AcceptedOf(const Options& options);
 /// @throws UsageError for what is no number of 64 bits
 std::optional<std::uint64_t> SeedOf(const Options& options);
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli
 
 #endif  // PRIMFIT_CLI_OPTIONS_H_

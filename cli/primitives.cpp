@@ -8,9 +8,15 @@
 
 #include "primfit/primfit.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 namespace {
+
+using report::FitRequest;
+using report::FitResult;
+using report::Part;
+using report::Quantity;
+using report::Role;
 
 void Append(std::vector<double>& numbers, const Eigen::Vector3d& v) {
   for (const double coordinate : v) numbers.push_back(coordinate);
@@ -43,17 +49,17 @@ FitOptionsBase AdaptiveOptions(const FitRequest& request, FitProgressUpdater* up
   options.confidence = request.confidence;
   options.mostDraws = request.mostDraws;
   options.timeLimit = request.timeLimit.value_or(options.timeLimit);
-  for (const auto& [range, index] : {std::pair{&options.radius, kRadiusRange},
-                                     {&options.minorRadius, kMinorRadiusRange},
-                                     {&options.halfAngle, kHalfAngleRange}}) {
+  for (const auto& [range, index] : {std::pair{&options.radius, report::kRadiusRange},
+                                     {&options.minorRadius, report::kMinorRadiusRange},
+                                     {&options.halfAngle, report::kHalfAngleRange}}) {
     const std::vector<double>& numbers = request.limits[index];
     if (!numbers.empty()) *range = {numbers[0], numbers[1]};
   }
-  if (const std::vector<double>& axis = request.limits[kAxisNear]; !axis.empty()) {
+  if (const std::vector<double>& axis = request.limits[report::kAxisNear]; !axis.empty()) {
     options.axisNear = Eigen::Vector3d(axis.data());
     options.axisWithin = axis[3];
   }
-  if (const std::vector<double>& place = request.limits[kPasses]; !place.empty()) {
+  if (const std::vector<double>& place = request.limits[report::kPasses]; !place.empty()) {
     options.near = Eigen::Vector3d(place.data());
     options.nearWithin = place[3];
   }
@@ -358,4 +364,4 @@ constexpr std::array<Primitive, 12> kPrimitives = {
 
 std::span<const Primitive> Primitives() { return kPrimitives; }
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli

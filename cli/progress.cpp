@@ -11,7 +11,7 @@
 
 #include "cli/errors.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 namespace {
 
@@ -71,4 +71,4 @@ void Progress::Clear() {
   drawn_ = false;
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli

@@ -6,7 +6,7 @@
 
 #include "primfit/fit/fit_progress_updater.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 /// From now on Ctrl-C (SIGINT) ends the program with its exit status and a text. Where the caller has SIGINT
 /// ignored (nohup), that stays so.
@@ -44,6 +44,6 @@ class Progress : public FitProgressUpdater {
   std::chrono::steady_clock::time_point next_;
 };
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli
 
 #endif  // PRIMFIT_CLI_PROGRESS_H_

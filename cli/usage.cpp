@@ -9,7 +9,7 @@
 
 #include "cli/errors.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 namespace {
 
@@ -106,4 +106,4 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error, std::span
   return (what.empty() ? error.what() : what) + help;
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli

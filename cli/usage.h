@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 /// An option with nothing after its "=" would take the next argument for its value.
 /// @throws UsageError that names it
@@ -16,6 +16,6 @@ void RefuseEmptyValues(std::span<char* const> arguments);
 /// @param arguments  those after the name of the program
 std::string Explain(const CLI::App& app, const CLI::ParseError& error, std::span<char* const> arguments);
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli
 
 #endif  // PRIMFIT_CLI_USAGE_H_

@@ -13,7 +13,7 @@
 #include "report/uncertainty.h"
 #include "report/verdicts.h"
 
-namespace primfit::tool {
+namespace primfit::report {
 
 namespace {
 
@@ -111,7 +111,7 @@ double ShareOf(std::size_t part, std::size_t whole) {
   return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
-std::string CountsText(const Input& input, const Cloud& cloud) {
+std::string CountsText(const Input& input, const io::Selection& cloud) {
   std::string text = fmt::format("  {:<16} {} ({})\n", "in the file", cloud.total, cloud.file.format);
   if (cloud.file.nonFinite > 0)
     text += fmt::format("  {:<16} {} (not finite, left out)\n", "no measurement", cloud.file.nonFinite);
@@ -153,7 +153,7 @@ Json RequestJson(const FitRun& run) {
   const FitRequest& r = run.request;
   Json fixed = Json::array();
   for (std::size_t i = 0; i < r.fixed.size(); ++i) {
-    if (r.fixed[i]) fixed.push_back(run.primitive->parts[i].name);
+    if (r.fixed[i]) fixed.push_back(run.parts[i].name);
   }
   Json json = {{"tolerance", OrNull(r.tolerance)}};
   if (r.method == Method::kAdaptive) {
@@ -174,7 +174,7 @@ Json RequestJson(const FitRun& run) {
                  {"refine_once", r.refineOnce},
                  {"any_quality", r.anyQuality}});
   }
-  json.update({{"start", PartsJson(run.primitive->parts, r.start)}, {"fixed", fixed}, {"seed", run.seed}});
+  json.update({{"start", PartsJson(run.parts, r.start)}, {"fixed", fixed}, {"seed", run.seed}});
   if (!r.pick.empty()) json.update(PartsJson(kPickParts, r.pick));
   if (!r.section.empty()) json["through"] = PartsJson(kSectionParts, r.section);
   return json;
@@ -197,14 +197,14 @@ Json QualityJson(const FitQuality& q, const Unit& unit) {
           {"histogram", HistogramJson(q.histogram, unit)}};
 }
 
-Json CountsJson(const Cloud& cloud) {
+Json CountsJson(const io::Selection& cloud) {
   return {{"total", cloud.total},
           {"not_finite", cloud.file.nonFinite},
           {"outside_region", cloud.outside},
           {"used", cloud.Used()}};
 }
 
-Json HeadJson(const char* command, const Input& input, const Cloud& cloud) {
+Json HeadJson(std::string_view command, const Input& input, const io::Selection& cloud) {
   return {{"command", command},
           {"file", input.path},
           {"format", cloud.file.format},
@@ -254,15 +254,13 @@ Json CovarianceJson(const FitCovariance& c, const Unit& unit) {
 /// The parts of the shape, each with how exactly it is known.
 std::string ShapeText(const FitRun& run) {
   std::string text;
-  ForEachPart(run.primitive->parts, run.result.shape.size(),
-              [&](const Part& part, std::size_t i, std::size_t offset) {
-                const bool held = run.request.fixed[i];
-                const std::optional<double> deviation = held ? std::nullopt : DeviationOf(run, part, offset);
-                text +=
-                    fmt::format("  {:<16} {}{}\n", part.name,
-                                PartText(part, run.result.shape.data() + offset, *run.input->unit, deviation),
-                                held ? " (held)" : "");
-              });
+  ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    const bool held = run.request.fixed[i];
+    const std::optional<double> deviation = held ? std::nullopt : DeviationOf(run, part, offset);
+    text += fmt::format("  {:<16} {}{}\n", part.name,
+                        PartText(part, run.result.shape.data() + offset, *run.input->unit, deviation),
+                        held ? " (held)" : "");
+  });
   return text + OutlineText(run.result.outline, *run.input->unit);
 }
 
@@ -314,7 +312,7 @@ struct Extent {
   Eigen::Vector3d high;
 };
 
-Extent ExtentOf(const Cloud& cloud) {
+Extent ExtentOf(const io::Selection& cloud) {
   Extent e{Eigen::Vector3d::Constant(HUGE_VAL), Eigen::Vector3d::Constant(-HUGE_VAL)};
   for (const Eigen::Vector3d& p : cloud.file.points) e = {e.low.cwiseMin(p), e.high.cwiseMax(p)};
   return e;
@@ -326,7 +324,7 @@ std::string TextReport(const FitRun& run) {
   const Unit& unit = *run.input->unit;
   const FitQuality& q = run.result.quality;
   const FitReport* report = run.result.insight ? &run.result.insight->report : nullptr;
-  std::string text = fmt::format("{} fitted to {}\n", run.primitive->name, run.input->path);
+  std::string text = fmt::format("{} fitted to {}\n", run.primitive, run.input->path);
   if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
   text += ShapeText(run);
   const auto inliers = static_cast<std::size_t>(q.GetInlierCount());
@@ -363,9 +361,9 @@ std::string TextReport(const FitRun& run) {
 }
 
 std::string JsonReport(const FitRun& run) {
-  Json json = HeadJson(run.primitive->name.data(), *run.input, *run.cloud);
+  Json json = HeadJson(run.primitive, *run.input, *run.cloud);
   json["status"] = run.stopped ? "stopped" : "fitted";
-  json["shape"] = PartsJson(run.primitive->parts, run.result.shape);
+  json["shape"] = PartsJson(run.parts, run.result.shape);
   if (!run.result.outline.empty()) {
     Json& outline = json["shape"]["outline"] = Json::array();
     for (std::size_t i = 0; i < run.result.outline.size(); i += 3)
@@ -383,7 +381,7 @@ std::string JsonReport(const FitRun& run) {
 }
 
 std::string JsonNothing(const FitRun& run, const std::string& reason) {
-  Json json = HeadJson(run.primitive->name.data(), *run.input, *run.cloud);
+  Json json = HeadJson(run.primitive, *run.input, *run.cloud);
   json["status"] = run.stopped ? "stopped" : "nothing";
   json["reason"] = reason;
   json["method"] = NameOf(run.request.method);
@@ -391,7 +389,7 @@ std::string JsonNothing(const FitRun& run, const std::string& reason) {
   return Dump(json);
 }
 
-std::string TextInfo(const Input& input, const Cloud& cloud) {
+std::string TextInfo(const Input& input, const io::Selection& cloud) {
   std::string text = fmt::format("{}\n", input.path);
   text += fmt::format("  {:<16} {} bytes\n", "size", cloud.file.bytes);
   text += fmt::format("  {:<16} {}", "values a point", cloud.file.fields.size());
@@ -413,7 +411,7 @@ std::string TextInfo(const Input& input, const Cloud& cloud) {
   return text + fmt::format("time\n  {:<16} {:.3f} s\n", "reading", cloud.seconds);
 }
 
-std::string JsonInfo(const Input& input, const Cloud& cloud) {
+std::string JsonInfo(const Input& input, const io::Selection& cloud) {
   Json json = HeadJson("info", input, cloud);
   json["bytes"] = cloud.file.bytes;
   json["fields"] = Json::array();
@@ -430,4 +428,4 @@ std::string JsonInfo(const Input& input, const Cloud& cloud) {
   return Dump(json);
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::report

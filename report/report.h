@@ -2,26 +2,12 @@
 #ifndef PRIMFIT_REPORT_REPORT_H_
 #define PRIMFIT_REPORT_REPORT_H_
 
-#include <cstdint>
 #include <string>
 
-#include "cli/primitives.h"
-#include "io/cloud.h"
+#include "io/selection.h"
+#include "report/run.h"
 
-namespace primfit::tool {
-
-/// A fit that has ended: everything that a report is made of.
-struct FitRun {
-  const Primitive* primitive;
-  const Input* input;
-  const Cloud* cloud;
-  FitRequest request;  ///< in the units that the user sees
-  FitResult result;    ///< the shape in these units; the quality as the library gave it, in metres
-  std::size_t judged;  ///< points among which the inliers were counted
-  std::uint64_t seed;
-  bool stopped;  ///< by Ctrl-C
-  double fittingSeconds;
-};
+namespace primfit::report {
 
 std::string TextReport(const FitRun& run);
 
@@ -32,9 +18,9 @@ std::string JsonReport(const FitRun& run);
 /// The same when nothing was found: all but the shape and what is known of it, and the reason.
 std::string JsonNothing(const FitRun& run, const std::string& reason);
 
-std::string TextInfo(const Input& input, const Cloud& cloud);
-std::string JsonInfo(const Input& input, const Cloud& cloud);
+std::string TextInfo(const Input& input, const io::Selection& cloud);
+std::string JsonInfo(const Input& input, const io::Selection& cloud);
 
-}  // namespace primfit::tool
+}  // namespace primfit::report
 
 #endif  // PRIMFIT_REPORT_REPORT_H_

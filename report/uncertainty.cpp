@@ -8,7 +8,7 @@
 #include <numbers>
 #include <string>
 
-namespace primfit::tool {
+namespace primfit::report {
 
 namespace {
 
@@ -44,11 +44,9 @@ double LeverOf(const FitRun& run, std::size_t offset) {
       run.input->unit->metres * Eigen::Vector3d(run.result.shape.data() + offset);
   const Eigen::Vector3d from = position - run.result.insight->covariance.position;
   if (from.norm() <= kRounding * position.norm()) return 0;
-  ForEachPart(run.primitive->parts, run.result.shape.size(),
-              [&](const Part& part, std::size_t, std::size_t at) {
-                if (ParameterOf(part) == "direction")
-                  lever = from.dot(Eigen::Vector3d(run.result.shape.data() + at));
-              });
+  ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t, std::size_t at) {
+    if (ParameterOf(part) == "direction") lever = from.dot(Eigen::Vector3d(run.result.shape.data() + at));
+  });
   return lever;
 }
 
@@ -92,4 +90,4 @@ std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size
   return deviation / FactorOf(isDirection ? Quantity::kAngle : part.quantity, *run.input->unit);
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::report

@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <optional>
 
-#include "report/report.h"
+#include "report/parts.h"
+#include "report/run.h"
+#include "report/units.h"
 
-namespace primfit::tool {
+namespace primfit::report {
 
 /// What the user's number of a parameter is multiplied with to give the library's.
 inline double FactorOf(const FitParameter& parameter, const Unit& unit) {
@@ -20,6 +22,6 @@ inline double FactorOf(const FitParameter& parameter, const Unit& unit) {
 /// @return infinity for what the points do not determine, nothing for what the covariance does not tell
 std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset);
 
-}  // namespace primfit::tool
+}  // namespace primfit::report
 
 #endif  // PRIMFIT_REPORT_UNCERTAINTY_H_

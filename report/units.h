@@ -5,7 +5,7 @@
 #include <array>
 #include <string_view>
 
-namespace primfit::tool {
+namespace primfit::report {
 
 struct Unit {
   std::string_view name;
@@ -16,6 +16,6 @@ struct Unit {
 inline constexpr std::array<Unit, 5> kUnits = {
     {{"m", 1.0, 6}, {"mm", 1e-3, 3}, {"cm", 1e-2, 4}, {"ft", 0.3048, 6}, {"in", 0.0254, 5}}};
 
-}  // namespace primfit::tool
+}  // namespace primfit::report
 
 #endif  // PRIMFIT_REPORT_UNITS_H_

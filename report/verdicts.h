@@ -9,7 +9,7 @@
 
 #include "primfit/fit.h"
 
-namespace primfit::tool {
+namespace primfit::report {
 
 struct VerdictName {
   Verdict verdict;
@@ -36,6 +36,6 @@ inline std::string DoubtfulVerdicts() {
   return keys;
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::report
 
 #endif  // PRIMFIT_REPORT_VERDICTS_H_

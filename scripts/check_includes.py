@@ -2,6 +2,7 @@
 """Holds the includes to the layers: calls go downward only, and public headers stand on public ground.
 
     api, robust -> ransac -> estimators, optimize -> shapes, outline, neighbours -> fit
+    tool -> cli -> report -> io, on public headers only, and io without those of fits
 
 usage: check_includes.py [ROOT]
 """
@@ -13,6 +14,7 @@ LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "neighbours": 1, "estimators": 2,
           "api": 4, "robust": 4}
 ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("robust", 4),
                 "fit_c.h": ("robust", 4), "flat.h": ("api", 4), "primfit.h": ("all", 5)}
+PROGRAM = {"io": 0, "report": 1, "cli": 2, "tool": 3}  # folders of the program, lowest first
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
 # Libraries for numerics are optional, and reached through two doors: matrix classes and the trust-region interface.
@@ -57,7 +59,17 @@ def fault_of_numerics(name, here):
     return None
 
 
+def fault_of_program(there, here):
+    if there in PROGRAM and PROGRAM[there] > PROGRAM[here.kind]:
+        return f"upward: {here.kind}/ does not see {there}/"
+    if there == "public" and here.kind == "io":
+        return "io/ knows no fit"
+    return None
+
+
 def fault_of_system(name, here):
+    if name.startswith("CLI/") and here.kind not in ("cli", "tool"):
+        return "command lines are parsed in cli/ only"
     if here.kind == "public" and not (STANDARD.match(name) or name.startswith("Eigen/")):
         return "a public header includes the standard library, Eigen and primfit/ only"
     return fault_of_numerics(name, here)
@@ -76,7 +88,7 @@ def fault_of_own(target, here):
             return f"upward: {here.folder} does not see {target.folder}"
     elif there == "private" and here.kind not in ("tests", "bench"):
         return f"{here.kind}/ uses public headers only"
-    return None
+    return fault_of_program(there, here) if here.kind in PROGRAM else None
 
 
 def faults(path, root):

@@ -17,7 +17,7 @@
 #include "io/read_error.h"
 #include "report/verdicts.h"
 
-namespace primfit::tool {
+namespace primfit::cli {
 
 namespace {
 
@@ -27,7 +27,7 @@ std::string Footer() {
          "found; 2 wrong usage, unreadable input, or output that could not be written; 3 fitted with another "
          "verdict\n"
          "(" +
-         DoubtfulVerdicts() +
+         report::DoubtfulVerdicts() +
          "); 130 stopped by Ctrl-C, after which the best fit so far, if there is one, has\n"
          "been printed. With --json the \"status\" is fitted, nothing (the \"reason\" says why) or stopped.\n"
          "In text, columns named x, y, z are used, else the first three; a comma is a decimal comma only "
@@ -77,15 +77,15 @@ int Run(int argc, char** argv) {
 
 }  // namespace
 
-}  // namespace primfit::tool
+}  // namespace primfit::cli
 
 int main(int argc, char** argv) {
-  using primfit::tool::Complain;
+  using primfit::cli::Complain;
   signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error like any other
-  signal(SIGBUS, primfit::tool::FileShrank);
-  primfit::tool::EndOnInterrupt();
+  signal(SIGBUS, primfit::cli::FileShrank);
+  primfit::cli::EndOnInterrupt();
   try {
-    return primfit::tool::Run(argc, argv);
+    return primfit::cli::Run(argc, argv);
   } catch (const std::system_error& error) {
     Complain(std::string("the result could not be written: ") + error.code().message());
   } catch (const std::bad_alloc&) {
@@ -93,5 +93,5 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     Complain(error.what());
   }
-  return primfit::tool::kTrouble;
+  return primfit::cli::kTrouble;
 }

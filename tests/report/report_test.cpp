@@ -7,7 +7,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-namespace primfit::tool {
+namespace primfit::report {
 
 namespace {
 
@@ -20,7 +20,6 @@ constexpr double kDegree = std::numbers::pi / 180;
 constexpr Part kParts[] = {{"origin", Quantity::kPosition, Role::kFixable},
                            {"radius", Quantity::kLength, Role::kFixable},
                            {"axis", Quantity::kDirection, Role::kFixable}};
-const Primitive kCylinder{"cylinder", "", kParts, 9, 9, nullptr};
 
 /// Standard deviations along and about x, and along the radius; along and about y there is 1 mm and 1 degree.
 struct Row {
@@ -65,11 +64,11 @@ TEST(Report, SaysInWordsWhatThePointsDoNotDetermine) {
        axis},
   };
   const Input input{"a.ply", kUnits.data(), {}};
-  const Cloud cloud;
+  const io::Selection cloud;
   for (const Row& row : rows) {
     FitRequest request;
     request.fixed.assign(3, false);
-    const FitRun run{&kCylinder, &input, &cloud, request, ResultOf(row), 0, 1, false, 0};
+    const FitRun run{"cylinder", kParts, &input, &cloud, request, ResultOf(row), 0, 1, false, 0};
     const std::string text = TextReport(run);
     for (const char* line : {row.originLine, row.radiusLine, row.axisLine})
       EXPECT_NE(text.find(line), std::string::npos) << text << " lacks " << line;
@@ -82,4 +81,4 @@ TEST(Report, SaysInWordsWhatThePointsDoNotDetermine) {
 
 }  // namespace
 
-}  // namespace primfit::tool
+}  // namespace primfit::report

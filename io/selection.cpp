@@ -1,10 +1,10 @@
-#include "io/cloud.h"
+#include "io/selection.h"
 
 #include <chrono>
 
 #include "io/read_points.h"
 
-namespace primfit::tool {
+namespace primfit::io {
 
 bool Region::InBall(const Eigen::Vector3d& p) const {
   return ball.empty() || (p - Eigen::Vector3d(ball.data())).norm() <= ball[3];
@@ -15,17 +15,17 @@ bool Region::InBox(const Eigen::Vector3d& p) const {
                          (p.array() <= Eigen::Array3d(box.data() + 3)).all());
 }
 
-Cloud LoadCloud(const Input& input, double scale) {
+Selection ReadSelection(const std::string& path, const Region& region, double scale) {
   const auto start = std::chrono::steady_clock::now();
-  Cloud cloud;
-  cloud.file = io::ReadPoints(input.path);
+  Selection cloud;
+  cloud.file = ReadPoints(path);
   std::vector<Eigen::Vector3d>& points = cloud.file.points;
   cloud.total = points.size();
   // In place: a second array would cost more than the reading of a binary file.
   std::size_t used = 0;
   for (const Eigen::Vector3d& p : points) {
     if (!p.allFinite()) continue;
-    const bool inBall = input.region.InBall(p), inBox = input.region.InBox(p);
+    const bool inBall = region.InBall(p), inBox = region.InBox(p);
     cloud.inBall += inBall ? 1 : 0;
     cloud.inBox += inBox ? 1 : 0;
     if (inBall && inBox) points[used++] = scale * p;
@@ -36,4 +36,4 @@ Cloud LoadCloud(const Input& input, double scale) {
   return cloud;
 }
 
-}  // namespace primfit::tool
+}  // namespace primfit::io

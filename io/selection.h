@@ -1,6 +1,6 @@
-// The points that a command works on.
-#ifndef PRIMFIT_IO_CLOUD_H_
-#define PRIMFIT_IO_CLOUD_H_
+// The points of a file that count.
+#ifndef PRIMFIT_IO_SELECTION_H_
+#define PRIMFIT_IO_SELECTION_H_
 
 #include <Eigen/Core>
 #include <cstddef>
@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "io/point_cloud.h"
-#include "report/units.h"
 
-namespace primfit::tool {
+namespace primfit::io {
 
 /// The part of space that counts, in the unit of the file. Both kinds given mean what lies in both.
 struct Region {
@@ -21,16 +20,9 @@ struct Region {
   bool InBox(const Eigen::Vector3d& p) const;   ///< true where there is none
 };
 
-/// What a command is told of its input.
-struct Input {
-  std::string path;
-  const Unit* unit = kUnits.data();
-  Region region;
-};
-
 /// A file's points that are finite and in the region, in the order of the file.
-struct Cloud {
-  io::PointCloud file;      ///< its points are the ones that count; nonFinite is that of the file
+struct Selection {
+  PointCloud file;          ///< its points are the ones that count; nonFinite is that of the file
   std::size_t total = 0;    ///< points of the file
   std::size_t outside = 0;  ///< finite points that are not in the region
   std::size_t inBall = 0;   ///< finite points in the region's ball alone
@@ -41,10 +33,11 @@ struct Cloud {
 };
 
 /// Reads and selects the points.
+/// @param path   "-" reads standard input
 /// @param scale  what the coordinates are multiplied with afterwards
-/// @throws io::ReadError
-Cloud LoadCloud(const Input& input, double scale);
+/// @throws ReadError
+Selection ReadSelection(const std::string& path, const Region& region, double scale);
 
-}  // namespace primfit::tool
+}  // namespace primfit::io
 
-#endif  // PRIMFIT_IO_CLOUD_H_
+#endif  // PRIMFIT_IO_SELECTION_H_
