@@ -1,17 +1,13 @@
 #include "cli/commands.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <climits>
-#include <cstdio>
 #include <optional>
 #include <span>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -174,13 +170,13 @@ void RefuseOutOfRange(std::string_view message) {
 
 /// @return why there is no acceptable fit; empty when there is one
 /// @throws UsageError for numbers that the library does not take
-std::string Fit(const Primitive& primitive, FitRun& run, bool draw) {
-  Progress progress(draw);
+std::string Fit(const Primitive& primitive, FitRun& run, const Host& host, bool draw) {
+  Progress progress(host, draw);
   const auto start = Clock::now();
   const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   try {
-    std::optional<StopOnInterrupt> stop;
-    if (!primitive.picked) stop.emplace();
+    std::optional<Stoppable> stoppable;
+    if (!primitive.picked) stoppable.emplace(host);
     const ScopedSeed seed(run.seed);
     const FitFunction fit = !run.request.section.empty()              ? primitive.fitThrough
                             : run.request.method == Method::kAdaptive ? primitive.adaptive
@@ -206,14 +202,15 @@ std::string Fit(const Primitive& primitive, FitRun& run, bool draw) {
 /// @param failure  why there is none, empty when there is one
 /// @return an ExitStatus
 int Report(const FitRun& run, const std::string& failure, const Options& options,
-           const std::vector<Verdict>& accepted) {
+           const std::vector<Verdict>& accepted, const Host& host) {
   if (!failure.empty()) {
-    Complain(fmt::format("{}: {}", run.input->path, failure));
-    if (options.json) WriteOutput(report::JsonNothing(run, failure));
+    Complain(host, fmt::format("{}: {}", run.input->path, failure));
+    if (options.json) WriteOutput(host, report::JsonNothing(run, failure));
     return run.stopped ? kInterrupted : kNoFit;
   }
-  WriteOutput(options.json ? report::JsonReport(run) : report::TextReport(run));
-  if (run.stopped && !options.quiet) Complain("stopped by Ctrl-C: the result is the best found until then");
+  WriteOutput(host, options.json ? report::JsonReport(run) : report::TextReport(run));
+  if (run.stopped && !options.quiet)
+    Complain(host, "stopped by Ctrl-C: the result is the best found until then");
   if (run.stopped) return kInterrupted;
   const bool good = !run.result.insight || std::find(accepted.begin(), accepted.end(),
                                                      run.result.insight->report.verdict) != accepted.end();
@@ -222,7 +219,7 @@ int Report(const FitRun& run, const std::string& failure, const Options& options
 
 }  // namespace
 
-int RunFit(const Primitive& primitive, const Options& options) {
+int RunFit(const Primitive& primitive, const Options& options, const Host& host) {
   const Input input = InputOf(options);
   FitRequest request = RequestOf(options, primitive, *input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
@@ -246,30 +243,15 @@ int RunFit(const Primitive& primitive, const Options& options) {
              .seed = seed.value_or(ClockSeed()),
              .stopped = false,
              .fittingSeconds = 0};
-  const std::string failure = Fit(primitive, run, !options.quiet && ::isatty(STDERR_FILENO) == 1);
-  return Report(run, failure, options, accepted);
+  const std::string failure = Fit(primitive, run, host, !options.quiet && host.errIsTerminal);
+  return Report(run, failure, options, accepted, host);
 }
 
-int RunInfo(const Options& options) {
+int RunInfo(const Options& options, const Host& host) {
   const Input input = InputOf(options);
   const io::Selection cloud = io::ReadSelection(input.path, input.region, 1.0);
-  WriteOutput(options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
+  WriteOutput(host, options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
   return kFitted;
-}
-
-void WriteOutput(std::string_view text) {
-  errno = 0;
-  const bool written =
-      std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-  if (!written) throw std::system_error(errno, std::generic_category());
-}
-
-void Complain(std::string_view text) {
-  std::string line = fmt::format("primfit: {}", text);
-  std::replace_if(
-      line.begin(), line.end(), [](unsigned char c) { return c < ' ' || c == 127; }, ' ');
-  line += '\n';
-  std::fputs(line.c_str(), stderr);
 }
 
 }  // namespace primfit::cli

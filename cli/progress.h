@@ -1,31 +1,30 @@
-// The progress bar, and Ctrl-C.
+// The progress bar, and the user's wish to stop.
 #ifndef PRIMFIT_CLI_PROGRESS_H_
 #define PRIMFIT_CLI_PROGRESS_H_
 
 #include <chrono>
 
+#include "cli/host.h"
 #include "primfit/fit/fit_progress_updater.h"
 
 namespace primfit::cli {
 
-/// From now on Ctrl-C (SIGINT) ends the program with its exit status and a text. Where the caller has SIGINT
-/// ignored (nohup), that stays so.
-void EndOnInterrupt();
-
-/// While one lives, the first Ctrl-C only asks the search to stop; a second one ends the program.
-class StopOnInterrupt {
+/// While one lives, the host is asked whether to stop.
+class Stoppable {
  public:
-  StopOnInterrupt();
-  StopOnInterrupt(const StopOnInterrupt&) = delete;
-  StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
-  ~StopOnInterrupt();
-  static bool Requested();
+  explicit Stoppable(const Host& host) : host_(host) { host_.setStoppable(true); }
+  Stoppable(const Stoppable&) = delete;
+  Stoppable& operator=(const Stoppable&) = delete;
+  ~Stoppable() { host_.setStoppable(false); }
+
+ private:
+  const Host& host_;
 };
 
-/// Follows a search: draws a bar on standard error, and stops the search when Ctrl-C has asked for it.
+/// Follows a search: draws a bar on the error stream, and stops the search when the host wants it.
 class Progress : public FitProgressUpdater {
  public:
-  explicit Progress(bool draw) : draw_(draw) {}
+  Progress(const Host& host, bool draw) : host_(host), draw_(draw) {}
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() override { Clear(); }
@@ -38,6 +37,7 @@ class Progress : public FitProgressUpdater {
   void Clear();
 
  private:
+  const Host& host_;
   bool draw_;
   bool drawn_ = false;
   bool stopped_ = false;

@@ -81,7 +81,7 @@ std::string Misplaced(const CLI::App& command) {
 
 }  // namespace
 
-void RefuseEmptyValues(std::span<char* const> arguments) {
+void RefuseEmptyValues(std::span<const std::string> arguments) {
   for (const std::string_view argument : arguments) {
     if (argument == "--") return;
     if (argument.starts_with("--") && argument.find('=') == argument.size() - 1)
@@ -89,12 +89,13 @@ void RefuseEmptyValues(std::span<char* const> arguments) {
   }
 }
 
-std::string Explain(const CLI::App& app, const CLI::ParseError& error, std::span<char* const> arguments) {
+std::string Explain(const CLI::App& app, const CLI::ParseError& error,
+                    std::span<const std::string> arguments) {
   const auto chosen = app.get_subcommands();
   const std::string help =
       fmt::format("; see primfit {}--help", chosen.empty() ? "" : chosen[0]->get_name() + " ");
   if (chosen.empty() && !arguments.empty()) {
-    const std::string first = arguments[0];
+    const std::string& first = arguments[0];
     return (IsOption(first) ? UnknownOption(app, first)
                             : fmt::format("\"{}\" is no command of this program{}", first,
                                           Suggestion(first, CommandsOf(app)))) +

@@ -68,7 +68,7 @@ def fault_of_program(there, here):
 
 
 def fault_of_system(name, here):
-    if name.startswith("CLI/") and here.kind not in ("cli", "tool"):
+    if name.startswith("CLI/") and here.kind != "cli":
         return "command lines are parsed in cli/ only"
     if here.kind == "public" and not (STANDARD.match(name) or name.startswith("Eigen/")):
         return "a public header includes the standard library, Eigen and primfit/ only"
