@@ -219,12 +219,12 @@ int Report(const FitRun& run, const std::string& failure, const Options& options
 
 }  // namespace
 
-int RunFit(const Primitive& primitive, const Options& options, const Host& host) {
+int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
   FitRequest request = RequestOf(options, primitive, *input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const io::Selection cloud = io::ReadSelection(input.path, input.region, input.unit->metres);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, input.unit->metres);
   if (cloud.Used() > INT_MAX) {
     throw UsageError(
         fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
@@ -247,9 +247,9 @@ int RunFit(const Primitive& primitive, const Options& options, const Host& host)
   return Report(run, failure, options, accepted, host);
 }
 
-int RunInfo(const Options& options, const Host& host) {
+int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
-  const io::Selection cloud = io::ReadSelection(input.path, input.region, 1.0);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, 1.0);
   WriteOutput(host, options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
   return kFitted;
 }

@@ -5,16 +5,17 @@
 #include "cli/host.h"
 #include "cli/options.h"
 #include "cli/primitives.h"
+#include "io/readers.h"
 
 namespace primfit::cli {
 
 /// Reads, fits and reports.
 /// @return an ExitStatus
 /// @throws UsageError, io::ReadError, std::system_error (output)
-int RunFit(const Primitive& primitive, const Options& options, const Host& host);
+int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers);
 
 /// Tells what a point file holds.
-int RunInfo(const Options& options, const Host& host);
+int RunInfo(const Options& options, const Host& host, const io::Readers& readers);
 
 }  // namespace primfit::cli
 

@@ -30,7 +30,7 @@ std::string Footer() {
          "semicolons. The viewpoint of PCD is not applied. Points that are not finite are left out.";
 }
 
-int Run(std::span<const std::string> arguments, const Host& host) {
+int Run(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
   CLI::App app("Fits analytic primitives to clouds of 3-D points and tells how good each fit is.", "primfit");
   Options options;
   const Primitive* primitive = nullptr;
@@ -39,12 +39,12 @@ int Run(std::span<const std::string> arguments, const Host& host) {
   app.footer(Footer());
   for (const Primitive& p : Primitives()) {
     CLI::App* command = app.add_subcommand(std::string(p.name), std::string(p.summary));
-    AddInputOptions(*command, options);
+    AddInputOptions(*command, readers, options);
     AddFitOptions(*command, p, options);
     command->footer(Footer());
     command->callback([&primitive, &p] { primitive = &p; });
   }
-  AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), options);
+  AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), readers, options);
 
   RefuseEmptyValues(arguments);
   try {
@@ -57,14 +57,14 @@ int Run(std::span<const std::string> arguments, const Host& host) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(Explain(app, error, arguments));
   }
-  return primitive != nullptr ? RunFit(*primitive, options, host) : RunInfo(options, host);
+  return primitive != nullptr ? RunFit(*primitive, options, host, readers) : RunInfo(options, host, readers);
 }
 
 }  // namespace
 
-int Main(std::span<const std::string> arguments, const Host& host) {
+int Main(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
   try {
-    return Run(arguments, host);
+    return Run(arguments, host, readers);
   } catch (const std::system_error& error) {
     Complain(host, std::string("the result could not be written: ") + error.code().message());
   } catch (const std::bad_alloc&) {

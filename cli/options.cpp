@@ -326,11 +326,11 @@ void AddSharedOptions(bool both, Options& options, const Add& option) {
 
 }  // namespace
 
-void AddInputOptions(CLI::App& command, Options& options) {
+void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options) {
   command.get_formatter()->column_width(30);
   command
       .add_option("FILE", options.path,
-                  Wrapped("Point file (PLY, PCD, or text: XYZ, ASC, TXT, CSV, PTS); - reads standard input"))
+                  Wrapped(fmt::format("Point file ({}); - reads standard input", readers.Names())))
       ->required()
       ->type_name("");
   const auto option = OptionsTo(command);

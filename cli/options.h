@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/primitives.h"
+#include "io/readers.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_input_params.h"
 #include "report/limits.h"
@@ -61,7 +62,7 @@ struct Options {
 };
 
 /// Options of every command that reads points.
-void AddInputOptions(CLI::App& command, Options& options);
+void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);
 /// Options of a fit.
 void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options);
 

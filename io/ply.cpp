@@ -308,6 +308,10 @@ bool LooksLikePly(std::string_view bytes) {
          (bytes.size() == 3 || std::string_view(" \t\r\n").find(bytes[3]) != std::string_view::npos);
 }
 
-PointCloud ReadPly(const Source& source) { return PlyReader(source).Read(); }
+PointCloud ReadPly(const Source& source) {
+  if (!LooksLikePly(source.bytes))
+    source.FailAtByte(0, "is no PLY file: it does not begin with the line \"ply\"; check what wrote it");
+  return PlyReader(source).Read();
+}
 
 }  // namespace primfit::io

@@ -15,10 +15,10 @@ bool Region::InBox(const Eigen::Vector3d& p) const {
                          (p.array() <= Eigen::Array3d(box.data() + 3)).all());
 }
 
-Selection ReadSelection(const std::string& path, const Region& region, double scale) {
+Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region, double scale) {
   const auto start = std::chrono::steady_clock::now();
   Selection cloud;
-  cloud.file = ReadPoints(path);
+  cloud.file = ReadPoints(readers, path);
   std::vector<Eigen::Vector3d>& points = cloud.file.points;
   cloud.total = points.size();
   // In place: a second array would cost more than the reading of a binary file.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "io/point_cloud.h"
+#include "io/readers.h"
 
 namespace primfit::io {
 
@@ -36,7 +37,7 @@ struct Selection {
 /// @param path   "-" reads standard input
 /// @param scale  what the coordinates are multiplied with afterwards
 /// @throws ReadError
-Selection ReadSelection(const std::string& path, const Region& region, double scale);
+Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region, double scale);
 
 }  // namespace primfit::io
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/errors.h"
+#include "io/readers.h"
 
 namespace {
 
@@ -60,5 +61,5 @@ int main(int argc, char** argv) {
                                 .errIsTerminal = ::isatty(STDERR_FILENO) == 1,
                                 .stopRequested = [] { return interrupted != 0; },
                                 .setStoppable = [](bool now) { stoppable = now ? 1 : 0; }};
-  return primfit::cli::Main(arguments, host);
+  return primfit::cli::Main(arguments, host, primfit::io::NativeReaders());
 }

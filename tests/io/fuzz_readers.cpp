@@ -10,8 +10,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   constexpr std::string_view kNames[] = {"a.ply", "a.pcd", "a.xyz", "a.pts"};
   const std::string_view bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  static const primfit::io::Readers readers = primfit::io::NativeReaders();
   try {
-    const primfit::io::PointCloud cloud = primfit::io::ParsePoints(kNames[data[0] % 4], bytes);
+    const primfit::io::PointCloud cloud = primfit::io::ParsePoints(readers, kNames[data[0] % 4], bytes);
     if (cloud.points.size() > size || cloud.nonFinite > cloud.points.size()) std::abort();
   } catch (const primfit::io::ReadError&) {
   }

@@ -15,10 +15,15 @@
 namespace {
 
 using namespace point_files;
-using primfit::io::ParsePoints;
 using primfit::io::PointCloud;
 using primfit::io::ReadError;
-using primfit::io::ReadPoints;
+
+PointCloud ParsePoints(std::string_view name, std::string_view bytes) {
+  return primfit::io::ParsePoints(primfit::io::NativeReaders(), name, bytes);
+}
+PointCloud ReadPoints(const std::string& path) {
+  return primfit::io::ReadPoints(primfit::io::NativeReaders(), path);
+}
 
 constexpr std::endian kLittle = std::endian::little;
 constexpr std::endian kBig = std::endian::big;
