@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "adaptive/model/model.h"
 #include "primfit/fit/scoped_seed.h"
-#include "robust/model.h"
 #include "scenes.h"
 
 namespace primfit::bench {
@@ -56,9 +56,9 @@ Cell Measure(const Primitive& primitive, int points, double outliers, double see
     } catch (const std::exception&) {  // nothing stands out
       continue;
     }
-    const auto truth = robust::ModelOf(*primitive.make(scene.truth, scene.pose));
-    if (const auto best = robust::Refine(truth, 0, robust::RefsOf(scene.inliers), 50)) {
-      robust::WithShape(*best, [&](const OutputShape& s) { limits.push_back(RootMeanSquare(s, exact)); });
+    const auto truth = adaptive::ModelOf(*primitive.make(scene.truth, scene.pose));
+    if (const auto best = adaptive::Refine(truth, 0, adaptive::RefsOf(scene.inliers), 50)) {
+      adaptive::WithShape(*best, [&](const OutputShape& s) { limits.push_back(RootMeanSquare(s, exact)); });
     }
   }
   cell.ratio = Median(errors) / Median(limits);

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Holds the includes to the layers: calls go downward only, and public headers stand on public ground.
 
-    api, robust -> ransac -> estimators, optimize -> shapes, outline, neighbours -> fit
+    doors -> api, adaptive -> ransac -> estimators, optimize -> shapes, outline -> fit
+    adaptive: find_shape -> evidence -> converge, search -> scene -> model
     tool -> cli -> report -> io, on public headers only, and io without those of fits
 
 usage: check_includes.py [ROOT]
@@ -10,10 +11,11 @@ import pathlib
 import re
 import sys
 
-LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "neighbours": 1, "estimators": 2, "optimize": 2, "ransac": 3,
-          "api": 4, "robust": 4}
-ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("robust", 4),
-                "fit_c.h": ("robust", 4), "flat.h": ("api", 4), "primfit.h": ("all", 5)}
+LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "estimators": 2, "optimize": 2, "ransac": 3, "adaptive/model": 4,
+          "adaptive/scene": 5, "adaptive/search": 6, "adaptive/converge": 6, "adaptive/evidence": 7, "adaptive": 8, "api": 8,
+          "doors": 9}
+ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4),
+                "fit_c.h": ("doors", 9), "flat.h": ("api", 8), "primfit.h": ("all", 10)}
 PROGRAM = {"io": 0, "report": 1, "cli": 2, "tool": 3}  # folders of the program, lowest first
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
@@ -27,7 +29,7 @@ class Place:
 
     def __init__(self, path, root):
         parts = path.relative_to(root).parts
-        self.kind, self.folder, self.level = parts[0], parts[0], 9
+        self.kind, self.folder, self.level = parts[0], parts[0], 10
         if parts[:2] == ("include", "primfit"):
             self.kind = "public"
             parts = parts[1:]
@@ -35,10 +37,11 @@ class Place:
             self.kind = "private"
         if self.kind in ("public", "private"):
             in_folder = len(parts) > 2
-            self.folder, self.level = ROOT_HEADERS.get(parts[-1], ("api", 9))
+            self.folder, self.level = ROOT_HEADERS.get(parts[-1], ("none", 10))
             if in_folder:
-                self.folder = parts[1]
-                self.level = LAYERS.get(self.folder, 9)
+                folder = "/".join(parts[1:-1])
+                self.folder = folder if folder in LAYERS else parts[1]
+                self.level = LAYERS.get(self.folder, 10)
 
 
 def find(name, path, root):
@@ -86,6 +89,8 @@ def fault_of_own(target, here):
             return "a public header cannot see src/"
         if target.level > here.level or (target.level == here.level and target.folder != here.folder):
             return f"upward: {here.folder} does not see {target.folder}"
+        if here.folder == "api" and target.kind == "private" and target.folder.startswith("adaptive"):
+            return "the fixed pipeline stands on its own"
     elif there == "private" and here.kind not in ("tests", "bench"):
         return f"{here.kind}/ uses public headers only"
     return fault_of_program(there, here) if here.kind in PROGRAM else None

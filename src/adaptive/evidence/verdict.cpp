@@ -1,0 +1,104 @@
+#include "adaptive/evidence/verdict.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <string>
+
+#include "optimize/covariance.h"
+
+namespace primfit::adaptive {
+
+namespace {
+
+constexpr double kWeakShare = 0.1;
+/// A size or direction is hardly known when it is not known to this share, respectively to these radians.
+constexpr double kHardly = 0.1;
+
+template <class... Values>
+std::string Text(const char* format, Values... values) {
+  char text[200];
+  std::snprintf(text, sizeof text, format, values...);
+  return text;
+}
+
+/// What is called the first of some parts.
+const char* NameOf(unsigned parts, Form form) {
+  if ((parts & kAxis) != 0) return "direction";
+  if ((parts & kMajor) != 0) return "major radius";
+  return form == Form::kCone ? "half-angle" : form == Form::kTorus ? "minor radius" : "radius";
+}
+
+/// The value of a size.
+double SizeOf(const char* name, const Model& m) {
+  return std::string(name) == "major radius" ? m.major : m.minor;
+}
+
+/// The largest standard deviation that says something. A covariance is that of small changes about the shape:
+/// of a quantity that is not known to its own size it tells nothing but that.
+double LargestKnown(const Freedom& f, const Converged& c) {
+  if (f.direction.isZero(0)) return SizeOf(f.name, c.model);
+  return f.angle ? std::numbers::pi / 2 : c.sums.extent;
+}
+
+}  // namespace
+
+FitCovariance CovarianceOf(const Converged& c, unsigned held) {
+  const Freedoms freedoms = FreedomsOf(c.model, held | c.atEnd);
+  FitCovariance covariance;
+  covariance.matrix = primfit::CovarianceOf(
+      c.sums, c.squared ? &*c.squared : nullptr, freedoms.count, static_cast<double>(c.inliers.size()),
+      c.noise * c.noise * InflationOf(c.model.IsCurve()) + c.rounding.common);
+  for (int i = 0; i < freedoms.count; ++i) {
+    const auto& f = freedoms.each[i];
+    // false for an infinite one too
+    if (!(std::sqrt(covariance.matrix(i, i)) <= LargestKnown(f, c))) MakeUnknown(i, covariance.matrix);
+    covariance.parameters.push_back({f.name, f.angle, f.direction, std::sqrt(covariance.matrix(i, i))});
+  }
+  return covariance;
+}
+
+namespace {
+
+/// Why a parameter is hardly determined, empty where it is.
+std::string WhyHardly(const FitParameter& p, const Model& m) {
+  const bool size = p.direction.isZero(0), place = !size && !p.isAngle;
+  const double known = p.standardDeviation / (size ? SizeOf(p.name, m) : 1);
+  if (std::isinf(known)) return Text("the points do not determine the %s", p.name);
+  if (place || known <= kHardly) return {};
+  if (!size)
+    return Text("the direction is known to no better than %.0f degrees", known * 180 / std::numbers::pi);
+  return Text("the %s is known to no better than %.0f %%: other shapes explain the points as well", p.name,
+              100 * known);
+}
+
+}  // namespace
+
+void Judge(const Converged& c, const FitCovariance& covariance, FitReport& report) {
+  const Model& m = c.model;
+  report.verdict = Verdict::kGood;
+  report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
+  if (c.rounding.coarse > 0)
+    report.reason += "; their coordinates are rounded more coarsely than the rest of the noise";
+  // Sizes come last and say most.
+  for (auto p = covariance.parameters.rbegin(); p != covariance.parameters.rend(); ++p) {
+    const std::string why = WhyHardly(*p, m);
+    if (why.empty()) continue;
+    report.verdict = Verdict::kAmbiguous;
+    report.reason = why;
+    return;
+  }
+  if (c.atEnd != 0) {
+    report.verdict = Verdict::kAtLimit;
+    report.reason = Text("the %s is at an end of its range: a shape beyond explains the points better",
+                         NameOf(c.atEnd, m.form));
+    return;
+  }
+  if (report.inlierShare < kWeakShare) {
+    report.verdict = Verdict::kWeak;
+    report.reason = Text("only %.1f %% of the points support the best shape", 100 * report.inlierShare);
+  }
+}
+
+}  // namespace primfit::adaptive

@@ -1,0 +1,131 @@
+// A shape as the adaptive fit sees it: one small record for every form, what can move in it, and its
+// distances and refinement over blocks of points.
+#ifndef PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_
+#define PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_
+
+#include <Eigen/Core>
+#include <optional>
+#include <span>
+
+#include "adaptive/model/budget.h"
+#include "optimize/normal_equations.h"
+#include "primfit/shapes/output_circle.h"
+#include "primfit/shapes/output_cone.h"
+#include "primfit/shapes/output_cylinder.h"
+#include "primfit/shapes/output_line.h"
+#include "primfit/shapes/output_plane.h"
+#include "primfit/shapes/output_sphere.h"
+#include "primfit/shapes/output_torus.h"
+
+namespace primfit::adaptive {
+
+enum class Form { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
+
+/// Parts of a shape that can be held, as bits.
+enum Part : unsigned { kCenter = 1, kAxis = 2, kMajor = 4, kMinor = 8 };
+
+/// An unbounded shape.
+struct Model {
+  Form form = Form::kPlane;
+  Eigen::Vector3d center = Eigen::Vector3d::Zero();  ///< of the axis, the line or the plane any point
+  Eigen::Vector3d axis = Eigen::Vector3d::UnitZ();   ///< a plane's normal; unit length
+  double major = 0;
+  double minor = 0;  ///< the radius, but a cone's half-angle and a torus's tube radius
+
+  bool IsCurve() const { return form == Form::kLine || form == Form::kArc; }
+};
+
+/// Calls visit with the shape as an object of its class.
+template <class Visit>
+decltype(auto) WithShape(const Model& m, const Visit& visit) {
+  switch (m.form) {
+    case Form::kLine:
+      return visit(OutputLine(m.center, m.axis));
+    case Form::kArc:
+      return visit(OutputCircle(m.center, m.minor, m.axis));
+    case Form::kSphere:
+      return visit(OutputSphere(m.center, m.minor));
+    case Form::kCylinder:
+      return visit(OutputCylinder(m.center, m.minor, m.axis));
+    case Form::kCone:
+      return visit(OutputCone(m.center, m.minor, m.axis));
+    case Form::kTorus:
+      return visit(OutputTorus(m.center, m.major, m.minor, m.axis));
+    case Form::kPlane:
+      break;
+  }
+  return visit(OutputPlane(m.center, m.axis));
+}
+
+/// The model of an object of one of the seven classes.
+Model ModelOf(const OutputShape& shape);
+
+/// Whether every number is finite, the axis of unit length, a half-angle below a quarter turn, and sizes
+/// positive (of a torus: the tube smaller than the ring).
+bool IsValid(const Model& model);
+
+/// Distances to the shape, never negative; of a cone only its one side counts.
+void Distances(const Model& model, const Eigen::Vector3d* points, int n, double* distances);
+
+/// One way in which a shape can change.
+struct Freedom {
+  const char* name;           ///< such as "radius"
+  bool angle;                 ///< whether it is in radians
+  Eigen::Vector3d direction;  ///< in which a position or direction moves; zero for a size
+  Motion motion;
+};
+
+struct Freedoms {
+  int count = 0;
+  Freedom each[kMostParameters];
+};
+
+/// The independent ways in which a shape can change while parts are held. The free position of an axis, a
+/// line or a plane moves at its centre.
+Freedoms FreedomsOf(const Model& model, unsigned held);
+
+/// Moves the centre of a line, a cylinder or a plane, which may lie anywhere in it, to where the points are.
+void CenterAt(const Eigen::Vector3d& mean, unsigned held, Model& model);
+
+/// @param roots  square roots of the points' weights; null where these are all 1
+inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* roots = nullptr) {
+  PointRefs refs;
+  refs.count = static_cast<int>(points.size());
+  refs.rows = points.data();
+  refs.roots = roots;
+  return refs;
+}
+
+/// Orthogonal distance regression: the shape with the least sum of squared distances in space, for curves
+/// too, each times the weight of its point. Levenberg-Marquardt from the model given.
+/// @return none where the points determine no shape, or the budget ended before the result
+std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations);
+std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
+                            Budget& budget);
+
+/// The normal equations of distance / sqrt(n) for the freedoms of a model; not complete where the budget
+/// ended.
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points);
+NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& points, Budget& budget);
+
+/// How far the next Gauss-Newton step would move the points' distances, root mean square, by the parameter
+/// that moves them most: zero at the optimum.
+/// @param n  number of parameters
+double NextStep(const NormalEquations& sums, int n);
+
+/// The optimum when few points are added to those whose optimum a model is and others are taken away: a
+/// Gauss-Newton step, whose error is of second order.
+/// @param sums       those of the `count` points before; after it those of the points now, but their gradient
+/// @param remaining  where not null: about how far the next step would move the distances. A step s over the
+///                   size L of the shape turns the gradients by s / L, so it leaves s / L (s + residuals) of
+///                   the gradient, which moves the worst determined mixture of parameters by that over the
+///                   smallest eigenvalue
+/// @return none where the step is not a short one, so that the points have to be looked at again, or leads
+/// out
+///         of the shapes
+std::optional<Model> Updated(const Model& at, unsigned held, int count, const PointRefs& added,
+                             const PointRefs& removed, NormalEquations& sums, double* remaining = nullptr);
+
+}  // namespace primfit::adaptive
+
+#endif  // PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_

@@ -1,0 +1,109 @@
+#include "adaptive/search/plausible.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <numbers>
+#include <optional>
+
+#include "fit/held_parts.h"
+#include "fit/messages.h"
+#include "fit/vector_math.h"
+#include "primfit/fit/scoped_seed.h"
+
+using Eigen::Vector3d;
+
+namespace primfit::adaptive {
+
+namespace {
+
+void Require(bool holds, const char* message) {
+  if (!holds) throw FitError(message);
+}
+
+}  // namespace
+
+void RequireInRange(const FitOptionsBase& o, std::size_t points) {
+  const auto positive = [](const std::optional<double>& v) { return !v || (*v > 0 && std::isfinite(*v)); };
+  const auto range = [](const SizeRange& r) { return r.low >= 0 && r.high >= r.low; };
+  const auto isWeight = [](double w) { return w >= 0 && std::isfinite(w); };
+  Require(o.version >= 1 && o.version <= kFitOptionsVersion, "Fit options are of an unknown version");
+  Require(positive(o.noise), "Option noise must be positive");
+  Require(positive(o.tolerance), "Option tolerance must be positive");
+  Require(!o.outlierShare || (*o.outlierShare >= 0 && *o.outlierShare < 1),
+          "Option outlierShare must be in [0, 1)");
+  Require(o.weights.empty() || o.weights.size() == points, "Option weights must hold one for each point");
+  Require(std::all_of(o.weights.begin(), o.weights.end(), isWeight),
+          "Option weights must hold finite numbers, zero or positive");
+  Require(o.confidence > 0 && o.confidence < 1, "Option confidence must be in (0, 1)");
+  Require(o.mostDraws > 0, "Option mostDraws must be positive");
+  Require(o.timeLimit > 0, "Option timeLimit must be positive");
+  Require(range(o.radius), "Option radius must be a range of lengths, zero or positive");
+  Require(range(o.minorRadius), "Option minorRadius must be a range of lengths, zero or positive");
+  constexpr double kQuarterTurn = std::numbers::pi / 2;
+  Require(
+      range(o.halfAngle) && o.halfAngle.low < kQuarterTurn &&
+          (o.halfAngle.high <= kQuarterTurn || std::isinf(o.halfAngle.high)),
+      "Option halfAngle must be a range of radians that begins at zero or more, below a quarter turn, and "
+      "ends at a quarter turn at the most");
+  Require(!o.axisNear || (!o.axisNear->isZero(0) && o.axisNear->allFinite()),
+          "Option axisNear must be a direction of any length but zero");
+  Require(o.axisWithin >= 0, "Option axisWithin must be zero or positive");
+  Require(!o.near || o.near->allFinite(), "Option near must be a finite point");
+  Require(o.nearWithin >= 0, "Option nearWithin must be zero or positive");
+}
+
+void RequireUsable(const Model& m, unsigned held) {
+  const auto usable = [&](unsigned part, bool good) { return (held & part) == 0 || good; };
+  Require(usable(kCenter, IsPlace(m.center)) && usable(kAxis, IsDirection(m.axis)) &&
+              usable(kMajor, IsSize(m.major)) && usable(kMinor, m.form == Form::kCone || IsSize(m.minor)),
+          messages::kHeldUnusable);
+  if (m.form != Form::kCone) return;
+  const bool told = (held & kMinor) != 0 || held == 0;
+  Require(usable(kMinor, m.minor > 0) && !(told && m.minor >= std::numbers::pi / 2),
+          messages::kHalfAngleUnusable);
+}
+
+std::uint64_t SeedOf(const FitOptionsBase& options) {
+  std::uint64_t seed = 0;
+  if (options.seed) return *options.seed;
+  if (!ScopedSeed::Next(seed))
+    seed = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  return seed;
+}
+
+unsigned Plausible::Clamp(Model& m) const {
+  unsigned atEnd = 0;
+  const auto into = [&](const SizeRange& range, unsigned part, double& value) {
+    const double inside = std::clamp(value, range.low, range.high);
+    if (inside == value || (held_ & part) != 0) return;
+    value = inside;
+    atEnd |= part;
+  };
+  const bool torus = form_ == Form::kTorus;
+  if (torus) into(options_.radius, kMajor, m.major);
+  if (torus) into(options_.minorRadius, kMinor, m.minor);
+  if (form_ == Form::kCone) into(options_.halfAngle, kMinor, m.minor);
+  if (form_ == Form::kArc || form_ == Form::kSphere || form_ == Form::kCylinder)
+    into(options_.radius, kMinor, m.minor);
+  if (options_.axisNear && (held_ & kAxis) == 0 && form_ != Form::kSphere) {
+    const Vector3d near = Normalised(*options_.axisNear);
+    const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
+    const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
+    if (std::atan2(side.norm(), wanted.dot(m.axis)) > options_.axisWithin) {
+      m.axis = std::cos(options_.axisWithin) * wanted + std::sin(options_.axisWithin) * side.normalized();
+      atEnd |= kAxis;
+    }
+  }
+  return atEnd;
+}
+
+bool Plausible::IsNear(const Model& m, double slack) const {
+  if (!options_.near) return true;
+  const Vector3d p = *options_.near - origin_;
+  double distance = 0;
+  Distances(m, &p, 1, &distance);
+  return distance <= options_.nearWithin + slack;
+}
+
+}  // namespace primfit::adaptive
