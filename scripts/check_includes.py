@@ -14,7 +14,7 @@ import sys
 LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "estimators": 2, "optimize": 2, "ransac": 3, "adaptive/model": 4,
           "adaptive/scene": 5, "adaptive/search": 6, "adaptive/converge": 6, "adaptive/evidence": 7, "adaptive": 8, "api": 8,
           "doors": 9}
-ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4),
+ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4), "error_codes.h": ("fit", -1),
                 "fit_c.h": ("doors", 9), "flat.h": ("api", 8), "primfit.h": ("all", 10)}
 PROGRAM = {"io": 0, "report": 1, "cli": 2, "tool": 3}  # folders of the program, lowest first
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)

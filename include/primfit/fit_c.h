@@ -28,6 +28,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "primfit/error_codes.h"
 #include "primfit/export.h"
 
 #ifdef __cplusplus
@@ -122,16 +123,16 @@ typedef struct primfit_result {
 } primfit_result;
 
 /* Fills in the options for nothing said.
- * version: PRIMFIT_OPTIONS_VERSION of the caller's header; what that version has is written. Returns 0, and 1
- * for a version that the library does not know. */
+ * version: PRIMFIT_OPTIONS_VERSION of the caller's header; what that version has is written. Returns 0, and a
+ * primfit_error for null and for a version that the library does not know. */
 PRIMFIT_API int primfit_default_options(primfit_options* options, int version);
 
 /* Finds the shape that stands out most from chance among n points, x y z one after the other, and refines it
  * until its inliers stay the same. Points that are not finite are left out.
  * shape: a primfit_shape. stride: doubles from point to point, at least 3. options: null for the default
- * ones. message: null, or PRIMFIT_MESSAGE_SIZE characters. Returns 0 with a result for primfit_free. 1 where
- * there is none: the message then says why, such as "Not enough points", "No shape stands out from chance" or
- * "Option noise must be positive", and the result stays as it was. */
+ * ones. message: null, or PRIMFIT_MESSAGE_SIZE characters. Returns 0 with a result for primfit_free; where
+ * there is none a primfit_error: the message then says why in words, such as "Not enough points", "No shape
+ * stands out from chance" or "Option noise must be positive", and the result stays as it was. */
 PRIMFIT_API int primfit_fit(int shape, size_t n, const double* points, size_t stride,
                             const primfit_options* options, primfit_result** result, char* message);
 

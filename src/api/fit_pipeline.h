@@ -68,9 +68,9 @@ concept Primitive = requires(const typename P::Constraints& constraints, const t
   typename P::Search;
   { P::kFixable } -> std::convertible_to<int>;
   { P::NeedsGiven(flag) } -> std::same_as<bool>;
-  { P::NotProvided() } -> std::convertible_to<const char*>;
-  { P::Failed() } -> std::convertible_to<const char*>;
-  { P::PoorQuality() } -> std::convertible_to<const char*>;
+  { P::NotProvided() } -> std::convertible_to<Failure>;
+  { P::Failed() } -> std::convertible_to<Failure>;
+  { P::PoorQuality() } -> std::convertible_to<Failure>;
   { P::GivenBy(constraints) } -> std::convertible_to<const typename P::Given*>;
   { P::StartShape(given, origin) } -> std::same_as<std::unique_ptr<const typename P::Shape>>;
   { P::MakeOptimizer(scannerError, flag, start, &given, origin) } -> std::same_as<typename P::Optimizer>;
@@ -127,7 +127,7 @@ bool SelectClose(const FitLimits& limits, bool all, Fitted<S>& fitted) {
 
 /// Measures the close points and judges the fit by their histogram.
 template <class S>
-void Judge(const FitLimits& limits, bool anyQuality, const char* poorQuality, Fitted<S>& fitted) {
+void Judge(const FitLimits& limits, bool anyQuality, const Failure& poorQuality, Fitted<S>& fitted) {
   fitted.quality = fitted.shape->CalculateQuality(limits.scannerError, static_cast<int>(fitted.close.size()),
                                                   fitted.close.data());
   if (!anyQuality && !fitted.quality.histogram.Successful(0.5, 0.8)) throw FitError(poorQuality);

@@ -230,7 +230,7 @@ struct TorusPrimitive : MessagesOf<names::kTorus>,
   using Search = RansacTorus;
   static constexpr int kFixable = 4;
 
-  static const char* NotProvided() { return messages::kTorusNotProvided; }
+  static constexpr Failure NotProvided() { return messages::kTorusNotProvided; }
   static bool SkipsSearch(bool fromGiven, bool /*optimizeOnce*/) { return fromGiven; }
   static const Given* GivenBy(const Constraints& c) { return c.GetTorus(); }
   static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
@@ -270,7 +270,7 @@ struct TorusThroughArcPrimitive : MessagesOf<names::kTorus> {
   using Search = RansacTorus;
   static constexpr int kFixable = 1;
 
-  static const char* NotProvided() { return messages::kConstraintMissing; }
+  static constexpr Failure NotProvided() { return messages::kConstraintMissing; }
   static bool NeedsGiven(bool /*skipEstimator*/) { return true; }
   static bool StartsFromGiven(bool /*skipEstimator*/) { return false; }
   static bool SkipsSearch(bool /*fromGiven*/, bool /*optimizeOnce*/) { return false; }

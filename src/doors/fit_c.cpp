@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "fit/messages.h"
 #include "fit/packed_records.h"
 #include "primfit/fit.h"
 
@@ -191,23 +192,24 @@ std::unique_ptr<OwnedResult> FitOf(int shape, const PointView& points, const pri
     case PRIMFIT_ELBOW:
       return FitOf<Elbow, PackedTorus>(points, o);
     default:
-      throw FitError("There is no such shape");
+      throw FitError(messages::kUnknownShape);
   }
 }
 
 /// Says why there is no result; an option by the name that it has in C: outlierShare is outlier_share.
-int Failed(const char* text, char* message) {
-  if (message == nullptr) return 1;
-  const bool option = std::strncmp(text, "Option ", 7) == 0;
+/// @return the code
+int Failed(const FitError& error, char* message) {
+  if (message == nullptr) return static_cast<int>(error.Code());
+  const bool option = IsOption(error.Code());
   char* const end = message + PRIMFIT_MESSAGE_SIZE - 2;
   char* to = message;
-  for (; *text != 0 && to < end; ++text) {
+  for (const char* text = error.what(); *text != 0 && to < end; ++text) {
     const bool inWord = option && std::isupper(static_cast<unsigned char>(*text)) != 0 && to != message;
     if (inWord) *to++ = '_';
     *to++ = inWord ? static_cast<char>(std::tolower(static_cast<unsigned char>(*text))) : *text;
   }
   *to = 0;
-  return 1;
+  return static_cast<int>(error.Code());
 }
 
 }  // namespace
@@ -215,7 +217,8 @@ int Failed(const char* text, char* message) {
 }  // namespace primfit
 
 int primfit_default_options(primfit_options* options, int version) {
-  if (options == nullptr || !primfit::IsKnown(version)) return 1;
+  if (options == nullptr) return PRIMFIT_ERROR_NO_RESULT;
+  if (!primfit::IsKnown(version)) return PRIMFIT_ERROR_OPTION_VERSION;
   const primfit_options defaults = primfit::DefaultsOf(version);
   std::memcpy(options, &defaults, primfit::kOptionSizes[version]);
   return 0;
@@ -224,16 +227,17 @@ int primfit_default_options(primfit_options* options, int version) {
 int primfit_fit(int shape, size_t n, const double* points, size_t stride, const primfit_options* options,
                 primfit_result** result, char* message) {
   try {
-    if (result == nullptr) return primfit::Failed("There is no place for the result", message);
+    if (result == nullptr) return primfit::Failed(primfit::messages::kNoResult, message);
     primfit_options o = primfit::DefaultsOf(PRIMFIT_OPTIONS_VERSION);
     if (options != nullptr) {
       if (!primfit::IsKnown(options->version))
-        return primfit::Failed("Options are of an unknown version", message);
+        return primfit::Failed(primfit::messages::kOptionsVersion, message);
       o = {};
       std::memcpy(&o, options, primfit::kOptionSizes[options->version]);
     }
-    if (stride < 3) return primfit::Failed("The stride must be at least 3", message);
-    if (o.fix != nullptr && o.start == nullptr) return primfit::Failed("Option fix needs start", message);
+    if (stride < 3) return primfit::Failed(primfit::messages::kStride, message);
+    if (o.fix != nullptr && o.start == nullptr)
+      return primfit::Failed(primfit::messages::kFixWithoutStart, message);
     auto found = primfit::FitOf(shape, primfit::PointView(points, n, stride), o);
     found->parameter_count = static_cast<int>(found->freedoms.size());
     found->parameters = found->freedoms.data();
@@ -245,12 +249,14 @@ int primfit_fit(int shape, size_t n, const double* points, size_t stride, const 
     found->outline = found->vertices.data();
     *result = found.release();
     return 0;
+  } catch (const primfit::FitError& error) {
+    return primfit::Failed(error, message);
   } catch (const std::bad_alloc&) {
-    return primfit::Failed("There is not enough memory", message);
-  } catch (const std::exception& e) {
-    return primfit::Failed(e.what(), message);
+    return primfit::Failed(primfit::messages::kOutOfMemory, message);
+  } catch (const std::exception& error) {
+    return primfit::Failed({primfit::FitErrorCode::kOther, error.what()}, message);
   } catch (...) {
-    return primfit::Failed("The host's function threw", message);
+    return primfit::Failed(primfit::messages::kHostThrew, message);
   }
 }
 

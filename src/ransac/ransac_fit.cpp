@@ -150,7 +150,7 @@ OutputShape* RansacFit::RefitBest(SearchState& state) {
   const primfit::Scratch<Vector3d> close(static_cast<std::size_t>(n_) + 1);
   state.best->SetDistSqrdThreshod(distanceTolerance_);
   const int count = primfit::SelectClose(*state.best, points_, n_, close.data());
-  if (count == 0) throw primfit::FitError(PoorQualityMessage());
+  if (count == 0) throw primfit::FitError(PoorQuality());
   OutputShape* refit = optimizer_ != nullptr ? optimizer_->Optimize(count, close.data(), state.best.get())
                                              : FitShape(count, nullptr, close.data());
   primfit::ReleaseSolverThreadBuffers();

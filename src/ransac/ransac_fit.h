@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "fit/messages.h"
 #include "optimize/tr_optimizer.h"
 #include "primfit/fit/fit_progress_updater.h"
 #include "primfit/shapes/output_shape.h"
@@ -70,7 +71,7 @@ class RansacFit {
  private:
   struct SearchState;
 
-  virtual const char* PoorQualityMessage() const = 0;
+  virtual primfit::Failure PoorQuality() const = 0;
   OutputShape* SolveWithAllPoints();
   void SolveWorker(SearchState& state);
   void DrawSample(SearchState& state, std::vector<int>& indices);

@@ -38,7 +38,7 @@ class SearchOf : public RansacFit {
   }
 
  private:
-  const char* PoorQualityMessage() const override { return MessagesOf<kName>::PoorQuality(); }
+  Failure PoorQuality() const override { return MessagesOf<kName>::PoorQuality(); }
 };
 
 }  // namespace primfit

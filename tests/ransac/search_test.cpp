@@ -66,7 +66,7 @@ class Scripted : public RansacFit {
   }
 
  private:
-  const char* PoorQualityMessage() const override { return "poor"; }
+  primfit::Failure PoorQuality() const override { return {primfit::FitErrorCode::kPoorQuality, "poor"}; }
   Maker maker_;
 };
 
@@ -198,7 +198,7 @@ TEST(Search, SwallowsExceptionsOfCandidatesOnly) {
   struct Throwing : TROptimizer {
     Throwing() : TROptimizer(0.006, false, nullptr) {}
     OutputShape* Optimize(int, const Vector3d*, const OutputShape*) const override {
-      throw primfit::FitError("from the refinement");
+      throw primfit::FitError(primfit::FitErrorCode::kOther, "from the refinement");
     }
   } throwing;
   Scripted refining(points, 3, 0.5, [](int, const int*, const Vector3d*) { return new Counted(3); });

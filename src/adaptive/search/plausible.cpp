@@ -17,8 +17,8 @@ namespace primfit::adaptive {
 
 namespace {
 
-void Require(bool holds, const char* message) {
-  if (!holds) throw FitError(message);
+void Require(bool holds, const Failure& failure) {
+  if (!holds) throw FitError(failure);
 }
 
 }  // namespace
@@ -27,30 +27,26 @@ void RequireInRange(const FitOptionsBase& o, std::size_t points) {
   const auto positive = [](const std::optional<double>& v) { return !v || (*v > 0 && std::isfinite(*v)); };
   const auto range = [](const SizeRange& r) { return r.low >= 0 && r.high >= r.low; };
   const auto isWeight = [](double w) { return w >= 0 && std::isfinite(w); };
-  Require(o.version >= 1 && o.version <= kFitOptionsVersion, "Fit options are of an unknown version");
-  Require(positive(o.noise), "Option noise must be positive");
-  Require(positive(o.tolerance), "Option tolerance must be positive");
-  Require(!o.outlierShare || (*o.outlierShare >= 0 && *o.outlierShare < 1),
-          "Option outlierShare must be in [0, 1)");
-  Require(o.weights.empty() || o.weights.size() == points, "Option weights must hold one for each point");
-  Require(std::all_of(o.weights.begin(), o.weights.end(), isWeight),
-          "Option weights must hold finite numbers, zero or positive");
-  Require(o.confidence > 0 && o.confidence < 1, "Option confidence must be in (0, 1)");
-  Require(o.mostDraws > 0, "Option mostDraws must be positive");
-  Require(o.timeLimit > 0, "Option timeLimit must be positive");
-  Require(range(o.radius), "Option radius must be a range of lengths, zero or positive");
-  Require(range(o.minorRadius), "Option minorRadius must be a range of lengths, zero or positive");
   constexpr double kQuarterTurn = std::numbers::pi / 2;
-  Require(
-      range(o.halfAngle) && o.halfAngle.low < kQuarterTurn &&
-          (o.halfAngle.high <= kQuarterTurn || std::isinf(o.halfAngle.high)),
-      "Option halfAngle must be a range of radians that begins at zero or more, below a quarter turn, and "
-      "ends at a quarter turn at the most");
-  Require(!o.axisNear || (!o.axisNear->isZero(0) && o.axisNear->allFinite()),
-          "Option axisNear must be a direction of any length but zero");
-  Require(o.axisWithin >= 0, "Option axisWithin must be zero or positive");
-  Require(!o.near || o.near->allFinite(), "Option near must be a finite point");
-  Require(o.nearWithin >= 0, "Option nearWithin must be zero or positive");
+  using namespace messages;
+  Require(o.version >= 1 && o.version <= kFitOptionsVersion, kOptionVersion);
+  Require(positive(o.noise), kOptionNoise);
+  Require(positive(o.tolerance), kOptionTolerance);
+  Require(!o.outlierShare || (*o.outlierShare >= 0 && *o.outlierShare < 1), kOptionOutlierShare);
+  Require(o.weights.empty() || o.weights.size() == points, kOptionWeightCount);
+  Require(std::all_of(o.weights.begin(), o.weights.end(), isWeight), kOptionWeights);
+  Require(o.confidence > 0 && o.confidence < 1, kOptionConfidence);
+  Require(o.mostDraws > 0, kOptionMostDraws);
+  Require(o.timeLimit > 0, kOptionTimeLimit);
+  Require(range(o.radius), kOptionRadius);
+  Require(range(o.minorRadius), kOptionMinorRadius);
+  Require(range(o.halfAngle) && o.halfAngle.low < kQuarterTurn &&
+              (o.halfAngle.high <= kQuarterTurn || std::isinf(o.halfAngle.high)),
+          kOptionHalfAngle);
+  Require(!o.axisNear || (!o.axisNear->isZero(0) && o.axisNear->allFinite()), kOptionAxisNear);
+  Require(o.axisWithin >= 0, kOptionAxisWithin);
+  Require(!o.near || o.near->allFinite(), kOptionNear);
+  Require(o.nearWithin >= 0, kOptionNearWithin);
 }
 
 void RequireUsable(const Model& m, unsigned held) {
