@@ -11,7 +11,7 @@ namespace primfit::cli {
 
 /// Reads, fits and reports.
 /// @return an ExitStatus
-/// @throws UsageError, io::ReadError, std::system_error (output)
+/// @throws UsageError, io::ReadError, std::runtime_error (output)
 int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers);
 
 /// Tells what a point file holds.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -13,7 +14,9 @@ void WriteOutput(const Host& host, std::string_view text) {
   errno = 0;
   host.out.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
   // A stream does not say why it failed; that of the process leaves what the system said.
-  if (!host.out) throw std::system_error(errno != 0 ? errno : EIO, std::generic_category());
+  if (!host.out)
+    throw std::runtime_error("the result could not be written: " +
+                             std::generic_category().message(errno != 0 ? errno : EIO));
 }
 
 void Complain(const Host& host, std::string_view text) {

@@ -22,7 +22,7 @@ struct Host {
 };
 
 /// Writes text to the output, to the last byte.
-/// @throws std::system_error when it does not take it
+/// @throws std::runtime_error that says so when it does not take it
 void WriteOutput(const Host& host, std::string_view text);
 
 /// Writes one line to the error stream.

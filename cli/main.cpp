@@ -1,9 +1,9 @@
 #include "cli/main.h"
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <new>
 #include <sstream>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -48,7 +48,8 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
 
   RefuseEmptyValues(arguments);
   try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // as CLI11 wants them
+    // The parser takes arguments from the end of the list.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::Success& help) {
     std::ostringstream text;
     app.exit(help, text, text);
@@ -65,8 +66,6 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
 int Main(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
   try {
     return Run(arguments, host, readers);
-  } catch (const std::system_error& error) {
-    Complain(host, std::string("the result could not be written: ") + error.code().message());
   } catch (const std::bad_alloc&) {
     Complain(host, "not enough memory for these points; choose some with another program first");
   } catch (const std::exception& error) {
