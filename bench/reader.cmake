@@ -1,5 +1,5 @@
 find_package(benchmark REQUIRED)
 find_package(liblzf REQUIRED)
 add_executable(reader_bench reader_bench.cpp)
-target_include_directories(reader_bench PRIVATE "${PROJECT_SOURCE_DIR}/tests/tool")
+target_include_directories(reader_bench PRIVATE "${PROJECT_SOURCE_DIR}/tests")
 target_link_libraries(reader_bench PRIVATE primfit_options primfit_io liblzf::liblzf benchmark::benchmark)

@@ -14,7 +14,7 @@
 
 #include "io/read_points.h"
 #include "io/scalar.h"
-#include "point_files.h"
+#include "support/point_files.h"
 
 namespace {
 
@@ -87,6 +87,10 @@ void Measure(benchmark::State& state, const std::string& path, Work work) {
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kPoints));
 }
 
+primfit::io::PointCloud ReadPoints(const std::string& path) {
+  return primfit::io::ReadPoints(primfit::io::NativeReaders(), path);
+}
+
 /// Text holds the shortest decimals of 32-bit numbers, which are not those numbers in 64 bits.
 bool SameIn32Bits(const Points& got, const Points& expected) {
   return std::equal(
@@ -97,9 +101,9 @@ bool SameIn32Bits(const Points& got, const Points& expected) {
 void Register(const File& file, const Points& expected) {
   const std::string& path = file.path;
   benchmark::RegisterBenchmark((file.name + "/points").c_str(), [path, &expected](benchmark::State& state) {
-    if (!SameIn32Bits(primfit::io::ReadPoints(path).points, expected))
+    if (!SameIn32Bits(ReadPoints(path).points, expected))
       state.SkipWithError("the points differ from those written");
-    Measure(state, path, [&] { benchmark::DoNotOptimize(primfit::io::ReadPoints(path).points.data()); });
+    Measure(state, path, [&] { benchmark::DoNotOptimize(ReadPoints(path).points.data()); });
   })->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark((file.name + "/bytes").c_str(), [path](benchmark::State& state) {
     Measure(state, path, [&] { benchmark::DoNotOptimize(ReadBytes(path)); });

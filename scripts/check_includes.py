@@ -3,6 +3,7 @@
 
     doors -> api, adaptive -> ransac -> estimators, optimize -> shapes, outline -> fit
     adaptive: find_shape -> evidence -> converge, search -> scene -> model
+    tool -> cli -> report -> io, on public headers only, and io without those of fits
 
 usage: check_includes.py [ROOT]
 """
@@ -15,6 +16,7 @@ LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "estimators": 2, "optimize": 2, "
           "doors": 9}
 ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4), "error_codes.h": ("fit", -1),
                 "fit_c.h": ("doors", 9), "flat.h": ("api", 8), "primfit.h": ("all", 10)}
+PROGRAM = {"io": 0, "report": 1, "cli": 2, "tool": 3}  # folders of the program, lowest first
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
 # Libraries for numerics are optional, and reached through two doors: matrix classes and the trust-region interface.
@@ -45,9 +47,9 @@ class Place:
 def find(name, path, root):
     """The file of the project that an include of `name` in `path` means, or None."""
     top = path.relative_to(root).parts[0]
-    bases = [root / "include", root / "src", path.parent, root / top]
+    bases = [root / "include", root / "src", path.parent, root / top, root]
     if top in ("tests", "bench"):
-        bases += [root / "tool", root / "tests", root / "tests/tool"]
+        bases += [root / "tests"]
     for base in bases:
         if (base / name).is_file():
             return (base / name).resolve()
@@ -60,7 +62,17 @@ def fault_of_numerics(name, here):
     return None
 
 
+def fault_of_program(there, here):
+    if there in PROGRAM and PROGRAM[there] > PROGRAM[here.kind]:
+        return f"upward: {here.kind}/ does not see {there}/"
+    if there == "public" and here.kind == "io":
+        return "io/ knows no fit"
+    return None
+
+
 def fault_of_system(name, here):
+    if name.startswith("CLI/") and here.kind != "cli":
+        return "command lines are parsed in cli/ only"
     if here.kind == "public" and not (STANDARD.match(name) or name.startswith("Eigen/")):
         return "a public header includes the standard library, Eigen and primfit/ only"
     return fault_of_numerics(name, here)
@@ -81,7 +93,7 @@ def fault_of_own(target, here):
             return "the fixed pipeline stands on its own"
     elif there == "private" and here.kind not in ("tests", "bench"):
         return f"{here.kind}/ uses public headers only"
-    return None
+    return fault_of_program(there, here) if here.kind in PROGRAM else None
 
 
 def faults(path, root):
@@ -101,7 +113,7 @@ def faults(path, root):
 
 def main():
     root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent).resolve()
-    files = [p for folder in ("include", "src", "tool", "tests", "bench", "examples", "python")
+    files = [p for folder in ("include", "src", "io", "report", "cli", "tool", "tests", "bench", "examples", "python")
              for p in sorted((root / folder).rglob("*")) if p.suffix in (".h", ".cpp", ".c")]
     found = [fault for path in files for fault in faults(path, root)]
     print("\n".join(found + [f"check_includes: {len(files)} files, {len(found)} faults"]))

@@ -46,7 +46,7 @@ build clang release "${clang[@]}" "${parts[@]}"
 run_tests clang
 
 step "clang-tidy"
-run-clang-tidy -quiet -p "$builds/clang" "^$root/(src|tool)/" >"$builds/tidy.log" 2>&1 || { cat "$builds/tidy.log"; exit 1; }
+run-clang-tidy -quiet -p "$builds/clang" "^$root/(src|io|report|cli|tool)/" >"$builds/tidy.log" 2>&1 || { cat "$builds/tidy.log"; exit 1; }
 
 step "thread sanitizer, clang"
 build tsan tsan "${clang[@]}" "${parts[@]}"
@@ -55,7 +55,7 @@ run_tests tsan
 step "fuzzing the readers, 30 seconds"
 build fuzz debug "${clang[@]}" -DPRIMFIT_BUILD_FUZZERS=ON
 mkdir -p "$builds/corpus"
-"$builds/fuzz/tests/tool/fuzz_readers" -max_total_time=30 -print_final_stats=0 "$builds/corpus" 2>"$builds/fuzz.log" ||
+"$builds/fuzz/tests/io/fuzz_readers" -max_total_time=30 -print_final_stats=0 "$builds/corpus" 2>"$builds/fuzz.log" ||
   { cat "$builds/fuzz.log"; exit 1; }
 
 step "benchmarks run"

@@ -7,6 +7,6 @@ formatter=$(command -v clang-format-14 || command -v clang-format) || { echo "fo
 "$formatter" --version | grep -q 'version 14\.' || { echo "format: clang-format 14 is needed" >&2; exit 1; }
 mode=(-i)
 [ "${1:-}" != --check ] || mode=(--dry-run -Werror)
-for folder in include src tool python bench tests examples; do
+for folder in include src io report cli tool python bench tests examples; do
   [ ! -d $folder ] || find $folder -name '*.h' -o -name '*.cpp' -o -name '*.c'
 done | tr '\n' '\0' | xargs -0 "$formatter" --style=file "${mode[@]}"

@@ -6,7 +6,7 @@ usage: test_share.py [ROOT]
 import pathlib
 import sys
 
-FOLDERS = ("include", "src", "tool", "python", "examples", "bench", "tests", "scripts", "cmake")
+FOLDERS = ("include", "src", "io", "report", "cli", "tool", "python", "examples", "bench", "tests", "scripts", "cmake")
 HASH = {".py", ".sh", ".pl", ".cmake", ".txt"}
 SLASH = {".h", ".cpp", ".c"}
 DATA = {"examples/data"}

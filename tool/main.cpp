@@ -1,97 +1,65 @@
-// The primfit program: one sub-command a primitive, and info.
+// The program primfit: the streams and signals of its process, and all else in cli/.
+#include "cli/main.h"
+
 #include <signal.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <new>
-#include <span>
-#include <sstream>
+#include <iostream>
 #include <string>
-#include <system_error>
+#include <vector>
 
-#include "commands.h"
-#include "errors.h"
-#include "io/read_error.h"
-#include "progress.h"
-#include "usage.h"
-#include "verdicts.h"
-
-namespace primfit::tool {
+#include "cli/errors.h"
+#include "io/readers.h"
 
 namespace {
 
-std::string Footer() {
-  return "Exit status: 0 fitted, with the verdict good or one that --accept takes, or with --classic; 1 "
-         "nothing\n"
-         "found; 2 wrong usage, unreadable input, or output that could not be written; 3 fitted with another "
-         "verdict\n"
-         "(" +
-         DoubtfulVerdicts() +
-         "); 130 stopped by Ctrl-C, after which the best fit so far, if there is one, has\n"
-         "been printed. With --json the \"status\" is fitted, nothing (the \"reason\" says why) or stopped.\n"
-         "In text, columns named x, y, z are used, else the first three; a comma is a decimal comma only "
-         "between\n"
-         "semicolons. The viewpoint of PCD is not applied. Points that are not finite are left out.";
-}
+volatile sig_atomic_t stoppable = 0;
+volatile sig_atomic_t interrupted = 0;
 
-// A mapped file that another program cuts short raises SIGBUS; only functions safe in a handler may follow.
-void FileShrank(int) {
-  constexpr char kText[] =
-      "primfit: the input became shorter while it was read; try again when it is complete\n";
-  const ssize_t ignored = ::write(STDERR_FILENO, kText, sizeof kText - 1);
+// Called from handlers of signals, so only functions that are safe in one may follow.
+template <std::size_t size>
+[[noreturn]] void End(const char (&text)[size], int status) {
+  const ssize_t ignored = ::write(STDERR_FILENO, text, size - 1);
   static_cast<void>(ignored);
-  ::_exit(kTrouble);
+  ::_exit(status);
 }
 
-int Run(int argc, char** argv) {
-  CLI::App app("Fits analytic primitives to clouds of 3-D points and tells how good each fit is.", "primfit");
-  Options options;
-  const Primitive* primitive = nullptr;
-  app.require_subcommand(1);
-  app.set_version_flag("--version", "primfit " PRIMFIT_VERSION);
-  app.footer(Footer());
-  for (const Primitive& p : Primitives()) {
-    CLI::App* command = app.add_subcommand(std::string(p.name), std::string(p.summary));
-    AddInputOptions(*command, options);
-    AddFitOptions(*command, p, options);
-    command->footer(Footer());
-    command->callback([&primitive, &p] { primitive = &p; });
-  }
-  AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), options);
+// The first Ctrl-C during a search only asks it to stop; any other ends the program.
+void Interrupt(int) {
+  if (stoppable != 0 && interrupted == 0)
+    interrupted = 1;
+  else
+    End("primfit: stopped by Ctrl-C before there was a result\n", primfit::cli::kInterrupted);
+}
 
-  const std::span<char* const> arguments(argv + 1, argv + std::max(argc, 1));
-  RefuseEmptyValues(arguments);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& help) {
-    std::ostringstream text;
-    app.exit(help, text, text);
-    WriteOutput(text.str().ends_with('\n') ? text.str() : text.str() + '\n');
-    return kFitted;
-  } catch (const CLI::ParseError& error) {
-    throw UsageError(Explain(app, error, arguments));
-  }
-  return primitive != nullptr ? RunFit(*primitive, options) : RunInfo(options);
+// A mapped file that another program cuts short raises SIGBUS.
+void FileShrank(int) {
+  End("primfit: the input became shorter while it was read; try again when it is complete\n",
+      primfit::cli::kTrouble);
+}
+
+void HandleSignals() {
+  signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error like any other
+  signal(SIGBUS, FileShrank);
+  struct sigaction before {};
+  struct sigaction action {};
+  action.sa_handler = Interrupt;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, nullptr, &before);
+  if (before.sa_handler != SIG_IGN) sigaction(SIGINT, &action, nullptr);  // ignored under nohup
 }
 
 }  // namespace
 
-}  // namespace primfit::tool
-
 int main(int argc, char** argv) {
-  using primfit::tool::Complain;
-  signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error like any other
-  signal(SIGBUS, primfit::tool::FileShrank);
-  primfit::tool::EndOnInterrupt();
-  try {
-    return primfit::tool::Run(argc, argv);
-  } catch (const std::system_error& error) {
-    Complain(std::string("the result could not be written: ") + error.code().message());
-  } catch (const std::bad_alloc&) {
-    Complain("not enough memory for these points; choose some with another program first");
-  } catch (const std::exception& error) {
-    Complain(error.what());
-  }
-  return primfit::tool::kTrouble;
+  HandleSignals();
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  const primfit::cli::Host host{.out = std::cout,
+                                .err = std::cerr,
+                                .errIsTerminal = ::isatty(STDERR_FILENO) == 1,
+                                .stopRequested = [] { return interrupted != 0; },
+                                .setStoppable = [](bool now) { stoppable = now ? 1 : 0; }};
+  return primfit::cli::Main(arguments, host, primfit::io::NativeReaders());
 }

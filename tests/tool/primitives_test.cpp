@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "point_files.h"
 #include "run_program.h"
-#include "scratch_folder.h"
+#include "support/point_files.h"
 #include "support/scenes.h"
+#include "support/scratch_folder.h"
 
 namespace {
 

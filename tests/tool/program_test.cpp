@@ -8,12 +8,12 @@
 #include <nlohmann/json.hpp>
 #include <numbers>
 
-#include "point_files.h"
 #include "primfit/fit.h"
 #include "primfit/fit/fit_input_params.h"
 #include "run_program.h"
-#include "scratch_folder.h"
+#include "support/point_files.h"
 #include "support/scenes.h"
+#include "support/scratch_folder.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "run_program.h"
-#include "scratch_folder.h"
+#include "support/scratch_folder.h"
 
 namespace {
 

@@ -1,0 +1,257 @@
+#include "cli/commands.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/errors.h"
+#include "cli/progress.h"
+#include "io/selection.h"
+#include "io/words.h"
+#include "primfit/fit/fit_error.h"
+#include "primfit/fit/scoped_seed.h"
+#include "report/report.h"
+
+namespace primfit::cli {
+
+namespace {
+
+using report::FitRequest;
+using report::FitRun;
+using report::Input;
+using report::kLimits;
+using report::Method;
+using report::Part;
+using report::Quantity;
+using report::Unit;
+
+using Clock = std::chrono::steady_clock;
+
+// The fixed pipeline takes a random subset of so many points unless a sample is to hold all of them.
+constexpr std::size_t kMostJudged = 100000;
+
+/// Some number of the clock's, short enough to be typed again.
+std::uint64_t ClockSeed() {
+  const auto ticks = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+  return (ticks ^ (ticks >> 32)) & 0xffffffffU;
+}
+
+/// Multiplies the numbers of parts with the library's units, or divides them.
+void Convert(std::vector<double>& numbers, std::span<const Part> parts, const Unit& unit, bool toLibrary) {
+  ForEachPart(parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+    const double factor = FactorOf(part.quantity, unit);
+    for (std::size_t k = offset; k < offset + SizeOf(part.quantity); ++k) {
+      numbers[k] = toLibrary ? numbers[k] * factor : numbers[k] / factor;
+    }
+  });
+}
+
+FitRequest InLibraryUnits(FitRequest request, std::span<const Part> parts, const Unit& unit) {
+  if (request.tolerance) *request.tolerance *= unit.metres;
+  if (request.noise) *request.noise *= unit.metres;
+  request.scannerError *= unit.metres;
+  Convert(request.start, parts, unit, true);
+  for (std::size_t i = 0; i < kLimits.size(); ++i) Convert(request.limits[i], kLimits[i].parts, unit, true);
+  Convert(request.pick, report::kPickParts, unit, true);
+  Convert(request.section, report::kSectionParts, unit, true);
+  return request;
+}
+
+/// Held numbers are the user's own, not what two conversions make of them. (A direction became a unit
+/// vector.)
+void RestoreHeld(FitRun& run) {
+  ForEachPart(run.parts, run.request.start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    if (!run.request.fixed[i] || part.role == report::Role::kPlace || part.quantity == Quantity::kDirection)
+      return;
+    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
+                run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
+  });
+}
+
+/// Which points are left when there are too few of them, and what left the others out.
+std::string PointsLeft(const Primitive& primitive, const FitRun& run) {
+  const io::Selection& cloud = *run.cloud;
+  const io::Region& region = run.input->region;
+  if (cloud.total == 0) return "the file holds no point";
+  std::string text = fmt::format("{} of {} {} left", cloud.Used(), io::Counted(cloud.total, "point"),
+                                 cloud.total == 1 ? "is" : "are");
+  const bool ball = !region.ball.empty(), box = !region.box.empty();
+  const std::string given =
+      fmt::format("{}{}{}", ball ? "--near" : "", ball && box ? " and " : "", box ? "--box" : "");
+  if (cloud.Used() > 0) {
+    return fmt::format(
+        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(primitive.name),
+        run.request.method == Method::kAdaptive ? "more" : std::to_string(primitive.minimumPoints),
+        given.empty() ? "" : ", ", given);
+  }
+  if (cloud.file.nonFinite == cloud.total) return text + ": none is finite";
+  const bool alone = cloud.inBall == 0 || cloud.inBox == 0;  // one of the two is to blame
+  return fmt::format("{}: none that is finite lies in {}", text,
+                     !alone              ? "both " + given
+                     : cloud.inBall == 0 ? "--near"
+                                         : "--box");
+}
+
+/// What to try when the library found no acceptable shape; empty where there is nothing to say.
+std::string HintFor(std::string_view message, const Primitive& primitive, const FitRun& run) {
+  const int needed = primitive.minimumPoints;
+  if (message == "Points are not provided" || message == "Not enough points" ||
+      run.cloud->Used() < static_cast<std::size_t>(needed))
+    return PointsLeft(primitive, run);
+  if (message.ends_with("poor fit quality")) {
+    return fmt::format(
+        "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or --tolerance, "
+        "choose one surface with --near or --box, check --unit, or see it with --any-quality",
+        run.request.scannerError, run.input->unit->name);
+  }
+  if (run.request.skipSearch && message.ends_with(" failed")) {
+    return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
+  }
+  if (primitive.picked && message.ends_with(" failed")) {
+    return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
+           "--outliers, or cut other surfaces off with --near or --box";
+  }
+  if (message.ends_with(" failed")) {
+    return "raise --outliers, or choose one surface with --near or --box";
+  }
+  if (message.ends_with(" from chance")) {
+    return fmt::format(
+        "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
+        primitive.name);
+  }
+  if (message.ends_with(" before it found a shape")) return "allow a longer --time-limit";
+  return {};
+}
+
+/// Why nothing was found, and what to try.
+std::string FailureOf(std::string_view message, const Primitive& primitive, const FitRun& run) {
+  if (run.stopped)
+    return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(primitive.name));
+  const std::string hint = HintFor(message, primitive, run);
+  return fmt::format("{}{}{}", message, hint.empty() ? "" : "; ", hint);
+}
+
+/// Numbers that only the library has found to be out of range, such as lengths that are 0 in metres.
+/// @throws UsageError that names the option of the program instead of the library's
+void RefuseOutOfRange(std::string_view message) {
+  constexpr std::pair<std::string_view, const char*> kOptions[] = {
+      {"noise", "--noise"},
+      {"tolerance", "--tolerance"},
+      {"outlierShare", "--outliers"},
+      {"confidence", "--confidence"},
+      {"mostDraws", "--most-draws"},
+      {"timeLimit", "--time-limit"},
+      {"radius", kLimits[report::kRadiusRange].option},
+      {"minorRadius", kLimits[report::kMinorRadiusRange].option},
+      {"halfAngle", kLimits[report::kHalfAngleRange].option},
+      {"axisNear", kLimits[report::kAxisNear].option},
+      {"axisWithin", kLimits[report::kAxisNear].option},
+      {"near", kLimits[report::kPasses].option},
+      {"nearWithin", kLimits[report::kPasses].option},
+  };
+  constexpr std::string_view kOption = "Option ";
+  if (message.starts_with("Held parts ") || message.starts_with("A half-angle "))
+    throw UsageError(fmt::format("--start: {}", message));
+  if (!message.starts_with(kOption)) return;
+  message.remove_prefix(kOption.size());
+  const std::string_view name = message.substr(0, message.find(' '));
+  for (const auto& [library, option] : kOptions) {
+    if (library == name) throw UsageError(fmt::format("{}{}", option, message.substr(name.size())));
+  }
+  throw UsageError(std::string(message));
+}
+
+/// @return why there is no acceptable fit; empty when there is one
+/// @throws UsageError for numbers that the library does not take
+std::string Fit(const Primitive& primitive, FitRun& run, const Host& host, bool draw) {
+  Progress progress(host, draw);
+  const auto start = Clock::now();
+  const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
+  try {
+    std::optional<Stoppable> stoppable;
+    if (!primitive.picked) stoppable.emplace(host);
+    const ScopedSeed seed(run.seed);
+    const FitFunction fit = !run.request.section.empty()              ? primitive.fitThrough
+                            : run.request.method == Method::kAdaptive ? primitive.adaptive
+                                                                      : primitive.classic;
+    run.result =
+        fit(run.cloud->file.points, InLibraryUnits(run.request, run.parts, *run.input->unit), &progress);
+  } catch (const FitError& error) {
+    progress.Clear();
+    RefuseOutOfRange(error.what());
+    run.stopped = progress.Stopped();
+    run.fittingSeconds = seconds();
+    return FailureOf(error.what(), primitive, run);
+  }
+  run.stopped = progress.Stopped();
+  run.fittingSeconds = seconds();
+  Convert(run.result.shape, run.parts, *run.input->unit, false);
+  for (double& coordinate : run.result.outline) coordinate /= run.input->unit->metres;
+  RestoreHeld(run);
+  return {};
+}
+
+/// Tells what came of a fit.
+/// @param failure  why there is none, empty when there is one
+/// @return an ExitStatus
+int Report(const FitRun& run, const std::string& failure, const Options& options,
+           const std::vector<Verdict>& accepted, const Host& host) {
+  if (!failure.empty()) {
+    Complain(host, fmt::format("{}: {}", run.input->path, failure));
+    if (options.json) WriteOutput(host, report::JsonNothing(run, failure));
+    return run.stopped ? kInterrupted : kNoFit;
+  }
+  WriteOutput(host, options.json ? report::JsonReport(run) : report::TextReport(run));
+  if (run.stopped && !options.quiet)
+    Complain(host, "stopped by Ctrl-C: the result is the best found until then");
+  if (run.stopped) return kInterrupted;
+  const bool good = !run.result.insight || std::find(accepted.begin(), accepted.end(),
+                                                     run.result.insight->report.verdict) != accepted.end();
+  return good ? kFitted : kDoubtful;
+}
+
+}  // namespace
+
+int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers) {
+  const Input input = InputOf(options);
+  FitRequest request = RequestOf(options, primitive, *input.unit);
+  const std::vector<Verdict> accepted = AcceptedOf(options);
+  const std::optional<std::uint64_t> seed = SeedOf(options);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, input.unit->metres);
+  if (cloud.Used() > INT_MAX) {
+    throw UsageError(
+        fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
+                    cloud.Used(), INT_MAX));
+  }
+  const bool adaptive = request.method == Method::kAdaptive;
+  if (!adaptive) request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
+  const bool all = adaptive || primitive.picked || request.sampleSize == static_cast<int>(cloud.Used());
+  FitRun run{.primitive = primitive.name,
+             .parts = primitive.parts,
+             .input = &input,
+             .cloud = &cloud,
+             .request = std::move(request),
+             .result = {},
+             .judged = all ? cloud.Used() : std::min(cloud.Used(), kMostJudged),
+             .seed = seed.value_or(ClockSeed()),
+             .stopped = false,
+             .fittingSeconds = 0};
+  const std::string failure = Fit(primitive, run, host, !options.quiet && host.errIsTerminal);
+  return Report(run, failure, options, accepted, host);
+}
+
+int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
+  const Input input = InputOf(options);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, 1.0);
+  WriteOutput(host, options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
+  return kFitted;
+}
+
+}  // namespace primfit::cli

@@ -1,0 +1,22 @@
+// What the sub-commands do.
+#ifndef PRIMFIT_CLI_COMMANDS_H_
+#define PRIMFIT_CLI_COMMANDS_H_
+
+#include "cli/host.h"
+#include "cli/options.h"
+#include "cli/primitives.h"
+#include "io/readers.h"
+
+namespace primfit::cli {
+
+/// Reads, fits and reports.
+/// @return an ExitStatus
+/// @throws UsageError, io::ReadError, std::runtime_error (output)
+int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers);
+
+/// Tells what a point file holds.
+int RunInfo(const Options& options, const Host& host, const io::Readers& readers);
+
+}  // namespace primfit::cli
+
+#endif  // PRIMFIT_CLI_COMMANDS_H_

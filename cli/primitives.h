@@ -1,0 +1,52 @@
+// What the program has to know of each primitive: one row of a table.
+#ifndef PRIMFIT_CLI_PRIMITIVES_H_
+#define PRIMFIT_CLI_PRIMITIVES_H_
+
+#include <Eigen/Core>
+#include <algorithm>
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+#include "primfit/fit/fit_progress_updater.h"
+#include "report/limits.h"
+#include "report/parts.h"
+#include "report/run.h"
+
+namespace primfit::cli {
+
+/// A fit of the library. Takes and gives metres and radians. @throws primfit::FitError as the library does
+using FitFunction = report::FitResult (*)(std::span<const Eigen::Vector3d> points, const report::FitRequest&,
+                                          FitProgressUpdater*);
+
+struct Primitive {
+  std::string_view name;     ///< of the sub-command
+  std::string_view summary;  ///< for its help
+  std::span<const report::Part> parts;
+  int sampleSize;     ///< points of a random sample, unless the user says otherwise
+  int minimumPoints;  ///< that determine the shape
+  FitFunction classic;
+  FitFunction adaptive = nullptr;    ///< where there is one
+  FitFunction fitThrough = nullptr;  ///< the fit through a cross-section, where there is one
+  bool picked = false;               ///< found through a point on it, among all points and without a stop
+
+  /// Numbers that a start shape takes; 0 when the fit takes none.
+  std::size_t StartSize() const {
+    std::size_t size = 0;
+    for (const report::Part& part : parts)
+      size += part.role == report::Role::kResult ? 0 : SizeOf(part.quantity);
+    return size;
+  }
+  /// Whether a limit is about something that the shape has.
+  bool Has(const report::Limit& limit) const {
+    return limit.about[0].empty() || std::any_of(parts.begin(), parts.end(), [&](const report::Part& part) {
+             return std::find(limit.about.begin(), limit.about.end(), part.name) != limit.about.end();
+           });
+  }
+};
+
+std::span<const Primitive> Primitives();
+
+}  // namespace primfit::cli
+
+#endif  // PRIMFIT_CLI_PRIMITIVES_H_

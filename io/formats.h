@@ -1,0 +1,22 @@
+// The reader of each format, and the contents by which it is known.
+#ifndef PRIMFIT_IO_FORMATS_H_
+#define PRIMFIT_IO_FORMATS_H_
+
+#include <string_view>
+
+#include "io/point_cloud.h"
+#include "io/read_error.h"
+
+namespace primfit::io {
+
+bool LooksLikePly(std::string_view bytes);
+PointCloud ReadPly(const Source& source);
+
+bool LooksLikePcd(std::string_view bytes);
+PointCloud ReadPcd(const Source& source);
+
+PointCloud ReadText(const Source& source);
+
+}  // namespace primfit::io
+
+#endif  // PRIMFIT_IO_FORMATS_H_

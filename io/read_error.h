@@ -1,0 +1,32 @@
+#ifndef PRIMFIT_IO_READ_ERROR_H_
+#define PRIMFIT_IO_READ_ERROR_H_
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace primfit::io {
+
+/// A file that cannot be read. what() is one line: file, line number or byte offset, reason, what to do.
+class ReadError : public std::runtime_error {
+ public:
+  /// @param where  "line 12", "byte 345", or empty when the fault has no place
+  ReadError(std::string_view file, std::string_view where, std::string_view reason);
+};
+
+/// Contents of a file, and its name for errors. Lines count from 1, bytes from 0.
+struct Source {
+  std::string_view name;
+  std::string_view bytes;
+
+  [[noreturn]] void FailAtLine(std::size_t line, std::string_view reason) const;
+  [[noreturn]] void FailAtByte(std::size_t byte, std::string_view reason) const;
+};
+
+/// The text in quotes for an error: cut when it is long, bytes that a terminal should not see replaced.
+std::string Quoted(std::string_view text);
+
+}  // namespace primfit::io
+
+#endif  // PRIMFIT_IO_READ_ERROR_H_

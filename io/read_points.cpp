@@ -1,0 +1,19 @@
+#include "io/read_points.h"
+
+#include "io/file_bytes.h"
+
+namespace primfit::io {
+
+PointCloud ParsePoints(const Readers& readers, std::string_view name, std::string_view bytes) {
+  const Source source{name, bytes};
+  PointCloud cloud = readers.For(source).read(source);
+  cloud.bytes = bytes.size();
+  return cloud;
+}
+
+PointCloud ReadPoints(const Readers& readers, const std::string& path) {
+  const FileBytes file(path);
+  return ParsePoints(readers, path == "-" ? "standard input" : path, file.View());
+}
+
+}  // namespace primfit::io

@@ -1,0 +1,52 @@
+// What can be read: a row for each format.
+#ifndef PRIMFIT_IO_READERS_H_
+#define PRIMFIT_IO_READERS_H_
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/point_cloud.h"
+#include "io/read_error.h"
+
+namespace primfit::io {
+
+/// The reader of a format.
+struct Reader {
+  std::string name;                                        ///< for people, such as "PLY"
+  std::vector<std::string> endings;                        ///< of file names, in lower case, such as ".ply"
+  std::function<bool(std::string_view bytes)> recognizes;  ///< whether the contents are surely of this format
+  std::function<PointCloud(const Source&)> read;           ///< @throws ReadError
+};
+
+/// The readers that a program has: a value, which its host makes and may add to.
+struct Readers {
+  std::vector<Reader> formats;  ///< in the order in which they are asked
+  Reader otherwise;             ///< of what none of them claims; what it recognizes does not matter
+
+  /// The one that a file is for. The contents decide; where they do not, the name's ending does.
+  /// @throws ReadError for contents that are empty or of a known format that no reader has
+  const Reader& For(const Source& source) const;
+  /// Names of all, for people: "PLY, PCD, or text: XYZ, ASC".
+  std::string Names() const;
+};
+
+/// PLY, PCD, and text for all else (XYZ, ASC, TXT, CSV, PTS and the like).
+///
+/// - PLY: ascii and both binary byte orders; the element "vertex" with numbers x, y, z of any type. What
+///   follows the vertices is not read.
+/// - PCD: ascii, binary, binary_compressed; fields x, y, z of any type. The viewpoint is not applied: the
+///   points stay in the frame in which the file has them.
+/// - Text: a point a line; blanks or tabs, commas, or semicolons between the values, as the first point has
+///   them. Columns named x, y, z in a header line are used, the first three otherwise. Lines that begin with
+///   #, //, ; or % are comments; the count lines of PTS are checked. Between semicolons a comma is a decimal
+///   comma; nowhere else is it one.
+///
+/// Values such as nan and inf are points without measurement. Memory is bounded by a small multiple of the
+/// file's size, whatever its header promises.
+Readers NativeReaders();
+
+}  // namespace primfit::io
+
+#endif  // PRIMFIT_IO_READERS_H_

@@ -1,0 +1,24 @@
+// The grammar of messages in which a number or a name varies.
+#ifndef PRIMFIT_IO_WORDS_H_
+#define PRIMFIT_IO_WORDS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace primfit::io {
+
+/// "1 point", "2 points".
+inline std::string Counted(std::uint64_t count, std::string_view noun) {
+  return std::to_string(count).append(1, ' ').append(noun) + (count == 1 ? "" : "s");
+}
+
+/// "a plane", "an arc".
+inline std::string WithArticle(std::string_view noun) {
+  const bool vowel = std::string_view("aeiou").find(noun.front()) != std::string_view::npos;
+  return std::string(vowel ? "an " : "a ").append(noun);
+}
+
+}  // namespace primfit::io
+
+#endif  // PRIMFIT_IO_WORDS_H_

@@ -1,0 +1,90 @@
+// What a report is made of: plain data, which the commands fill.
+#ifndef PRIMFIT_REPORT_RUN_H_
+#define PRIMFIT_REPORT_RUN_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/selection.h"
+#include "primfit/fit.h"
+#include "primfit/fit/fit_quality.h"
+#include "report/limits.h"
+#include "report/parts.h"
+#include "report/units.h"
+
+namespace primfit::report {
+
+/// What a command is told of its input.
+struct Input {
+  std::string path;
+  const Unit* unit = kUnits.data();
+  io::Region region;
+};
+
+enum class Method {
+  kAdaptive,  ///< primfit::fit, which takes from the points what it is not told
+  kClassic    ///< the fixed pipeline of the functions named after the shapes
+};
+
+/// What a fit is asked for.
+struct FitRequest {
+  Method method = Method::kAdaptive;
+  std::optional<double> tolerance;  ///< the fixed pipeline has one always, and a share of outliers as well
+  std::optional<double> outliers;
+  std::vector<double> start;  ///< the parts that a start has, one after the other; empty for none
+  std::vector<bool> fixed;    ///< for each part
+
+  // Of the adaptive method.
+  std::optional<double> noise;
+  double confidence = 0;
+  int mostDraws = 0;
+  std::optional<double> timeLimit;
+  std::array<std::vector<double>, kLimits.size()> limits;  ///< numbers of their parts, or empty
+
+  // Of the fixed pipeline.
+  double scannerError = 0;
+  double probability = 0;
+  int sampleSize = 0;
+  std::vector<double> pick;     ///< numbers of kPickParts, or empty
+  std::vector<double> section;  ///< numbers of kSectionParts, or empty
+  bool skipSearch = false;
+  bool refineOnce = false;
+  bool anyQuality = false;
+};
+
+/// What the adaptive method tells beside the shape, in metres and radians.
+struct Insight {
+  FitCovariance covariance;
+  FitReport report;
+};
+
+struct FitResult {
+  std::vector<double> shape;  ///< its parts, one after the other
+  FitQuality quality;
+  std::vector<double> outline;  ///< of a patch: its corners, three numbers each, counter-clockwise
+  std::optional<Insight> insight;
+};
+
+/// A fit that has ended: everything that a report is made of.
+struct FitRun {
+  std::string_view primitive;   ///< its name
+  std::span<const Part> parts;  ///< of its record
+  const Input* input;
+  const io::Selection* cloud;
+  FitRequest request;  ///< in the units that the user sees
+  FitResult result;    ///< the shape in these units; the quality as the library gave it, in metres
+  std::size_t judged;  ///< points among which the inliers were counted
+  std::uint64_t seed;
+  bool stopped;  ///< by Ctrl-C
+  double fittingSeconds;
+};
+
+}  // namespace primfit::report
+
+#endif  // PRIMFIT_REPORT_RUN_H_

@@ -1,0 +1,93 @@
+#include "report/uncertainty.h"
+
+#include <Eigen/Core>
+#include <Eigen/Eigenvalues>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <string>
+
+namespace primfit::report {
+
+namespace {
+
+/// The parameter of the covariance that a part is, empty for none.
+std::string ParameterOf(const Part& part) {
+  if (part.role == Role::kResult) return {};
+  switch (part.quantity) {
+    case Quantity::kPosition:
+      return "position";
+    case Quantity::kDirection:
+      return "direction";
+    case Quantity::kAngle:
+      return "half-angle";
+    case Quantity::kLength:
+      break;
+  }
+  std::string name(part.name);
+  std::replace(name.begin(), name.end(), '-', ' ');
+  return name;
+}
+
+/// Whether the points determine a parameter. The variance of an angle takes directions for places in a plane:
+/// beyond a right angle it says no more than that any direction fits.
+bool IsDetermined(const FitParameter& p) {
+  return std::isfinite(p.standardDeviation) && (!p.isAngle || p.standardDeviation <= std::numbers::pi / 2);
+}
+
+/// How far along the axis a position lies from where the covariance states it, in metres.
+double LeverOf(const FitRun& run, std::size_t offset) {
+  constexpr double kRounding = 1e-12;  // of the coordinates, through two changes of their unit
+  double lever = 0;
+  const Eigen::Vector3d position =
+      run.input->unit->metres * Eigen::Vector3d(run.result.shape.data() + offset);
+  const Eigen::Vector3d from = position - run.result.insight->covariance.position;
+  if (from.norm() <= kRounding * position.norm()) return 0;
+  ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t, std::size_t at) {
+    if (ParameterOf(part) == "direction") lever = from.dot(Eigen::Vector3d(run.result.shape.data() + at));
+  });
+  return lever;
+}
+
+/// Column i: where a part moves with parameter i of the covariance; a size moves along x.
+Eigen::Matrix3Xd MotionOf(const std::string& name, double lever, const FitCovariance& c) {
+  Eigen::Matrix3Xd motion = Eigen::Matrix3Xd::Zero(3, c.matrix.cols());
+  for (Eigen::Index i = 0; i < motion.cols(); ++i) {
+    const FitParameter& p = c.parameters[static_cast<std::size_t>(i)];
+    if (p.name == name)
+      motion.col(i) = p.direction.isZero(0) ? Eigen::Vector3d::UnitX() : p.direction;
+    else if (p.name == std::string("direction"))
+      motion.col(i) = lever * p.direction;
+  }
+  return motion;
+}
+
+}  // namespace
+
+std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset) {
+  constexpr double kNotDetermined = std::numeric_limits<double>::infinity();
+  const std::string name = ParameterOf(part);
+  if (!run.result.insight || name.empty()) return std::nullopt;
+  const FitCovariance& c = run.result.insight->covariance;
+  const Eigen::Matrix3Xd motion = MotionOf(name, name == "position" ? LeverOf(run, offset) : 0, c);
+  if (motion.isZero(0)) return std::nullopt;
+  Eigen::MatrixXd matrix = c.matrix;  // without what does not move the part, which may be infinite
+  for (Eigen::Index i = 0; i < motion.cols(); ++i) {
+    const bool moves = !motion.col(i).isZero(0);
+    if (moves && !IsDetermined(c.parameters[static_cast<std::size_t>(i)])) return kNotDetermined;
+    if (moves) continue;
+    matrix.row(i).setZero();
+    matrix.col(i).setZero();
+  }
+  const Eigen::Matrix3d spread = motion * matrix * motion.transpose();
+  if (!spread.allFinite()) return kNotDetermined;
+  const double worst =
+      Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d>(spread, Eigen::EigenvaluesOnly).eigenvalues().maxCoeff();
+  const double deviation = std::sqrt(std::max(0.0, worst));
+  const bool isDirection = part.quantity == Quantity::kDirection;
+  if (isDirection && deviation > std::numbers::pi / 2) return kNotDetermined;
+  return deviation / FactorOf(isDirection ? Quantity::kAngle : part.quantity, *run.input->unit);
+}
+
+}  // namespace primfit::report

@@ -1,0 +1,27 @@
+// How exactly the parts of a shape are known.
+#ifndef PRIMFIT_REPORT_UNCERTAINTY_H_
+#define PRIMFIT_REPORT_UNCERTAINTY_H_
+
+#include <cstddef>
+#include <optional>
+
+#include "report/parts.h"
+#include "report/run.h"
+#include "report/units.h"
+
+namespace primfit::report {
+
+/// What the user's number of a parameter is multiplied with to give the library's.
+inline double FactorOf(const FitParameter& parameter, const Unit& unit) {
+  return FactorOf(parameter.isAngle ? Quantity::kAngle : Quantity::kLength, unit);
+}
+
+/// The standard deviation of a part whose numbers are at an offset in the shape of a run, in the user's
+/// units: of a position and of a direction (in degrees) that of its worst direction. An end of an axis also
+/// moves when that turns; how far along the axis it lies is not known.
+/// @return infinity for what the points do not determine, nothing for what the covariance does not tell
+std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset);
+
+}  // namespace primfit::report
+
+#endif  // PRIMFIT_REPORT_UNCERTAINTY_H_
