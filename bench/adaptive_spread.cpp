@@ -43,7 +43,7 @@ std::vector<std::pair<std::string, double>> Deviations(const adaptive::Model& tr
   const Vector3d center = along ? Vector3d(truth.center + axis * axis.dot(at - truth.center)) : truth.center;
   std::vector<std::pair<std::string, double>> off;
   for (const FitParameter& p : fit.covariance.parameters) {
-    const std::string name = p.name;
+    const std::string name = p.Name();
     const Vector3d& way = truth.kind == adaptive::ShapeKind::kPlane ? axis : p.direction;
     const double error = name == "position"       ? way.dot(center - at)
                          : name == "direction"    ? p.direction.dot(axis - got.axis)

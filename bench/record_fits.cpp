@@ -114,7 +114,7 @@ void ByFit(const Request& r, Record& out) {
   if (r.tellsNoise) o.noise = std::max(r.scene.noise, 1e-4);
   if (r.tellsRadius) o.radius = {0.2, 1.5}, o.minorRadius = {0.1, 0.5};
   if (r.tellsAxis) o.axisNear = r.Axis(), o.axisWithin = 0.2;
-  if (r.tellsPlace) o.near = r.scene.inliers.front(), o.nearWithin = 0.02;
+  if (r.tellsPlace) o.passes = r.scene.inliers.front(), o.passesWithin = 0.02;
   const auto fit = primfit::fit<Shape>(r.scene.points, o);
   out.verdict = std::to_string(static_cast<int>(fit.report.verdict));
   out.inliers = fit.inliers.size();

@@ -100,72 +100,75 @@ std::string PointsLeft(const Primitive& primitive, const FitRun& run) {
 }
 
 /// What to try when the library found no acceptable shape; empty where there is nothing to say.
-std::string HintFor(std::string_view message, const Primitive& primitive, const FitRun& run) {
-  const int needed = primitive.minimumPoints;
-  if (message == "Points are not provided" || message == "Not enough points" ||
-      run.cloud->Used() < static_cast<std::size_t>(needed))
+std::string HintFor(FitErrorCode code, const Primitive& primitive, const FitRun& run) {
+  if (run.cloud->Used() < static_cast<std::size_t>(primitive.minimumPoints))
     return PointsLeft(primitive, run);
-  if (message.ends_with("poor fit quality")) {
-    return fmt::format(
-        "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or --tolerance, "
-        "choose one surface with --near or --box, check --unit, or see it with --any-quality",
-        run.request.scannerError, run.input->unit->name);
+  switch (code) {
+    case FitErrorCode::kPointsMissing:
+    case FitErrorCode::kNotEnoughPoints:
+      return PointsLeft(primitive, run);
+    case FitErrorCode::kPoorQuality:
+      return fmt::format(
+          "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or "
+          "--tolerance, "
+          "choose one surface with --near or --box, check --unit, or see it with --any-quality",
+          run.request.scannerError, run.input->unit->name);
+    case FitErrorCode::kFitFailed:
+      if (run.request.skipSearch)
+        return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
+      if (primitive.picked)
+        return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
+               "--outliers, or cut other surfaces off with --near or --box";
+      return "raise --outliers, or choose one surface with --near or --box";
+    case FitErrorCode::kNothingStandsOut:
+      return fmt::format(
+          "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
+          primitive.name);
+    case FitErrorCode::kNothingInTime:
+    case FitErrorCode::kNothingBeforeStop:
+      return "allow a longer --time-limit";
+    default:
+      return {};
   }
-  if (run.request.skipSearch && message.ends_with(" failed")) {
-    return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
-  }
-  if (primitive.picked && message.ends_with(" failed")) {
-    return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
-           "--outliers, or cut other surfaces off with --near or --box";
-  }
-  if (message.ends_with(" failed")) {
-    return "raise --outliers, or choose one surface with --near or --box";
-  }
-  if (message.ends_with(" from chance")) {
-    return fmt::format(
-        "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
-        primitive.name);
-  }
-  if (message.ends_with(" before it found a shape")) return "allow a longer --time-limit";
-  return {};
 }
 
 /// Why nothing was found, and what to try.
-std::string FailureOf(std::string_view message, const Primitive& primitive, const FitRun& run) {
+std::string FailureOf(const FitError& error, const Primitive& primitive, const FitRun& run) {
   if (run.stopped)
     return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(primitive.name));
-  const std::string hint = HintFor(message, primitive, run);
-  return fmt::format("{}{}{}", message, hint.empty() ? "" : "; ", hint);
+  const std::string hint = HintFor(error.Code(), primitive, run);
+  return fmt::format("{}{}{}", error.what(), hint.empty() ? "" : "; ", hint);
 }
 
 /// Numbers that only the library has found to be out of range, such as lengths that are 0 in metres.
 /// @throws UsageError that names the option of the program instead of the library's
-void RefuseOutOfRange(std::string_view message) {
-  constexpr std::pair<std::string_view, const char*> kOptions[] = {
-      {"noise", "--noise"},
-      {"tolerance", "--tolerance"},
-      {"outlierShare", "--outliers"},
-      {"confidence", "--confidence"},
-      {"mostDraws", "--most-draws"},
-      {"timeLimit", "--time-limit"},
-      {"radius", kLimits[report::kRadiusRange].option},
-      {"minorRadius", kLimits[report::kMinorRadiusRange].option},
-      {"halfAngle", kLimits[report::kHalfAngleRange].option},
-      {"axisNear", kLimits[report::kAxisNear].option},
-      {"axisWithin", kLimits[report::kAxisNear].option},
-      {"near", kLimits[report::kPasses].option},
-      {"nearWithin", kLimits[report::kPasses].option},
+void RefuseOutOfRange(const FitError& error) {
+  constexpr std::pair<FitErrorCode, const char*> kOptions[] = {
+      {FitErrorCode::kOptionNoise, "--noise"},
+      {FitErrorCode::kOptionTolerance, "--tolerance"},
+      {FitErrorCode::kOptionOutlierShare, "--outliers"},
+      {FitErrorCode::kOptionConfidence, "--confidence"},
+      {FitErrorCode::kOptionMostDraws, "--most-draws"},
+      {FitErrorCode::kOptionTimeLimit, "--time-limit"},
+      {FitErrorCode::kOptionRadius, kLimits[report::kRadiusRange].option},
+      {FitErrorCode::kOptionMinorRadius, kLimits[report::kMinorRadiusRange].option},
+      {FitErrorCode::kOptionHalfAngle, kLimits[report::kHalfAngleRange].option},
+      {FitErrorCode::kOptionAxisNear, kLimits[report::kAxisNear].option},
+      {FitErrorCode::kOptionAxisWithin, kLimits[report::kAxisNear].option},
+      {FitErrorCode::kOptionPasses, kLimits[report::kPasses].option},
+      {FitErrorCode::kOptionPassesWithin, kLimits[report::kPasses].option},
+      {FitErrorCode::kHeldUnusable, "--start"},
+      {FitErrorCode::kHalfAngleUnusable, "--start"},
   };
-  constexpr std::string_view kOption = "Option ";
-  if (message.starts_with("Held parts ") || message.starts_with("A half-angle "))
-    throw UsageError(fmt::format("--start: {}", message));
-  if (!message.starts_with(kOption)) return;
-  message.remove_prefix(kOption.size());
-  const std::string_view name = message.substr(0, message.find(' '));
-  for (const auto& [library, option] : kOptions) {
-    if (library == name) throw UsageError(fmt::format("{}{}", option, message.substr(name.size())));
+  const FitErrorCode code = error.Code();
+  const std::string_view text = error.what();
+  for (const auto& [of, option] : kOptions) {
+    if (of != code) continue;
+    if (!IsOption(code)) throw UsageError(fmt::format("{}: {}", option, text));
+    const std::size_t name = text.find(' ') + 1;  // behind "Option"
+    throw UsageError(fmt::format("{}{}", option, text.substr(text.find(' ', name))));
   }
-  throw UsageError(std::string(message));
+  if (IsOption(code)) throw UsageError(std::string(text));
 }
 
 /// @return why there is no acceptable fit; empty when there is one
@@ -185,10 +188,10 @@ std::string Fit(const Primitive& primitive, FitRun& run, const Host& host, bool 
         fit(run.cloud->file.points, InLibraryUnits(run.request, run.parts, *run.input->unit), &progress);
   } catch (const FitError& error) {
     progress.Clear();
-    RefuseOutOfRange(error.what());
+    RefuseOutOfRange(error);
     run.stopped = progress.Stopped();
     run.fittingSeconds = seconds();
-    return FailureOf(error.what(), primitive, run);
+    return FailureOf(error, primitive, run);
   }
   run.stopped = progress.Stopped();
   run.fittingSeconds = seconds();

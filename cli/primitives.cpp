@@ -60,8 +60,8 @@ FitOptionsBase AdaptiveOptions(const FitRequest& request, FitProgressUpdater* up
     options.axisWithin = axis[3];
   }
   if (const std::vector<double>& place = request.limits[report::kPasses]; !place.empty()) {
-    options.near = Eigen::Vector3d(place.data());
-    options.nearWithin = place[3];
+    options.passes = Eigen::Vector3d(place.data());
+    options.passesWithin = place[3];
   }
   options.progress = updater;
   return options;

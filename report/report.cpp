@@ -235,7 +235,7 @@ Json CovarianceJson(const FitCovariance& c, const Unit& unit) {
   Json matrix = Json::array();
   for (std::size_t i = 0; i < c.parameters.size(); ++i) {
     const FitParameter& p = c.parameters[i];
-    Json json = {{"name", p.name}, {"unit", p.isAngle ? "deg" : unit.name}};
+    Json json = {{"name", p.Name()}, {"unit", p.IsAngle() ? "deg" : unit.name}};
     if (!p.direction.isZero(0)) json["direction"] = Json(p.direction);
     json["standard_deviation"] = p.standardDeviation / FactorOf(p, unit);
     parameters.push_back(std::move(json));

@@ -12,28 +12,28 @@ namespace primfit::report {
 
 namespace {
 
-/// The parameter of the covariance that a part is, empty for none.
-std::string ParameterOf(const Part& part) {
-  if (part.role == Role::kResult) return {};
+/// The parameter of the covariance that a part is; none for parts that are no parameters.
+std::optional<ParameterKind> ParameterOf(const Part& part) {
+  if (part.role == Role::kResult) return std::nullopt;
   switch (part.quantity) {
     case Quantity::kPosition:
-      return "position";
+      return ParameterKind::kPosition;
     case Quantity::kDirection:
-      return "direction";
+      return ParameterKind::kDirection;
     case Quantity::kAngle:
-      return "half-angle";
+      return ParameterKind::kHalfAngle;
     case Quantity::kLength:
       break;
   }
-  std::string name(part.name);
-  std::replace(name.begin(), name.end(), '-', ' ');
-  return name;
+  return part.name == "major-radius"   ? ParameterKind::kMajorRadius
+         : part.name == "minor-radius" ? ParameterKind::kMinorRadius
+                                       : ParameterKind::kRadius;
 }
 
 /// Whether the points determine a parameter. The variance of an angle takes directions for places in a plane:
 /// beyond a right angle it says no more than that any direction fits.
 bool IsDetermined(const FitParameter& p) {
-  return std::isfinite(p.standardDeviation) && (!p.isAngle || p.standardDeviation <= std::numbers::pi / 2);
+  return std::isfinite(p.standardDeviation) && (!p.IsAngle() || p.standardDeviation <= std::numbers::pi / 2);
 }
 
 /// How far along the axis a position lies from where the covariance states it, in metres.
@@ -45,19 +45,20 @@ double LeverOf(const FitRun& run, std::size_t offset) {
   const Eigen::Vector3d from = position - run.result.insight->covariance.position;
   if (from.norm() <= kRounding * position.norm()) return 0;
   ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t, std::size_t at) {
-    if (ParameterOf(part) == "direction") lever = from.dot(Eigen::Vector3d(run.result.shape.data() + at));
+    if (ParameterOf(part) == ParameterKind::kDirection)
+      lever = from.dot(Eigen::Vector3d(run.result.shape.data() + at));
   });
   return lever;
 }
 
 /// Column i: where a part moves with parameter i of the covariance; a size moves along x.
-Eigen::Matrix3Xd MotionOf(const std::string& name, double lever, const FitCovariance& c) {
+Eigen::Matrix3Xd MotionOf(ParameterKind kind, double lever, const FitCovariance& c) {
   Eigen::Matrix3Xd motion = Eigen::Matrix3Xd::Zero(3, c.matrix.cols());
   for (Eigen::Index i = 0; i < motion.cols(); ++i) {
     const FitParameter& p = c.parameters[static_cast<std::size_t>(i)];
-    if (p.name == name)
+    if (p.kind == kind)
       motion.col(i) = p.direction.isZero(0) ? Eigen::Vector3d::UnitX() : p.direction;
-    else if (p.name == std::string("direction"))
+    else if (p.kind == ParameterKind::kDirection)
       motion.col(i) = lever * p.direction;
   }
   return motion;
@@ -67,10 +68,11 @@ Eigen::Matrix3Xd MotionOf(const std::string& name, double lever, const FitCovari
 
 std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset) {
   constexpr double kNotDetermined = std::numeric_limits<double>::infinity();
-  const std::string name = ParameterOf(part);
-  if (!run.result.insight || name.empty()) return std::nullopt;
+  const std::optional<ParameterKind> kind = ParameterOf(part);
+  if (!run.result.insight || !kind) return std::nullopt;
   const FitCovariance& c = run.result.insight->covariance;
-  const Eigen::Matrix3Xd motion = MotionOf(name, name == "position" ? LeverOf(run, offset) : 0, c);
+  const Eigen::Matrix3Xd motion =
+      MotionOf(*kind, *kind == ParameterKind::kPosition ? LeverOf(run, offset) : 0, c);
   if (motion.isZero(0)) return std::nullopt;
   Eigen::MatrixXd matrix = c.matrix;  // without what does not move the part, which may be infinite
   for (Eigen::Index i = 0; i < motion.cols(); ++i) {

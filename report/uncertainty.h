@@ -13,7 +13,7 @@ namespace primfit::report {
 
 /// What the user's number of a parameter is multiplied with to give the library's.
 inline double FactorOf(const FitParameter& parameter, const Unit& unit) {
-  return FactorOf(parameter.isAngle ? Quantity::kAngle : Quantity::kLength, unit);
+  return FactorOf(parameter.IsAngle() ? Quantity::kAngle : Quantity::kLength, unit);
 }
 
 /// The standard deviation of a part whose numbers are at an offset in the shape of a run, in the user's

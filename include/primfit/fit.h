@@ -129,8 +129,8 @@ struct FitOptionsBase {
   SizeRange halfAngle;    ///< of a cone; within a quarter turn, low below it
   std::optional<Eigen::Vector3d> axisNear;  ///< direction of an axis, line or normal, of either sign
   double axisWithin = 0;                    ///< angle from axisNear
-  std::optional<Eigen::Vector3d> near;      ///< a point that the shape passes
-  double nearWithin = 0;                    ///< distance from near, beside the inliers' tolerance
+  std::optional<Eigen::Vector3d> passes;    ///< a place that the shape passes
+  double passesWithin = 0;                  ///< distance from it, beside the inliers' tolerance
   /// Follows the fit, with shares below 1 that never run back, and can stop it.
   FitProgressUpdater* progress = nullptr;
 };
@@ -156,12 +156,25 @@ enum class Verdict {
   kWeak,       ///< few points support the shape
 };
 
+/// What a parameter of a shape is; the numbers are those of fit_c.h.
+enum class ParameterKind { kPosition, kDirection, kRadius, kHalfAngle, kMajorRadius, kMinorRadius };
+
+/// For people.
+constexpr const char* NameOf(ParameterKind kind) {
+  constexpr const char* kNames[] = {"position",   "direction",    "radius",
+                                    "half-angle", "major radius", "minor radius"};
+  return kNames[static_cast<int>(kind)];
+}
+
 /// One free parameter of a shape.
 struct FitParameter {
-  const char* name;  ///< "position", "direction", "radius", "half-angle", "major radius", "minor radius"
-  bool isAngle;      ///< radians, else the unit of the points
+  ParameterKind kind;
   Eigen::Vector3d direction;  ///< in which the position or direction moves; zero for a size
   double standardDeviation;   ///< infinite for what the points do not determine
+
+  const char* Name() const { return NameOf(kind); }
+  /// Whether it is in radians; else it is in the unit of the points.
+  bool IsAngle() const { return kind == ParameterKind::kDirection || kind == ParameterKind::kHalfAngle; }
 };
 
 /// How exactly the shape is known.

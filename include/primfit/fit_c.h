@@ -69,8 +69,8 @@ typedef struct primfit_options {
   double half_angle[2];   /* of a cone; within a quarter turn, the first below it */
   double axis_near[3];    /* direction of an axis, line or normal, of either sign; zero: any */
   double axis_within;     /* angle from axis_near */
-  double near_point[3];   /* that the shape passes; NaN: none */
-  double near_within;     /* distance from near_point, beside the inliers' tolerance */
+  double passes[3];       /* a place that the shape passes; NaN: none */
+  double passes_within;   /* distance from it, beside the inliers' tolerance */
   /* Numbers of a shape that is judged first, and whose parts are held; what is not held may be anything, NaN
    * too, and length, height, angle, u and the start of an elbow are not read. Null: none. */
   const double* start;
@@ -80,8 +80,18 @@ typedef struct primfit_options {
   void* user;
 } primfit_options;
 
+typedef enum primfit_parameter_kind {
+  PRIMFIT_POSITION,
+  PRIMFIT_DIRECTION,
+  PRIMFIT_RADIUS,
+  PRIMFIT_HALF_ANGLE,
+  PRIMFIT_MAJOR_RADIUS,
+  PRIMFIT_MINOR_RADIUS
+} primfit_parameter_kind;
+
 /* One free parameter of a shape. */
 typedef struct primfit_parameter {
+  int kind;            /* a primfit_parameter_kind */
   const char* name;    /* "position", "direction", "radius", "half-angle", "major radius", "minor radius" */
   int is_angle;        /* radians, else the unit of the points */
   double direction[3]; /* in which the position or direction moves; zero for a size */

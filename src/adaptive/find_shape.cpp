@@ -151,10 +151,10 @@ class Finder {
       m = Scaled(m, middle_, size_);
       return atEnd;
     };
-    if (options_.near) {
-      task_.near = (*options_.near - frame_.Origin() - middle_) / size_;
+    if (options_.passes) {
+      task_.passes = (*options_.passes - frame_.Origin() - middle_) / size_;
       task_.isPlausible = [&](const Model& m, double slack) {
-        return plausible_.IsNear(Unscaled(m, middle_, size_), slack * size_);
+        return plausible_.Passes(Unscaled(m, middle_, size_), slack * size_);
       };
     }
     task_.budget = &budget_;
@@ -263,7 +263,7 @@ class Finder {
 
   /// Points anywhere are as dense beyond the bound as within; about a curve there is thrice the room.
   bool StandsOut(const std::optional<Converged>& c) const {
-    if (!c || !plausible_.IsNear(c->model, c->tolerance)) return false;
+    if (!c || !plausible_.Passes(c->model, c->tolerance)) return false;
     const double beside = static_cast<double>(c->beside) / (curve_ ? 3 : 1);
     return !untold_ || (static_cast<double>(c->inliers.size()) >= kStandsOut * beside &&
                         c->noise <= kCoarsestNoise * size_);

@@ -43,13 +43,13 @@ primfit_options DefaultsOf(int version) {
   options.time_limit = defaults.timeLimit;
   for (double* range : {options.radius, options.minor_radius, options.half_angle})
     range[1] = SizeRange().high;
-  std::fill(std::begin(options.near_point), std::end(options.near_point), kUnset);
+  std::fill(std::begin(options.passes), std::end(options.passes), kUnset);
   return options;
 }
 
 /// The result with all that it points to.
 struct OwnedResult : primfit_result {
-  std::vector<primfit_parameter> freedoms;
+  std::vector<primfit_parameter> free;
   std::vector<double> matrix, vertices;
   std::vector<std::uint32_t> places;
   std::string why;
@@ -104,8 +104,8 @@ void Take(const primfit_options& from, std::size_t n, FitOptionsBase& to) {
   to.halfAngle = {from.half_angle[0], from.half_angle[1]};
   if (const Vector3d axis(from.axis_near); !axis.isZero(0)) to.axisNear = axis;
   to.axisWithin = from.axis_within;
-  if (const Vector3d near(from.near_point); !near.array().isNaN().all()) to.near = near;
-  to.nearWithin = from.near_within;
+  if (const Vector3d place(from.passes); !place.array().isNaN().all()) to.passes = place;
+  to.passesWithin = from.passes_within;
 }
 
 void Tell(const FitQuality& q, OwnedResult& out) {
@@ -119,8 +119,8 @@ void Tell(const FitQuality& q, OwnedResult& out) {
 }
 void Tell(const FitCovariance& c, OwnedResult& out) {
   for (const FitParameter& p : c.parameters) {
-    out.freedoms.push_back({p.name, p.isAngle ? 1 : 0, {}, p.standardDeviation});
-    Packer(out.freedoms.back().direction) << p.direction;
+    out.free.push_back({static_cast<int>(p.kind), p.Name(), p.IsAngle() ? 1 : 0, {}, p.standardDeviation});
+    Packer(out.free.back().direction) << p.direction;
   }
   out.matrix.assign(c.matrix.data(), c.matrix.data() + c.matrix.size());  // symmetric
   Packer(out.position) << c.position;
@@ -139,7 +139,8 @@ void Tell(const FitReport& r, OwnedResult& out) {
   out.step = r.step;
 }
 static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
-              static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK);
+              static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK &&
+              static_cast<int>(ParameterKind::kMinorRadius) == PRIMFIT_MINOR_RADIUS);
 
 template <class Shape, class Packed>
 std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_options& given) {
@@ -239,8 +240,8 @@ int primfit_fit(int shape, size_t n, const double* points, size_t stride, const 
     if (o.fix != nullptr && o.start == nullptr)
       return primfit::Failed(primfit::messages::kFixWithoutStart, message);
     auto found = primfit::FitOf(shape, primfit::PointView(points, n, stride), o);
-    found->parameter_count = static_cast<int>(found->freedoms.size());
-    found->parameters = found->freedoms.data();
+    found->parameter_count = static_cast<int>(found->free.size());
+    found->parameters = found->free.data();
     found->covariance = found->matrix.data();
     found->reason = found->why.c_str();
     found->inlier_count = found->places.size();

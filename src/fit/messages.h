@@ -85,9 +85,9 @@ inline constexpr Failure kOptionAxisNear{FitErrorCode::kOptionAxisNear,
                                          "Option axisNear must be a direction of any length but zero"};
 inline constexpr Failure kOptionAxisWithin{FitErrorCode::kOptionAxisWithin,
                                            "Option axisWithin must be zero or positive"};
-inline constexpr Failure kOptionNear{FitErrorCode::kOptionNear, "Option near must be a finite point"};
-inline constexpr Failure kOptionNearWithin{FitErrorCode::kOptionNearWithin,
-                                           "Option nearWithin must be zero or positive"};
+inline constexpr Failure kOptionPasses{FitErrorCode::kOptionPasses, "Option passes must be a finite point"};
+inline constexpr Failure kOptionPassesWithin{FitErrorCode::kOptionPassesWithin,
+                                             "Option passesWithin must be zero or positive"};
 
 /// Joins text pieces at compile time into one C string with static lifetime.
 template <const std::string_view&... kPieces>

@@ -99,9 +99,9 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
   for (int i = 0; i < b->parameter_count; ++i) {
     const FitParameter& p = a.covariance.parameters[static_cast<std::size_t>(i)];
     const primfit_parameter& same = b->parameters[i];
-    EXPECT_STREQ(same.name, p.name);
+    EXPECT_STREQ(same.name, p.Name());
     EXPECT_EQ(Numbers(same.is_angle, Vector3d(same.direction), same.standard_deviation),
-              Numbers(p.isAngle, p.direction, p.standardDeviation));
+              Numbers(p.IsAngle(), p.direction, p.standardDeviation));
     EXPECT_EQ(b->covariance[i], a.covariance.matrix(0, i));
   }
   EXPECT_EQ(Vector3d(b->position), a.covariance.position);
@@ -127,7 +127,7 @@ struct OptionsOfVersion1 {
   double time_limit;
   int has_seed;
   std::uint64_t seed;
-  double radius[2], minor_radius[2], half_angle[2], axis_near[3], axis_within, near_point[3], near_within;
+  double radius[2], minor_radius[2], half_angle[2], axis_near[3], axis_within, passes[3], passes_within;
   const double* start;
   const int* fix;
   int (*progress)(double share, void* user);
@@ -239,8 +239,8 @@ TEST(FitC, PassesOptionsOn) {
        }},
       {"place",
        [](auto& c, auto& own) {
-         own.near = Vector3d(c.near_point[0] = 1, c.near_point[1] = 2, c.near_point[2] = 3);
-         own.nearWithin = c.near_within = 0.51;
+         own.passes = Vector3d(c.passes[0] = 1, c.passes[1] = 2, c.passes[2] = 3);
+         own.passesWithin = c.passes_within = 0.51;
        }},
   };
   for (const auto& [name, set] : rows) PassesOn<Cylinder>(PRIMFIT_CYLINDER, name, pipe, set);
@@ -361,7 +361,7 @@ TEST(FitC, SaysWhyThereIsNoResult) {
       {101, "Option noise must be positive", [](auto& o) { o.noise = 0; }},
       {103, "Option outlier_share must be in [0, 1)", [](auto& o) { o.outlier_share = 1; }},
       {106, "Option most_draws must be positive", [](auto& o) { o.most_draws = 0; }},
-      {113, "Option near must be a finite point", [](auto& o) { o.near_point[1] = 0; }},
+      {113, "Option passes must be a finite point", [](auto& o) { o.passes[1] = 0; }},
       {104, "Option weights must hold finite numbers, zero or positive",
        [&](auto& o) { o.weights = weights.data(); }},
       {63, "Option fix needs start", [&](auto& o) { o.fix = fix; }},

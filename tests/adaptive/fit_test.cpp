@@ -113,7 +113,7 @@ std::vector<double> Deviations(const Result& fit, const Numbers& truth) {
   const Vector3d center = kAlong ? Vector3d(truth.center + axis * axis.dot(at - truth.center)) : truth.center;
   std::vector<double> off;
   for (const FitParameter& p : fit.covariance.parameters) {
-    const std::string name = p.name;
+    const std::string name = p.Name();
     const double error = name == "position"       ? (kPlane ? axis : p.direction).dot(center - at)
                          : name == "direction"    ? p.direction.dot(axis - got.axis)
                          : name == "major radius" ? truth.major - got.major
@@ -337,8 +337,8 @@ TEST(Fit, TakesTheShapeThatPassesAPoint) {
   EXPECT_NEAR(fit<Cylinder>(points).shape.Radius(), 0.5, 0.001);
   FitOptions<Cylinder> options;
   for (const double within : {0.0, 0.01}) {
-    options.near = Vector3d(0, 0.85, 1);
-    options.nearWithin = within;
+    options.passes = Vector3d(0, 0.85, 1);
+    options.passesWithin = within;
     EXPECT_NEAR(fit<Cylinder>(points, options).shape.Radius(), 0.1, 0.001);
   }
 }

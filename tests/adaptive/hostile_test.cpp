@@ -280,8 +280,8 @@ void ExpectAnswersInWords(const Points& points, const FitOptions<Shape>& options
     const auto got = fit<Shape>(points, options);
     bool unknown = false;
     for (const FitParameter& p : got.covariance.parameters) {
-      EXPECT_GE(p.standardDeviation, 0) << p.name;
-      EXPECT_TRUE(!p.isAngle || std::isinf(p.standardDeviation) || p.standardDeviation <= pi / 2);
+      EXPECT_GE(p.standardDeviation, 0) << p.Name();
+      EXPECT_TRUE(!p.IsAngle() || std::isinf(p.standardDeviation) || p.standardDeviation <= pi / 2);
       unknown = unknown || std::isinf(p.standardDeviation);
     }
     const Eigen::MatrixXd& c = got.covariance.matrix;

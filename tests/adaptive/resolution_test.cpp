@@ -117,8 +117,8 @@ double ShareWithinThree(const Make& make) {
     const auto fit = primfit::fit<Plane>(make(random, truth), options);
     const Vector3d n = truth.Normal() * (truth.Normal().dot(fit.shape.Normal()) < 0 ? -1 : 1);
     for (const FitParameter& p : fit.covariance.parameters) {
-      const double off = p.isAngle ? p.direction.dot(n - fit.shape.Normal())
-                                   : n.dot(truth.Center() - fit.covariance.position);
+      const double off = p.IsAngle() ? p.direction.dot(n - fit.shape.Normal())
+                                     : n.dot(truth.Center() - fit.covariance.position);
       ++all;
       within += std::abs(off) <= 3 * p.standardDeviation ? 1 : 0;
     }

@@ -32,11 +32,11 @@ FitResult ResultOf(const Row& row) {
   FitResult result{{1, 2, 3 + row.along, 0.5, 0, 0, 1}, FitQuality(), {}, Insight()};
   FitCovariance& c = result.insight->covariance;
   c.position = Vector3d(1, 2, 3);
-  c.parameters = {{"position", false, Vector3d::UnitX(), row.position},
-                  {"position", false, Vector3d::UnitY(), 0.001},
-                  {"direction", true, Vector3d::UnitX(), row.direction},
-                  {"direction", true, Vector3d::UnitY(), kDegree},
-                  {"radius", false, Vector3d::Zero(), row.radius}};
+  c.parameters = {{ParameterKind::kPosition, Vector3d::UnitX(), row.position},
+                  {ParameterKind::kPosition, Vector3d::UnitY(), 0.001},
+                  {ParameterKind::kDirection, Vector3d::UnitX(), row.direction},
+                  {ParameterKind::kDirection, Vector3d::UnitY(), kDegree},
+                  {ParameterKind::kRadius, Vector3d::Zero(), row.radius}};
   c.matrix = Eigen::MatrixXd::Zero(5, 5);
   for (Eigen::Index i = 0; i < 5; ++i)
     c.matrix(i, i) = std::pow(c.parameters[static_cast<std::size_t>(i)].standardDeviation, 2);

@@ -46,8 +46,8 @@ enum class FitErrorCode : int {
   kOptionHalfAngle = PRIMFIT_ERROR_OPTION_HALF_ANGLE,
   kOptionAxisNear = PRIMFIT_ERROR_OPTION_AXIS_NEAR,
   kOptionAxisWithin = PRIMFIT_ERROR_OPTION_AXIS_WITHIN,
-  kOptionNear = PRIMFIT_ERROR_OPTION_NEAR,
-  kOptionNearWithin = PRIMFIT_ERROR_OPTION_NEAR_WITHIN,
+  kOptionPasses = PRIMFIT_ERROR_OPTION_PASSES,
+  kOptionPassesWithin = PRIMFIT_ERROR_OPTION_PASSES_WITHIN,
 };
 
 /// Whether the code is that of an option out of its range.

@@ -25,21 +25,21 @@ std::string Text(const char* format, Values... values) {
 
 /// What is called the first of some parts.
 const char* NameOf(unsigned parts, ShapeKind kind) {
-  if ((parts & kAxis) != 0) return "direction";
-  if ((parts & kMajor) != 0) return "major radius";
-  return kind == ShapeKind::kCone ? "half-angle" : kind == ShapeKind::kTorus ? "minor radius" : "radius";
+  return primfit::NameOf((parts & kAxis) != 0    ? ParameterKind::kDirection
+                         : (parts & kMajor) != 0 ? ParameterKind::kMajorRadius
+                                                 : MinorOf(kind));
 }
 
 /// The value of a size.
-double SizeOf(const char* name, const Model& m) {
-  return std::string(name) == "major radius" ? m.major : m.minor;
+double SizeOf(ParameterKind kind, const Model& m) {
+  return kind == ParameterKind::kMajorRadius ? m.major : m.minor;
 }
 
 /// The largest standard deviation that says something. A covariance is that of small changes about the shape:
 /// of a quantity that is not known to its own size it tells nothing but that.
-double LargestKnown(const FreeParameter& f, const Converged& c) {
-  if (f.direction.isZero(0)) return SizeOf(f.name, c.model);
-  return f.angle ? std::numbers::pi / 2 : c.sums.extent;
+double LargestKnown(ParameterKind kind, const Converged& c) {
+  if (kind == ParameterKind::kPosition) return c.sums.extent;
+  return kind == ParameterKind::kDirection ? std::numbers::pi / 2 : SizeOf(kind, c.model);
 }
 
 }  // namespace
@@ -53,8 +53,8 @@ FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too
-    if (!(std::sqrt(covariance.matrix(i, i)) <= LargestKnown(f, c))) MakeUnknown(i, covariance.matrix);
-    covariance.parameters.push_back({f.name, f.angle, f.direction, std::sqrt(covariance.matrix(i, i))});
+    if (!(std::sqrt(covariance.matrix(i, i)) <= LargestKnown(f.kind, c))) MakeUnknown(i, covariance.matrix);
+    covariance.parameters.push_back({f.kind, f.direction, std::sqrt(covariance.matrix(i, i))});
   }
   return covariance;
 }
@@ -63,13 +63,13 @@ namespace {
 
 /// Why a parameter is hardly determined, empty where it is.
 std::string WhyHardly(const FitParameter& p, const Model& m) {
-  const bool size = p.direction.isZero(0), place = !size && !p.isAngle;
-  const double known = p.standardDeviation / (size ? SizeOf(p.name, m) : 1);
-  if (std::isinf(known)) return Text("the points do not determine the %s", p.name);
+  const bool place = p.kind == ParameterKind::kPosition, size = !place && p.kind != ParameterKind::kDirection;
+  const double known = p.standardDeviation / (size ? SizeOf(p.kind, m) : 1);
+  if (std::isinf(known)) return Text("the points do not determine the %s", p.Name());
   if (place || known <= kHardly) return {};
   if (!size)
     return Text("the direction is known to no better than %.0f degrees", known * 180 / std::numbers::pi);
-  return Text("the %s is known to no better than %.0f %%: other shapes explain the points as well", p.name,
+  return Text("the %s is known to no better than %.0f %%: other shapes explain the points as well", p.Name(),
               100 * known);
 }
 

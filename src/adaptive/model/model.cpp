@@ -173,12 +173,18 @@ NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double 
 
 }  // namespace
 
+ParameterKind MinorOf(ShapeKind kind) {
+  return kind == ShapeKind::kCone    ? ParameterKind::kHalfAngle
+         : kind == ShapeKind::kTorus ? ParameterKind::kMinorRadius
+                                     : ParameterKind::kRadius;
+}
+
 FreeParameters FreeParametersOf(const Model& m, unsigned held) {
   FreeParameters parameters;
-  const auto add = [&](const char* name, bool angle, const Vector3d& direction, const Motion& motion) {
-    parameters.each[parameters.count++] = {name, angle, direction, motion};
+  const auto add = [&](ParameterKind kind, const Vector3d& direction, const Motion& motion) {
+    parameters.each[parameters.count++] = {kind, direction, motion};
   };
-  const auto shift = [&](const Vector3d& v) { add("position", false, v, {.center = v}); };
+  const auto shift = [&](const Vector3d& v) { add(ParameterKind::kPosition, v, {.center = v}); };
   const LocalShape frame = LocalOf(LocalShape::Kind::kPlane, m);
   const bool anywhere = m.kind == ShapeKind::kLine || m.kind == ShapeKind::kCylinder;  // along the axis
   const bool hasMajor = m.kind == ShapeKind::kTorus;
@@ -188,12 +194,11 @@ FreeParameters FreeParametersOf(const Model& m, unsigned held) {
     if (!anywhere) shift(m.axis);
   }
   if ((held & kAxis) == 0 && m.kind != ShapeKind::kSphere) {
-    for (const Vector3d& v : {frame.u, frame.w}) add("direction", true, v, {.axis = v});
+    for (const Vector3d& v : {frame.u, frame.w}) add(ParameterKind::kDirection, v, {.axis = v});
   }
-  if (hasMajor && (held & kMajor) == 0) add("major radius", false, Vector3d::Zero(), {.major = 1});
+  if (hasMajor && (held & kMajor) == 0) add(ParameterKind::kMajorRadius, Vector3d::Zero(), {.major = 1});
   if (hasMinor && (held & kMinor) == 0) {
-    const bool cone = m.kind == ShapeKind::kCone;
-    add(cone ? "half-angle" : hasMajor ? "minor radius" : "radius", cone, Vector3d::Zero(), {.minor = 1});
+    add(MinorOf(m.kind), Vector3d::Zero(), {.minor = 1});
   }
   return parameters;
 }

@@ -67,10 +67,12 @@ bool IsValid(const Model& model);
 /// Distances to the shape, never negative; of a cone only its one side counts.
 void Distances(const Model& model, const Eigen::Vector3d* points, int n, double* distances);
 
+/// What the minor size of a kind of shape is.
+ParameterKind MinorOf(ShapeKind kind);
+
 /// One way in which a shape can change.
 struct FreeParameter {
-  const char* name;           ///< such as "radius"
-  bool angle;                 ///< whether it is in radians
+  ParameterKind kind;
   Eigen::Vector3d direction;  ///< in which a position or direction moves; zero for a size
   Motion motion;
 };

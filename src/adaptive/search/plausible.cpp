@@ -45,8 +45,8 @@ void RequireInRange(const FitOptionsBase& o, std::size_t points) {
           kOptionHalfAngle);
   Require(!o.axisNear || (!o.axisNear->isZero(0) && o.axisNear->allFinite()), kOptionAxisNear);
   Require(o.axisWithin >= 0, kOptionAxisWithin);
-  Require(!o.near || o.near->allFinite(), kOptionNear);
-  Require(o.nearWithin >= 0, kOptionNearWithin);
+  Require(!o.passes || o.passes->allFinite(), kOptionPasses);
+  Require(o.passesWithin >= 0, kOptionPassesWithin);
 }
 
 void RequireUsable(const Model& m, unsigned held) {
@@ -95,12 +95,12 @@ unsigned Plausible::Clamp(Model& m) const {
   return atEnd;
 }
 
-bool Plausible::IsNear(const Model& m, double slack) const {
-  if (!options_.near) return true;
-  const Vector3d p = *options_.near - origin_;
+bool Plausible::Passes(const Model& m, double slack) const {
+  if (!options_.passes) return true;
+  const Vector3d p = *options_.passes - origin_;
   double distance = 0;
   Distances(m, &p, 1, &distance);
-  return distance <= options_.nearWithin + slack;
+  return distance <= options_.passesWithin + slack;
 }
 
 }  // namespace primfit::adaptive

@@ -32,7 +32,7 @@ class Plausible {
   /// Moves a model into the ranges. @return the parts at an end of theirs
   unsigned Clamp(Model& m) const;
   /// Whether a model passes the point that it has to pass.
-  bool IsNear(const Model& m, double slack) const;
+  bool Passes(const Model& m, double slack) const;
 
  private:
   ShapeKind kind_;

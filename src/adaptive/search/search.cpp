@@ -120,7 +120,7 @@ class Searcher {
     if (task_.startsFromGiven) Consider(task_.given);
     if (task_.points.size() >= maker_.sample) {
       report_.why = StopReason::kConfident;
-      if (!DrawFrom(task_.near ? 0 : kPlainDraws, [&] { FromAnywhere(); }) &&
+      if (!DrawFrom(task_.passes ? 0 : kPlainDraws, [&] { FromAnywhere(); }) &&
           !DrawFrom(task_.mostDraws, [&] { FromOrder(); }))
         report_.why = StopReason::kDrawLimit;
     }
@@ -187,14 +187,14 @@ class Searcher {
                      kNeighbourRivals[turn / tiers_ / 2 % kNeighbourRivals.size()]);
   }
   void OrderByVariation() {
-    tiers_ = task_.near ? kTiersAround : kTiers;
-    order_.resize(task_.near ? task_.points.size() : std::min(task_.points.size(), kOrdered));
+    tiers_ = task_.passes ? kTiersAround : kTiers;
+    order_.resize(task_.passes ? task_.points.size() : std::min(task_.points.size(), kOrdered));
     std::iota(order_.begin(), order_.end(), std::size_t{0});
-    if (task_.near) order_ = OrderByDistance(task_.points, *task_.near);
+    if (task_.passes) order_ = OrderByDistance(task_.points, *task_.passes);
     task_.budget->Spend(task_.points.size());
     pieces_ = LocalGeometryAt(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
                               scorer_.IsOfCurve());
-    if (!task_.near) {
+    if (!task_.passes) {
       std::sort(pieces_.begin(), pieces_.end(), [](const LocalGeometry& a, const LocalGeometry& b) {
         return std::pair(a.variation, a.index) < std::pair(b.variation, b.index);
       });

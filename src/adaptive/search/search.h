@@ -36,7 +36,7 @@ struct SearchTask {
   std::function<unsigned(Model&)> clamp;
   /// What no range can say, with a slack in lengths for a model that is still to be refined.
   std::function<bool(const Model&, double slack)> isPlausible;
-  std::optional<Eigen::Vector3d> near;  ///< samples come from around it
+  std::optional<Eigen::Vector3d> passes;  ///< samples come from around it
   Budget* budget = nullptr;
 };
 
