@@ -165,47 +165,65 @@ double Resolution::GridStep() const {
   return gridded >= 2 ? coarsest : 0;
 }
 
+namespace {
+
+/// What the coordinates of inliers and their steps are on the mean, along each axis.
+struct StepsAcross {
+  Vector3d format = Vector3d::Zero();   ///< square of the number format's step across the shape
+  Vector3d rounded = Vector3d::Zero();  ///< the same of the step of rounding
+  Vector3d passed = Vector3d::Zero();   ///< steps that the inliers pass
+  double reach = 0;                     ///< largest distance from the shape's centre
+};
+
+StepsAcross StepsAcrossOf(const Resolution& resolution, const Model& model,
+                          std::span<const Vector3d> inliers) {
+  const auto n = static_cast<double>(inliers.size());
+  StepsAcross s;
+  Vector3d step = Vector3d::Zero(), mean = step, squared = step;  // the last two about the first inlier
+  for (const Vector3d& p : inliers) {
+    const Vector3d share = AcrossAt(model, p), steps = resolution.RoundedAt(p);
+    s.format += share.cwiseProduct(resolution.FormatAt(p).cwiseAbs2()) / n;
+    s.rounded += share.cwiseProduct(steps.cwiseAbs2()) / n;
+    step += steps / n;
+    mean += (p - inliers[0]) / n;
+    squared += (p - inliers[0]).cwiseAbs2() / n;
+    s.reach = std::max(s.reach, (p - model.center).norm());
+  }
+  for (Eigen::Index i = 0; i < 3; ++i) {
+    if (!(step[i] > 0)) continue;
+    const double spread = std::max(squared[i] - mean[i] * mean[i], 0.0);
+    s.passed[i] = std::sqrt(12 * spread) / step[i];  // of values spread evenly; few others do not count
+  }
+  return s;
+}
+
+}  // namespace
+
 RoundingEffect RoundingOf(const Resolution& resolution, const Model& model, std::span<const Vector3d> inliers,
                           std::size_t all, double noise) {
   RoundingEffect effect;
   if (inliers.empty()) return effect;
-  const auto n = static_cast<double>(inliers.size());
-  Vector3d format = Vector3d::Zero(), rounded = format,
-           step = format;                            // means, the first two of squares across
-  Vector3d mean = Vector3d::Zero(), squared = mean;  // of the inliers about the first
-  double reach = 0;
-  for (const Vector3d& p : inliers) {
-    const Vector3d share = AcrossAt(model, p), steps = resolution.RoundedAt(p);
-    format += share.cwiseProduct(resolution.FormatAt(p).cwiseAbs2()) / n;
-    rounded += share.cwiseProduct(steps.cwiseAbs2()) / n;
-    step += steps / n;
-    mean += (p - inliers[0]) / n;
-    squared += (p - inliers[0]).cwiseAbs2() / n;
-    reach = std::max(reach, (p - model.center).norm());
-  }
-  const double arithmetic =
-      kArithmetic * (reach + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
-  double squares = format.sum();
+  StepsAcross s = StepsAcrossOf(resolution, model, inliers);
+  double squares = s.format.sum();
   double variance = 0, most = 0;  // that rounding leaves, and that it may leave
-  Vector3d passed = Vector3d::Zero();
   for (Eigen::Index i = 0; i < 3; ++i) {
-    if (!(rounded[i] > 0)) continue;
-    const double spread = std::max(squared[i] - mean[i] * mean[i], 0.0);
-    passed[i] = std::sqrt(12 * spread) / step[i];  // of values spread evenly; few others do not count
-    if (passed[i] >= kSampled && rounded[i] / 12 > 4 * noise * noise) rounded[i] = 0;  // sampled
-    if (rounded[i] > format[i]) squares += rounded[i] - format[i];
-    variance += rounded[i] / 12;
-    most += rounded[i] / (passed[i] > kFewSteps ? 12 : 4);
+    const bool sampled = s.passed[i] >= kSampled && s.rounded[i] / 12 > 4 * noise * noise;
+    if (sampled) s.rounded[i] = 0;
+    squares += std::max(s.rounded[i] - s.format[i], 0.0);
+    variance += s.rounded[i] / 12;
+    most += s.rounded[i] / (s.passed[i] > kFewSteps ? 12 : 4);
   }
   const double across = std::sqrt(squares);
+  const double arithmetic =
+      kArithmetic * (s.reach + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
   effect.noise = std::max(across / std::sqrt(12.0), arithmetic);
   effect.tolerance = std::max(kStepsOfInliers * across, 3 * arithmetic);
   const double rest = std::max(0.0, noise * noise - most);
   for (Eigen::Index i = 0; i < 3; ++i) {
-    if (!(rounded[i] > 0)) continue;
-    const double harmonic = std::exp(-4 * std::numbers::pi * std::numbers::pi * rest / rounded[i]);
+    if (!(s.rounded[i] > 0)) continue;
+    const double harmonic = std::exp(-4 * std::numbers::pi * std::numbers::pi * rest / s.rounded[i]);
     effect.common +=
-        rounded[i] / 12 * harmonic / std::max(1.0, passed[i] * passed[i]) * static_cast<double>(all);
+        s.rounded[i] / 12 * harmonic / std::max(1.0, s.passed[i] * s.passed[i]) * static_cast<double>(all);
   }
   if (variance > rest) effect.coarse = across;
   return effect;
