@@ -13,8 +13,7 @@ namespace primfit::io {
 /// Reads the points of a file with the reader that it is for.
 /// @param path  "-" reads standard input
 /// @throws ReadError when the file cannot be opened, is of no format that is read, is cut short, holds less
-/// than
-///         it promises, or has a value that is not a number
+///     than it promises, or has a value that is not a number
 PointCloud ReadPoints(const Readers& readers, const std::string& path);
 
 /// The same for contents that are in memory.

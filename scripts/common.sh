@@ -21,5 +21,6 @@ run_tests() { ctest --test-dir "$builds/$1" --parallel "$jobs" --output-on-failu
 quick_checks() {
   "$root/scripts/format.sh" --check
   python3 "$root/scripts/check_includes.py"
+  python3 "$root/scripts/check_comments.py"
   python3 "$root/scripts/test_share.py"
 }

@@ -22,9 +22,8 @@ AxialRange RangeAlong(const Fitted<OutputCone>& fitted);
 
 /// The angle that points cover about an axis: the whole turn less the largest gap between neighbours.
 /// @param close   the points
-/// @param xAxis   receives the unit direction from the centre towards the first point, counter-clockwise seen
-/// from the
-///                tip of the axis
+/// @param xAxis receives the unit direction from the centre towards the first point, counter-clockwise seen
+///     from the tip of the axis
 /// @return swept angle in radians, 0 for a single point
 double ElbowAngularExtent(const Eigen::Vector3d& center, const Eigen::Vector3d& axis,
                           std::span<const Eigen::Vector3d> close, Eigen::Vector3d& xAxis);

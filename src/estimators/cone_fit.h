@@ -9,8 +9,7 @@ class ConeFit final : public PolynomialFit {
  public:
   ConeFit(int count, const Eigen::Vector3d* points) : PolynomialFit(count, points) {}
   /// @return a new OutputCone, its axis pointing from the apex towards the first point; null for points that
-  /// determine
-  ///         none
+  ///     determine none
   OutputShape* Solve() override;
 };
 

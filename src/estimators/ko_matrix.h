@@ -95,9 +95,8 @@ class KoMatrix : public KoMatrix_base {
 
   /// Eigenvalues and eigenvectors from the upper triangle, whatever the flag says. Destroys A.
   /// @param w  receives Cols() eigenvalues, ascending
-  /// @param z  null, or receives the unit eigenvector of w[k] as column k, as a matrix that is not flagged
-  /// symmetric;
-  ///           may be this matrix. Unchanged on failure.
+  /// @param z null, or receives the unit eigenvector of w[k] as column k, as a matrix that is not flagged
+  ///     symmetric; may be this matrix. Unchanged on failure.
   /// @return false also for an entry that is not finite, on which the iteration need not end
   bool EigenDecompose(double* w, KoMatrix* z);
 
@@ -112,16 +111,14 @@ class KoMatrix : public KoMatrix_base {
   /// for max(rows, cols) rows in b: a b that holds the right-hand sides but not the solution is enlarged
   /// first.
   /// @return false for a rank deficiency that is exact in the factor (all zeros, however, give x = 0), and
-  /// for an
-  ///         entry that is not finite, which would reach the provider's error handler
+  ///     for an entry that is not finite, which would reach the provider's error handler
   bool LeastSquares(KoMatrix& b);
 
   /// C = alpha op(A) op(B) + beta C, where op transposes if the flag behind the matrix says so. A C without
   /// storage gets the shape of the product and counts as 0. A symmetric operand is completed: its upper
   /// triangle is copied into its lower one, the flag stays.
   /// @return false, and C untouched, when the inner dimensions differ, when C has storage of another shape
-  /// than the
-  ///         product (it is never reshaped: what it holds may be wanted), or when C is also A or B
+  ///     than the product (it is never reshaped: what it holds may be wanted), or when C is also A or B
   static bool Multiply(double alpha, KoMatrix& a, bool transposeA, KoMatrix& b, bool transposeB, double beta,
                        KoMatrix& c);
 

@@ -12,8 +12,7 @@ OutputShape* EstimateLine(int count, const Eigen::Vector3d* points);
 
 /// Circle in the total least-squares plane of the points, by the algebraic fit there.
 /// @return a new OutputCircle, or null for fewer than 3 points, a null array, or points that determine none
-/// (collinear
-///         ones among them)
+///     (collinear ones among them)
 OutputShape* EstimateCircle(int count, const Eigen::Vector3d* points);
 
 #endif  // PRIMFIT_SRC_ESTIMATORS_LINE_CIRCLE_FIT_H_

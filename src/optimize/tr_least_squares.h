@@ -13,9 +13,8 @@ class TRLeastSquares {
   /// @param parameters  full parameter count, before any hold
   /// @param residuals   one a point
   /// @param tolerance   scale of the refinement, in the unit of the points
-  /// @param summed      the model offers SumUp, so that residuals and Jacobian are stored only for a solver
-  /// that
-  ///                    wants them
+  /// @param summed the model offers SumUp, so that residuals and Jacobian are stored only for a solver that
+  ///     wants them
   /// @throws primfit::FitError "Cannot allocate memmory"
   TRLeastSquares(int parameters, int residuals, double tolerance, int iterations, int trialIterations,
                  bool summed = false);

@@ -21,9 +21,8 @@ class TROptimizer {
 
   /// @param start  null for the optimizer's own start shape
   /// @return a new shape that the caller owns; null without a start shape of the optimizer's class, when the
-  /// start is
-  ///         too far from the points (100 x tolerance, root mean square), with fewer points than free
-  ///         parameters, when the solver fails, or for a result with a free size that no shape has
+  ///     start is too far from the points (100 x tolerance, root mean square), with fewer points than free
+  ///     parameters, when the solver fails, or for a result with a free size that no shape has
   /// @throws primfit::FitError "Cannot allocate memmory"
   virtual OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const = 0;
 

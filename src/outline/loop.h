@@ -8,9 +8,8 @@
 /// centroid has the angle 0, and so has one without a direction (not finite); vertices of equal angle keep
 /// their order.
 /// @param count  number of vertices, replaced by the new one; below 1 nothing happens
-/// @param loop   u0, v0, u1, v1, ... from new[]; released and replaced by a new array of 2 count doubles that
-/// the
-///               caller releases with delete[]. Null: nothing happens.
+/// @param loop u0, v0, u1, v1, ... from new[]; released and replaced by a new array of 2 count doubles that
+///     the caller releases with delete[]. Null: nothing happens.
 /// @throws std::bad_alloc, with both arguments as they were
 /// @note O(count log count)
 void SortLoopVertices(int& count, double*& loop);

@@ -3,9 +3,9 @@
 // fused multiply-adds is off for the whole build.
 //
 // Each formula offers
-//   Quantity(x, y, z)  what the shape's close band bounds: a squared distance, or a plain one for plane and
-//   cone; Distance(x, y, z)  the distance, signed for surfaces; kOpenBand          whether the upper bound
-//   itself is outside the band.
+//   Quantity(x, y, z)  what the shape's close band bounds: a squared distance, or a plain one for plane and cone;
+//   Distance(x, y, z)  the distance, signed for surfaces;
+//   kOpenBand          whether the upper bound itself is outside the band.
 #ifndef PRIMFIT_SRC_SHAPES_FORMULAS_H_
 #define PRIMFIT_SRC_SHAPES_FORMULAS_H_
 

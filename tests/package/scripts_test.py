@@ -110,6 +110,21 @@ class CheckIncludes(Folder):
                 path.unlink()
 
 
+class CheckComments(Folder):
+    def test_mends_what_a_formatter_broke_and_nothing_else(self):
+        whole = ("/// @param x what the function is given, in a sentence that is as long as a line of this project may be at all\n"
+                 "/// @return what it gives\n//   a table   1\n//   b         2\nint a;  // of two\n")
+        broken = ("/// @param points of which some are not given, in a sentence that is too long for one line of the project,\n"
+                  "/// not finite\n///                 left out, and so on\n")
+        for text, faults in [(whole, 0), (broken, 1), ("// " + 30 * "word " + "\n", 1)]:
+            path = self.write("src/a.h", text)
+            self.assertEqual(run("python3", SCRIPTS / "check_comments.py", self.root).returncode, int(faults > 0), text)
+            run("python3", SCRIPTS / "check_comments.py", "--fix", self.root)
+            self.assertEqual(run("python3", SCRIPTS / "check_comments.py", self.root).returncode, 0)
+            self.assertEqual(path.read_text().replace("/", "").split(), text.replace("/", "").split())
+            self.assertEqual(path.read_text() == text, faults == 0)
+
+
 class TestShare(Folder):
     def test_limit_and_what_counts(self):
         self.write("src/a.cpp", "/* two\n lines */\nint a;\n\n  // counts\nint b;\n")

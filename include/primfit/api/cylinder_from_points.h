@@ -12,22 +12,19 @@
 
 /// Finds and refines an infinite circular cylinder among points with outliers, minimising the sum of (|w_i| -
 /// r)^2, w_i the radial part of p_i, over axis point, radius and axis direction.
-/// @param points   n x 3, contiguous, caller's length unit; never changed. Points with a coordinate that is
-/// not finite are
-///                 left out; above 100000 points a random subset of that size is used, unless SampleSize
-///                 equals n
+/// @param points n x 3, contiguous, caller's length unit; never changed. Points with a coordinate that is not
+///     finite are left out; above 100000 points a random subset of that size is used, unless SampleSize
+///     equals n
 /// @param updater  may be null; called on the calling thread only
 /// @param earlyStop  end the search at the tenth candidate that holds more points than the outlier share lets
 /// expect
 /// @return the cylinder, of a held part the constraint's own numbers; which point of the axis is its origin
-/// and the sign of
-///         the axis are not determined; and the residuals of the points within the tolerance
+///     and the sign of the axis are not determined; and the residuals of the points within the tolerance
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsCylinder is not provided" (SkipEstimator
-/// without a
-///         shape in the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over
-///         constrained" (all three parts held), "Held parts must be finite, with no zero direction and no
-///         negative size", "Not enough points" (fewer than 6), "FitCylinder failed" (none found),
-///         "FitCylinder produced a poor fit quality" (see PlaneFromPoints)
+///     without a shape in the constraints), "Points are not provided" (null, n < 1, or no finite point),
+///     "Over constrained" (all three parts held), "Held parts must be finite, with no zero direction and no
+///     negative size", "Not enough points" (fewer than 6), "FitCylinder failed" (none found), "FitCylinder
+///     produced a poor fit quality" (see PlaneFromPoints)
 /// @note Cost, seeds and threads as PlaneFromPoints. Source: Fischler and Bolles 1981; More 1977 (trust
 /// region).
 PRIMFIT_API FitOutput<FitOutputParamsCylinder> CylinderFromPoints(

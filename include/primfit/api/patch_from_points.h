@@ -12,10 +12,9 @@
 
 /// PlaneFromPoints, and the outline of the points near the plane: the convex hull of those within max(1e-6, 3
 /// x rms), seen along the normal, counter-clockwise, vertices where it turns by less than 5 degrees left out.
-/// @param points   n x 3, contiguous, caller's length unit; never changed. Points with a coordinate that is
-/// not finite are
-///                 left out; above 100000 points a random subset of that size is used, unless SampleSize
-///                 equals n
+/// @param points n x 3, contiguous, caller's length unit; never changed. Points with a coordinate that is not
+///     finite are left out; above 100000 points a random subset of that size is used, unless SampleSize
+///     equals n
 /// @param updater  may be null; called on the calling thread only
 /// @throws primfit::FitError as PlaneFromPoints, and "QuickConvexHull failed"
 /// @note Source: Andrew 1979 (hull).

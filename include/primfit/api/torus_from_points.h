@@ -13,22 +13,19 @@
 /// Finds and refines a ring torus among points with outliers, minimising the sum of the squared distances
 /// from its tube over centre, both radii and axis. SkipEstimator alone leaves the search out: the given torus
 /// is refined.
-/// @param points   n x 3, contiguous, caller's length unit; never changed. Points with a coordinate that is
-/// not finite are
-///                 left out; above 100000 points a random subset of that size is used, unless SampleSize
-///                 equals n
+/// @param points n x 3, contiguous, caller's length unit; never changed. Points with a coordinate that is not
+///     finite are left out; above 100000 points a random subset of that size is used, unless SampleSize
+///     equals n
 /// @param updater  may be null; called on the calling thread only
 /// @return the torus, of a held part the constraint's own numbers, and the residuals of the points within the
 /// tolerance
 /// @throws primfit::FitError, checked in this order: "FitOutputParamsTorus is not provieded" (SkipEstimator
-/// without a shape
-///         in the constraints), "Points are not provided" (null, n < 1, or no finite point), "Over
-///         constrained" (all four parts held), "Held parts must be finite, with no zero direction and no
-///         negative size", "Not enough points" (fewer than 15), "FitTorus failed" (none found), "FitTorus
-///         produced a poor fit quality" (see PlaneFromPoints)
+///     without a shape in the constraints), "Points are not provided" (null, n < 1, or no finite point),
+///     "Over constrained" (all four parts held), "Held parts must be finite, with no zero direction and no
+///     negative size", "Not enough points" (fewer than 15), "FitTorus failed" (none found), "FitTorus
+///     produced a poor fit quality" (see PlaneFromPoints)
 /// @note A sample holds at least 13 points, which a torus needs. Cost, seeds and threads as PlaneFromPoints.
-/// Source:
-///       Fischler and Bolles 1981; More 1977 (trust region).
+///     Source: Fischler and Bolles 1981; More 1977 (trust region).
 PRIMFIT_API FitOutput<FitOutputParamsTorus> TorusFromPoints(const Eigen::Vector3d* points, int n,
                                                             const FitInputParams<FitConstraintsTorus>& params,
                                                             FitProgressUpdater* updater);
@@ -37,10 +34,9 @@ PRIMFIT_API FitOutput<FitOutputParamsTorus> TorusFromPoints(const Eigen::Vector3
 /// whose radius is the tube's and whose plane is perpendicular to the tube. Only the bend radius and the turn
 /// about the tube's direction there are free. SkipEstimator and the arc's flags are not read.
 /// @throws primfit::FitError, checked in this order: "Constraint is not provided" (no constraints, or no arc
-/// in them),
-///         "Points are not provided", "Held parts must be finite, with no zero direction and no negative
-///         size" (also for an arc whose axes span no plane), "Not enough points" (fewer than 15), "FitTorus
-///         failed", "FitTorus produced a poor fit quality"
+///     in them), "Points are not provided", "Held parts must be finite, with no zero direction and no
+///     negative size" (also for an arc whose axes span no plane), "Not enough points" (fewer than 15),
+///     "FitTorus failed", "FitTorus produced a poor fit quality"
 PRIMFIT_API FitOutput<FitOutputParamsTorus> TorusFromPoints(const Eigen::Vector3d* points, int n,
                                                             const FitInputParams<FitConstraintsArc>& params,
                                                             FitProgressUpdater* updater);

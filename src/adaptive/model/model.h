@@ -123,8 +123,7 @@ double NextStep(const NormalEquations& sums, int n);
 ///                   the gradient, which moves the worst determined mixture of parameters by that over the
 ///                   smallest eigenvalue
 /// @return none where the step is not a short one, so that the points have to be looked at again, or leads
-/// out
-///         of the shapes
+///     out of the shapes
 std::optional<Model> UpdatedOptimum(const Model& at, unsigned held, int count, const PointRefs& added,
                                     const PointRefs& removed, NormalEquations& sums,
                                     double* remaining = nullptr);

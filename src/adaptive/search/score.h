@@ -34,9 +34,8 @@ class Scorer {
  public:
   /// The points must outlive it. Lengths are in units of the cloud's size.
   /// @param least       smallest bound; for a known noise what its points need
-  /// @param leastReach  how far points anywhere may be from a shape at the least: where all points are near
-  /// one, for
-  ///                    lack of others
+  /// @param leastReach how far points anywhere may be from a shape at the least: where all points are near
+  ///     one, for lack of others
   /// @param most        largest bound
   /// @param parameters  of the shape: that many points lie on it whatever they are
   /// @param trust       of the points; none where all are alike

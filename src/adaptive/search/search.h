@@ -61,8 +61,7 @@ struct SearchResult {
 };
 
 /// @return the best shape, and after one that has a simpler one the best that has none; nothing where no
-/// sample
-///         gave any
+///     sample gave any
 std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report);
 
 }  // namespace primfit::adaptive
