@@ -74,8 +74,9 @@ TEST(Resolution, TellsStepsFromPlacesOfAThing) {
   for (const double z : {0.0, 1.0})
     box = Joined(std::move(box), PointsOn(OutputPlane({0, 0, z}, kZ), 500, {-1, 1}, {-1, 1}, 0, random));
   EXPECT_TRUE(steps(box, {0, 0, 0}).isZero(0));
-  EXPECT_TRUE(Resolution(InFloats(pipe), Vector3d::Zero(), 2000).AreFloats());
-  EXPECT_FALSE(Resolution(pipe, Vector3d::Zero(), 2000).AreFloats());
+  // Floats in [1, 2) are 2^-23 apart; of doubles that were not rounded there is no step.
+  EXPECT_TRUE(Near(steps(InFloats(pipe), {1.5, 1.5, 1.5}), Vector3d::Constant(0x1p-23), 1e-15));
+  EXPECT_TRUE(steps(pipe, {1.5, 1.5, 1.5}).isZero(0));
 }
 
 template <class Shape>

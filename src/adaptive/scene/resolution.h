@@ -33,7 +33,6 @@ class Resolution {
   /// The coarsest step of which the coordinates along two axes or three are multiples, else 0: points that
   /// were rounded so lie on many shapes that the thing scanned never had.
   double GridStep() const;
-  bool AreFloats() const { return floats_; }
 
  private:
   struct Axis {
