@@ -56,9 +56,9 @@ Cell Measure(const Primitive& primitive, int points, double outliers, double see
     } catch (const std::exception&) {  // nothing stands out
       continue;
     }
-    const auto truth = adaptive::ModelOf(*primitive.make(scene.truth, scene.pose));
+    const auto truth = ModelOf(*primitive.make(scene.truth, scene.pose));
     if (const auto best = adaptive::Refine(truth, 0, adaptive::RefsOf(scene.inliers), 50)) {
-      adaptive::WithShape(*best, [&](const OutputShape& s) { limits.push_back(RootMeanSquare(s, exact)); });
+      WithShape(*best, [&](const OutputShape& s) { limits.push_back(RootMeanSquare(s, exact)); });
     }
   }
   cell.ratio = Median(errors) / Median(limits);

@@ -34,17 +34,16 @@ double NoiseBound(int points, double outliers) {
 }
 
 /// The error of each parameter in units of its standard deviation, by the parameter's name.
-std::vector<std::pair<std::string, double>> Deviations(const adaptive::Model& truth,
-                                                       const AdaptiveFound& fit) {
-  const adaptive::Model got = adaptive::ModelOf(*fit.shape);
+std::vector<std::pair<std::string, double>> Deviations(const Model& truth, const AdaptiveFound& fit) {
+  const Model got = ModelOf(*fit.shape);
   const Vector3d axis = truth.axis.dot(got.axis) < 0 ? Vector3d(-truth.axis) : truth.axis;
   const Vector3d at = fit.covariance.position;
-  const bool along = truth.kind == adaptive::ShapeKind::kLine || truth.kind == adaptive::ShapeKind::kCylinder;
+  const bool along = truth.kind == ShapeKind::kLine || truth.kind == ShapeKind::kCylinder;
   const Vector3d center = along ? Vector3d(truth.center + axis * axis.dot(at - truth.center)) : truth.center;
   std::vector<std::pair<std::string, double>> off;
   for (const FitParameter& p : fit.covariance.parameters) {
     const std::string name = p.Name();
-    const Vector3d& way = truth.kind == adaptive::ShapeKind::kPlane ? axis : p.direction;
+    const Vector3d& way = truth.kind == ShapeKind::kPlane ? axis : p.direction;
     const double error = name == "position"       ? way.dot(center - at)
                          : name == "direction"    ? p.direction.dot(axis - got.axis)
                          : name == "major radius" ? truth.major - got.major
@@ -67,7 +66,7 @@ bool PrintSpread(const Primitive& primitive, double outliers, double seen, int r
     try {
       const AdaptiveFound fit = primitive.adaptive(scene.points);
       if (!IsNear(scene, *fit.shape)) continue;
-      const auto truth = adaptive::ModelOf(*primitive.make(scene.truth, scene.pose));
+      const auto truth = ModelOf(*primitive.make(scene.truth, scene.pose));
       const auto off = Deviations(truth, fit);
       squares.resize(off.size());
       names.resize(off.size());

@@ -15,12 +15,13 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
-#include "fit/packed_records.h"
 #include "primfit/fit_c.h"
 #include "primfit/flat.h"
 #include "primfit/primfit.h"
+#include "primitives/records.h"
 #include "scenes.h"
 
 namespace primfit::bench {
@@ -66,47 +67,37 @@ void Append(std::vector<double>& numbers, const Vector3d& v) {
   numbers.insert(numbers.end(), v.begin(), v.end());
 }
 
-/// The numbers of a record that its unbounded shape does not have.
-template <class R>
-void AppendExtent(const R& r, std::vector<double>& to) {
-  if constexpr (requires { r.Height(); }) Append(to, r.Height());
-  if constexpr (requires { r.Height0(); }) Append(to, r.Height0()), Append(to, r.Height1());
-  if constexpr (requires { r.MajorRadius(), r.XAxis(); }) Append(to, r.Angle()), Append(to, r.XAxis());
-  if constexpr (requires(const double* loop, Vector3d axis) { r.Loop(loop, axis); }) {
+/// The numbers of a record as arrays have them, and the corners of an outline.
+template <class Shape>
+std::vector<double> NumbersOf(const typename Shape::Record& record) {
+  double parts[PRIMFIT_MOST_NUMBERS];
+  std::vector<double> numbers(parts, WriteRecord<Description<Shape>, Listed::kInArrays>(record, parts));
+  if constexpr (std::is_same_v<Shape, Patch>) {
     const double* loop = nullptr;
     Vector3d axis;
-    const int count = r.Loop(loop, axis);
-    Append(to, axis);
-    to.insert(to.end(), loop, loop + 2 * std::ptrdiff_t{count});
+    const int count = record.Loop(loop, axis);
+    numbers.insert(numbers.end(), loop, loop + 2 * std::ptrdiff_t{count});
   }
-}
-
-template <class Packed, class R>
-std::vector<double> NumbersOf(const R& record) {
-  double packed[PRIMFIT_MOST_NUMBERS];
-  const auto packer = Packed::Pack(record, packed);
-  std::vector<double> numbers(packed, packer.End());
-  AppendExtent(record, numbers);
   return numbers;
 }
 
 /// The start shape of a request and which of its parts are held.
-template <class Packed>
+template <class Shape>
 struct Held {
-  explicit Held(const Request& r) : start(Packed::FromNumbers(r.start.data())), constraints(&start) {
-    for (std::size_t part = 0; part < std::size(Packed::kFix); ++part) {
-      if (r.fix[part] != 0) (constraints.*Packed::kFix[part])();
-    }
+  using D = typename Description<Shape>::Start;
+  explicit Held(const Request& r)
+      : start(StartRecord<D, Listed::kInArrays>(r.start.data())), constraints(&start) {
+    Hold<D>(r.fix, constraints);
   }
-  typename Packed::Record start;
-  typename Packed::Constraints constraints;
+  typename D::Record start;
+  typename D::Constraints constraints;
 };
 
 // The doors.
 
-template <class Shape, class Packed>
+template <class Shape>
 void ByFit(const Request& r, Record& out) {
-  const Held<Packed> held(r);
+  const Held<Shape> held(r);
   FitOptions<Shape> o;
   o.seed = r.seed;
   o.weights = r.weights;
@@ -119,7 +110,7 @@ void ByFit(const Request& r, Record& out) {
   out.verdict = std::to_string(static_cast<int>(fit.report.verdict));
   out.inliers = fit.inliers.size();
   for (const std::uint32_t i : fit.inliers) out.Hash(i);
-  out.shape = NumbersOf<Packed>(fit.shape);
+  out.shape = NumbersOf<Shape>(fit.shape);
   out.Add(fit.quality);
   for (const double v :
        {fit.report.noise, fit.report.tolerance, fit.report.inlierShare, static_cast<double>(fit.report.draws),
@@ -155,11 +146,11 @@ void ByC(const Request& r, Record& out) {
   primfit_free(found);
 }
 
-template <class Shape, class Packed>
+template <class Shape>
 void ByFunction(const Request& r, Record& out) {
   using Params = FitInputParams<typename Shape::Constraints>;
   const ScopedSeed seed(r.seed);
-  const Held<Packed> held(r);
+  const Held<Shape> held(r);
   Params params(r.Holds() ? &held.constraints : nullptr, false, r.tellsPlace);
   if (r.tellsAxis) params.SetOptimizeOnce();
   if (r.tellsNoise) params.SetScannerError(0.01);
@@ -170,7 +161,7 @@ void ByFunction(const Request& r, Record& out) {
     else
       return front.Solve(r.scene.points.data(), r.Count(), params, nullptr);
   }();
-  out.shape = NumbersOf<Packed>(fit.GetFitShape());
+  out.shape = NumbersOf<Shape>(fit.GetFitShape());
   out.Add(fit.GetFitQuality());
   out.inliers = static_cast<std::size_t>(fit.GetFitQuality().GetInlierCount());
 }
@@ -179,7 +170,7 @@ void ByPick(const Request& r, Record& out) {
   const ScopedSeed seed(r.seed);
   const auto fit = ConsensusRansacFit(r.scene.inliers.front(), 0.5, r.scene.points.data(), r.Count(),
                                       FitInputParams<FitConstraintsCylinder>(), nullptr);
-  out.shape = NumbersOf<PackedCylinder>(fit.GetFitShape());
+  out.shape = NumbersOf<Cylinder>(fit.GetFitShape());
   out.Add(fit.GetFitQuality());
 }
 
@@ -190,7 +181,7 @@ void ThroughArc(const Request& r, Record& out) {
   const FitConstraintsArc constraints(&arc);
   const auto fit = TorusFromPoints(r.scene.points.data(), r.Count(),
                                    FitInputParams<FitConstraintsArc>(&constraints), nullptr);
-  out.shape = NumbersOf<PackedTorus>(fit.GetFitShape());
+  out.shape = NumbersOf<Torus>(fit.GetFitShape());
   out.Add(fit.GetFitQuality());
 }
 
@@ -199,7 +190,7 @@ void BySums(const Request& r, Record& out) {
   const auto plane = r.weights.empty() ? PlaneFromPoints(r.scene.points.data(), r.Count())
                                        : PlaneFromPoints(r.scene.points.data(), r.Count(), r.weights.data(),
                                                          Vector3d::Zero());
-  out.shape = NumbersOf<PackedPlane>(plane);
+  out.shape = NumbersOf<Plane>(plane);
 }
 
 using Flat = int (*)(const Request& r, double* shape, double* quality);
@@ -229,28 +220,28 @@ struct Door {
     return name;                               \
   }
 constexpr Door kDoors[] = {
-    {"fit", "line", ByFit<Line, PackedLine>},
-    {"fit", "arc", ByFit<Arc, PackedArc>},
-    {"fit", "plane", ByFit<Plane, PackedPlane>},
-    {"fit", "patch", ByFit<Patch, PackedPlane>},
-    {"fit", "sphere", ByFit<Sphere, PackedSphere>},
-    {"fit", "cylinder", ByFit<Cylinder, PackedCylinder>},
-    {"fit", "bounded cylinder", ByFit<BoundedCylinder, PackedCylinder>},
-    {"fit", "cone", ByFit<Cone, PackedCone>},
-    {"fit", "bounded cone", ByFit<BoundedCone, PackedCone>},
-    {"fit", "torus", ByFit<Torus, PackedTorus>},
-    {"fit", "elbow", ByFit<Elbow, PackedTorus>},
-    {"function", "line", ByFunction<Line, PackedLine>},
-    {"function", "arc", ByFunction<Arc, PackedArc>},
-    {"function", "plane", ByFunction<Plane, PackedPlane>},
-    {"function", "patch", ByFunction<Patch, PackedPlane>},
-    {"function", "sphere", ByFunction<Sphere, PackedSphere>},
-    {"function", "cylinder", ByFunction<Cylinder, PackedCylinder>},
-    {"function", "bounded cylinder", ByFunction<BoundedCylinder, PackedCylinder>},
-    {"function", "cone", ByFunction<Cone, PackedCone>},
-    {"function", "bounded cone", ByFunction<BoundedCone, PackedCone>},
-    {"function", "torus", ByFunction<Torus, PackedTorus>},
-    {"function", "elbow", ByFunction<Elbow, PackedTorus>},
+    {"fit", "line", ByFit<Line>},
+    {"fit", "arc", ByFit<Arc>},
+    {"fit", "plane", ByFit<Plane>},
+    {"fit", "patch", ByFit<Patch>},
+    {"fit", "sphere", ByFit<Sphere>},
+    {"fit", "cylinder", ByFit<Cylinder>},
+    {"fit", "bounded cylinder", ByFit<BoundedCylinder>},
+    {"fit", "cone", ByFit<Cone>},
+    {"fit", "bounded cone", ByFit<BoundedCone>},
+    {"fit", "torus", ByFit<Torus>},
+    {"fit", "elbow", ByFit<Elbow>},
+    {"function", "line", ByFunction<Line>},
+    {"function", "arc", ByFunction<Arc>},
+    {"function", "plane", ByFunction<Plane>},
+    {"function", "patch", ByFunction<Patch>},
+    {"function", "sphere", ByFunction<Sphere>},
+    {"function", "cylinder", ByFunction<Cylinder>},
+    {"function", "bounded cylinder", ByFunction<BoundedCylinder>},
+    {"function", "cone", ByFunction<Cone>},
+    {"function", "bounded cone", ByFunction<BoundedCone>},
+    {"function", "torus", ByFunction<Torus>},
+    {"function", "elbow", ByFunction<Elbow>},
     {"C", "line", ByC<PRIMFIT_LINE>},
     {"C", "arc", ByC<PRIMFIT_ARC>},
     {"C", "plane", ByC<PRIMFIT_PLANE>},

@@ -28,8 +28,6 @@ using report::FitRun;
 using report::Input;
 using report::kLimits;
 using report::Method;
-using report::Part;
-using report::Quantity;
 using report::Unit;
 
 using Clock = std::chrono::steady_clock;
@@ -46,8 +44,8 @@ std::uint64_t ClockSeed() {
 /// Multiplies the numbers of parts with the library's units, or divides them.
 void Convert(std::vector<double>& numbers, std::span<const Part> parts, const Unit& unit, bool toLibrary) {
   ForEachPart(parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
-    const double factor = FactorOf(part.quantity, unit);
-    for (std::size_t k = offset; k < offset + SizeOf(part.quantity); ++k) {
+    const double factor = FactorOf(QuantityOf(part), unit);
+    for (std::size_t k = offset; k < offset + part.Size(); ++k) {
       numbers[k] = toLibrary ? numbers[k] * factor : numbers[k] / factor;
     }
   });
@@ -68,15 +66,14 @@ FitRequest InLibraryUnits(FitRequest request, std::span<const Part> parts, const
 /// vector.)
 void RestoreHeld(FitRun& run) {
   ForEachPart(run.parts, run.request.start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
-    if (!run.request.fixed[i] || part.role == report::Role::kPlace || part.quantity == Quantity::kDirection)
-      return;
-    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), SizeOf(part.quantity),
+    if (!run.request.fixed[i] || part.IsEnd() || QuantityOf(part) == Quantity::kDirection) return;
+    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), part.Size(),
                 run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
   });
 }
 
 /// Which points are left when there are too few of them, and what left the others out.
-std::string PointsLeft(const Primitive& primitive, const FitRun& run) {
+std::string PointsLeft(const FitCommand& command, const FitRun& run) {
   const io::Selection& cloud = *run.cloud;
   const io::Region& region = run.input->region;
   if (cloud.total == 0) return "the file holds no point";
@@ -87,8 +84,8 @@ std::string PointsLeft(const Primitive& primitive, const FitRun& run) {
       fmt::format("{}{}{}", ball ? "--near" : "", ball && box ? " and " : "", box ? "--box" : "");
   if (cloud.Used() > 0) {
     return fmt::format(
-        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(primitive.name),
-        run.request.method == Method::kAdaptive ? "more" : std::to_string(primitive.minimumPoints),
+        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(command.name),
+        run.request.method == Method::kAdaptive ? "more" : std::to_string(command.minimumPoints),
         given.empty() ? "" : ", ", given);
   }
   if (cloud.file.nonFinite == cloud.total) return text + ": none is finite";
@@ -100,13 +97,12 @@ std::string PointsLeft(const Primitive& primitive, const FitRun& run) {
 }
 
 /// What to try when the library found no acceptable shape; empty where there is nothing to say.
-std::string HintFor(FitErrorCode code, const Primitive& primitive, const FitRun& run) {
-  if (run.cloud->Used() < static_cast<std::size_t>(primitive.minimumPoints))
-    return PointsLeft(primitive, run);
+std::string HintFor(FitErrorCode code, const FitCommand& command, const FitRun& run) {
+  if (run.cloud->Used() < static_cast<std::size_t>(command.minimumPoints)) return PointsLeft(command, run);
   switch (code) {
     case FitErrorCode::kPointsMissing:
     case FitErrorCode::kNotEnoughPoints:
-      return PointsLeft(primitive, run);
+      return PointsLeft(command, run);
     case FitErrorCode::kPoorQuality:
       return fmt::format(
           "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or "
@@ -116,14 +112,14 @@ std::string HintFor(FitErrorCode code, const Primitive& primitive, const FitRun&
     case FitErrorCode::kFitFailed:
       if (run.request.skipSearch)
         return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
-      if (primitive.picked)
+      if (command.picked)
         return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
                "--outliers, or cut other surfaces off with --near or --box";
       return "raise --outliers, or choose one surface with --near or --box";
     case FitErrorCode::kNothingStandsOut:
       return fmt::format(
           "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
-          primitive.name);
+          command.name);
     case FitErrorCode::kNothingInTime:
     case FitErrorCode::kNothingBeforeStop:
       return "allow a longer --time-limit";
@@ -133,10 +129,9 @@ std::string HintFor(FitErrorCode code, const Primitive& primitive, const FitRun&
 }
 
 /// Why nothing was found, and what to try.
-std::string FailureOf(const FitError& error, const Primitive& primitive, const FitRun& run) {
-  if (run.stopped)
-    return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(primitive.name));
-  const std::string hint = HintFor(error.Code(), primitive, run);
+std::string FailureOf(const FitError& error, const FitCommand& command, const FitRun& run) {
+  if (run.stopped) return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(command.name));
+  const std::string hint = HintFor(error.Code(), command, run);
   return fmt::format("{}{}{}", error.what(), hint.empty() ? "" : "; ", hint);
 }
 
@@ -173,17 +168,17 @@ void RefuseOutOfRange(const FitError& error) {
 
 /// @return why there is no acceptable fit; empty when there is one
 /// @throws UsageError for numbers that the library does not take
-std::string Fit(const Primitive& primitive, FitRun& run, const Host& host, bool draw) {
+std::string Fit(const FitCommand& command, FitRun& run, const Host& host, bool draw) {
   Progress progress(host, draw);
   const auto start = Clock::now();
   const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   try {
     std::optional<Stoppable> stoppable;
-    if (!primitive.picked) stoppable.emplace(host);
+    if (!command.picked) stoppable.emplace(host);
     const ScopedSeed seed(run.seed);
-    const FitFunction fit = !run.request.section.empty()              ? primitive.fitThrough
-                            : run.request.method == Method::kAdaptive ? primitive.adaptive
-                                                                      : primitive.classic;
+    const FitFunction fit = !run.request.section.empty()              ? command.fitThrough
+                            : run.request.method == Method::kAdaptive ? command.adaptive
+                                                                      : command.classic;
     run.result =
         fit(run.cloud->file.points, InLibraryUnits(run.request, run.parts, *run.input->unit), &progress);
   } catch (const FitError& error) {
@@ -191,7 +186,7 @@ std::string Fit(const Primitive& primitive, FitRun& run, const Host& host, bool 
     RefuseOutOfRange(error);
     run.stopped = progress.Stopped();
     run.fittingSeconds = seconds();
-    return FailureOf(error, primitive, run);
+    return FailureOf(error, command, run);
   }
   run.stopped = progress.Stopped();
   run.fittingSeconds = seconds();
@@ -222,9 +217,9 @@ int Report(const FitRun& run, const std::string& failure, const Options& options
 
 }  // namespace
 
-int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers) {
+int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
-  FitRequest request = RequestOf(options, primitive, *input.unit);
+  FitRequest request = RequestOf(options, command, *input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
   const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, input.unit->metres);
@@ -234,10 +229,10 @@ int RunFit(const Primitive& primitive, const Options& options, const Host& host,
                     cloud.Used(), INT_MAX));
   }
   const bool adaptive = request.method == Method::kAdaptive;
-  if (!adaptive) request.sampleSize = SampleSizeOf(options, primitive, cloud.Used());
-  const bool all = adaptive || primitive.picked || request.sampleSize == static_cast<int>(cloud.Used());
-  FitRun run{.primitive = primitive.name,
-             .parts = primitive.parts,
+  if (!adaptive) request.sampleSize = SampleSizeOf(options, command, cloud.Used());
+  const bool all = adaptive || command.picked || request.sampleSize == static_cast<int>(cloud.Used());
+  FitRun run{.primitive = command.name,
+             .parts = command.parts,
              .input = &input,
              .cloud = &cloud,
              .request = std::move(request),
@@ -246,7 +241,7 @@ int RunFit(const Primitive& primitive, const Options& options, const Host& host,
              .seed = seed.value_or(ClockSeed()),
              .stopped = false,
              .fittingSeconds = 0};
-  const std::string failure = Fit(primitive, run, host, !options.quiet && host.errIsTerminal);
+  const std::string failure = Fit(command, run, host, !options.quiet && host.errIsTerminal);
   return Report(run, failure, options, accepted, host);
 }
 

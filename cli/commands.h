@@ -2,9 +2,9 @@
 #ifndef PRIMFIT_CLI_COMMANDS_H_
 #define PRIMFIT_CLI_COMMANDS_H_
 
+#include "cli/fit_commands.h"
 #include "cli/host.h"
 #include "cli/options.h"
-#include "cli/primitives.h"
 #include "io/readers.h"
 
 namespace primfit::cli {
@@ -12,7 +12,7 @@ namespace primfit::cli {
 /// Reads, fits and reports.
 /// @return an ExitStatus
 /// @throws UsageError, io::ReadError, std::runtime_error (output)
-int RunFit(const Primitive& primitive, const Options& options, const Host& host, const io::Readers& readers);
+int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers);
 
 /// Tells what a point file holds.
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers);

@@ -33,16 +33,16 @@ std::string Footer() {
 int Run(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
   CLI::App app("Fits analytic primitives to clouds of 3-D points and tells how good each fit is.", "primfit");
   Options options;
-  const Primitive* primitive = nullptr;
+  const FitCommand* chosen = nullptr;
   app.require_subcommand(1);
   app.set_version_flag("--version", "primfit " PRIMFIT_VERSION);
   app.footer(Footer());
-  for (const Primitive& p : Primitives()) {
-    CLI::App* command = app.add_subcommand(std::string(p.name), std::string(p.summary));
+  for (const FitCommand& fit : FitCommands()) {
+    CLI::App* command = app.add_subcommand(std::string(fit.name), std::string(fit.summary));
     AddInputOptions(*command, readers, options);
-    AddFitOptions(*command, p, options);
+    AddFitOptions(*command, fit, options);
     command->footer(Footer());
-    command->callback([&primitive, &p] { primitive = &p; });
+    command->callback([&chosen, &fit] { chosen = &fit; });
   }
   AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), readers, options);
 
@@ -58,7 +58,7 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
   } catch (const CLI::ParseError& error) {
     throw UsageError(Explain(app, error, arguments));
   }
-  return primitive != nullptr ? RunFit(*primitive, options, host, readers) : RunInfo(options, host, readers);
+  return chosen != nullptr ? RunFit(*chosen, options, host, readers) : RunInfo(options, host, readers);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <numeric>
 #include <type_traits>
 
 #include "cli/errors.h"
@@ -24,8 +23,6 @@ using report::kUnits;
 using report::kVerdicts;
 using report::Limit;
 using report::Method;
-using report::Part;
-using report::Quantity;
 using report::Unit;
 using report::VerdictName;
 
@@ -92,15 +89,10 @@ std::string NumbersOf(std::span<const Part> parts, std::size_t numbers) {
   ForEachPart(parts, numbers, [&](const Part& part, std::size_t, std::size_t) {
     text += text.empty() ? "" : ", ";
     text += part.name;
-    if (SizeOf(part.quantity) == 3) text += " x,y,z";
-    if (part.quantity == Quantity::kAngle) text += " in degrees";
+    if (part.Size() == 3) text += " x,y,z";
+    if (QuantityOf(part) == Quantity::kAngle) text += " in degrees";
   });
   return text;
-}
-
-std::size_t NumbersIn(std::span<const Part> parts) {
-  return std::accumulate(parts.begin(), parts.end(), std::size_t{0},
-                         [](std::size_t sum, const Part& part) { return sum + SizeOf(part.quantity); });
 }
 
 /// What the help shows for the numbers of parts, such as "x,y,z,within".
@@ -108,7 +100,7 @@ std::string TypeOf(std::span<const Part> parts) {
   std::string text;
   for (const Part& part : parts) {
     text += text.empty() ? "" : ",";
-    text += SizeOf(part.quantity) == 3 ? "x,y,z" : part.name;
+    text += part.Size() == 3 ? "x,y,z" : part.name;
   }
   return text;
 }
@@ -118,7 +110,7 @@ std::vector<double> ParseParts(const char* option, const std::string& text, std:
                                std::size_t count) {
   std::vector<double> numbers = ParseNumbers(option, text, count, NumbersOf(parts, count));
   ForEachPart(parts, count, [&](const Part& part, std::size_t, std::size_t offset) {
-    if (part.quantity != Quantity::kDirection) return;
+    if (QuantityOf(part) != Quantity::kDirection) return;
     const double length = Eigen::Vector3d(numbers.data() + offset).norm();  // very small ones count as 0
     if (length > 0 && std::isfinite(length)) return;
     throw UsageError(
@@ -137,21 +129,21 @@ void RequireLength(const char* option, const std::optional<double>& value, const
             fmt::format("a length above 0 {}", unit.name));
 }
 
-Method MethodOf(const Options& options, const Primitive& primitive) {
-  const bool adaptive = !options.classic && !options.through && primitive.adaptive != nullptr;
+Method MethodOf(const Options& options, const FitCommand& fit) {
+  const bool adaptive = !options.classic && !options.through && fit.adaptive != nullptr;
   return adaptive ? Method::kAdaptive : Method::kClassic;
 }
 
 /// Refuses what only the other method has.
-void CheckMethod(const Options& options, const Primitive& primitive) {
-  const bool adaptive = MethodOf(options, primitive) == Method::kAdaptive;
+void CheckMethod(const Options& options, const FitCommand& fit) {
+  const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
   for (const CLI::Option* option : adaptive ? options.ofClassic : options.ofAdaptive) {
     if (option->count() == 0) continue;
     const std::string name = "--" + option->get_lnames().front();  // hidden ones have no other name
     if (adaptive) throw UsageError(name + " is an option of the fixed pipeline: add --classic");
     const std::string why =
-        primitive.adaptive == nullptr
-            ? fmt::format("; {} always takes the fixed pipeline", io::WithArticle(primitive.name))
+        fit.adaptive == nullptr
+            ? fmt::format("; {} always takes the fixed pipeline", io::WithArticle(fit.name))
         : options.through ? "; a fit --through a cross-section always takes the fixed pipeline"
                           : ": leave --classic out";
     throw UsageError(fmt::format("{} is an option of the adaptive method{}", name, why));
@@ -159,19 +151,19 @@ void CheckMethod(const Options& options, const Primitive& primitive) {
 }
 
 /// A held part needs its value, and a value that nothing uses is a mistake.
-void CheckHolds(const Options& options, const Primitive& primitive) {
-  const bool adaptive = MethodOf(options, primitive) == Method::kAdaptive;
+void CheckHolds(const Options& options, const FitCommand& fit) {
+  const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
   std::size_t held = 0;
   std::size_t fixable = 0;
-  ForEachPart(primitive.parts, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
+  ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     held += options.fixed[i] ? 1 : 0;
     // The fixed pipeline has no fit for an arc of which only the direction is free.
-    fixable += adaptive || CanBeHeld(part) ? 1 : 0;
+    fixable += adaptive || part.CanBeHeld() ? 1 : 0;
   });
   const bool usesStart = held > 0 || options.skipSearch;
   if (usesStart && !options.start) {
     throw UsageError(fmt::format("{} needs --start with the {} to take the value from",
-                                 options.skipSearch ? "--skip-search" : "a --fix option", primitive.name));
+                                 options.skipSearch ? "--skip-search" : "a --fix option", fit.name));
   }
   if (options.through && options.start)
     throw UsageError("--through and --start exclude each other: a cross-section leaves nothing else to hold");
@@ -179,17 +171,17 @@ void CheckHolds(const Options& options, const Primitive& primitive) {
     throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
   }
   if (held > 0 && held == fixable)
-    throw UsageError(fmt::format("every part of the {} is held; leave one free", primitive.name));
+    throw UsageError(fmt::format("every part of the {} is held; leave one free", fit.name));
 }
 
 /// Sizes that no shape has. What is neither held nor all that a fit begins with may be a mere placeholder.
-void CheckSizes(const Options& options, const Primitive& primitive, const std::vector<double>& start) {
-  ForEachPart(primitive.parts, start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+void CheckSizes(const Options& options, const FitCommand& fit, const std::vector<double>& start) {
+  ForEachPart(fit.parts, start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
     const double size = start[offset];
     const bool counts = options.fixed[i] || options.skipSearch;
-    if (part.quantity == Quantity::kLength && size < 0)
+    if (QuantityOf(part) == Quantity::kLength && size < 0)
       throw UsageError(fmt::format("--start has a negative {}, {}", part.name, size));
-    if (part.quantity == Quantity::kAngle && counts && !(size > 0 && size < 90))
+    if (QuantityOf(part) == Quantity::kAngle && counts && !(size > 0 && size < 90))
       throw UsageError(fmt::format("--start has {} of {} degrees, which is not between 0 and 90",
                                    io::WithArticle(part.name), size));
   });
@@ -235,19 +227,19 @@ auto FlagsTo(CLI::App& command) {
 }
 
 /// Options of a fit that can begin at a shape or hold parts of one.
-void AddStartOptions(CLI::App& command, const Primitive& primitive, Options& options) {
+void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
   option(
       "--start", options.start, "NUMBERS",
       fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
-                  primitive.name, NumbersOf(primitive.parts, primitive.StartSize())));
-  ForEachPart(primitive.parts, primitive.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
-    if (!CanBeHeld(part)) return;
+                  fit.name, NumbersOf(fit.parts, fit.StartSize())));
+  ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
+    if (!part.CanBeHeld()) return;
     flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
          fmt::format("Hold the {} of --start (default: free)", part.name));
   });
-  if (primitive.fitThrough != nullptr) {
+  if (fit.fitThrough != nullptr) {
     option("--through", options.through, "NUMBERS",
            fmt::format("A circle that the tube passes through: {}; lengths in the file's unit. Only the bend "
                        "radius and its direction are fitted (default: none)",
@@ -257,7 +249,7 @@ void AddStartOptions(CLI::App& command, const Primitive& primitive, Options& opt
 
 /// Options that only the adaptive method has.
 template <class Add>
-void AddAdaptiveOptions(const Primitive& primitive, Options& options, const Add& option) {
+void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& option) {
   const FitOptionsBase defaults;
   option("--noise", options.noise, "LENGTH",
          "Standard deviation of the points from the shape, in the file's unit (default: from the points)");
@@ -275,14 +267,14 @@ void AddAdaptiveOptions(const Primitive& primitive, Options& options, const Add&
                   "(default: none)",
                   DoubtfulVerdicts()));
   for (std::size_t i = 0; i < kLimits.size(); ++i) {
-    if (primitive.Has(kLimits[i]))
+    if (fit.Has(kLimits[i]))
       option(kLimits[i].option, options.limits[i], TypeOf(kLimits[i].parts), kLimits[i].help);
   }
 }
 
 /// Options that only the fixed pipeline has.
 template <class Add, class AddFlag>
-void AddClassicOptions(const Primitive& primitive, Options& options, const Add& option, const AddFlag& flag) {
+void AddClassicOptions(const FitCommand& fit, Options& options, const Add& option, const AddFlag& flag) {
   const auto defaults = ClassicDefaults();
   option("--scanner-error", options.scannerError, "LENGTH",
          fmt::format("Distance error of the scanner, in the file's unit. It scales the histogram and the "
@@ -296,8 +288,8 @@ void AddClassicOptions(const Primitive& primitive, Options& options, const Add& 
   option("--sample-size", options.sampleSize, "COUNT",
          fmt::format(
              "Points in a random sample, or \"all\" to fit all points at once without a search (default {})",
-             primitive.sampleSize));
-  if (!primitive.picked) {
+             fit.sampleSize));
+  if (!fit.picked) {
     flag("--skip-search", options.skipSearch, "Only refine the shape of --start (default: search)");
     flag("--refine-once", options.refineOnce,
          "Refine once, after the search and without the worst fifth of the points (default: every candidate, "
@@ -343,18 +335,18 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
   command.add_flag("--json", options.json, "Print one JSON object (default: text)");
 }
 
-void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options) {
+void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
-  const bool both = primitive.adaptive != nullptr;
+  const bool both = fit.adaptive != nullptr;
   AddSharedOptions(both, options, option);
-  if (primitive.picked) {
+  if (fit.picked) {
     option("--pick", options.pick, "x,y,z", "A point on the pipe, in the file's unit (required)");
     option(
         "--radius-hint", options.radiusHint, "LENGTH",
         "About the radius of the pipe, in the file's unit; more than four times it is rejected (required)");
   } else {
-    AddStartOptions(command, primitive, options);
+    AddStartOptions(command, fit, options);
   }
   option("--seed", options.seed, "NUMBER",
          "Seed of the random choices; the same seed gives the same result (default: from the clock)");
@@ -370,9 +362,9 @@ void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& optio
   const auto to = [&](std::vector<const CLI::Option*>& those, const char* group, const auto& add) {
     return [&those, group, &add](auto&&... arguments) { those.push_back(add(arguments...)->group(group)); };
   };
-  AddAdaptiveOptions(primitive, options, to(options.ofAdaptive, both ? "Adaptive method" : "", option));
+  AddAdaptiveOptions(fit, options, to(options.ofAdaptive, both ? "Adaptive method" : "", option));
   const char* classic = both ? "Fixed pipeline, with --classic" : "Options";
-  AddClassicOptions(primitive, options, to(options.ofClassic, classic, option),
+  AddClassicOptions(fit, options, to(options.ofClassic, classic, option),
                     to(options.ofClassic, classic, flag));
 }
 
@@ -427,7 +419,7 @@ void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request)
   }
 }
 
-void ReadClassic(const Options& options, const Primitive& primitive, const Unit& unit, FitRequest& request) {
+void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit, FitRequest& request) {
   const auto defaults = ClassicDefaults();
   const double tolerance = options.tolerance.value_or(defaults.InlierDistanceThreshold() / unit.metres);
   const double outliers = options.outliers.value_or(defaults.OutlierPercentage());
@@ -442,7 +434,7 @@ void ReadClassic(const Options& options, const Primitive& primitive, const Unit&
   // At 0 the library would draw no sample: it would be sure of any.
   request.outliers = std::max(0.01, outliers);
   if (options.through) request.section = SectionOf(*options.through);
-  if (primitive.picked) request.pick = PickOf(options, unit);
+  if (fit.picked) request.pick = PickOf(options, unit);
   request.skipSearch = options.skipSearch;
   request.refineOnce = options.refineOnce;
   request.anyQuality = options.anyQuality;
@@ -450,33 +442,32 @@ void ReadClassic(const Options& options, const Primitive& primitive, const Unit&
 
 }  // namespace
 
-FitRequest RequestOf(const Options& options, const Primitive& primitive, const Unit& unit) {
-  CheckMethod(options, primitive);
-  CheckHolds(options, primitive);
+FitRequest RequestOf(const Options& options, const FitCommand& fit, const Unit& unit) {
+  CheckMethod(options, fit);
+  CheckHolds(options, fit);
   FitRequest request;
-  request.method = MethodOf(options, primitive);
+  request.method = MethodOf(options, fit);
   if (request.method == Method::kAdaptive)
     ReadAdaptive(options, unit, request);
   else
-    ReadClassic(options, primitive, unit, request);
-  if (options.start)
-    request.start = ParseParts("--start", *options.start, primitive.parts, primitive.StartSize());
-  CheckSizes(options, primitive, request.start);
+    ReadClassic(options, fit, unit, request);
+  if (options.start) request.start = ParseParts("--start", *options.start, fit.parts, fit.StartSize());
+  CheckSizes(options, fit, request.start);
   request.fixed.assign(options.fixed.begin(),
-                       options.fixed.begin() + static_cast<std::ptrdiff_t>(primitive.parts.size()));
+                       options.fixed.begin() + static_cast<std::ptrdiff_t>(fit.parts.size()));
   return request;
 }
 
-int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points) {
-  if (!options.sampleSize) return primitive.sampleSize;
+int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points) {
+  if (!options.sampleSize) return fit.sampleSize;
   if (*options.sampleSize == "all") return static_cast<int>(points);
   const std::optional<std::uint64_t> size = io::ParseCount(*options.sampleSize);
-  if (size && *size >= static_cast<std::uint64_t>(primitive.minimumPoints) && *size <= points) {
+  if (size && *size >= static_cast<std::uint64_t>(fit.minimumPoints) && *size <= points) {
     return static_cast<int>(*size);
   }
   throw UsageError(
       fmt::format("--sample-size \"{}\" is neither \"all\" nor a number from {} to the {} points used",
-                  *options.sampleSize, primitive.minimumPoints, points));
+                  *options.sampleSize, fit.minimumPoints, points));
 }
 
 std::vector<Verdict> AcceptedOf(const Options& options) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/primitives.h"
+#include "cli/fit_commands.h"
 #include "io/readers.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_input_params.h"
@@ -64,16 +64,16 @@ struct Options {
 /// Options of every command that reads points.
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);
 /// Options of a fit.
-void AddFitOptions(CLI::App& command, const Primitive& primitive, Options& options);
+void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options);
 
 /// @throws UsageError for numbers that make no sense
 report::Input InputOf(const Options& options);
 /// In the units that the user sees; without the sample size, which may depend on the points.
 /// @throws UsageError for numbers that make no sense, for options that the method of the fit has not, and for
 ///         parts held in ways that no fit can have
-report::FitRequest RequestOf(const Options& options, const Primitive& primitive, const report::Unit& unit);
+report::FitRequest RequestOf(const Options& options, const FitCommand& fit, const report::Unit& unit);
 /// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
-int SampleSizeOf(const Options& options, const Primitive& primitive, std::size_t points);
+int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points);
 /// The verdicts beside a good one with which a fit succeeds.
 /// @throws UsageError for what is no verdict
 std::vector<Verdict> AcceptedOf(const Options& options);

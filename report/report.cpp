@@ -48,8 +48,8 @@ int DecimalsOf(double deviation) {
 ///                   Infinite: not determined
 std::string PartText(const Part& part, const double* numbers, const Unit& unit,
                      std::optional<double> deviation = {}) {
-  const bool direction = part.quantity == Quantity::kDirection;
-  const bool angle = part.quantity == Quantity::kAngle;
+  const bool direction = QuantityOf(part) == Quantity::kDirection;
+  const bool angle = QuantityOf(part) == Quantity::kAngle;
   int decimals = direction ? kDirectionDecimals : angle ? kAngleDecimals : unit.decimals;
   std::string after;
   const bool known = deviation && std::isfinite(*deviation);
@@ -62,7 +62,7 @@ std::string PartText(const Part& part, const double* numbers, const Unit& unit,
   }
   if (deviation && !known) after += " ± not determined by the points";
   std::string text = Fixed(numbers[0], decimals);
-  for (std::size_t i = 1; i < SizeOf(part.quantity); ++i) text += ", " + Fixed(numbers[i], decimals);
+  for (std::size_t i = 1; i < part.Size(); ++i) text += ", " + Fixed(numbers[i], decimals);
   return text + after;
 }
 
@@ -121,7 +121,7 @@ std::string CountsText(const Input& input, const io::Selection& cloud) {
 
 /// The corners of a patch, one a line.
 std::string OutlineText(const std::vector<double>& outline, const Unit& unit) {
-  constexpr Part kCorner{"corner", Quantity::kPosition, Role::kResult};
+  constexpr Part kCorner{"corner", PartKind::kPosition, Role::kResult};
   std::string text;
   for (std::size_t i = 0; i < outline.size(); i += 3)
     text += fmt::format("  corner {:<9} {}\n", i / 3 + 1, PartText(kCorner, outline.data() + i, unit));
@@ -132,7 +132,7 @@ std::string OutlineText(const std::vector<double>& outline, const Unit& unit) {
 bool PassesQualityTest(const FitQuality& quality) { return quality.histogram.Successful(0.5, 0.8); }
 
 Json PartJson(const Part& part, const double* numbers) {
-  if (SizeOf(part.quantity) == 1) return *numbers;
+  if (part.Size() == 1) return *numbers;
   return Json::array({numbers[0], numbers[1], numbers[2]});
 }
 

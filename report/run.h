@@ -14,8 +14,8 @@
 #include "io/selection.h"
 #include "primfit/fit.h"
 #include "primfit/fit/fit_quality.h"
+#include "primitives/part.h"
 #include "report/limits.h"
-#include "report/parts.h"
 #include "report/units.h"
 
 namespace primfit::report {

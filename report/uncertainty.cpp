@@ -14,20 +14,7 @@ namespace {
 
 /// The parameter of the covariance that a part is; none for parts that are no parameters.
 std::optional<ParameterKind> ParameterOf(const Part& part) {
-  if (part.role == Role::kResult) return std::nullopt;
-  switch (part.quantity) {
-    case Quantity::kPosition:
-      return ParameterKind::kPosition;
-    case Quantity::kDirection:
-      return ParameterKind::kDirection;
-    case Quantity::kAngle:
-      return ParameterKind::kHalfAngle;
-    case Quantity::kLength:
-      break;
-  }
-  return part.name == "major-radius"   ? ParameterKind::kMajorRadius
-         : part.name == "minor-radius" ? ParameterKind::kMinorRadius
-                                       : ParameterKind::kRadius;
+  return part.role == Role::kResult ? std::nullopt : primfit::ParameterOf(part.kind);
 }
 
 /// Whether the points determine a parameter. The variance of an angle takes directions for places in a plane:
@@ -87,9 +74,9 @@ std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size
   const double worst =
       Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d>(spread, Eigen::EigenvaluesOnly).eigenvalues().maxCoeff();
   const double deviation = std::sqrt(std::max(0.0, worst));
-  const bool isDirection = part.quantity == Quantity::kDirection;
+  const bool isDirection = QuantityOf(part) == Quantity::kDirection;
   if (isDirection && deviation > std::numbers::pi / 2) return kNotDetermined;
-  return deviation / FactorOf(isDirection ? Quantity::kAngle : part.quantity, *run.input->unit);
+  return deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), *run.input->unit);
 }
 
 }  // namespace primfit::report

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "report/parts.h"
+#include "primitives/part.h"
 #include "report/run.h"
 #include "report/units.h"
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Holds the includes to the layers: calls go downward only, and public headers stand on public ground.
 
-    doors -> api, adaptive -> ransac -> estimators, optimize -> shapes, outline -> fit
+    doors -> api, adaptive -> ransac -> estimators, optimize -> shapes, outline -> primitives -> fit
     adaptive: find_shape -> evidence -> converge, search -> scene -> model
-    tool -> cli -> report -> io, on public headers only, and io without those of fits
+    tool -> cli -> report -> io, on public headers and primitives/ only, and io without those of fits
 
 usage: check_includes.py [ROOT]
 """
@@ -11,11 +11,11 @@ import pathlib
 import re
 import sys
 
-LAYERS = {"fit": 0, "shapes": 1, "outline": 1, "estimators": 2, "optimize": 2, "ransac": 3, "adaptive/model": 4,
-          "adaptive/scene": 5, "adaptive/search": 6, "adaptive/converge": 6, "adaptive/evidence": 7, "adaptive": 8, "api": 8,
-          "doors": 9}
-ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("adaptive/model", 4), "error_codes.h": ("fit", -1),
-                "fit_c.h": ("doors", 9), "flat.h": ("api", 8), "primfit.h": ("all", 10)}
+LAYERS = {"fit": 0, "primitives": 1, "shapes": 2, "outline": 2, "estimators": 3, "optimize": 3, "ransac": 4,
+          "adaptive/model": 5, "adaptive/scene": 6, "adaptive/search": 7, "adaptive/converge": 7, "adaptive/evidence": 8,
+          "adaptive": 9, "api": 9, "doors": 10}
+ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("primitives", 1), "error_codes.h": ("fit", -1),
+                "fit_c.h": ("primitives", 1), "flat.h": ("api", 9), "primfit.h": ("all", 11)}
 PROGRAM = {"io": 0, "report": 1, "cli": 2, "tool": 3}  # folders of the program, lowest first
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 STANDARD = re.compile(r"^(c?[a-z_]+|std[a-z]+\.h)$")  # <vector>, <cmath>, <stdint.h>
@@ -29,7 +29,7 @@ class Place:
 
     def __init__(self, path, root):
         parts = path.relative_to(root).parts
-        self.kind, self.folder, self.level = parts[0], parts[0], 10
+        self.kind, self.folder, self.level = parts[0], parts[0], 11
         if parts[:2] == ("include", "primfit"):
             self.kind = "public"
             parts = parts[1:]
@@ -37,11 +37,11 @@ class Place:
             self.kind = "private"
         if self.kind in ("public", "private"):
             in_folder = len(parts) > 2
-            self.folder, self.level = ROOT_HEADERS.get(parts[-1], ("none", 10))
+            self.folder, self.level = ROOT_HEADERS.get(parts[-1], ("none", 11))
             if in_folder:
                 folder = "/".join(parts[1:-1])
                 self.folder = folder if folder in LAYERS else parts[1]
-                self.level = LAYERS.get(self.folder, 10)
+                self.level = LAYERS.get(self.folder, 11)
 
 
 def find(name, path, root):
@@ -65,7 +65,7 @@ def fault_of_numerics(name, here):
 def fault_of_program(there, here):
     if there in PROGRAM and PROGRAM[there] > PROGRAM[here.kind]:
         return f"upward: {here.kind}/ does not see {there}/"
-    if there == "public" and here.kind == "io":
+    if there in ("public", "private") and here.kind == "io":
         return "io/ knows no fit"
     return None
 
@@ -91,8 +91,8 @@ def fault_of_own(target, here):
             return f"upward: {here.folder} does not see {target.folder}"
         if here.folder == "api" and target.kind == "private" and target.folder.startswith("adaptive"):
             return "the fixed pipeline stands on its own"
-    elif there == "private" and here.kind not in ("tests", "bench"):
-        return f"{here.kind}/ uses public headers only"
+    elif there == "private" and here.kind not in ("tests", "bench") and target.folder != "primitives":
+        return f"{here.kind}/ uses public headers and primitives/ only"
     return fault_of_program(there, here) if here.kind in PROGRAM else None
 
 

@@ -43,13 +43,13 @@ constexpr std::size_t kFirstPoints = 2048, kMorePoints = 8192;
 Model Scaled(Model m, const Vector3d& middle, double size) {
   m.center = (m.center - middle) / size;
   m.major /= size;
-  if (m.kind != ShapeKind::kCone) m.minor /= size;
+  if (FactsOf(m.kind).minor != ParameterKind::kHalfAngle) m.minor /= size;
   return m;
 }
 Model Unscaled(Model m, const Vector3d& middle, double size) {
   m.center = m.center * size + middle;
   m.major *= size;
-  if (m.kind != ShapeKind::kCone) m.minor *= size;
+  if (FactsOf(m.kind).minor != ParameterKind::kHalfAngle) m.minor *= size;
   return m;
 }
 
@@ -89,7 +89,7 @@ class Finder {
         options_(options),
         budget_(budget),
         held_(given.held),
-        curve_(kind == ShapeKind::kLine || kind == ShapeKind::kArc),
+        curve_(FactsOf(kind).isCurve),
         untold_(!options.noise && !options.tolerance),
         plausible_(kind, options, frame.Origin(), given.held),
         dice_(SeedOf(options)),

@@ -62,28 +62,29 @@ struct Fitted {
 
 /// What a primitive tells the pipeline; api/primitives.h describes each.
 template <class P>
-concept Primitive = requires(const typename P::Constraints& constraints, const typename P::Given& given,
-                             const typename P::Shape* start, typename P::Optimizer& optimizer,
-                             const Eigen::Vector3d& origin, int held, double scannerError, bool flag) {
+concept PipelinePrimitive = requires(const typename P::Constraints& constraints,
+                                     const typename P::Start& record, const typename P::Shape* start,
+                                     typename P::Optimizer& optimizer, const Eigen::Vector3d& origin,
+                                     int held, double scannerError, bool flag) {
   typename P::Search;
   { P::kFixable } -> std::convertible_to<int>;
-  { P::NeedsGiven(flag) } -> std::same_as<bool>;
+  { P::NeedsStart(flag) } -> std::same_as<bool>;
   { P::NotProvided() } -> std::convertible_to<Failure>;
   { P::Failed() } -> std::convertible_to<Failure>;
   { P::PoorQuality() } -> std::convertible_to<Failure>;
-  { P::GivenBy(constraints) } -> std::convertible_to<const typename P::Given*>;
-  { P::StartShape(given, origin) } -> std::same_as<std::unique_ptr<const typename P::Shape>>;
-  { P::MakeOptimizer(scannerError, flag, start, &given, origin) } -> std::same_as<typename P::Optimizer>;
-  { P::Hold(constraints, given, origin, optimizer) } -> std::same_as<int>;
-  { P::CanHold(constraints, given, flag) } -> std::same_as<bool>;
-  { P::StartsFromGiven(flag) } -> std::same_as<bool>;
+  { P::StartOf(constraints) } -> std::convertible_to<const typename P::Start*>;
+  { P::StartShape(record, origin) } -> std::same_as<std::unique_ptr<const typename P::Shape>>;
+  { P::MakeOptimizer(scannerError, flag, start, &record, origin) } -> std::same_as<typename P::Optimizer>;
+  { P::Hold(constraints, record, origin, optimizer) } -> std::same_as<int>;
+  { P::CanHold(constraints, record, flag) } -> std::same_as<bool>;
+  { P::StartsFromConstraints(flag) } -> std::same_as<bool>;
   { P::SkipsSearch(flag, flag) } -> std::same_as<bool>;
   { P::RefinesInSearch(held, scannerError) } -> std::same_as<bool>;
   { P::RefinesAfterSearch(held) } -> std::same_as<bool>;
 };
 
 /// The search and the refinement that follows it.
-template <Primitive P>
+template <PipelinePrimitive P>
 std::unique_ptr<OutputShape> SearchShape(const WorkingSet& set, const FitLimits& limits,
                                          const typename P::Optimizer& optimizer, int held, bool optimizeOnce,
                                          FitProgressUpdater* updater, bool earlyStop) {
@@ -135,13 +136,13 @@ void Judge(const FitLimits& limits, bool anyQuality, const Failure& poorQuality,
 
 /// The one pipeline: check, take the points, start shape, holds, search, refine, select, judge. P describes
 /// the primitive; the entry point converts what comes out.
-template <Primitive P>
+template <PipelinePrimitive P>
 Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
                                    const FitInputParams<typename P::Constraints>& params,
                                    FitProgressUpdater* updater, bool earlyStop = false) {
   const auto* constraints = params.Constraints();
-  const auto* given = constraints != nullptr ? P::GivenBy(*constraints) : nullptr;
-  if (P::NeedsGiven(params.SkipEstimator()) && given == nullptr) throw FitError(P::NotProvided());
+  const auto* record = constraints != nullptr ? P::StartOf(*constraints) : nullptr;
+  if (P::NeedsStart(params.SkipEstimator()) && record == nullptr) throw FitError(P::NotProvided());
   const bool all = params.SampleSize() == n;
   RequirePoints(points, n);
   Fitted<typename P::Shape> fitted(n, all);
@@ -149,17 +150,17 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
   TakePoints(points, n, all, set);
 
   const FitLimits limits(params, params.ScannerError());
-  const bool fromGiven = P::StartsFromGiven(params.SkipEstimator());
-  const auto start = fromGiven ? P::StartShape(*given, set.Origin()) : nullptr;
-  auto optimizer = P::MakeOptimizer(limits.scannerError, fromGiven || params.OptimizeOnce(), start.get(),
-                                    given, set.Origin());
-  const int held = given != nullptr ? P::Hold(*constraints, *given, set.Origin(), optimizer) : 0;
+  const bool fromStart = P::StartsFromConstraints(params.SkipEstimator());
+  const auto start = fromStart ? P::StartShape(*record, set.Origin()) : nullptr;
+  auto optimizer = P::MakeOptimizer(limits.scannerError, fromStart || params.OptimizeOnce(), start.get(),
+                                    record, set.Origin());
+  const int held = record != nullptr ? P::Hold(*constraints, *record, set.Origin(), optimizer) : 0;
   if (held == P::kFixable) throw FitError(messages::kOverConstrained);
-  if (given != nullptr && !P::CanHold(*constraints, *given, fromGiven))
+  if (record != nullptr && !P::CanHold(*constraints, *record, fromStart))
     throw FitError(messages::kHeldUnusable);
   fitted.held = held > 0;
 
-  if (P::SkipsSearch(fromGiven, params.OptimizeOnce())) {
+  if (P::SkipsSearch(fromStart, params.OptimizeOnce())) {
     fitted.shape.reset(optimizer.Optimize(set.Count(), set.Points(), start.get()));
   } else {
     fitted.shape = SearchShape<P>(set, limits, optimizer, held, params.OptimizeOnce(), updater, earlyStop);
@@ -171,7 +172,7 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
 }
 
 /// FitShape and the conversion into P's record.
-template <Primitive P>
+template <PipelinePrimitive P>
 FitOutput<typename P::Record> FitFromPoints(const Eigen::Vector3d* points, int n,
                                             const FitInputParams<typename P::Constraints>& params,
                                             FitProgressUpdater* updater, bool earlyStop = false) {

@@ -6,15 +6,17 @@
 #include <cmath>
 #include <initializer_list>
 #include <memory>
+#include <utility>
 
 #include "api/fit_pipeline.h"
 #include "api/primitives.h"
-#include "fit/packed_records.h"
 #include "primfit/api/cone_from_points.h"
 #include "primfit/api/cylinder_from_points.h"
 #include "primfit/api/plane_from_points.h"
 #include "primfit/api/sphere_from_points.h"
 #include "primfit/api/torus_from_points.h"
+#include "primitives/records.h"
+#include "shapes/shape_of_model.h"
 
 using Eigen::Vector3d;
 
@@ -22,52 +24,21 @@ namespace {
 
 enum Status : int { kTooFewPoints = -1, kDone = 0, kFailed = 1 };
 
-// PackShape writes the internal shape as it is, moved out of the frame.
+/// The most numbers of a shape here, those of a torus.
+constexpr std::size_t kMostNumbers = 8;
 
-struct FlatPlane : primfit::PlanePrimitive, primfit::PackedPlane {
-  using Record = PackedPlane::Record;
-  using Constraints = PackedPlane::Constraints;
-  using Estimator = PlaneFit;
-  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.Normal();
-  }
+/// A primitive of the fixed pipeline with its direct estimator.
+template <class P, class E>
+struct Flat : P {
+  using Estimator = E;
 };
+using FlatPlane = Flat<primfit::PlanePrimitive, PlaneFit>;
+using FlatSphere = Flat<primfit::SpherePrimitive, SphereFit>;
+using FlatCylinder = Flat<primfit::CylinderPrimitive, CylinderFit>;
+using FlatCone = Flat<primfit::ConePrimitive, ConeFit>;
+using FlatTorus = Flat<primfit::TorusPrimitive, TorusFit>;
 
-struct FlatSphere : primfit::SpherePrimitive, primfit::PackedSphere {
-  using Record = PackedSphere::Record;
-  using Constraints = PackedSphere::Constraints;
-  using Estimator = SphereFit;
-  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.Radius();
-  }
-};
-
-struct FlatCylinder : primfit::CylinderPrimitive, primfit::PackedCylinder {
-  using Record = PackedCylinder::Record;
-  using Constraints = PackedCylinder::Constraints;
-  using Estimator = CylinderFit;
-  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.Radius() << s.Axis();
-  }
-};
-
-struct FlatCone : primfit::ConePrimitive, primfit::PackedCone {
-  using Record = PackedCone::Record;
-  using Constraints = PackedCone::Constraints;
-  using Estimator = ConeFit;
-  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    primfit::Packer(x) << Vector3d(s.Apex() + frame) << s.Angle() << s.Axis();
-  }
-};
-
-struct FlatTorus : primfit::TorusPrimitive, primfit::PackedTorus {
-  using Record = PackedTorus::Record;
-  using Constraints = PackedTorus::Constraints;
-  using Estimator = TorusFit;
-  static void PackShape(const Shape& s, const Vector3d& frame, double* x) {
-    primfit::Packer(x) << Vector3d(s.Center() + frame) << s.MajorRadius() << s.MinorRadius() << s.Axis();
-  }
-};
+constexpr auto kInArrays = primfit::Listed::kInArrays;
 
 /// -1 and 1 before anything is read, 0 to go on.
 int CheckArrays(int n, std::initializer_list<const void*> arrays) {
@@ -86,35 +57,34 @@ std::vector<Vector3d> Unpack(int n, const double* points) {
 /// The constraints of a flat call: the numbers of the parts whose flag is set, zero for the others.
 template <class Flat>
 struct FlatHolds {
+  using D = typename Flat::D;
+  using Numbers = std::array<double, kMostNumbers>;
+
   FlatHolds(const int* fix, const double* values)
-      : record(Flat::FromNumbers(KeepFixed(fix, values).data())), constraints(&record) {
-    for (int part = 0; part < Flat::kFixable; ++part) {
-      if (fix[part] != 0) (constraints.*Flat::kFix[part])();
-    }
+      : record(primfit::StartRecord<D, kInArrays>(KeepFixed(fix, values).data())), constraints(&record) {
+    primfit::Hold<D>(fix, constraints);
   }
   FlatHolds(const FlatHolds&) = delete;  // the constraints point at the record
   FlatHolds& operator=(const FlatHolds&) = delete;
 
-  static std::array<double, 8> KeepFixed(const int* fix, const double* values) {
-    std::array<double, 8> kept{};
-    int at = 0;
-    for (int part = 0; part < Flat::kFixable; ++part) {
-      if (fix[part] != 0) std::copy(values + at, values + at + Flat::kSizes[part], kept.begin() + at);
-      at += Flat::kSizes[part];
-    }
+  /// Copies the numbers of the parts whose flag is set to the same places.
+  static void CopyFixed(const int* fix, const double* from, double* to) {
+    primfit::ForEachPart(primfit::kPartsIn<D, kInArrays>, kMostNumbers,
+                         [&](const primfit::Part& part, std::size_t i, std::size_t offset) {
+                           if (fix[i] != 0) std::copy_n(from + offset, part.Size(), to + offset);
+                         });
+  }
+  static Numbers KeepFixed(const int* fix, const double* values) {
+    Numbers kept{};
+    CopyFixed(fix, values, kept.data());
     return kept;
   }
-
   /// Replaces the held parts among a shape's numbers by those given: one that went through the working frame
   /// has lost bits. A direction is given at unit length.
   void WriteHeld(const int* fix, double* shape) const {
-    std::array<double, 8> given{};
-    Flat::Pack(record, given.data());
-    int at = 0;
-    for (int part = 0; part < Flat::kFixable; ++part) {
-      if (fix[part] != 0) std::copy_n(given.begin() + at, Flat::kSizes[part], shape + at);
-      at += Flat::kSizes[part];
-    }
+    Numbers given{};
+    primfit::WriteRecord<D, kInArrays>(record, given.data());
+    CopyFixed(fix, given.data(), shape);
   }
 
   typename Flat::Record record;
@@ -130,8 +100,9 @@ int FitFlat(int n, const double* points, double* shape, double* quality, double 
     params.SetScannerError(scannerError);
     const auto result = fit(vectors.data(), n, params);
     const FitQuality& q = result.GetFitQuality();
-    Flat::Pack(result.GetFitShape(), shape);
-    primfit::Packer(quality) << q.rmsDistance << q.meanDistance << q.meanSignedDistance << q.maxDistance;
+    primfit::WriteRecord<typename Flat::D, kInArrays>(result.GetFitShape(), shape);
+    for (const double distance : {q.rmsDistance, q.meanDistance, q.meanSignedDistance, q.maxDistance})
+      *quality++ = distance;
     return kDone;
   } catch (...) {
     return kFailed;
@@ -166,10 +137,12 @@ int RunStage(int n, const double* points, double* shape, const Stage& stage) {
   if (set.Count() == 0) return kFailed;
   const std::unique_ptr<OutputShape> result(stage(set));
   if (!result) return kFailed;
-  std::array<double, 8> numbers{};
-  Flat::PackShape(static_cast<const typename Flat::Shape&>(*result), set.Origin(), numbers.data());
+  primfit::Model model = primfit::ModelOf(static_cast<const typename Flat::Shape&>(*result));
+  model.center += set.Origin();
+  std::array<double, kMostNumbers> numbers{};
+  const double* end = primfit::WriteModel<typename Flat::D>(model, numbers.data());
   if (!std::all_of(numbers.begin(), numbers.end(), [](double x) { return std::isfinite(x); })) return kFailed;
-  std::copy_n(numbers.begin(), Flat::kNumbers, shape);
+  std::copy(std::as_const(numbers).data(), end, shape);
   return kDone;
 }
 
@@ -179,7 +152,8 @@ int Refine(int n, const double* points, double* shape, double scannerError, cons
   return RunStage<Flat>(n, points, shape, [&](const primfit::WorkingSet& set) {
     typename Flat::Optimizer optimizer(scannerError, false, nullptr);
     hold(set, optimizer);
-    const auto start = Flat::StartShape(Flat::FromNumbers(shape), set.Origin());
+    const auto start =
+        Flat::StartShape(primfit::StartRecord<typename Flat::D, kInArrays>(shape), set.Origin());
     return optimizer.Optimize(set.Count(), set.Points(), start.get());
   });
 }

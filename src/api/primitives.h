@@ -1,39 +1,34 @@
-// What each primitive tells the one pipeline of api/fit_pipeline.h: its types, its texts, which parts can be
-// held, when the refinement rides along with the search, and the way of a record into the working frame and
-// of a shape out of it. Held parts do not go through the frame and back: the record takes the constraint's
-// own numbers.
+// What each primitive tells the one pipeline of api/fit_pipeline.h beside its description: its classes, its
+// texts, when the refinement rides along with the search, and how its optimizer holds parts. Held parts do
+// not go through the working frame and back: the record takes the constraint's own numbers.
 #ifndef PRIMFIT_SRC_API_PRIMITIVES_H_
 #define PRIMFIT_SRC_API_PRIMITIVES_H_
 
 #include <Eigen/Geometry>
+#include <cstddef>
 #include <memory>
+#include <tuple>
+#include <utility>
 
 #include "api/extents.h"
 #include "api/fit_pipeline.h"
 #include "fit/held_parts.h"
-#include "fit/vector_math.h"
 #include "optimize/optimizers.h"
-#include "primfit/fit/fit_constraints.h"
-#include "primfit/fit/fit_output_params_arc.h"
-#include "primfit/fit/fit_output_params_cone.h"
-#include "primfit/fit/fit_output_params_cylinder.h"
-#include "primfit/fit/fit_output_params_line.h"
-#include "primfit/fit/fit_output_params_plane.h"
-#include "primfit/fit/fit_output_params_sphere.h"
-#include "primfit/fit/fit_output_params_torus.h"
+#include "primitives/records.h"
 #include "ransac/searches.h"
+#include "shapes/shape_of_model.h"
 
 namespace primfit {
 
 /// A start from the constraints' shape is the caller's choice, and needs one.
 struct StartsWhenAsked {
-  static bool NeedsGiven(bool skipEstimator) { return skipEstimator; }
-  static bool StartsFromGiven(bool skipEstimator) { return skipEstimator; }
+  static bool NeedsStart(bool skipEstimator) { return skipEstimator; }
+  static bool StartsFromConstraints(bool skipEstimator) { return skipEstimator; }
 };
 
 /// The search is left out only when the caller asks for both: start from the given shape, refine once.
 struct SearchUnlessRefinedOnce {
-  static bool SkipsSearch(bool fromGiven, bool optimizeOnce) { return fromGiven && optimizeOnce; }
+  static bool SkipsSearch(bool fromStart, bool optimizeOnce) { return fromStart && optimizeOnce; }
 };
 
 /// A refinement only where a part is held: the search ends with a least-squares estimate of its own.
@@ -55,207 +50,124 @@ struct RefineOnceHeld : RefineNoisy {
   static bool RefinesAfterSearch(int held) { return held > 0; }
 };
 
-/// An optimizer that owns the start shape as its own.
-template <class O, class S, class G>
-struct OwnStart {
-  static O MakeOptimizer(double scannerError, bool screen, const S* start, const G* /*given*/,
-                         const Eigen::Vector3d& /*origin*/) {
-    return O(scannerError, screen, start);
+/// What follows from a primitive's description D and its classes.
+template <class D_, class S, class O, class Ransac>
+struct PrimitiveOf {
+  using D = D_;
+  using Record = typename D::Record;
+  using Constraints = typename D::Constraints;
+  using Start = Record;  ///< the record that constraints bring
+  using Shape = S;
+  using Optimizer = O;
+  using Search = Ransac;
+  static constexpr int kFixable = kHoldableCount<D>;
+
+  static const Start* StartOf(const Constraints& c) { return (c.*D::kStartOf)(); }
+  /// The start in the working frame.
+  static std::unique_ptr<const Shape> StartShape(const Start& start, const Eigen::Vector3d& origin) {
+    Model m = ModelFrom<D>(start);
+    m.center -= origin;
+    return std::make_unique<const Shape>(ShapeFrom<Shape>(m));
+  }
+  /// An optimizer that owns the start shape as its own.
+  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape* start,
+                                 const Start* /*record*/, const Eigen::Vector3d& /*origin*/) {
+    return Optimizer(scannerError, screen, start);
+  }
+  static bool CanHold(const Constraints& c, const Start& start, bool /*fromStart*/) {
+    return primfit::CanHold<D>(c, start);
+  }
+  /// The unbounded shape in the caller's frame, with the numbers of the parts that were held.
+  /// @param held  null where no part was
+  static Model ModelFor(const Fitted<Shape>& f, const Constraints* held) {
+    Model m = ModelOf(f.Shape());
+    m.center += f.used.Origin();
+    if (held == nullptr) return m;
+    return WithComponents(m, HeldComponents<D>(*held), ModelFrom<D>(*StartOf(*held)));
+  }
+  static Record ToRecord(const Fitted<Shape>& f, const Constraints* held) {
+    return RecordFrom<D>(ModelFor(f, held));
   }
 };
 
-/// A direction of constraints' parts as a number: the constraint's own bits where the part was held, else the
-/// fit's.
-template <class T>
-T HeldOr(bool held, const T& given, const T& fitted) {
-  return held ? given : fitted;
+/// Holds the parts of constraints in an optimizer. @return how many
+/// @param setters  of the optimizer, in the order of the description's parts
+template <class P, class... Setters>
+int HoldIn(typename P::Optimizer& optimizer, const typename P::Constraints& c, const typename P::Start& start,
+           const Eigen::Vector3d& origin, Setters... setters) {
+  int held = 0;
+  const auto hold = [&](const auto& part, auto setter) {
+    if (!(c.*part.isHeld)()) return;
+    ++held;
+    if constexpr (std::is_same_v<decltype(std::invoke(part.get, start)), double>)
+      (optimizer.*setter)(std::invoke(part.get, start));
+    else if (QuantityOf(part.part) == Quantity::kPosition)
+      (optimizer.*setter)(std::invoke(part.get, start) - origin);
+    else
+      (optimizer.*setter)(std::invoke(part.get, start));
+  };
+  std::apply([&](const auto&... parts) { (hold(parts, setters), ...); }, HoldableParts<typename P::D>());
+  return held;
 }
 
-struct PlanePrimitive : MessagesOf<names::kPlane>,
+struct PlanePrimitive : PrimitiveOf<Description<Plane>, OutputPlane, PlaneOptimizer, RansacPlane>,
+                        MessagesOf<names::kPlane>,
                         StartsWhenAsked,
                         SearchUnlessRefinedOnce,
-                        RefineHeld,
-                        OwnStart<PlaneOptimizer, OutputPlane, FitOutputParamsPlane> {
-  using Shape = OutputPlane;
-  using Record = FitOutputParamsPlane;
-  using Given = Record;
-  using Constraints = FitConstraintsPlane;
-  using Optimizer = PlaneOptimizer;
-  using Search = RansacPlane;
-  static constexpr int kFixable = 2;
-
-  static const Given* GivenBy(const Constraints& c) { return c.GetPlane(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Origin() - origin, g.Normal());
-  }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.OriginFixed()) optimizer.FixOrigin(g.Origin() - origin);
-    if (c.NormalFixed()) optimizer.FixNormal(g.Normal());
-    return c.OriginFixed() + c.NormalFixed();
-  }
-  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
-    return (!c.OriginFixed() || IsPlace(g.Origin())) && (!c.NormalFixed() || IsDirection(g.Normal()));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
-    const Shape& s = f.Shape();
-    const Eigen::Vector3d origin = s.Center() + f.used.Origin();
-    if (holds == nullptr) return {origin, s.Normal()};
-    const Given& g = *holds->GetPlane();
-    return {HeldOr(holds->OriginFixed(), g.Origin(), origin),
-            HeldOr(holds->NormalFixed(), g.Normal(), s.Normal())};
+                        RefineHeld {
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<PlanePrimitive>(to, c, start, origin, &Optimizer::FixOrigin, &Optimizer::FixNormal);
   }
 };
 
-struct SpherePrimitive : MessagesOf<names::kSphere>, StartsWhenAsked, SearchUnlessRefinedOnce, RefineHeld {
-  using Shape = OutputSphere;
-  using Record = FitOutputParamsSphere;
-  using Given = Record;
-  using Constraints = FitConstraintsSphere;
-  using Optimizer = SphereOptimizer;
-  using Search = RansacSphere;
-  static constexpr int kFixable = 2;
-
-  static const Given* GivenBy(const Constraints& c) { return c.GetSphere(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Center() - origin, g.Radius());
-  }
+struct SpherePrimitive : PrimitiveOf<Description<Sphere>, OutputSphere, SphereOptimizer, RansacSphere>,
+                         MessagesOf<names::kSphere>,
+                         StartsWhenAsked,
+                         SearchUnlessRefinedOnce,
+                         RefineHeld {
   /// Deliberate: no start shape of its own, so a sphere search never makes its candidates from the given
   /// sphere.
-  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const Given*,
+  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const Start*,
                                  const Eigen::Vector3d&) {
     return Optimizer(scannerError, screen, nullptr);
   }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.CenterFixed()) optimizer.FixCenter(g.Center() - origin);
-    if (c.RadiusFixed()) optimizer.FixRadius(g.Radius());
-    return c.CenterFixed() + c.RadiusFixed();
-  }
-  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
-    return (!c.CenterFixed() || IsPlace(g.Center())) && (!c.RadiusFixed() || IsSize(g.Radius()));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
-    const Shape& s = f.Shape();
-    const Eigen::Vector3d center = s.Center() + f.used.Origin();
-    if (holds == nullptr) return {center, s.Radius()};
-    const Given& g = *holds->GetSphere();
-    return {HeldOr(holds->CenterFixed(), g.Center(), center),
-            HeldOr(holds->RadiusFixed(), g.Radius(), s.Radius())};
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<SpherePrimitive>(to, c, start, origin, &Optimizer::FixCenter, &Optimizer::FixRadius);
   }
 };
 
-struct CylinderPrimitive : MessagesOf<names::kCylinder>,
-                           StartsWhenAsked,
-                           SearchUnlessRefinedOnce,
-                           RefineOnceAlways,
-                           OwnStart<CylinderOptimizer, OutputCylinder, FitOutputParamsCylinder> {
-  using Shape = OutputCylinder;
-  using Record = FitOutputParamsCylinder;
-  using Given = Record;
-  using Constraints = FitConstraintsCylinder;
-  using Optimizer = CylinderOptimizer;
-  using Search = RansacCylinder;
-  static constexpr int kFixable = 3;
-
-  static const Given* GivenBy(const Constraints& c) { return c.GetCylinder(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Origin() - origin, g.Radius(), g.Axis());
-  }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.OriginFixed()) optimizer.FixOrigin(g.Origin() - origin);
-    if (c.RadiusFixed()) optimizer.FixRadius(g.Radius());
-    if (c.AxisFixed()) optimizer.FixAxis(g.Axis());
-    return c.OriginFixed() + c.RadiusFixed() + c.AxisFixed();
-  }
-  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
-    return (!c.OriginFixed() || IsPlace(g.Origin())) && (!c.RadiusFixed() || IsSize(g.Radius())) &&
-           (!c.AxisFixed() || IsDirection(g.Axis()));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
-    const Shape& s = f.Shape();
-    const Eigen::Vector3d center = s.Center() + f.used.Origin();
-    if (holds == nullptr) return {center, s.Radius(), s.Axis()};
-    const Given& g = *holds->GetCylinder();
-    return {HeldOr(holds->OriginFixed(), g.Origin(), center),
-            HeldOr(holds->RadiusFixed(), g.Radius(), s.Radius()),
-            HeldOr(holds->AxisFixed(), g.Axis(), s.Axis())};
+struct CylinderPrimitive
+    : PrimitiveOf<Description<Cylinder>, OutputCylinder, CylinderOptimizer, RansacCylinder>,
+      MessagesOf<names::kCylinder>,
+      StartsWhenAsked,
+      SearchUnlessRefinedOnce,
+      RefineOnceAlways {
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<CylinderPrimitive>(to, c, start, origin, &Optimizer::FixOrigin, &Optimizer::FixRadius,
+                                     &Optimizer::FixAxis);
   }
 };
 
-struct ConePrimitive : MessagesOf<names::kCone>,
+struct ConePrimitive : PrimitiveOf<Description<Cone>, OutputCone, ConeOptimizer, RansacCone>,
+                       MessagesOf<names::kCone>,
                        StartsWhenAsked,
                        SearchUnlessRefinedOnce,
-                       RefineOnceAlways,
-                       OwnStart<ConeOptimizer, OutputCone, FitOutputParamsCone> {
-  using Shape = OutputCone;
-  using Record = FitOutputParamsCone;
-  using Given = Record;
-  using Constraints = FitConstraintsCone;
-  using Optimizer = ConeOptimizer;
-  using Search = RansacCone;
-  static constexpr int kFixable = 3;
-
-  static const Given* GivenBy(const Constraints& c) { return c.GetCone(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Apex() - origin, g.Angle(), g.Axis());
-  }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.ApexFixed()) optimizer.FixApex(g.Apex() - origin);
-    if (c.AngleFixed()) optimizer.FixAngle(g.Angle());
-    if (c.AxisFixed()) optimizer.FixAxis(g.Axis());
-    return c.ApexFixed() + c.AngleFixed() + c.AxisFixed();
-  }
-  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
-    return (!c.ApexFixed() || IsPlace(g.Apex())) && (!c.AngleFixed() || IsSize(g.Angle())) &&
-           (!c.AxisFixed() || IsDirection(g.Axis()));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
-    const Shape& s = f.Shape();
-    const Eigen::Vector3d apex = s.Apex() + f.used.Origin();
-    if (holds == nullptr) return {apex, s.Angle(), s.Axis()};
-    const Given& g = *holds->GetCone();
-    return {HeldOr(holds->ApexFixed(), g.Apex(), apex), HeldOr(holds->AngleFixed(), g.Angle(), s.Angle()),
-            HeldOr(holds->AxisFixed(), g.Axis(), s.Axis())};
+                       RefineOnceAlways {
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<ConePrimitive>(to, c, start, origin, &Optimizer::FixApex, &Optimizer::FixAngle,
+                                 &Optimizer::FixAxis);
   }
 };
 
-struct TorusPrimitive : MessagesOf<names::kTorus>,
+struct TorusPrimitive : PrimitiveOf<Description<Torus>, OutputTorus, TorusOptimizer, RansacTorus>,
+                        MessagesOf<names::kTorus>,
                         StartsWhenAsked,
-                        RefineOnceAlways,
-                        OwnStart<TorusOptimizer, OutputTorus, FitOutputParamsTorus> {
-  using Shape = OutputTorus;
-  using Record = FitOutputParamsTorus;
-  using Given = Record;
-  using Constraints = FitConstraintsTorus;
-  using Optimizer = TorusOptimizer;
-  using Search = RansacTorus;
-  static constexpr int kFixable = 4;
-
+                        RefineOnceAlways {
   static constexpr Failure NotProvided() { return messages::kTorusNotProvided; }
-  static bool SkipsSearch(bool fromGiven, bool /*optimizeOnce*/) { return fromGiven; }
-  static const Given* GivenBy(const Constraints& c) { return c.GetTorus(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Center() - origin, g.MajorRadius(), g.MinorRadius(), g.Axis());
-  }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.CenterFixed()) optimizer.FixCenter(g.Center() - origin);
-    if (c.MajorRadiusFixed()) optimizer.FixMajorRadius(g.MajorRadius());
-    if (c.MinorRadiusFixed()) optimizer.FixMinorRadius(g.MinorRadius());
-    if (c.AxisFixed()) optimizer.FixAxis(g.Axis());
-    return c.CenterFixed() + c.MajorRadiusFixed() + c.MinorRadiusFixed() + c.AxisFixed();
-  }
-  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
-    return (!c.CenterFixed() || IsPlace(g.Center())) && (!c.MajorRadiusFixed() || IsSize(g.MajorRadius())) &&
-           (!c.MinorRadiusFixed() || IsSize(g.MinorRadius())) && (!c.AxisFixed() || IsDirection(g.Axis()));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
-    const Shape& s = f.Shape();
-    const Eigen::Vector3d center = s.Center() + f.used.Origin();
-    if (holds == nullptr) return {center, s.MajorRadius(), s.MinorRadius(), s.Axis()};
-    const Given& g = *holds->GetTorus();
-    return {HeldOr(holds->CenterFixed(), g.Center(), center),
-            HeldOr(holds->MajorRadiusFixed(), g.MajorRadius(), s.MajorRadius()),
-            HeldOr(holds->MinorRadiusFixed(), g.MinorRadius(), s.MinorRadius()),
-            HeldOr(holds->AxisFixed(), g.Axis(), s.Axis())};
+  static bool SkipsSearch(bool fromStart, bool /*optimizeOnce*/) { return fromStart; }
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<TorusPrimitive>(to, c, start, origin, &Optimizer::FixCenter, &Optimizer::FixMajorRadius,
+                                  &Optimizer::FixMinorRadius, &Optimizer::FixAxis);
   }
 };
 
@@ -264,27 +176,27 @@ struct TorusPrimitive : MessagesOf<names::kTorus>,
 struct TorusThroughArcPrimitive : MessagesOf<names::kTorus> {
   using Shape = OutputTorus;
   using Record = FitOutputParamsTorus;
-  using Given = FitOutputParamsArc;
+  using Start = FitOutputParamsArc;
   using Constraints = FitConstraintsArc;
   using Optimizer = TorusProfileOptimizer;
   using Search = RansacTorus;
   static constexpr int kFixable = 1;
 
   static constexpr Failure NotProvided() { return messages::kConstraintMissing; }
-  static bool NeedsGiven(bool /*skipEstimator*/) { return true; }
-  static bool StartsFromGiven(bool /*skipEstimator*/) { return false; }
-  static bool SkipsSearch(bool /*fromGiven*/, bool /*optimizeOnce*/) { return false; }
+  static bool NeedsStart(bool /*skipEstimator*/) { return true; }
+  static bool StartsFromConstraints(bool /*skipEstimator*/) { return false; }
+  static bool SkipsSearch(bool /*fromStart*/, bool /*optimizeOnce*/) { return false; }
   static bool RefinesInSearch(int /*held*/, double /*scannerError*/) { return true; }
   static bool RefinesAfterSearch(int /*held*/) { return true; }
-  static const Given* GivenBy(const Constraints& c) { return c.GetArc(); }
-  static std::unique_ptr<const Shape> StartShape(const Given&, const Eigen::Vector3d&) { return nullptr; }
-  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const Given* arc,
+  static const Start* StartOf(const Constraints& c) { return c.GetArc(); }
+  static std::unique_ptr<const Shape> StartShape(const Start&, const Eigen::Vector3d&) { return nullptr; }
+  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const Start* arc,
                                  const Eigen::Vector3d& origin) {
     return Optimizer(scannerError, screen, arc->Center() - origin, arc->Radius(),
                      arc->XAxis().cross(arc->YAxis()));
   }
-  static int Hold(const Constraints&, const Given&, const Eigen::Vector3d&, Optimizer&) { return 0; }
-  static bool CanHold(const Constraints&, const Given& arc, bool /*fromGiven*/) {
+  static int Hold(const Constraints&, const Start&, const Eigen::Vector3d&, Optimizer&) { return 0; }
+  static bool CanHold(const Constraints&, const Start& arc, bool /*fromStart*/) {
     return IsPlace(arc.Center()) && IsSize(arc.Radius()) && HasPlane(arc);
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints*) {
@@ -293,76 +205,40 @@ struct TorusThroughArcPrimitive : MessagesOf<names::kTorus> {
 };
 
 /// A line becomes the segment that its points cover; a held root only says where the line passes.
-struct LinePrimitive : MessagesOf<names::kLine>,
+struct LinePrimitive : PrimitiveOf<Description<Line>, OutputLine, LineOptimizer, RansacLine>,
+                       MessagesOf<names::kLine>,
                        StartsWhenAsked,
                        SearchUnlessRefinedOnce,
-                       RefineOnceHeld,
-                       OwnStart<LineOptimizer, OutputLine, FitOutputParamsLine> {
-  using Shape = OutputLine;
-  using Record = FitOutputParamsLine;
-  using Given = Record;
-  using Constraints = FitConstraintsLine;
-  using Optimizer = LineOptimizer;
-  using Search = RansacLine;
-  static constexpr int kFixable = 2;
-
-  static const Given* GivenBy(const Constraints& c) { return c.GetLine(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Root() - origin, g.Direction());
+                       RefineOnceHeld {
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<LinePrimitive>(to, c, start, origin, &Optimizer::FixRoot, &Optimizer::FixDirection);
   }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.RootFixed()) optimizer.FixRoot(g.Root() - origin);
-    if (c.DirectionFixed()) optimizer.FixDirection(g.Direction());
-    return c.RootFixed() + c.DirectionFixed();
-  }
-  static bool CanHold(const Constraints& c, const Given& g, bool /*fromGiven*/) {
-    return (!c.RootFixed() || IsPlace(g.Root())) && (!c.DirectionFixed() || IsDirection(g.Direction()));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
+  static Record ToRecord(const Fitted<Shape>& f, const Constraints* held) {
     const AxialRange range = RangeAlong(f);
-    const Eigen::Vector3d direction = f.Shape().Direction();
-    const Eigen::Vector3d root = f.Shape().Root() + range.low * direction + f.used.Origin();
-    const bool held = holds != nullptr && holds->DirectionFixed();
-    return {root, held ? holds->GetLine()->Direction() : direction, range.high - range.low};
+    Model m = ModelOf(f.Shape());
+    m.center += range.low * m.axis;
+    m.center += f.used.Origin();
+    if (held != nullptr && held->DirectionFixed()) m.axis = StartOf(*held)->Direction();
+    return RecordFrom<D>(m, {.low = 0, .high = range.high - range.low});
   }
 };
 
 /// A circle becomes the arc that its close points cover.
-struct ArcPrimitive : MessagesOf<names::kArc>,
+struct ArcPrimitive : PrimitiveOf<Description<Arc>, OutputCircle, CircleOptimizer, RansacCircle>,
+                      MessagesOf<names::kArc>,
                       StartsWhenAsked,
                       SearchUnlessRefinedOnce,
-                      RefineOnceHeld,
-                      OwnStart<CircleOptimizer, OutputCircle, FitOutputParamsArc> {
-  using Shape = OutputCircle;
-  using Record = FitOutputParamsArc;
-  using Given = Record;
-  using Constraints = FitConstraintsArc;
-  using Optimizer = CircleOptimizer;
-  using Search = RansacCircle;
-  static constexpr int kFixable = 2;
-
-  static const Given* GivenBy(const Constraints& c) { return c.GetArc(); }
-  static std::unique_ptr<const Shape> StartShape(const Given& g, const Eigen::Vector3d& origin) {
-    return std::make_unique<const Shape>(g.Center() - origin, g.Radius(), g.XAxis().cross(g.YAxis()));
+                      RefineOnceHeld {
+  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+    return HoldIn<ArcPrimitive>(to, c, start, origin, &Optimizer::FixCenter, &Optimizer::FixRadius);
   }
-  static int Hold(const Constraints& c, const Given& g, const Eigen::Vector3d& origin, Optimizer& optimizer) {
-    if (c.CenterFixed()) optimizer.FixCenter(g.Center() - origin);
-    if (c.RadiusFixed()) optimizer.FixRadius(g.Radius());
-    return c.CenterFixed() + c.RadiusFixed();
+  static bool CanHold(const Constraints& c, const Start& start, bool fromStart) {
+    return primfit::CanHold<D>(c, start) && (!fromStart || HasPlane(start));
   }
-  static bool CanHold(const Constraints& c, const Given& g, bool fromGiven) {
-    return (!c.CenterFixed() || IsPlace(g.Center())) && (!c.RadiusFixed() || IsSize(g.Radius())) &&
-           (!fromGiven || HasPlane(g));
-  }
-  static Record ToRecord(const Fitted<Shape>& f, const Constraints* holds) {
-    const Shape& s = f.Shape();
-    const bool centerHeld = holds != nullptr && holds->CenterFixed();
-    const Eigen::Vector3d center =
-        centerHeld ? holds->GetArc()->Center() : Eigen::Vector3d(s.Center() + f.used.Origin());
-    const double radius = holds != nullptr && holds->RadiusFixed() ? holds->GetArc()->Radius() : s.Radius();
-    Eigen::Vector3d xAxis;
-    const double angle = ElbowAngularExtent(s.Center(), s.Axis(), f.close, xAxis);
-    return {center, radius, xAxis, s.Axis().cross(xAxis), angle};
+  static Record ToRecord(const Fitted<Shape>& f, const Constraints* held) {
+    Extent extent;
+    extent.high = ElbowAngularExtent(f.Shape().Center(), f.Shape().Axis(), f.close, extent.startDirection);
+    return RecordFrom<D>(ModelFor(f, held), extent);
   }
 };
 

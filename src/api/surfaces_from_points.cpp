@@ -41,21 +41,25 @@ FitOutput<FitOutputParamsTorus> TorusFromPoints(const Vector3d* points, int n,
 
 namespace {
 
-/// An inner fit of P and its record with an extent: Bound(fitted, record) makes the bounded record.
-template <class P, class Bound>
-auto FitBounded(const Vector3d* points, int n, const FitInputParams<typename P::Constraints>& params,
-                FitProgressUpdater* updater, bool earlyStop, const Bound& bound) {
+/// A fit of the unbounded shape of P and the record of the description Bounded. measure(fitted, model) gives
+/// the extent, and may turn the model round.
+template <class P, class Bounded, class Measure>
+FitOutput<typename Bounded::Record> FitBounded(const Vector3d* points, int n,
+                                               const FitInputParams<typename P::Constraints>& params,
+                                               FitProgressUpdater* updater, bool earlyStop,
+                                               const Measure& measure) {
   const auto fitted = FitShape<P>(points, n, params, updater, earlyStop);
   const auto record = P::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr);
-  const auto bounded = bound(fitted, record);
-  return FitOutput<std::remove_const_t<decltype(bounded)>>(bounded, fitted.quality);
+  Model model = ModelFrom<typename Bounded::Start>(record);
+  const Extent extent = measure(fitted, model);
+  return {RecordFrom<Bounded>(model, extent), fitted.quality};
 }
 
-FitOutputParamsElbow Elbow(const Fitted<OutputTorus>& fitted, const FitOutputParamsTorus& torus) {
-  Vector3d xAxis;
-  const double angle =
-      ElbowAngularExtent(fitted.Shape().Center(), fitted.Shape().Axis(), fitted.close, xAxis);
-  return {torus.Center(), torus.MajorRadius(), torus.MinorRadius(), torus.Axis(), angle, xAxis};
+Extent SweptAngle(const Fitted<OutputTorus>& fitted, const Model& /*model*/) {
+  Extent extent;
+  extent.high =
+      ElbowAngularExtent(fitted.Shape().Center(), fitted.Shape().Axis(), fitted.close, extent.startDirection);
+  return extent;
 }
 
 }  // namespace
@@ -63,35 +67,34 @@ FitOutputParamsElbow Elbow(const Fitted<OutputTorus>& fitted, const FitOutputPar
 FitOutput<FitOutputParamsCylinderBounded> BoundedCylinderFromPoints(
     const Vector3d* points, int n, const FitInputParams<FitConstraintsCylinder>& params,
     FitProgressUpdater* updater, bool earlyStop) {
-  return FitBounded<CylinderPrimitive>(
-      points, n, params, updater, earlyStop, [](const auto& fitted, const FitOutputParamsCylinder& cylinder) {
+  return FitBounded<CylinderPrimitive, Description<BoundedCylinder>>(
+      points, n, params, updater, earlyStop, [](const auto& fitted, const Model&) {
         const AxialRange range = RangeAlong(fitted);
-        return FitOutputParamsCylinderBounded(cylinder.Origin() + range.low * cylinder.Axis(),
-                                              cylinder.Radius(), cylinder.Axis(), range.high - range.low);
+        return Extent{.low = range.low, .high = range.high};
       });
 }
 
 FitOutput<FitOutputParamsConeBounded> BoundedConeFromPoints(const Vector3d* points, int n,
                                                             const FitInputParams<FitConstraintsCone>& params,
                                                             FitProgressUpdater* updater) {
-  return FitBounded<ConePrimitive>(
-      points, n, params, updater, false, [](const auto& fitted, const FitOutputParamsCone& cone) {
+  return FitBounded<ConePrimitive, Description<BoundedCone>>(
+      points, n, params, updater, false, [](const auto& fitted, Model& cone) {
         const AxialRange range = RangeAlong(fitted);
-        if (std::abs(range.low) > std::abs(range.high)) {
-          return FitOutputParamsConeBounded(cone.Apex(), cone.Angle(), -cone.Axis(), -range.high, -range.low);
-        }
-        return FitOutputParamsConeBounded(cone.Apex(), cone.Angle(), cone.Axis(), range.low, range.high);
+        if (std::abs(range.low) <= std::abs(range.high)) return Extent{.low = range.low, .high = range.high};
+        cone.axis = -cone.axis;
+        return Extent{.low = -range.high, .high = -range.low};
       });
 }
 
 FitOutput<FitOutputParamsElbow> ElbowFromPoints(const Vector3d* points, int n,
                                                 const FitInputParams<FitConstraintsTorus>& params,
                                                 FitProgressUpdater* updater) {
-  return FitBounded<TorusPrimitive>(points, n, params, updater, false, Elbow);
+  return FitBounded<TorusPrimitive, Description<Elbow>>(points, n, params, updater, false, SweptAngle);
 }
 
 FitOutput<FitOutputParamsElbow> ElbowFromPoints(const Vector3d* points, int n,
                                                 const FitInputParams<FitConstraintsArc>& params,
                                                 FitProgressUpdater* updater) {
-  return FitBounded<TorusThroughArcPrimitive>(points, n, params, updater, false, Elbow);
+  return FitBounded<TorusThroughArcPrimitive, Description<Elbow>>(points, n, params, updater, false,
+                                                                  SweptAngle);
 }

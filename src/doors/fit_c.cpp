@@ -13,11 +13,12 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "fit/messages.h"
-#include "fit/packed_records.h"
 #include "primfit/fit.h"
+#include "primitives/records.h"
 
 using Eigen::Vector3d;
 
@@ -55,24 +56,17 @@ struct OwnedResult : primfit_result {
   std::string why;
 };
 
-// What a record says beyond the numbers of its unbounded shape.
+/// The corners of a patch; other shapes have none.
 template <class Record>
-void PackExtent(const Record& /*record*/, Packer& /*to*/, OwnedResult& /*out*/) {}
-void PackExtent(const FitOutputParamsCylinderBounded& r, Packer& to, OwnedResult& /*out*/) {
-  to << r.Height();
-}
-void PackExtent(const FitOutputParamsConeBounded& r, Packer& to, OwnedResult& /*out*/) {
-  to << r.Height0() << r.Height1();
-}
-void PackExtent(const FitOutputParamsElbow& r, Packer& to, OwnedResult& /*out*/) {
-  to << r.Angle() << r.XAxis();
-}
-void PackExtent(const FitOutputParamsPatch& r, Packer& to, OwnedResult& out) {
-  const double* loop = nullptr;
-  Vector3d xAxis;
-  const int count = r.Loop(loop, xAxis);
-  out.vertices.assign(loop, loop + 2 * static_cast<std::ptrdiff_t>(count));
-  to << xAxis;
+std::vector<double> CornersOf(const Record& record) {
+  if constexpr (std::is_same_v<Record, FitOutputParamsPatch>) {
+    const double* corners = nullptr;
+    Vector3d u;
+    const int count = record.Loop(corners, u);
+    return {corners, corners + 2 * static_cast<std::ptrdiff_t>(count)};
+  } else {
+    return {};
+  }
 }
 
 /// The host's function in the shape of the library's interface.
@@ -120,10 +114,10 @@ void Tell(const FitQuality& q, OwnedResult& out) {
 void Tell(const FitCovariance& c, OwnedResult& out) {
   for (const FitParameter& p : c.parameters) {
     out.free.push_back({static_cast<int>(p.kind), p.Name(), p.IsAngle() ? 1 : 0, {}, p.standardDeviation});
-    Packer(out.free.back().direction) << p.direction;
+    Write(p.direction, out.free.back().direction);
   }
   out.matrix.assign(c.matrix.data(), c.matrix.data() + c.matrix.size());  // symmetric
-  Packer(out.position) << c.position;
+  Write(c.position, out.position);
 }
 void Tell(const FitReport& r, OwnedResult& out) {
   out.draws = r.draws;
@@ -142,25 +136,25 @@ static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
               static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK &&
               static_cast<int>(ParameterKind::kMinorRadius) == PRIMFIT_MINOR_RADIUS);
 
-template <class Shape, class Packed>
+template <class Shape>
 std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_options& given) {
+  using D = Description<Shape>;
+  using StartD = typename D::Start;
   FitOptions<Shape> options;
   Take(given, points.Count(), options);
   CallBack progress(given);
   if (given.progress != nullptr) options.progress = &progress;
-  typename Packed::Record start;
-  if (given.start != nullptr) start = Packed::FromNumbers(given.start);
-  typename Shape::Constraints constraints(&start);
-  for (std::size_t part = 0; given.fix != nullptr && part < std::size(Packed::kFix); ++part) {
-    if (given.fix[part] != 0) (constraints.*Packed::kFix[part])();
-  }
+  typename StartD::Record start;
+  if (given.start != nullptr) start = StartRecord<StartD, Listed::kInArrays>(given.start);
+  typename D::Constraints constraints(&start);
+  if (given.fix != nullptr) Hold<StartD>(given.fix, constraints);
   if (given.start != nullptr) options.constraints = &constraints;
   FitResult<Shape> found = fit<Shape>(points, options);
 
   auto out = std::make_unique<OwnedResult>();
-  Packer packer = Packed::Pack(found.shape, out->numbers);
-  PackExtent(found.shape, packer, *out);
-  out->number_count = static_cast<int>(packer.End() - out->numbers);
+  const double* end = WriteRecord<D, Listed::kInArrays>(found.shape, out->numbers);
+  out->number_count = static_cast<int>(end - out->numbers);
+  out->vertices = CornersOf(found.shape);
   Tell(found.quality, *out);
   Tell(found.covariance, *out);
   Tell(found.report, *out);
@@ -168,33 +162,17 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   return out;
 }
 
-std::unique_ptr<OwnedResult> FitOf(int shape, const PointView& points, const primfit_options& o) {
-  switch (shape) {
-    case PRIMFIT_LINE:
-      return FitOf<Line, PackedLine>(points, o);
-    case PRIMFIT_ARC:
-      return FitOf<Arc, PackedArc>(points, o);
-    case PRIMFIT_PLANE:
-      return FitOf<Plane, PackedPlane>(points, o);
-    case PRIMFIT_PATCH:
-      return FitOf<Patch, PackedPlane>(points, o);
-    case PRIMFIT_SPHERE:
-      return FitOf<Sphere, PackedSphere>(points, o);
-    case PRIMFIT_CYLINDER:
-      return FitOf<Cylinder, PackedCylinder>(points, o);
-    case PRIMFIT_BOUNDED_CYLINDER:
-      return FitOf<BoundedCylinder, PackedCylinder>(points, o);
-    case PRIMFIT_CONE:
-      return FitOf<Cone, PackedCone>(points, o);
-    case PRIMFIT_BOUNDED_CONE:
-      return FitOf<BoundedCone, PackedCone>(points, o);
-    case PRIMFIT_TORUS:
-      return FitOf<Torus, PackedTorus>(points, o);
-    case PRIMFIT_ELBOW:
-      return FitOf<Elbow, PackedTorus>(points, o);
-    default:
-      throw FitError(messages::kUnknownShape);
+/// The fits by their code.
+template <class... Shapes>
+std::unique_ptr<OwnedResult> FitAny(int shape, const PointView& points, const primfit_options& options,
+                                    ShapeList<Shapes...> /*all*/) {
+  using Fit = std::unique_ptr<OwnedResult> (*)(const PointView&, const primfit_options&);
+  constexpr Fit kFits[] = {&FitOf<Shapes>...};
+  constexpr int kCodes[] = {Description<Shapes>::kCode...};
+  for (std::size_t i = 0; i < std::size(kFits); ++i) {
+    if (kCodes[i] == shape) return kFits[i](points, options);
   }
+  throw FitError(messages::kUnknownShape);
 }
 
 /// Says why there is no result; an option by the name that it has in C: outlierShare is outlier_share.
@@ -239,7 +217,7 @@ int primfit_fit(int shape, size_t n, const double* points, size_t stride, const 
     if (stride < 3) return primfit::Failed(primfit::messages::kStride, message);
     if (o.fix != nullptr && o.start == nullptr)
       return primfit::Failed(primfit::messages::kFixWithoutStart, message);
-    auto found = primfit::FitOf(shape, primfit::PointView(points, n, stride), o);
+    auto found = primfit::FitAny(shape, primfit::PointView(points, n, stride), o, primfit::AllShapes());
     found->parameter_count = static_cast<int>(found->free.size());
     found->parameters = found->free.data();
     found->covariance = found->matrix.data();

@@ -51,7 +51,7 @@ int AskedIn(const Stage& stage) {
 TEST(Budget, EveryStageAsksTheClock) {
   constexpr int kPoints = 1 << 20, kPieces = kPoints / (1 << 18);
   const Points points = PipeAmongClutter(kPoints);
-  const adaptive::Model pipe{adaptive::ShapeKind::kCylinder, {1, 2, 3}, Vector3d::UnitZ(), 0, 0.5};
+  const Model pipe{ShapeKind::kCylinder, {1, 2, 3}, Vector3d::UnitZ(), 0, 0.5};
   // Lower bounds by what a stage has to look at: all points once for each pass.
   EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Frame(points, {}, b); }), kPieces - 1);
   EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Refine(pipe, 0, adaptive::RefsOf(points), 1, b); }), kPieces);
@@ -83,7 +83,7 @@ TEST(Budget, WhatWasCompleteComesOutWhenTheTimeIsUp) {
     const adaptive::Frame frame(points, {}, budget);
     FitOptionsBase options;
     options.seed = 1;
-    return adaptive::FindShape(adaptive::ShapeKind::kCylinder, frame, options, {}, budget);
+    return adaptive::FindShape(ShapeKind::kCylinder, frame, options, {}, budget);
   };
   EXPECT_TRUE(run(kNever).report.converged);
   const int all = asked;

@@ -184,13 +184,13 @@ TEST(Fit, ConvergedMeansTheOptimumOfItsInliers) {
     ++converged;
     Points inliers;
     for (const std::uint32_t i : fit.inliers) inliers.push_back(points[i]);
-    const auto squares = [&](const adaptive::Model& m) {
+    const auto squares = [&](const Model& m) {
       std::vector<double> distances(inliers.size());
       adaptive::Distances(m, inliers.data(), static_cast<int>(inliers.size()), distances.data());
       return std::inner_product(distances.begin(), distances.end(), distances.begin(), 0.0);
     };
     const Numbers n = NumbersOf(fit.shape);
-    const adaptive::Model at{adaptive::ShapeKind::kArc, n.center, n.axis, 0, n.minor};
+    const Model at{ShapeKind::kArc, n.center, n.axis, 0, n.minor};
     const auto better = adaptive::Refine(at, 0, adaptive::RefsOf(inliers), 10000);
     ASSERT_TRUE(better);
     EXPECT_LT(squares(at) / squares(*better), 1 + 1e-9) << seed;

@@ -78,12 +78,11 @@ TEST(Hostile, AStepThatLeavesTheConesIsNoShape) {
     }
     return points;
   };
-  const adaptive::Model cone{adaptive::ShapeKind::kCone, Vector3d::Zero(), Vector3d::UnitZ(), 0,
-                             pi / 2 - 1e-7};
+  const Model cone{ShapeKind::kCone, Vector3d::Zero(), Vector3d::UnitZ(), 0, pi / 2 - 1e-7};
   const Points on = rings(0, 1e-7), over = rings(1e-6, -3e-7);
-  NormalEquations sums = adaptive::SumsAt(cone, adaptive::kAxis, adaptive::RefsOf(on));
-  EXPECT_FALSE(adaptive::UpdatedOptimum(cone, adaptive::kAxis, 400, adaptive::RefsOf(over),
-                                        adaptive::RefsOf({}), sums));
+  NormalEquations sums = adaptive::SumsAt(cone, kAxis, adaptive::RefsOf(on));
+  EXPECT_FALSE(
+      adaptive::UpdatedOptimum(cone, kAxis, 400, adaptive::RefsOf(over), adaptive::RefsOf({}), sums));
 }
 
 TEST(Hostile, AStartWithoutADirectionIsNoCandidate) {

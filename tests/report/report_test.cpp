@@ -17,9 +17,9 @@ constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr double kDegree = std::numbers::pi / 180;
 
-constexpr Part kParts[] = {{"origin", Quantity::kPosition, Role::kFixable},
-                           {"radius", Quantity::kLength, Role::kFixable},
-                           {"axis", Quantity::kDirection, Role::kFixable}};
+constexpr Part kParts[] = {{"origin", PartKind::kPosition, Role::kHoldable},
+                           {"radius", PartKind::kRadius, Role::kHoldable},
+                           {"axis", PartKind::kDirection, Role::kHoldable}};
 
 /// Standard deviations along and about x, and along the radius; along and about y there is 1 mm and 1 degree.
 struct Row {

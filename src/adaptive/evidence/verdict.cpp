@@ -27,19 +27,14 @@ std::string Text(const char* format, Values... values) {
 const char* NameOf(unsigned parts, ShapeKind kind) {
   return primfit::NameOf((parts & kAxis) != 0    ? ParameterKind::kDirection
                          : (parts & kMajor) != 0 ? ParameterKind::kMajorRadius
-                                                 : MinorOf(kind));
-}
-
-/// The value of a size.
-double SizeOf(ParameterKind kind, const Model& m) {
-  return kind == ParameterKind::kMajorRadius ? m.major : m.minor;
+                                                 : FactsOf(kind).minor.value_or(ParameterKind::kRadius));
 }
 
 /// The largest standard deviation that says something. A covariance is that of small changes about the shape:
 /// of a quantity that is not known to its own size it tells nothing but that.
 double LargestKnown(ParameterKind kind, const Converged& c) {
   if (kind == ParameterKind::kPosition) return c.sums.extent;
-  return kind == ParameterKind::kDirection ? std::numbers::pi / 2 : SizeOf(kind, c.model);
+  return kind == ParameterKind::kDirection ? std::numbers::pi / 2 : c.model.Size(ComponentOf(kind));
 }
 
 }  // namespace
@@ -64,7 +59,7 @@ namespace {
 /// Why a parameter is hardly determined, empty where it is.
 std::string WhyHardly(const FitParameter& p, const Model& m) {
   const bool place = p.kind == ParameterKind::kPosition, size = !place && p.kind != ParameterKind::kDirection;
-  const double known = p.standardDeviation / (size ? SizeOf(p.kind, m) : 1);
+  const double known = p.standardDeviation / (size ? m.Size(ComponentOf(p.kind)) : 1);
   if (std::isinf(known)) return Text("the points do not determine the %s", p.Name());
   if (place || known <= kHardly) return {};
   if (!size)

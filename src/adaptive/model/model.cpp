@@ -15,37 +15,13 @@ using Eigen::Vector3d;
 
 namespace primfit::adaptive {
 
-Model ModelOf(const OutputShape& shape) {
-  if (const auto* line = dynamic_cast<const OutputLine*>(&shape))
-    return {ShapeKind::kLine, line->Root(), line->Direction(), 0, 0};
-  if (const auto* circle = dynamic_cast<const OutputCircle*>(&shape))
-    return {ShapeKind::kArc, circle->Center(), circle->Axis(), 0, circle->Radius()};
-  if (const auto* sphere = dynamic_cast<const OutputSphere*>(&shape))
-    return {ShapeKind::kSphere, sphere->Center(), Vector3d::UnitZ(), 0, sphere->Radius()};
-  if (const auto* cylinder = dynamic_cast<const OutputCylinder*>(&shape))
-    return {ShapeKind::kCylinder, cylinder->Center(), cylinder->Axis(), 0, cylinder->Radius()};
-  if (const auto* cone = dynamic_cast<const OutputCone*>(&shape))
-    return {ShapeKind::kCone, cone->Apex(), cone->Axis(), 0, cone->Angle()};
-  if (const auto* torus = dynamic_cast<const OutputTorus*>(&shape))
-    return {ShapeKind::kTorus, torus->Center(), torus->Axis(), torus->MajorRadius(), torus->MinorRadius()};
-  const auto& plane = dynamic_cast<const OutputPlane&>(shape);
-  return {ShapeKind::kPlane, plane.Center(), plane.Normal(), 0, 0};
-}
-
 bool IsValid(const Model& m) {
   if (!m.center.allFinite() || !std::isfinite(m.major) || !std::isfinite(m.minor)) return false;
   if (!(std::abs(m.axis.squaredNorm() - 1) < 1e-9)) return false;  // nor for a NaN
-  switch (m.kind) {
-    case ShapeKind::kLine:
-    case ShapeKind::kPlane:
-      return true;
-    case ShapeKind::kCone:
-      return m.minor > 0 && m.minor < std::numbers::pi / 2;
-    case ShapeKind::kTorus:
-      return m.minor > 0 && m.minor < m.major;
-    default:
-      return m.minor > 0;
-  }
+  const KindFacts& facts = FactsOf(m.kind);
+  if (facts.minor && !(m.minor > 0)) return false;
+  if (facts.minor == ParameterKind::kHalfAngle) return m.minor < std::numbers::pi / 2;
+  return !facts.major || m.minor < m.major;
 }
 
 void Distances(const Model& m, const Vector3d* points, int n, double* distances) {
@@ -173,12 +149,6 @@ NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double 
 
 }  // namespace
 
-ParameterKind MinorOf(ShapeKind kind) {
-  return kind == ShapeKind::kCone    ? ParameterKind::kHalfAngle
-         : kind == ShapeKind::kTorus ? ParameterKind::kMinorRadius
-                                     : ParameterKind::kRadius;
-}
-
 FreeParameters FreeParametersOf(const Model& m, unsigned held) {
   FreeParameters parameters;
   const auto add = [&](ParameterKind kind, const Vector3d& direction, const Motion& motion) {
@@ -186,28 +156,25 @@ FreeParameters FreeParametersOf(const Model& m, unsigned held) {
   };
   const auto shift = [&](const Vector3d& v) { add(ParameterKind::kPosition, v, {.center = v}); };
   const LocalShape frame = LocalOf(LocalShape::Kind::kPlane, m);
-  const bool anywhere = m.kind == ShapeKind::kLine || m.kind == ShapeKind::kCylinder;  // along the axis
-  const bool hasMajor = m.kind == ShapeKind::kTorus;
-  const bool hasMinor = m.kind != ShapeKind::kLine && m.kind != ShapeKind::kPlane;
+  const KindFacts& facts = FactsOf(m.kind);
   if ((held & kCenter) == 0) {
-    if (m.kind != ShapeKind::kPlane) shift(frame.u), shift(frame.w);
-    if (!anywhere) shift(m.axis);
+    if (facts.slides != Slides::kInPlane) shift(frame.u), shift(frame.w);
+    if (facts.slides != Slides::kAlongAxis) shift(m.axis);
   }
-  if ((held & kAxis) == 0 && m.kind != ShapeKind::kSphere) {
+  if (facts.hasAxis && (held & kAxis) == 0) {
     for (const Vector3d& v : {frame.u, frame.w}) add(ParameterKind::kDirection, v, {.axis = v});
   }
-  if (hasMajor && (held & kMajor) == 0) add(ParameterKind::kMajorRadius, Vector3d::Zero(), {.major = 1});
-  if (hasMinor && (held & kMinor) == 0) {
-    add(MinorOf(m.kind), Vector3d::Zero(), {.minor = 1});
-  }
+  if (facts.major && (held & kMajor) == 0) add(*facts.major, Vector3d::Zero(), {.major = 1});
+  if (facts.minor && (held & kMinor) == 0) add(*facts.minor, Vector3d::Zero(), {.minor = 1});
   return parameters;
 }
 
 void CenterAt(const Vector3d& mean, unsigned held, Model& m) {
   if ((held & kCenter) != 0) return;
   const double along = (mean - m.center).dot(m.axis);
-  if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kCylinder) m.center += along * m.axis;
-  if (m.kind == ShapeKind::kPlane) m.center = mean - along * m.axis;
+  const Slides slides = FactsOf(m.kind).slides;
+  if (slides == Slides::kAlongAxis) m.center += along * m.axis;
+  if (slides == Slides::kInPlane) m.center = mean - along * m.axis;
 }
 
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,

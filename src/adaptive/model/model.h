@@ -1,5 +1,5 @@
-// A shape as the adaptive fit sees it: one small record for every kind, what can move in it, and its
-// distances and refinement over blocks of points.
+// What the adaptive fit asks of a shape of any kind: whether it is one, its distances from blocks of points,
+// the ways in which it can change, and its refinement.
 #ifndef PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_
 #define PRIMFIT_SRC_ADAPTIVE_MODEL_MODEL_H_
 
@@ -9,56 +9,11 @@
 
 #include "adaptive/model/budget.h"
 #include "optimize/normal_equations.h"
-#include "primfit/shapes/output_circle.h"
-#include "primfit/shapes/output_cone.h"
-#include "primfit/shapes/output_cylinder.h"
-#include "primfit/shapes/output_line.h"
-#include "primfit/shapes/output_plane.h"
-#include "primfit/shapes/output_sphere.h"
-#include "primfit/shapes/output_torus.h"
+#include "primitives/model.h"
+#include "primitives/primitives.h"
+#include "shapes/shape_of_model.h"
 
 namespace primfit::adaptive {
-
-enum class ShapeKind { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
-
-/// Parts of a shape that can be held, as bits.
-enum Part : unsigned { kCenter = 1, kAxis = 2, kMajor = 4, kMinor = 8 };
-
-/// An unbounded shape.
-struct Model {
-  ShapeKind kind = ShapeKind::kPlane;
-  Eigen::Vector3d center = Eigen::Vector3d::Zero();  ///< of the axis, the line or the plane any point
-  Eigen::Vector3d axis = Eigen::Vector3d::UnitZ();   ///< a plane's normal; unit length
-  double major = 0;
-  double minor = 0;  ///< the radius, but a cone's half-angle and a torus's tube radius
-
-  bool IsCurve() const { return kind == ShapeKind::kLine || kind == ShapeKind::kArc; }
-};
-
-/// Calls visit with the shape as an object of its class.
-template <class Visit>
-decltype(auto) WithShape(const Model& m, const Visit& visit) {
-  switch (m.kind) {
-    case ShapeKind::kLine:
-      return visit(OutputLine(m.center, m.axis));
-    case ShapeKind::kArc:
-      return visit(OutputCircle(m.center, m.minor, m.axis));
-    case ShapeKind::kSphere:
-      return visit(OutputSphere(m.center, m.minor));
-    case ShapeKind::kCylinder:
-      return visit(OutputCylinder(m.center, m.minor, m.axis));
-    case ShapeKind::kCone:
-      return visit(OutputCone(m.center, m.minor, m.axis));
-    case ShapeKind::kTorus:
-      return visit(OutputTorus(m.center, m.major, m.minor, m.axis));
-    case ShapeKind::kPlane:
-      break;
-  }
-  return visit(OutputPlane(m.center, m.axis));
-}
-
-/// The model of an object of one of the seven classes.
-Model ModelOf(const OutputShape& shape);
 
 /// Whether every number is finite, the axis of unit length, a half-angle below a quarter turn, and sizes
 /// positive (of a torus: the tube smaller than the ring).
@@ -66,9 +21,6 @@ bool IsValid(const Model& model);
 
 /// Distances to the shape, never negative; of a cone only its one side counts.
 void Distances(const Model& model, const Eigen::Vector3d* points, int n, double* distances);
-
-/// What the minor size of a kind of shape is.
-ParameterKind MinorOf(ShapeKind kind);
 
 /// One way in which a shape can change.
 struct FreeParameter {

@@ -21,6 +21,12 @@ void Require(bool holds, const Failure& failure) {
   if (!holds) throw FitError(failure);
 }
 
+/// The range that the options give a size.
+const SizeRange& RangeOf(ParameterKind size, const FitOptionsBase& options) {
+  if (size == ParameterKind::kHalfAngle) return options.halfAngle;
+  return size == ParameterKind::kMinorRadius ? options.minorRadius : options.radius;
+}
+
 }  // namespace
 
 void RequireInRange(const FitOptionsBase& o, std::size_t points) {
@@ -51,11 +57,11 @@ void RequireInRange(const FitOptionsBase& o, std::size_t points) {
 
 void RequireUsable(const Model& m, unsigned held) {
   const auto usable = [&](unsigned part, bool good) { return (held & part) == 0 || good; };
+  const bool isAngle = FactsOf(m.kind).minor == ParameterKind::kHalfAngle;
   Require(usable(kCenter, IsPlace(m.center)) && usable(kAxis, IsDirection(m.axis)) &&
-              usable(kMajor, IsSize(m.major)) &&
-              usable(kMinor, m.kind == ShapeKind::kCone || IsSize(m.minor)),
+              usable(kMajor, IsSize(m.major)) && usable(kMinor, isAngle || IsSize(m.minor)),
           messages::kHeldUnusable);
-  if (m.kind != ShapeKind::kCone) return;
+  if (!isAngle) return;
   const bool told = (held & kMinor) != 0 || held == 0;
   Require(usable(kMinor, m.minor > 0) && !(told && m.minor >= std::numbers::pi / 2),
           messages::kHalfAngleUnusable);
@@ -77,13 +83,10 @@ unsigned Plausible::Clamp(Model& m) const {
     value = inside;
     atEnd |= part;
   };
-  const bool torus = kind_ == ShapeKind::kTorus;
-  if (torus) into(options_.radius, kMajor, m.major);
-  if (torus) into(options_.minorRadius, kMinor, m.minor);
-  if (kind_ == ShapeKind::kCone) into(options_.halfAngle, kMinor, m.minor);
-  if (kind_ == ShapeKind::kArc || kind_ == ShapeKind::kSphere || kind_ == ShapeKind::kCylinder)
-    into(options_.radius, kMinor, m.minor);
-  if (options_.axisNear && (held_ & kAxis) == 0 && kind_ != ShapeKind::kSphere) {
+  const KindFacts& facts = FactsOf(kind_);
+  if (facts.major) into(RangeOf(*facts.major, options_), kMajor, m.major);
+  if (facts.minor) into(RangeOf(*facts.minor, options_), kMinor, m.minor);
+  if (options_.axisNear && (held_ & kAxis) == 0 && facts.hasAxis) {
     const Vector3d near = Normalised(*options_.axisNear);
     const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
     const Vector3d side = m.axis - wanted * wanted.dot(m.axis);

@@ -110,9 +110,9 @@ class Searcher {
         report_(report),
         drawnBefore_(report.draws),
         maker_(MakerOf(task.kind)),
-        scorer_(task.kind == ShapeKind::kLine || task.kind == ShapeKind::kArc,
-                task.points.first(std::min(task.points.size(), kScored)), task.least, task.most,
-                task.leastReach, std::max(1, FreeParametersOf(Model{.kind = task.kind}, 0).count),
+        scorer_(FactsOf(task.kind).isCurve, task.points.first(std::min(task.points.size(), kScored)),
+                task.least, task.most, task.leastReach,
+                std::max(1, FreeParametersOf(Model{.kind = task.kind}, 0).count),
                 task.trust.first(std::min(task.trust.size(), kScored))),
         trusted_(task.trust) {}
 
@@ -217,13 +217,7 @@ class Searcher {
     return std::max(ordered.size() >> tier, std::min(ordered.size(), 4 * maker_.sample));
   }
 
-  Model WithHeldParts(Model m) const {
-    if ((task_.held & kCenter) != 0) m.center = task_.given.center;
-    if ((task_.held & kAxis) != 0) m.axis = task_.given.axis;
-    if ((task_.held & kMajor) != 0) m.major = task_.given.major;
-    if ((task_.held & kMinor) != 0) m.minor = task_.given.minor;
-    return m;
-  }
+  Model WithHeldParts(const Model& m) const { return WithComponents(m, task_.held, task_.given); }
 
   /// Copies the points near a shape that the scorer has just judged. @return their mean
   Vector3d Gather(double tolerance) {

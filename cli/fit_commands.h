@@ -1,6 +1,6 @@
-// What the program has to know of each primitive: one row of a table.
-#ifndef PRIMFIT_CLI_PRIMITIVES_H_
-#define PRIMFIT_CLI_PRIMITIVES_H_
+// The sub-commands that fit: one for each primitive, made from its description, and one for a picked pipe.
+#ifndef PRIMFIT_CLI_FIT_COMMANDS_H_
+#define PRIMFIT_CLI_FIT_COMMANDS_H_
 
 #include <Eigen/Core>
 #include <algorithm>
@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "primfit/fit/fit_progress_updater.h"
+#include "primitives/part.h"
 #include "report/limits.h"
-#include "report/parts.h"
 #include "report/run.h"
 
 namespace primfit::cli {
@@ -19,13 +19,13 @@ namespace primfit::cli {
 using FitFunction = report::FitResult (*)(std::span<const Eigen::Vector3d> points, const report::FitRequest&,
                                           FitProgressUpdater*);
 
-struct Primitive {
+struct FitCommand {
   std::string_view name;     ///< of the sub-command
   std::string_view summary;  ///< for its help
-  std::span<const report::Part> parts;
-  int sampleSize;     ///< points of a random sample, unless the user says otherwise
-  int minimumPoints;  ///< that determine the shape
-  FitFunction classic;
+  std::span<const Part> parts;
+  int sampleSize;                    ///< points of a random sample, unless the user says otherwise
+  int minimumPoints;                 ///< that determine the shape
+  FitFunction classic = nullptr;     ///< of the fixed pipeline, where there is one
   FitFunction adaptive = nullptr;    ///< where there is one
   FitFunction fitThrough = nullptr;  ///< the fit through a cross-section, where there is one
   bool picked = false;               ///< found through a point on it, among all points and without a stop
@@ -33,20 +33,21 @@ struct Primitive {
   /// Numbers that a start shape takes; 0 when the fit takes none.
   std::size_t StartSize() const {
     std::size_t size = 0;
-    for (const report::Part& part : parts)
-      size += part.role == report::Role::kResult ? 0 : SizeOf(part.quantity);
+    for (const Part& part : parts) size += part.role == Role::kResult ? 0 : part.Size();
     return size;
   }
   /// Whether a limit is about something that the shape has.
   bool Has(const report::Limit& limit) const {
-    return limit.about[0].empty() || std::any_of(parts.begin(), parts.end(), [&](const report::Part& part) {
-             return std::find(limit.about.begin(), limit.about.end(), part.name) != limit.about.end();
+    return limit.about.empty() || std::any_of(parts.begin(), parts.end(), [&](const Part& part) {
+             const auto parameter = ParameterOf(part.kind);
+             return parameter &&
+                    std::find(limit.about.begin(), limit.about.end(), *parameter) != limit.about.end();
            });
   }
 };
 
-std::span<const Primitive> Primitives();
+std::span<const FitCommand> FitCommands();
 
 }  // namespace primfit::cli
 
-#endif  // PRIMFIT_CLI_PRIMITIVES_H_
+#endif  // PRIMFIT_CLI_FIT_COMMANDS_H_

@@ -1,0 +1,201 @@
+#include "cli/fit_commands.h"
+
+#include <Eigen/Geometry>
+#include <array>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "primfit/primfit.h"
+#include "primitives/records.h"
+
+namespace primfit::cli {
+
+namespace {
+
+using report::FitRequest;
+using report::FitResult;
+
+constexpr auto kByName = Listed::kByName;
+
+/// Sets what every fit of the fixed pipeline takes.
+template <class Params>
+void SetSearch(const FitRequest& request, Params& params) {
+  params.SetScannerError(request.scannerError);
+  params.SetSampleSize(request.sampleSize);
+  params.SetOutlierPercentage(request.outliers.value());
+  params.SetSuccessProbability(request.probability);
+  params.SetInlierDistanceThreshold(request.tolerance.value());
+}
+
+/// What every fit of the adaptive method takes.
+FitOptionsBase AdaptiveOptions(const FitRequest& request, FitProgressUpdater* updater) {
+  FitOptionsBase options;
+  options.noise = request.noise;
+  options.tolerance = request.tolerance;
+  options.outlierShare = request.outliers;
+  options.confidence = request.confidence;
+  options.mostDraws = request.mostDraws;
+  options.timeLimit = request.timeLimit.value_or(options.timeLimit);
+  for (const auto& [range, index] : {std::pair{&options.radius, report::kRadiusRange},
+                                     {&options.minorRadius, report::kMinorRadiusRange},
+                                     {&options.halfAngle, report::kHalfAngleRange}}) {
+    const std::vector<double>& numbers = request.limits[index];
+    if (!numbers.empty()) *range = {numbers[0], numbers[1]};
+  }
+  if (const std::vector<double>& axis = request.limits[report::kAxisNear]; !axis.empty()) {
+    options.axisNear = Eigen::Vector3d(axis.data());
+    options.axisWithin = axis[3];
+  }
+  if (const std::vector<double>& place = request.limits[report::kPasses]; !place.empty()) {
+    options.passes = Eigen::Vector3d(place.data());
+    options.passesWithin = place[3];
+  }
+  options.progress = updater;
+  return options;
+}
+
+/// The start shape of a request for the description D, and which of its parts are held.
+template <class D>
+class Start {
+ public:
+  explicit Start(const FitRequest& request)
+      : record_(request.start.empty() ? std::nullopt
+                                      : std::optional(StartRecord<D, kByName>(request.start.data()))),
+        constraints_(record_ ? &*record_ : nullptr) {
+    Hold<D>(request.fixed, constraints_);
+  }
+  Start(const Start&) = delete;
+  Start& operator=(const Start&) = delete;
+
+  const typename D::Constraints* Constraints() const { return &constraints_; }
+
+ private:
+  std::optional<typename D::Record> record_;
+  typename D::Constraints constraints_;  // points to the record
+};
+
+/// The corners of a patch in space.
+std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
+  const double* loop = nullptr;
+  Eigen::Vector3d xAxis;
+  const int count = patch.Loop(loop, xAxis);
+  const Eigen::Vector3d yAxis = patch.Normal().cross(xAxis);
+  std::vector<double> outline;
+  for (int i = 0; i < count; ++i, loop += 2) {
+    const Eigen::Vector3d corner = patch.Origin() + loop[0] * xAxis + loop[1] * yAxis;
+    outline.insert(outline.end(), corner.begin(), corner.end());
+  }
+  return outline;
+}
+
+/// A fitted record in the program's form.
+template <class D>
+FitResult ResultOf(const typename D::Record& shape, const FitQuality& quality) {
+  FitResult result{std::vector<double>(NumbersIn(kPartsIn<D, kByName>)), quality, {}, {}};
+  WriteRecord<D, kByName>(shape, result.shape.data());
+  if constexpr (D::kBounds == Bounds::kOutline) result.outline = OutlineOf(shape);
+  return result;
+}
+
+/// The adaptive fit of the library.
+template <class Shape>
+FitResult FitAdaptive(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                      FitProgressUpdater* updater) {
+  using D = Description<Shape>;
+  const Start<typename D::Start> start(request);
+  auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), start.Constraints()});
+  FitResult result = ResultOf<D>(output.shape, output.quality);
+  result.insight = {std::move(output.covariance), std::move(output.report)};
+  return result;
+}
+
+/// The front of the fixed pipeline's fit for the constraints C and the record of D.
+template <class D, class C>
+using FrontOf = IFit<FitInputParams<C>, typename D::Record>;
+
+/// The fixed pipeline's fit.
+template <class D>
+FitResult FitClassic(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                     FitProgressUpdater* updater) {
+  const Start<typename D::Start> start(request);
+  FitInputParams<typename D::Constraints> params(start.Constraints(), request.skipSearch, request.anyQuality);
+  if (request.refineOnce || request.skipSearch) params.SetOptimizeOnce();
+  SetSearch(request, params);
+  FrontOf<D, typename D::Constraints> front;
+  const int n = static_cast<int>(points.size());
+  const auto output = [&] {
+    if constexpr (requires { front.Solve(points.data(), n, params, updater, false); }) {
+      return front.Solve(points.data(), n, params, updater, false);
+    } else {
+      return front.Solve(points.data(), n, params, updater);
+    }
+  }();
+  return ResultOf<D>(output.GetFitShape(), output.GetFitQuality());
+}
+
+/// The fixed pipeline's fit of a bent pipe through a given cross-section.
+template <class D>
+FitResult FitThrough(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                     FitProgressUpdater* updater) {
+  const double* v = request.section.data();
+  const FitOutputParamsArc section(Eigen::Vector3d(v), v[3], Eigen::Vector3d(v + 4));
+  const FitConstraintsArc constraints(&section);
+  FitInputParams<FitConstraintsArc> params(&constraints, false, request.anyQuality);
+  if (request.refineOnce) params.SetOptimizeOnce();
+  SetSearch(request, params);
+  FrontOf<D, FitConstraintsArc> front;
+  const auto output = front.Solve(points.data(), static_cast<int>(points.size()), params, updater);
+  return ResultOf<D>(output.GetFitShape(), output.GetFitQuality());
+}
+
+/// The fixed pipeline's fit of the pipe that a point was picked on.
+FitResult FitPicked(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                    FitProgressUpdater* updater) {
+  FitInputParams<FitConstraintsCylinder> params(nullptr, false, request.anyQuality);
+  SetSearch(request, params);
+  const auto output = ConsensusRansacFit(Eigen::Vector3d(request.pick.data()), request.pick[3], points.data(),
+                                         static_cast<int>(points.size()), params, updater);
+  return ResultOf<Description<Cylinder>>(output.GetFitShape(), output.GetFitQuality());
+}
+
+/// The command of a primitive, with the fits that the library has for it.
+template <class Shape>
+constexpr FitCommand CommandOf() {
+  using D = Description<Shape>;
+  FitCommand command{.name = D::kName,
+                     .summary = D::kSummary,
+                     .parts = kPartsIn<D, kByName>,
+                     .sampleSize = D::Constraints::kDefaultSampleSize,
+                     .minimumPoints = D::kMinimumPoints,
+                     .adaptive = &FitAdaptive<Shape>};
+  if constexpr (requires { sizeof(FrontOf<D, typename D::Constraints>); }) command.classic = &FitClassic<D>;
+  constexpr bool isArc = D::kKind == ShapeKind::kArc;
+  if constexpr (!isArc && requires { sizeof(FrontOf<D, FitConstraintsArc>); })
+    command.fitThrough = &FitThrough<D>;
+  return command;
+}
+
+/// A pipe is found whole, by its pick alone; nothing of it can be held.
+constexpr Part kPipeParts[] = {{"origin", PartKind::kPosition, Role::kResult},
+                               {"radius", PartKind::kRadius, Role::kResult},
+                               {"axis", PartKind::kDirection, Role::kResult}};
+constexpr FitCommand kPipe{.name = "pipe",
+                           .summary = "Fit the cylinder that a point was picked on",
+                           .parts = kPipeParts,
+                           .sampleSize = FitConstraintsCylinder::kDefaultSampleSize,
+                           .minimumPoints = 10,
+                           .classic = &FitPicked,
+                           .picked = true};
+
+template <class... Shapes>
+constexpr std::array<FitCommand, sizeof...(Shapes) + 1> CommandsOf(ShapeList<Shapes...> /*all*/) {
+  return {CommandOf<Shapes>()..., kPipe};
+}
+constexpr auto kCommands = CommandsOf(AllShapes());
+
+}  // namespace
+
+std::span<const FitCommand> FitCommands() { return kCommands; }
+
+}  // namespace primfit::cli
