@@ -13,6 +13,7 @@
 
 #include "cli/errors.h"
 #include "cli/progress.h"
+#include "cli/requests.h"
 #include "io/selection.h"
 #include "io/words.h"
 #include "primfit/fit/fit_error.h"

@@ -1,4 +1,5 @@
-// The options of the sub-commands, and what they mean.
+// The options of the sub-commands: their names, help texts and the values as typed. What the values mean is
+// read in requests.h.
 #ifndef PRIMFIT_CLI_OPTIONS_H_
 #define PRIMFIT_CLI_OPTIONS_H_
 
@@ -18,6 +19,12 @@
 #include "report/units.h"
 
 namespace primfit::cli {
+
+// The fixed pipeline clamps to these; metres, as all lengths here.
+inline constexpr double kSmallestTolerance = 0.001;
+inline constexpr double kLargestScannerError = 1.0;
+inline constexpr double kLargestOutliers = 0.9;
+inline constexpr double kLargestProbability = 0.99;
 
 /// What the fixed pipeline takes unless told otherwise: but for the sample size the same for every shape.
 inline FitInputParams<FitConstraintsPlane> ClassicDefaults() { return FitInputParams<FitConstraintsPlane>(); }
@@ -65,21 +72,6 @@ struct Options {
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);
 /// Options of a fit.
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options);
-
-/// @throws UsageError for numbers that make no sense
-report::Input InputOf(const Options& options);
-/// In the units that the user sees; without the sample size, which may depend on the points.
-/// @throws UsageError for numbers that make no sense, for options that the method of the fit has not, and for
-///         parts held in ways that no fit can have
-report::FitRequest RequestOf(const Options& options, const FitCommand& fit, const report::Unit& unit);
-/// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
-int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points);
-/// The verdicts beside a good one with which a fit succeeds.
-/// @throws UsageError for what is no verdict
-std::vector<Verdict> AcceptedOf(const Options& options);
-/// @return nothing when the user left the choice to the program
-/// @throws UsageError for what is no number of 64 bits
-std::optional<std::uint64_t> SeedOf(const Options& options);
 
 }  // namespace primfit::cli
 

@@ -1,0 +1,230 @@
+#include "cli/requests.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include "cli/errors.h"
+#include "cli/numbers.h"
+#include "io/rows.h"
+#include "io/words.h"
+#include "report/verdicts.h"
+
+namespace primfit::cli {
+
+using report::DoubtfulVerdicts;
+using report::FitRequest;
+using report::Input;
+using report::kLimits;
+using report::kSectionParts;
+using report::kUnits;
+using report::kVerdicts;
+using report::Limit;
+using report::Method;
+using report::Unit;
+using report::VerdictName;
+
+Input InputOf(const Options& options) {
+  Input input;
+  input.path = options.path;
+  input.unit =
+      std::find_if(kUnits.begin(), kUnits.end(), [&](const Unit& u) { return u.name == options.unit; });
+  if (input.unit == kUnits.end()) {
+    throw UsageError(fmt::format("--unit \"{}\" is none of m, mm, cm, ft, in", options.unit));
+  }
+  if (options.near) {
+    input.region.ball = ParseNumbers("--near", *options.near, 4, "x,y,z,r");
+    if (!(input.region.ball[3] > 0)) throw UsageError("--near needs a radius above 0 as its fourth number");
+  }
+  if (options.box) {
+    input.region.box = ParseNumbers("--box", *options.box, 6, "x0,y0,z0,x1,y1,z1");
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      if (input.region.box[axis] <= input.region.box[axis + 3]) continue;
+      throw UsageError("--box needs the smallest x, y, z first and the largest after them");
+    }
+  }
+  return input;
+}
+
+namespace {
+
+Method MethodOf(const Options& options, const FitCommand& fit) {
+  const bool adaptive = !options.classic && !options.through && fit.adaptive != nullptr;
+  return adaptive ? Method::kAdaptive : Method::kClassic;
+}
+
+/// Refuses what only the other method has.
+void CheckMethod(const Options& options, const FitCommand& fit) {
+  const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
+  for (const CLI::Option* option : adaptive ? options.ofClassic : options.ofAdaptive) {
+    if (option->count() == 0) continue;
+    const std::string name = "--" + option->get_lnames().front();  // hidden ones have no other name
+    if (adaptive) throw UsageError(name + " is an option of the fixed pipeline: add --classic");
+    const std::string why =
+        fit.adaptive == nullptr
+            ? fmt::format("; {} always takes the fixed pipeline", io::WithArticle(fit.name))
+        : options.through ? "; a fit --through a cross-section always takes the fixed pipeline"
+                          : ": leave --classic out";
+    throw UsageError(fmt::format("{} is an option of the adaptive method{}", name, why));
+  }
+}
+
+/// A held part needs its value, and a value that nothing uses is a mistake.
+void CheckHolds(const Options& options, const FitCommand& fit) {
+  const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
+  std::size_t held = 0;
+  std::size_t fixable = 0;
+  ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
+    held += options.fixed[i] ? 1 : 0;
+    // The fixed pipeline has no fit for an arc of which only the direction is free.
+    fixable += adaptive || part.CanBeHeld() ? 1 : 0;
+  });
+  const bool usesStart = held > 0 || options.skipSearch;
+  if (usesStart && !options.start) {
+    throw UsageError(fmt::format("{} needs --start with the {} to take the value from",
+                                 options.skipSearch ? "--skip-search" : "a --fix option", fit.name));
+  }
+  if (options.through && options.start)
+    throw UsageError("--through and --start exclude each other: a cross-section leaves nothing else to hold");
+  if (!usesStart && !adaptive && options.start) {
+    throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
+  }
+  if (held > 0 && held == fixable)
+    throw UsageError(fmt::format("every part of the {} is held; leave one free", fit.name));
+}
+
+/// Sizes that no shape has. What is neither held nor all that a fit begins with may be a mere placeholder.
+void CheckSizes(const Options& options, const FitCommand& fit, const std::vector<double>& start) {
+  ForEachPart(fit.parts, start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    const double size = start[offset];
+    const bool counts = options.fixed[i] || options.skipSearch;
+    if (QuantityOf(part) == Quantity::kLength && size < 0)
+      throw UsageError(fmt::format("--start has a negative {}, {}", part.name, size));
+    if (QuantityOf(part) == Quantity::kAngle && counts && !(size > 0 && size < 90))
+      throw UsageError(fmt::format("--start has {} of {} degrees, which is not between 0 and 90",
+                                   io::WithArticle(part.name), size));
+  });
+}
+
+std::vector<double> PickOf(const Options& options, const Unit& unit) {
+  if (!options.pick || !options.radiusHint)
+    throw UsageError("a pipe needs --pick with a point on it and --radius-hint with about its radius");
+  std::vector<double> pick = ParseNumbers("--pick", *options.pick, 3, "x,y,z");
+  RequireLength("--radius-hint", options.radiusHint, unit);
+  pick.push_back(*options.radiusHint);
+  return pick;
+}
+
+std::vector<double> SectionOf(const std::string& text) {
+  std::vector<double> section = ParseParts("--through", text, kSectionParts, 7);
+  if (section[3] > 0) return section;
+  throw UsageError(fmt::format("--through \"{}\" has no radius above 0 as its fourth number", text));
+}
+
+void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request) {
+  RequireLength("--tolerance", options.tolerance, unit);
+  RequireLength("--noise", options.noise, unit);
+  request.tolerance = options.tolerance;
+  request.noise = options.noise;
+  request.outliers = options.outliers;
+  request.confidence = options.confidence;
+  request.mostDraws = options.mostDraws;
+  request.timeLimit = options.timeLimit;
+  if (request.outliers)
+    Require(*request.outliers >= 0 && *request.outliers < 1, "--outliers", *request.outliers,
+            "a share of at least 0 and below 1");
+  Require(request.confidence > 0 && request.confidence < 1, "--confidence", request.confidence,
+          "a share above 0 and below 1");
+  if (request.timeLimit)
+    Require(*request.timeLimit > 0, "--time-limit", *request.timeLimit, "a number of seconds above 0");
+  for (std::size_t i = 0; i < kLimits.size(); ++i) {
+    if (!options.limits[i]) continue;
+    const Limit& limit = kLimits[i];
+    const std::string& text = *options.limits[i];
+    std::vector<double>& numbers = request.limits[i];
+    numbers = ParseParts(limit.option, text, limit.parts, NumbersIn(limit.parts));
+    if (!limit.makesSense(numbers))
+      throw UsageError(fmt::format("{} \"{}\" is to have {}", limit.option, text, limit.sense));
+  }
+}
+
+void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit, FitRequest& request) {
+  const auto defaults = ClassicDefaults();
+  const double tolerance = options.tolerance.value_or(defaults.InlierDistanceThreshold() / unit.metres);
+  const double outliers = options.outliers.value_or(defaults.OutlierPercentage());
+  request.scannerError = options.scannerError.value_or(defaults.ScannerError() / unit.metres);
+  request.probability = options.probability;
+  const std::string lengths = fmt::format(" {}", unit.name);
+  CheckRange("--tolerance", tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
+  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
+  CheckRange("--outliers", outliers, 0.0, kLargestOutliers);
+  CheckRange("--probability", request.probability, 0.0, kLargestProbability);
+  request.tolerance = tolerance;
+  // At 0 the library would draw no sample: it would be sure of any.
+  request.outliers = std::max(0.01, outliers);
+  if (options.through) request.section = SectionOf(*options.through);
+  if (fit.picked) request.pick = PickOf(options, unit);
+  request.skipSearch = options.skipSearch;
+  request.refineOnce = options.refineOnce;
+  request.anyQuality = options.anyQuality;
+}
+
+}  // namespace
+
+FitRequest RequestOf(const Options& options, const FitCommand& fit, const Unit& unit) {
+  CheckMethod(options, fit);
+  CheckHolds(options, fit);
+  FitRequest request;
+  request.method = MethodOf(options, fit);
+  if (request.method == Method::kAdaptive)
+    ReadAdaptive(options, unit, request);
+  else
+    ReadClassic(options, fit, unit, request);
+  if (options.start) request.start = ParseParts("--start", *options.start, fit.parts, fit.StartSize());
+  CheckSizes(options, fit, request.start);
+  request.fixed.assign(options.fixed.begin(),
+                       options.fixed.begin() + static_cast<std::ptrdiff_t>(fit.parts.size()));
+  return request;
+}
+
+int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points) {
+  if (!options.sampleSize) return fit.sampleSize;
+  if (*options.sampleSize == "all") return static_cast<int>(points);
+  const std::optional<std::uint64_t> size = io::ParseCount(*options.sampleSize);
+  if (size && *size >= static_cast<std::uint64_t>(fit.minimumPoints) && *size <= points) {
+    return static_cast<int>(*size);
+  }
+  throw UsageError(
+      fmt::format("--sample-size \"{}\" is neither \"all\" nor a number from {} to the {} points used",
+                  *options.sampleSize, fit.minimumPoints, points));
+}
+
+std::vector<Verdict> AcceptedOf(const Options& options) {
+  std::vector<Verdict> accepted = {Verdict::kGood};
+  if (!options.accept) return accepted;
+  const auto refuse = [](std::string_view name) {
+    return UsageError(
+        fmt::format("--accept \"{}\" is no verdict; name some of {}", name, DoubtfulVerdicts()));
+  };
+  io::FieldCursor fields(*options.accept, io::Separator::kComma);
+  for (std::string_view field; fields.Next(field);) {
+    const auto* name = std::find_if(kVerdicts.begin(), kVerdicts.end(),
+                                    [&](const VerdictName& verdict) { return verdict.key == field; });
+    if (name == kVerdicts.end()) throw refuse(field);
+    accepted.push_back(name->verdict);
+  }
+  if (accepted.size() == 1) throw refuse(*options.accept);
+  return accepted;
+}
+
+std::optional<std::uint64_t> SeedOf(const Options& options) {
+  if (!options.seed) return std::nullopt;
+  const std::optional<std::uint64_t> seed = io::ParseCount(*options.seed);
+  if (seed) return seed;
+  throw UsageError(
+      fmt::format("--seed \"{}\" is not a whole number from 0 to {}", *options.seed, UINT64_MAX));
+}
+
+}  // namespace primfit::cli
