@@ -211,8 +211,8 @@ int Report(const FitRun& run, const std::string& failure, const Options& options
   if (run.stopped && !options.quiet)
     Complain(host, "stopped by Ctrl-C: the result is the best found until then");
   if (run.stopped) return kInterrupted;
-  const bool good = !run.result.insight || std::find(accepted.begin(), accepted.end(),
-                                                     run.result.insight->report.verdict) != accepted.end();
+  const bool good = !run.result.evidence || std::find(accepted.begin(), accepted.end(),
+                                                      run.result.evidence->report.verdict) != accepted.end();
   return good ? kFitted : kDoubtful;
 }
 

@@ -106,7 +106,7 @@ FitResult FitAdaptive(std::span<const Eigen::Vector3d> points, const FitRequest&
   const Start<typename D::Start> start(request);
   auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), start.Constraints()});
   FitResult result = ResultOf<D>(output.shape, output.quality);
-  result.insight = {std::move(output.covariance), std::move(output.report)};
+  result.evidence = {std::move(output.covariance), std::move(output.report)};
   return result;
 }
 

@@ -277,8 +277,8 @@ std::string SearchText(const FitReport& report) {
 }
 
 /// What the adaptive method tells beside the shape.
-Json InsightJson(const Insight& insight, const Unit& unit) {
-  const FitReport& r = insight.report;
+Json EvidenceJson(const Evidence& evidence, const Unit& unit) {
+  const FitReport& r = evidence.report;
   return {{"noise", r.noise / unit.metres},
           {"tolerance", r.tolerance / unit.metres},
           {"verdict", NameOf(r.verdict).key},
@@ -290,7 +290,7 @@ Json InsightJson(const Insight& insight, const Unit& unit) {
           {"inlier_share", r.inlierShare},
           {"set_aside", r.setAside},
           {"coordinate_step", r.step / unit.metres},
-          {"covariance", CovarianceJson(insight.covariance, unit)}};
+          {"covariance", CovarianceJson(evidence.covariance, unit)}};
 }
 
 const char* NameOf(Method method) { return method == Method::kAdaptive ? "adaptive" : "classic"; }
@@ -323,7 +323,7 @@ Extent ExtentOf(const io::Selection& cloud) {
 std::string TextReport(const FitRun& run) {
   const Unit& unit = *run.input->unit;
   const FitQuality& q = run.result.quality;
-  const FitReport* report = run.result.insight ? &run.result.insight->report : nullptr;
+  const FitReport* report = run.result.evidence ? &run.result.evidence->report : nullptr;
   std::string text = fmt::format("{} fitted to {}\n", run.primitive, run.input->path);
   if (run.stopped) text += "stopped by Ctrl-C: the best found until then\n";
   text += ShapeText(run);
@@ -371,8 +371,8 @@ std::string JsonReport(const FitRun& run) {
   }
   json["quality"] = QualityJson(run.result.quality, *run.input->unit);
   json["method"] = NameOf(run.request.method);
-  if (run.result.insight)
-    json.update(InsightJson(*run.result.insight, *run.input->unit));
+  if (run.result.evidence)
+    json.update(EvidenceJson(*run.result.evidence, *run.input->unit));
   else
     json["quality"]["acceptable"] = PassesQualityTest(run.result.quality);
   AppendCircumstances(run, json);

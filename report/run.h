@@ -59,7 +59,7 @@ struct FitRequest {
 };
 
 /// What the adaptive method tells beside the shape, in metres and radians.
-struct Insight {
+struct Evidence {
   FitCovariance covariance;
   FitReport report;
 };
@@ -68,7 +68,7 @@ struct FitResult {
   std::vector<double> shape;  ///< its parts, one after the other
   FitQuality quality;
   std::vector<double> outline;  ///< of a patch: its corners, three numbers each, counter-clockwise
-  std::optional<Insight> insight;
+  std::optional<Evidence> evidence;
 };
 
 /// A fit that has ended: everything that a report is made of.

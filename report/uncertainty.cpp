@@ -29,7 +29,7 @@ double LeverOf(const FitRun& run, std::size_t offset) {
   double lever = 0;
   const Eigen::Vector3d position =
       run.input->unit->metres * Eigen::Vector3d(run.result.shape.data() + offset);
-  const Eigen::Vector3d from = position - run.result.insight->covariance.position;
+  const Eigen::Vector3d from = position - run.result.evidence->covariance.position;
   if (from.norm() <= kRounding * position.norm()) return 0;
   ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t, std::size_t at) {
     if (ParameterOf(part) == ParameterKind::kDirection)
@@ -56,8 +56,8 @@ Eigen::Matrix3Xd MotionOf(ParameterKind kind, double lever, const FitCovariance&
 std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset) {
   constexpr double kNotDetermined = std::numeric_limits<double>::infinity();
   const std::optional<ParameterKind> kind = ParameterOf(part);
-  if (!run.result.insight || !kind) return std::nullopt;
-  const FitCovariance& c = run.result.insight->covariance;
+  if (!run.result.evidence || !kind) return std::nullopt;
+  const FitCovariance& c = run.result.evidence->covariance;
   const Eigen::Matrix3Xd motion =
       MotionOf(*kind, *kind == ParameterKind::kPosition ? LeverOf(run, offset) : 0, c);
   if (motion.isZero(0)) return std::nullopt;

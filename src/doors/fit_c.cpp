@@ -1,4 +1,6 @@
-// The adaptive fit behind C: arrays and flags become the options of primfit::fit, its result one block.
+// The adaptive fit behind C: arrays and flags become the options of primfit::fit, and its result becomes one
+// block that the caller frees. Nothing is decided here. C cannot catch what C++ throws, so every failure
+// leaves as a code and a text.
 #include "primfit/fit_c.h"
 
 #include <algorithm>
@@ -52,8 +54,8 @@ primfit_options DefaultsOf(int version) {
 struct OwnedResult : primfit_result {
   std::vector<primfit_parameter> free;
   std::vector<double> matrix, vertices;
-  std::vector<std::uint32_t> places;
-  std::string why;
+  std::vector<std::uint32_t> inlierPositions;
+  std::string reasonText;
 };
 
 /// The corners of a patch; other shapes have none.
@@ -69,10 +71,10 @@ std::vector<double> CornersOf(const Record& record) {
   }
 }
 
-/// The host's function in the shape of the library's interface.
-class CallBack : public FitProgressUpdater {
+/// The host's function as the library calls it.
+class HostProgress : public FitProgressUpdater {
  public:
-  explicit CallBack(const primfit_options& o) : call_(o.progress), user_(o.user) {}
+  explicit HostProgress(const primfit_options& o) : call_(o.progress), user_(o.user) {}
   void ReportProgress(double share) override { stop_ = stop_ || call_(share, user_) != 0; }
   bool StopRequested() override { return stop_; }
 
@@ -82,12 +84,13 @@ class CallBack : public FitProgressUpdater {
   bool stop_ = false;
 };
 
-std::optional<double> Told(double value) { return std::isnan(value) ? std::nullopt : std::optional(value); }
+/// NaN says that the caller leaves an option to the data.
+std::optional<double> IfSet(double value) { return std::isnan(value) ? std::nullopt : std::optional(value); }
 
-void Take(const primfit_options& from, std::size_t n, FitOptionsBase& to) {
-  to.noise = Told(from.noise);
-  to.tolerance = Told(from.tolerance);
-  to.outlierShare = Told(from.outlier_share);
+void ReadOptions(const primfit_options& from, std::size_t n, FitOptionsBase& to) {
+  to.noise = IfSet(from.noise);
+  to.tolerance = IfSet(from.tolerance);
+  to.outlierShare = IfSet(from.outlier_share);
   if (from.weights != nullptr) to.weights = {from.weights, n};
   to.confidence = from.confidence;
   to.mostDraws = from.most_draws;
@@ -98,11 +101,11 @@ void Take(const primfit_options& from, std::size_t n, FitOptionsBase& to) {
   to.halfAngle = {from.half_angle[0], from.half_angle[1]};
   if (const Vector3d axis(from.axis_near); !axis.isZero(0)) to.axisNear = axis;
   to.axisWithin = from.axis_within;
-  if (const Vector3d place(from.passes); !place.array().isNaN().all()) to.passes = place;
+  if (const Vector3d point(from.passes); !point.array().isNaN().all()) to.passes = point;
   to.passesWithin = from.passes_within;
 }
 
-void Tell(const FitQuality& q, OwnedResult& out) {
+void WriteTo(const FitQuality& q, OwnedResult& out) {
   out.rms = q.rmsDistance;
   out.mean = q.meanDistance;
   out.mean_signed = q.meanSignedDistance;
@@ -111,7 +114,7 @@ void Tell(const FitQuality& q, OwnedResult& out) {
     out.histogram[k] = static_cast<int>(q.histogram.CountOnSlot(k));
   out.histogram_scale = q.histogram.Sigma();
 }
-void Tell(const FitCovariance& c, OwnedResult& out) {
+void WriteTo(const FitCovariance& c, OwnedResult& out) {
   for (const FitParameter& p : c.parameters) {
     out.free.push_back({static_cast<int>(p.kind), p.Name(), p.IsAngle() ? 1 : 0, {}, p.standardDeviation});
     Write(p.direction, out.free.back().direction);
@@ -119,7 +122,7 @@ void Tell(const FitCovariance& c, OwnedResult& out) {
   out.matrix.assign(c.matrix.data(), c.matrix.data() + c.matrix.size());  // symmetric
   Write(c.position, out.position);
 }
-void Tell(const FitReport& r, OwnedResult& out) {
+void WriteTo(const FitReport& r, OwnedResult& out) {
   out.draws = r.draws;
   out.refinements = r.refinements;
   out.inlier_share = r.inlierShare;
@@ -128,7 +131,7 @@ void Tell(const FitReport& r, OwnedResult& out) {
   out.stop_reason = static_cast<int>(r.stopReason);
   out.converged = r.converged ? 1 : 0;
   out.verdict = static_cast<int>(r.verdict);
-  out.why = r.reason;
+  out.reasonText = r.reason;
   out.set_aside = r.setAside;
   out.step = r.step;
 }
@@ -137,28 +140,28 @@ static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
               static_cast<int>(ParameterKind::kMinorRadius) == PRIMFIT_MINOR_RADIUS);
 
 template <class Shape>
-std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_options& given) {
+std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_options& request) {
   using D = Description<Shape>;
   using StartD = typename D::Start;
   FitOptions<Shape> options;
-  Take(given, points.Count(), options);
-  CallBack progress(given);
-  if (given.progress != nullptr) options.progress = &progress;
+  ReadOptions(request, points.Count(), options);
+  HostProgress progress(request);
+  if (request.progress != nullptr) options.progress = &progress;
   typename StartD::Record start;
-  if (given.start != nullptr) start = StartRecord<StartD, Listed::kInArrays>(given.start);
+  if (request.start != nullptr) start = StartRecord<StartD, Listed::kInArrays>(request.start);
   typename D::Constraints constraints(&start);
-  if (given.fix != nullptr) Hold<StartD>(given.fix, constraints);
-  if (given.start != nullptr) options.constraints = &constraints;
+  if (request.fix != nullptr) Hold<StartD>(request.fix, constraints);
+  if (request.start != nullptr) options.constraints = &constraints;
   FitResult<Shape> found = fit<Shape>(points, options);
 
   auto out = std::make_unique<OwnedResult>();
   const double* end = WriteRecord<D, Listed::kInArrays>(found.shape, out->numbers);
   out->number_count = static_cast<int>(end - out->numbers);
   out->vertices = CornersOf(found.shape);
-  Tell(found.quality, *out);
-  Tell(found.covariance, *out);
-  Tell(found.report, *out);
-  out->places = std::move(found.inliers);
+  WriteTo(found.quality, *out);
+  WriteTo(found.covariance, *out);
+  WriteTo(found.report, *out);
+  out->inlierPositions = std::move(found.inliers);
   return out;
 }
 
@@ -177,7 +180,7 @@ std::unique_ptr<OwnedResult> FitAny(int shape, const PointView& points, const pr
 
 /// Says why there is no result; an option by the name that it has in C: outlierShare is outlier_share.
 /// @return the code
-int Failed(const FitError& error, char* message) {
+int TellFailure(const FitError& error, char* message) {
   if (message == nullptr) return static_cast<int>(error.Code());
   const bool option = IsOption(error.Code());
   char* const end = message + PRIMFIT_MESSAGE_SIZE - 2;
@@ -206,36 +209,36 @@ int primfit_default_options(primfit_options* options, int version) {
 int primfit_fit(int shape, size_t n, const double* points, size_t stride, const primfit_options* options,
                 primfit_result** result, char* message) {
   try {
-    if (result == nullptr) return primfit::Failed(primfit::messages::kNoResult, message);
+    if (result == nullptr) return primfit::TellFailure(primfit::messages::kNoResult, message);
     primfit_options o = primfit::DefaultsOf(PRIMFIT_OPTIONS_VERSION);
     if (options != nullptr) {
       if (!primfit::IsKnown(options->version))
-        return primfit::Failed(primfit::messages::kOptionsVersion, message);
+        return primfit::TellFailure(primfit::messages::kOptionsVersion, message);
       o = {};
       std::memcpy(&o, options, primfit::kOptionSizes[options->version]);
     }
-    if (stride < 3) return primfit::Failed(primfit::messages::kStride, message);
+    if (stride < 3) return primfit::TellFailure(primfit::messages::kStride, message);
     if (o.fix != nullptr && o.start == nullptr)
-      return primfit::Failed(primfit::messages::kFixWithoutStart, message);
+      return primfit::TellFailure(primfit::messages::kFixWithoutStart, message);
     auto found = primfit::FitAny(shape, primfit::PointView(points, n, stride), o, primfit::AllShapes());
     found->parameter_count = static_cast<int>(found->free.size());
     found->parameters = found->free.data();
     found->covariance = found->matrix.data();
-    found->reason = found->why.c_str();
-    found->inlier_count = found->places.size();
-    found->inliers = found->places.data();
+    found->reason = found->reasonText.c_str();
+    found->inlier_count = found->inlierPositions.size();
+    found->inliers = found->inlierPositions.data();
     found->outline_count = found->vertices.size() / 2;
     found->outline = found->vertices.data();
     *result = found.release();
     return 0;
   } catch (const primfit::FitError& error) {
-    return primfit::Failed(error, message);
+    return primfit::TellFailure(error, message);
   } catch (const std::bad_alloc&) {
-    return primfit::Failed(primfit::messages::kOutOfMemory, message);
+    return primfit::TellFailure(primfit::messages::kOutOfMemory, message);
   } catch (const std::exception& error) {
-    return primfit::Failed({primfit::FitErrorCode::kOther, error.what()}, message);
+    return primfit::TellFailure({primfit::FitErrorCode::kOther, error.what()}, message);
   } catch (...) {
-    return primfit::Failed(primfit::messages::kHostThrew, message);
+    return primfit::TellFailure(primfit::messages::kHostThrew, message);
   }
 }
 

@@ -29,8 +29,8 @@ struct Row {
 };
 
 FitResult ResultOf(const Row& row) {
-  FitResult result{{1, 2, 3 + row.along, 0.5, 0, 0, 1}, FitQuality(), {}, Insight()};
-  FitCovariance& c = result.insight->covariance;
+  FitResult result{{1, 2, 3 + row.along, 0.5, 0, 0, 1}, FitQuality(), {}, Evidence()};
+  FitCovariance& c = result.evidence->covariance;
   c.position = Vector3d(1, 2, 3);
   c.parameters = {{ParameterKind::kPosition, Vector3d::UnitX(), row.position},
                   {ParameterKind::kPosition, Vector3d::UnitY(), 0.001},
