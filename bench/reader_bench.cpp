@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "io/read_points.h"
-#include "io/scalar.h"
 #include "support/point_files.h"
 
 namespace {

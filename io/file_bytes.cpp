@@ -1,3 +1,5 @@
+// Calls of the operating system, each of which may fail. Every failure becomes one line that says what to
+// check.
 #include "io/file_bytes.h"
 
 #include <fcntl.h>

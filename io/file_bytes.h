@@ -1,3 +1,5 @@
+// The bytes of a file in one piece, as the parsers want them. A regular file is mapped, which saves a copy;
+// what cannot be mapped, such as a pipe, is read into memory first, and looks the same to the parsers.
 #ifndef PRIMFIT_IO_FILE_BYTES_H_
 #define PRIMFIT_IO_FILE_BYTES_H_
 

@@ -1,4 +1,5 @@
-// The reader of each format, and the contents by which it is known.
+// The readers that stand in the table of readers.h, and how each knows its format by the contents. Only that
+// table includes this header; other code asks the table, so that it treats all formats alike.
 #ifndef PRIMFIT_IO_FORMATS_H_
 #define PRIMFIT_IO_FORMATS_H_
 

@@ -1,9 +1,14 @@
+// The result of reading, as plain data, so that the program, its report and the tests can use clouds that
+// come from no file. Points are doubles, whatever type the file has, because all that comes after reading
+// works with doubles.
 #ifndef PRIMFIT_IO_POINT_CLOUD_H_
 #define PRIMFIT_IO_POINT_CLOUD_H_
 
 #include <Eigen/Core>
+#include <array>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace primfit::io {
@@ -22,6 +27,19 @@ struct PointCloud {
   std::vector<Field> fields;            ///< what the file says of each point, coordinates included
   std::size_t bytes = 0;                ///< size of the file
 };
+
+/// The names by which headers call the coordinates.
+inline constexpr std::array<std::string_view, 3> kAxisNames = {"x", "y", "z"};
+
+/// Makes room for n more points. The memory asks for huge pages: mapping a large cloud page by page takes
+/// longer than filling it.
+void Reserve(PointCloud& cloud, std::size_t n);
+
+/// Appends one point.
+inline void AppendPoint(const Eigen::Vector3d& p, PointCloud& cloud) {
+  cloud.points.push_back(p);
+  if (!p.allFinite()) ++cloud.nonFinite;
+}
 
 }  // namespace primfit::io
 

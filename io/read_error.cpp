@@ -1,3 +1,5 @@
+// Errors quote what stands in files, and that can be anything. Bytes that would control a terminal or break a
+// line of a log are replaced here, so that no stage has to think of it.
 #include "io/read_error.h"
 
 #include <algorithm>

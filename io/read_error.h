@@ -1,3 +1,6 @@
+// How reading fails: by one exception with one line of text, because people read it in a terminal and
+// programs in a log. The stage that finds a fault knows its place (line or byte); the name of the file goes
+// along with the bytes.
 #ifndef PRIMFIT_IO_READ_ERROR_H_
 #define PRIMFIT_IO_READ_ERROR_H_
 

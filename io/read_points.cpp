@@ -1,3 +1,5 @@
+// Files and bytes in memory go through the same function, so that tests and the fuzzer can reach all of the
+// readers without a file.
 #include "io/read_points.h"
 
 #include "io/file_bytes.h"

@@ -1,3 +1,5 @@
+// The entry point of the readers: a file or its contents in, points out. It joins opening a file, choosing a
+// reader and reading, so that a caller need not know about these steps.
 #ifndef PRIMFIT_IO_READ_POINTS_H_
 #define PRIMFIT_IO_READ_POINTS_H_
 

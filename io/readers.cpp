@@ -1,3 +1,6 @@
+// Which reader a file is for. File names are wrong more often than contents, so the contents are asked first.
+// Formats that no reader here can read are known by their first bytes, and the error says what to do with
+// them.
 #include "io/readers.h"
 
 #include <algorithm>
@@ -17,11 +20,11 @@ std::string LowerExtension(std::string_view name) {
 }
 
 // Files that people hand to a point reader although it cannot read them.
-struct ForeignFormat {
+struct UnsupportedFormat {
   std::string_view magic;
   std::string_view reason;
 };
-constexpr ForeignFormat kForeign[] = {
+constexpr UnsupportedFormat kUnsupported[] = {
     {"\x1f\x8b", "is compressed with gzip; unpack it first, or pipe it: zcat FILE | primfit ... -"},
     {"PK\x03\x04", "is a zip archive; unpack it first"},
     {"\xfd"
@@ -42,25 +45,25 @@ const Reader& Readers::For(const Source& source) const {
   for (const Reader& reader : formats) {
     if (reader.recognizes(source.bytes)) return reader;
   }
-  for (const ForeignFormat& foreign : kForeign) {
-    if (source.bytes.starts_with(foreign.magic)) source.FailAtByte(0, foreign.reason);
+  for (const UnsupportedFormat& format : kUnsupported) {
+    if (source.bytes.starts_with(format.magic)) source.FailAtByte(0, format.reason);
   }
   const std::string extension = LowerExtension(source.name);
   for (const Reader& reader : formats) {
-    if (std::find(reader.endings.begin(), reader.endings.end(), extension) != reader.endings.end())
+    if (std::find(reader.extensions.begin(), reader.extensions.end(), extension) != reader.extensions.end())
       return reader;
   }
-  return otherwise;
+  return fallback;
 }
 
 std::string Readers::Names() const {
   std::string names;
   for (const Reader& reader : formats) names += reader.name + ", ";
-  names += "or " + otherwise.name;
+  names += "or " + fallback.name;
   const char* before = ": ";
-  for (const std::string& ending : otherwise.endings) {
+  for (const std::string& extension : fallback.extensions) {
     names += before;
-    for (const char c : ending.substr(1))
+    for (const char c : extension.substr(1))
       names += c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
     before = ", ";
   }

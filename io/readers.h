@@ -1,4 +1,5 @@
-// What can be read: a row for each format.
+// What can be read: a table with a row for each format. It is a value that the host of the program passes in,
+// so that a host with more libraries, such as an interpreter, can add formats without a change here.
 #ifndef PRIMFIT_IO_READERS_H_
 #define PRIMFIT_IO_READERS_H_
 
@@ -15,7 +16,7 @@ namespace primfit::io {
 /// The reader of a format.
 struct Reader {
   std::string name;                                        ///< for people, such as "PLY"
-  std::vector<std::string> endings;                        ///< of file names, in lower case, such as ".ply"
+  std::vector<std::string> extensions;                     ///< of file names, in lower case, such as ".ply"
   std::function<bool(std::string_view bytes)> recognizes;  ///< whether the contents are surely of this format
   std::function<PointCloud(const Source&)> read;           ///< @throws ReadError
 };
@@ -23,9 +24,9 @@ struct Reader {
 /// The readers that a program has: a value, which its host makes and may add to.
 struct Readers {
   std::vector<Reader> formats;  ///< in the order in which they are asked
-  Reader otherwise;             ///< of what none of them claims; what it recognizes does not matter
+  Reader fallback;              ///< for what none of them claims; what it recognizes does not matter
 
-  /// The one that a file is for. The contents decide; where they do not, the name's ending does.
+  /// The one that a file is for. The contents decide; where they do not, the name's extension does.
   /// @throws ReadError for contents that are empty or of a known format that no reader has
   const Reader& For(const Source& source) const;
   /// Names of all, for people: "PLY, PCD, or text: XYZ, ASC".

@@ -1,14 +1,13 @@
+// A number is first parsed by the fast function, which takes what nearly all files hold. Only a field that it
+// refuses is parsed again, in the notations of Fortran, of older C libraries and of decimal commas. This
+// order is what makes text fast to read.
 #include "io/rows.h"
 
 #include <fast_float/fast_float.h>
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <limits>
-
-#include "io/read_error.h"
-#include "io/words.h"
 
 namespace primfit::io {
 
@@ -57,15 +56,16 @@ bool ParseUnusualNumber(std::string_view field, double& value, bool decimalComma
 
 }  // namespace
 
-LineReader::LineReader(std::string_view bytes) : bytes_(bytes), newline_(NewlineOf(bytes)) {}
+LineReader::LineReader(std::string_view bytes, TextPlace from)
+    : bytes_(bytes), place_(from), newline_(NewlineOf(bytes)) {}
 
 bool LineReader::Next(std::string_view& line) {
-  if (offset_ >= bytes_.size()) return false;
-  const std::size_t end = std::min(bytes_.find(newline_, offset_), bytes_.size());
-  line = bytes_.substr(offset_, end - offset_);
+  if (place_.byte >= bytes_.size()) return false;
+  const std::size_t end = std::min(bytes_.find(newline_, place_.byte), bytes_.size());
+  line = bytes_.substr(place_.byte, end - place_.byte);
   if (line.ends_with('\r')) line.remove_suffix(1);
-  offset_ = std::min(end + 1, bytes_.size());
-  ++number_;
+  place_.byte = std::min(end + 1, bytes_.size());
+  ++place_.line;
   return true;
 }
 
@@ -100,14 +100,6 @@ bool FieldCursor::Next(std::string_view& field) {
   return true;
 }
 
-bool FieldCursor::Skip(std::size_t fields) {
-  std::string_view field;
-  for (; fields > 0; --fields) {
-    if (!Next(field)) return false;
-  }
-  return true;
-}
-
 std::size_t CountFields(std::string_view line, Separator separator) {
   FieldCursor cursor(line, separator);
   std::size_t count = 0;
@@ -125,45 +117,6 @@ std::optional<std::uint64_t> ParseCount(std::string_view field) {
   const auto [end, error] = std::from_chars(field.data(), last, count);
   if (error != std::errc() || end != last || field.empty()) return std::nullopt;
   return count;
-}
-
-RowShape::RowShape(Separator separator, std::array<std::size_t, 3> columns,
-                   std::optional<std::size_t> exactly)
-    : separator_(separator), steps_{{{columns[0], 0}, {columns[1], 1}, {columns[2], 2}}}, exactly_(exactly) {
-  std::sort(steps_.begin(), steps_.end(), [](const Step& a, const Step& b) { return a.column < b.column; });
-}
-
-bool RowShape::Read(std::string_view line, Eigen::Vector3d& point) const {
-  FieldCursor fields(line, separator_);
-  std::size_t read = 0;
-  std::string_view field;
-  for (const Step& step : steps_) {
-    if (!fields.Skip(step.column - read) || !fields.Next(field)) return false;
-    if (!ParseNumber(field, point[step.axis], separator_ == Separator::kSemicolon)) return false;
-    read = step.column + 1;
-  }
-  return !exactly_ || (fields.Skip(*exactly_ - read) && !fields.Next(field));
-}
-
-std::string RowShape::Fault(std::string_view line) const {
-  const std::size_t needed = exactly_.value_or(steps_.back().column + 1);
-  const std::size_t count = CountFields(line, separator_);
-  if (count < needed || (exactly_ && count > needed)) {
-    return Counted(count, "value") + " where " + (exactly_ ? "" : "at least ") + std::to_string(needed) +
-           " are needed; correct the line or export the file again";
-  }
-  for (const Step& step : steps_) {
-    FieldCursor fields(line, separator_);
-    fields.Skip(step.column);
-    std::string_view field;
-    double value = 0;
-    fields.Next(field);
-    if (ParseNumber(field, value, separator_ == Separator::kSemicolon)) continue;
-    return Quoted(field) + " in column " + std::to_string(step.column + 1) +
-           " is not a number; correct it or write nan" +
-           (separator_ == Separator::kComma ? " (decimal commas need semicolons between the values)" : "");
-  }
-  return "is not a point";
 }
 
 }  // namespace primfit::io

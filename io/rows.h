@@ -1,21 +1,27 @@
-// Lines, fields and numbers of text.
+// Text taken apart: lines, the fields of a line, the number in a field. Text clouds, headers and ascii bodies
+// are read with it, and so are numbers on the command line. Streams of the standard library will not do: they
+// depend on the locale, do not read nan, and take many times as long.
 #ifndef PRIMFIT_IO_ROWS_H_
 #define PRIMFIT_IO_ROWS_H_
 
-#include <Eigen/Core>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace primfit::io {
 
-/// Splits text into lines that end in LF, CR LF or, where the first one does, in CR.
+/// A place between two lines of a text.
+struct TextPlace {
+  std::size_t line = 0;  ///< number of the line before it, from 1; 0 at the begin
+  std::size_t byte = 0;  ///< that the next line begins with
+};
+
+/// Splits text into lines that end in LF, CR LF or, where the first one of the text does, in CR.
 class LineReader {
  public:
-  explicit LineReader(std::string_view bytes);
+  /// @param from  where to begin, such as the end of a header
+  explicit LineReader(std::string_view bytes, TextPlace from = {});
 
   /// The next line, without its end.
   /// @return false at the end of the text
@@ -23,17 +29,17 @@ class LineReader {
   /// The next line that holds more than blanks.
   bool NextFilled(std::string_view& line);
   /// Number of the last line, from 1; 0 before the first.
-  std::size_t Number() const { return number_; }
-  /// Bytes up to the end of the last line.
-  std::size_t Offset() const { return offset_; }
+  std::size_t Number() const { return place_.line; }
+  /// The end of the last line.
+  const TextPlace& Place() const { return place_; }
 
  private:
   std::string_view bytes_;
-  std::size_t offset_ = 0;
-  std::size_t number_ = 0;
+  TextPlace place_;
   char newline_;
 };
 
+/// Without the blanks and tabs around it.
 std::string_view Trimmed(std::string_view text);
 
 enum class Separator : char { kBlanks = ' ', kComma = ',', kSemicolon = ';' };
@@ -44,8 +50,16 @@ class FieldCursor {
  public:
   FieldCursor(std::string_view line, Separator separator) : rest_(line), separator_(separator) {}
 
+  /// @return false after the last field; field then stays as it is
   bool Next(std::string_view& field);
-  bool Skip(std::size_t fields);
+  /// @return false when the line has fewer
+  bool Skip(std::size_t fields) {
+    std::string_view field;
+    for (; fields > 0; --fields) {
+      if (!Next(field)) return false;
+    }
+    return true;
+  }
 
  private:
   std::string_view rest_;
@@ -62,31 +76,6 @@ bool ParseNumber(std::string_view field, double& value, bool decimalComma = fals
 
 /// Digits only.
 std::optional<std::uint64_t> ParseCount(std::string_view field);
-
-/// Where the coordinates stand among the fields of a line.
-class RowShape {
- public:
-  /// @param columns  of x, y and z, from 0
-  /// @param exactly  number of fields that every line has; none: any number that reaches to the coordinates
-  RowShape(Separator separator, std::array<std::size_t, 3> columns, std::optional<std::size_t> exactly);
-
-  /// @return false when the line does not have this shape; point is then undefined
-  bool Read(std::string_view line, Eigen::Vector3d& point) const;
-  /// Why Read() returned false, with what to do about it.
-  std::string Fault(std::string_view line) const;
-
- private:
-  struct Step {
-    std::size_t column;
-    Eigen::Index axis;
-  };
-  Separator separator_;
-  std::array<Step, 3> steps_;  // by column
-  std::optional<std::size_t> exactly_;
-};
-
-/// The points of an ascii body can be at most this many: each takes a digit and a separator per field.
-inline std::size_t MostRows(std::size_t bytes, std::size_t fields) { return (bytes + 1) / (2 * fields); }
 
 }  // namespace primfit::io
 

@@ -1,9 +1,8 @@
+// Loading numbers by their type. The loops are templates over the type and the order of bytes, and a switch
+// outside of them picks one, so that no loop asks for the type again at every number. Numbers stand at any
+// address in a file, so their bytes are copied before they are used as a number.
 #include "io/scalar.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -13,42 +12,42 @@ namespace primfit::io {
 namespace {
 
 struct ScalarNames {
-  Scalar type;
+  ScalarType type;
   std::string_view name;
   std::string_view olderName;
 };
 
 constexpr ScalarNames kScalars[] = {
-    {Scalar::kInt8, "int8", "char"},        {Scalar::kUint8, "uint8", "uchar"},
-    {Scalar::kInt16, "int16", "short"},     {Scalar::kUint16, "uint16", "ushort"},
-    {Scalar::kInt32, "int32", "int"},       {Scalar::kUint32, "uint32", "uint"},
-    {Scalar::kInt64, "int64", "long"},      {Scalar::kUint64, "uint64", "ulong"},
-    {Scalar::kFloat32, "float32", "float"}, {Scalar::kFloat64, "float64", "double"},
+    {ScalarType::kInt8, "int8", "char"},        {ScalarType::kUint8, "uint8", "uchar"},
+    {ScalarType::kInt16, "int16", "short"},     {ScalarType::kUint16, "uint16", "ushort"},
+    {ScalarType::kInt32, "int32", "int"},       {ScalarType::kUint32, "uint32", "uint"},
+    {ScalarType::kInt64, "int64", "long"},      {ScalarType::kUint64, "uint64", "ulong"},
+    {ScalarType::kFloat32, "float32", "float"}, {ScalarType::kFloat64, "float64", "double"},
 };
 
-/// Calls f with a value of the C++ type.
+/// Calls f with a value of the C++ type that a type of number has.
 template <class F>
-auto WithType(Scalar type, F&& f) {
+auto WithType(ScalarType type, F&& f) {
   switch (type) {
-    case Scalar::kInt8:
+    case ScalarType::kInt8:
       return f(std::int8_t{});
-    case Scalar::kUint8:
+    case ScalarType::kUint8:
       return f(std::uint8_t{});
-    case Scalar::kInt16:
+    case ScalarType::kInt16:
       return f(std::int16_t{});
-    case Scalar::kUint16:
+    case ScalarType::kUint16:
       return f(std::uint16_t{});
-    case Scalar::kInt32:
+    case ScalarType::kInt32:
       return f(std::int32_t{});
-    case Scalar::kUint32:
+    case ScalarType::kUint32:
       return f(std::uint32_t{});
-    case Scalar::kInt64:
+    case ScalarType::kInt64:
       return f(std::int64_t{});
-    case Scalar::kUint64:
+    case ScalarType::kUint64:
       return f(std::uint64_t{});
-    case Scalar::kFloat32:
+    case ScalarType::kFloat32:
       return f(float{});
-    case Scalar::kFloat64:
+    case ScalarType::kFloat64:
       break;
   }
   return f(double{});
@@ -74,66 +73,42 @@ double LoadAs(const char* at) {
 }
 
 template <class T, bool kSwap>
-void CopyColumn(const Column& column, std::size_t from, std::size_t n, double* out) {
-  const char* at = column.first + from * column.stride;
-  for (std::size_t i = 0; i < n; ++i, at += column.stride) out[3 * i] = LoadAs<T, kSwap>(at);
+void LoadAllAs(const Strided& from, std::size_t n, double* out, std::size_t outStep) {
+  const char* at = from.first;
+  for (std::size_t i = 0; i < n; ++i, at += from.stride, out += outStep) *out = LoadAs<T, kSwap>(at);
 }
 
 }  // namespace
 
-std::size_t SizeOf(Scalar type) {
+std::size_t SizeOf(ScalarType type) {
   return WithType(type, [](auto value) { return sizeof value; });
 }
 
-std::string_view NameOf(Scalar type) { return kScalars[static_cast<std::size_t>(type)].name; }
+std::string_view NameOf(ScalarType type) { return kScalars[static_cast<std::size_t>(type)].name; }
 
-std::optional<Scalar> ScalarByName(std::string_view name) {
+std::optional<ScalarType> ScalarTypeByName(std::string_view name) {
   for (const ScalarNames& s : kScalars) {
     if (name == s.name || name == s.olderName) return s.type;
   }
   return std::nullopt;
 }
 
-double Load(Scalar type, const char* at, std::endian order) {
+double LoadNumber(ScalarType type, const char* at, std::endian order) {
   return WithType(type, [&](auto value) {
     using T = decltype(value);
     return order == std::endian::native ? LoadAs<T, false>(at) : LoadAs<T, true>(at);
   });
 }
 
-void Reserve(PointCloud& cloud, std::size_t n) {
-  cloud.points.reserve(cloud.points.size() + n);
-  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-  const auto misfit = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(cloud.points.data()) % page);
-  const std::size_t skipped = (page - misfit) % page;
-  const std::size_t size = cloud.points.capacity() * sizeof(Eigen::Vector3d);
-  if (size < skipped + page) return;
-  char* first = reinterpret_cast<char*>(cloud.points.data()) + skipped;
-  ::madvise(first, (size - skipped) / page * page, MADV_HUGEPAGE);  // refused advice does no harm
-}
-
-void AppendPoints(const std::array<Column, 3>& columns, std::endian order, std::size_t n, PointCloud& cloud) {
-  constexpr std::size_t kBlock = 1024;  // rows that stay in the first-level cache over the three columns
-  Reserve(cloud, n);
-  const std::size_t before = cloud.points.size();
-  cloud.points.resize(before + n);
-  for (std::size_t from = 0; from < n; from += kBlock) {
-    const std::size_t count = std::min(kBlock, n - from);
-    Eigen::Vector3d* block = cloud.points.data() + before + from;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      WithType(columns[axis].type, [&](auto value) {
-        using T = decltype(value);
-        double* out = block->data() + axis;
-        if (order == std::endian::native) {
-          CopyColumn<T, false>(columns[axis], from, count, out);
-        } else {
-          CopyColumn<T, true>(columns[axis], from, count, out);
-        }
-      });
+void LoadNumbers(const Strided& from, std::endian order, std::size_t n, double* out, std::size_t outStep) {
+  WithType(from.type, [&](auto value) {
+    using T = decltype(value);
+    if (order == std::endian::native) {
+      LoadAllAs<T, false>(from, n, out, outStep);
+    } else {
+      LoadAllAs<T, true>(from, n, out, outStep);
     }
-    cloud.nonFinite += static_cast<std::size_t>(
-        std::count_if(block, block + count, [](const Eigen::Vector3d& p) { return !p.allFinite(); }));
-  }
+  });
 }
 
 }  // namespace primfit::io

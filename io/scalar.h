@@ -1,18 +1,16 @@
-// Numbers as binary files store them.
+// The types of number that PLY and PCD files store, with the names that headers have for them. Both formats
+// have the same ten, and a coordinate may be of any of them: some scanners write integers.
 #ifndef PRIMFIT_IO_SCALAR_H_
 #define PRIMFIT_IO_SCALAR_H_
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <optional>
 #include <string_view>
 
-#include "io/point_cloud.h"
-
 namespace primfit::io {
 
-enum class Scalar : unsigned char {
+enum class ScalarType : unsigned char {
   kInt8,
   kUint8,
   kInt16,
@@ -25,33 +23,27 @@ enum class Scalar : unsigned char {
   kFloat64
 };
 
-std::size_t SizeOf(Scalar type);
-std::string_view NameOf(Scalar type);
+/// Bytes of a number.
+std::size_t SizeOf(ScalarType type);
+/// The sized name, such as "float32".
+std::string_view NameOf(ScalarType type);
 /// By PLY's sized name (float32) or by its older one (float).
-std::optional<Scalar> ScalarByName(std::string_view name);
+std::optional<ScalarType> ScalarTypeByName(std::string_view name);
 
 /// The number stored at an address, which need not be aligned.
-double Load(Scalar type, const char* at, std::endian order);
+double LoadNumber(ScalarType type, const char* at, std::endian order);
 
-/// One coordinate of consecutive points.
-struct Column {
+/// Numbers that stand at equal steps, such as one coordinate of consecutive points.
+struct Strided {
   const char* first;
-  std::size_t stride;  ///< bytes from one point to the next
-  Scalar type;
+  std::size_t stride;  ///< bytes from one number to the next
+  ScalarType type;
 };
 
-/// Makes room for n more points. The memory asks for huge pages: mapping a large cloud page by page takes
-/// longer than filling it.
-void Reserve(PointCloud& cloud, std::size_t n);
-
-/// Appends n points whose coordinates stand in three columns, and counts those that are not finite.
-void AppendPoints(const std::array<Column, 3>& columns, std::endian order, std::size_t n, PointCloud& cloud);
-
-/// Appends one point.
-inline void AppendPoint(const Eigen::Vector3d& p, PointCloud& cloud) {
-  cloud.points.push_back(p);
-  if (!p.allFinite()) ++cloud.nonFinite;
-}
+/// Loads n numbers. Choosing the type once for many of them is what makes binary files fast to read.
+/// @param out      where the first goes
+/// @param outStep  doubles from there to the place of the next
+void LoadNumbers(const Strided& from, std::endian order, std::size_t n, double* out, std::size_t outStep);
 
 }  // namespace primfit::io
 

@@ -1,3 +1,4 @@
+// The selection is made after reading, and in place: the points that count move to the front of their array.
 #include "io/selection.h"
 
 #include <chrono>

@@ -1,4 +1,6 @@
-// The points of a file that count.
+// The points of a file that count: those that are finite and in the part of space that the user asked for.
+// What is left out is counted by its reason, because a region without points is usually a mistake in one of
+// its two parts, and the user has to see in which.
 #ifndef PRIMFIT_IO_SELECTION_H_
 #define PRIMFIT_IO_SELECTION_H_
 

@@ -1,4 +1,7 @@
-// Text clouds: XYZ, ASC, TXT, CSV, PTS and whatever else holds a point a line.
+// Text clouds: XYZ, ASC, TXT, CSV, PTS and whatever else holds a point a line. There is no standard, and the
+// file name says little, so the contents have to show the separator, the columns and the comments. Two
+// stages: the lines before the first point, then the points. The second is strict: a line that does not look
+// like the first point is an error, since its point would otherwise be lost without notice.
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -6,7 +9,7 @@
 
 #include "io/formats.h"
 #include "io/rows.h"
-#include "io/scalar.h"
+#include "io/text_layout.h"
 #include "io/words.h"
 
 namespace primfit::io {
@@ -16,7 +19,7 @@ namespace {
 constexpr std::size_t kShortestRow = 6;  // "1 2 3" and a line end
 
 /// Length of the mark that begins a comment, 0 when the line is none.
-std::size_t CommentMark(std::string_view line) {
+std::size_t CommentMarkLength(std::string_view line) {
   if (line.starts_with("//")) return 2;
   return line.starts_with('#') || line.starts_with(';') || line.starts_with('%') ? 1 : 0;
 }
@@ -46,28 +49,28 @@ std::string BareName(std::string_view field) {
   return name;
 }
 
-/// Column names of a header line.
-struct Header {
+/// A line that names the columns, x, y and z among them.
+struct ColumnNames {
   std::vector<Field> fields;
-  std::array<std::size_t, 3> columns{};  // of x, y, z
+  std::array<std::size_t, 3> coordinates{};  ///< columns of x, y, z
+  bool inComment = false;
 };
 
 /// @return nothing when x, y and z are not among the names
-std::optional<Header> ParseHeader(std::string_view line) {
-  Header header;
+std::optional<ColumnNames> ParseColumnNames(std::string_view line) {
+  ColumnNames columns;
   std::vector<std::string> names;
   FieldCursor cursor(line, SeparatorOf(line));
   for (std::string_view field; cursor.Next(field);) {
-    header.fields.push_back({std::string(field), ""});
+    columns.fields.push_back({std::string(field), ""});
     names.push_back(BareName(field));
   }
-  constexpr std::array<std::string_view, 3> kAxes = {"x", "y", "z"};
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    const auto at = std::find(names.begin(), names.end(), kAxes[axis]);
+    const auto at = std::find(names.begin(), names.end(), kAxisNames[axis]);
     if (at == names.end()) return std::nullopt;
-    header.columns[axis] = static_cast<std::size_t>(at - names.begin());
+    columns.coordinates[axis] = static_cast<std::size_t>(at - names.begin());
   }
-  return header;
+  return columns;
 }
 
 /// Number of points to make room for, by the lines of the first part of the text.
@@ -79,113 +82,111 @@ std::size_t EstimateRows(std::string_view bytes) {
   return std::min(static_cast<std::size_t>(rows) + 1, bytes.size() / kShortestRow + 1);
 }
 
-class TextReader {
- public:
-  explicit TextReader(const Source& source) : source_(source), lines_(source.bytes) {}
-
-  PointCloud Read() {
-    for (std::string_view line; lines_.NextFilled(line);) {
-      if (lines_.Number() == 1 && line.starts_with("\xef\xbb\xbf")) line.remove_prefix(3);  // byte order mark
-      line = Trimmed(line);
-      if (const std::size_t mark = CommentMark(line); mark > 0) {
-        if (!shape_) NoteHeader(line.substr(mark), true);
-      } else if (shape_) {
-        Row(line);
-      } else {
-        Preamble(line);
-      }
-    }
-    CheckSection("the text ends");
-    if (!shape_) {
-      source_.FailAtLine(lines_.Number(),
-                         "the text ends without a line of three numbers; is it a point cloud?");
-    }
-    cloud_.format = "text, " + std::string(NameOfSeparator());
-    return std::move(cloud_);
-  }
-
- private:
-  // Lines before the first point: names of columns, prose without numbers, and the count line of PTS.
-  void Preamble(std::string_view line) {
-    if (line.empty()) return;
-    if (TakeCount(line)) return;
-    if (!HasNumber(line)) return NoteHeader(line, false);
-    separator_ = SeparatorOf(line);
-    const std::size_t count = CountFields(line, separator_);
-    // The names in a comment may be prose; those of as many columns as there are hardly ever are.
-    if (header_ && headerIsComment_ && header_->fields.size() != count) header_.reset();
-    shape_.emplace(separator_, header_ ? header_->columns : std::array<std::size_t, 3>{0, 1, 2},
-                   std::nullopt);
-    cloud_.fields = header_ ? header_->fields : std::vector<Field>(count);
-    Reserve(cloud_, EstimateRows(source_.bytes.substr(lines_.Offset() - line.size())));
-    Row(line);
-  }
-
-  void NoteHeader(std::string_view line, bool isComment) {
-    if (header_ && isComment && !headerIsComment_) return;
-    std::optional<Header> header = ParseHeader(line);
-    if (!header) return;
-    header_ = std::move(header);
-    headerIsComment_ = isComment;
-  }
-
-  void Row(std::string_view line) {
-    Eigen::Vector3d point;
-    if (!shape_->Read(line, point)) {
-      if (promised_ && TakeCount(line)) return;
-      source_.FailAtLine(lines_.Number(), shape_->Fault(line));
-    }
-    AppendPoint(point, cloud_);
-    if (promised_ && cloud_.points.size() - sectionStart_ > *promised_) {
-      source_.FailAtLine(lines_.Number(), "a point more than the " + std::to_string(*promised_) +
-                                              " of the count line " + std::to_string(promiseLine_) +
-                                              "; correct that line or remove it");
-    }
-  }
-
-  /// PTS has a line with the number of points before each scan.
-  bool TakeCount(std::string_view line) {
-    const std::optional<std::uint64_t> count = ParseCount(line);
-    if (!count) return false;
-    CheckSection("the next count line comes");
-    promised_ = count;
-    promiseLine_ = lines_.Number();
-    sectionStart_ = cloud_.points.size();
-    return true;
-  }
-
-  void CheckSection(const char* what) const {
-    const std::size_t got = cloud_.points.size() - sectionStart_;
-    if (!promised_ || got == *promised_) return;
-    source_.FailAtLine(lines_.Number(), std::string(what) + " after " + std::to_string(got) + " of the " +
-                                            Counted(*promised_, "point") + " that line " +
-                                            std::to_string(promiseLine_) +
-                                            " promises; copy or export the file again");
-  }
-
-  const char* NameOfSeparator() const {
-    switch (separator_) {
-      case Separator::kComma:
-        return "values between commas";
-      case Separator::kSemicolon:
-        return "values between semicolons";
-      case Separator::kBlanks:
-        break;
-    }
-    return "values between blanks";
-  }
-
-  Source source_;
-  LineReader lines_;
-  PointCloud cloud_;
-  std::optional<Header> header_;
-  bool headerIsComment_ = false;
-  Separator separator_ = Separator::kBlanks;
-  std::optional<RowShape> shape_;  // none before the first point
-  std::optional<std::uint64_t> promised_;
-  std::size_t promiseLine_ = 0;
-  std::size_t sectionStart_ = 0;
+/// A line with nothing but the number of points that follow. PTS has one before each scan.
+struct CountLine {
+  std::uint64_t points;
+  std::size_t line;          ///< its number
+  std::size_t pointsBefore;  ///< of the file, before the line
 };
+
+/// Refuses a count line that was followed by another number of points.
+/// @param line    number of the line at which that shows, and what happens there
+/// @param points  of the file so far
+void CheckCount(const Source& source, const std::optional<CountLine>& count, std::size_t line,
+                const char* what, std::size_t points) {
+  if (!count) return;
+  const std::size_t got = points - count->pointsBefore;
+  if (got == count->points) return;
+  source.FailAtLine(line, std::string(what) + " after " + std::to_string(got) + " of the " +
+                              Counted(count->points, "point") + " that line " + std::to_string(count->line) +
+                              " promises; copy or export the file again");
+}
+
+/// Replaces the count line by this line if it is one.
+/// @return whether it is
+bool TakeCountLine(const Source& source, std::size_t line, std::string_view text, std::size_t points,
+                   std::optional<CountLine>& count) {
+  const std::optional<std::uint64_t> number = ParseCount(text);
+  if (!number) return false;
+  CheckCount(source, count, line, "the next count line comes", points);
+  count = {*number, line, points};
+  return true;
+}
+
+/// What stands before the first point: names of columns, prose without numbers, and the count line of PTS.
+struct Preamble {
+  std::optional<ColumnNames> names;
+  std::optional<CountLine> count;
+  std::string_view firstRow;  ///< the line of the first point
+};
+
+void NoteNames(std::string_view line, bool inComment, std::optional<ColumnNames>& names) {
+  if (names && inComment && !names->inComment) return;
+  std::optional<ColumnNames> found = ParseColumnNames(line);
+  if (!found) return;
+  names = std::move(found);
+  names->inComment = inComment;
+}
+
+/// Reads up to the first line that holds a number and is no count.
+Preamble ReadPreamble(const Source& source, LineReader& lines) {
+  Preamble preamble;
+  for (std::string_view line; lines.NextFilled(line);) {
+    if (lines.Number() == 1 && line.starts_with("\xef\xbb\xbf")) line.remove_prefix(3);  // byte order mark
+    line = Trimmed(line);
+    if (const std::size_t mark = CommentMarkLength(line); mark > 0) {
+      NoteNames(line.substr(mark), true, preamble.names);
+    } else if (line.empty() || TakeCountLine(source, lines.Number(), line, 0, preamble.count)) {
+      continue;
+    } else if (HasNumber(line)) {
+      preamble.firstRow = line;
+      return preamble;
+    } else {
+      NoteNames(line, false, preamble.names);
+    }
+  }
+  CheckCount(source, preamble.count, lines.Number(), "the text ends", 0);
+  source.FailAtLine(lines.Number(), "the text ends without a line of three numbers; is it a point cloud?");
+}
+
+void AppendRow(const Source& source, std::size_t number, std::string_view line, const TextLayout& layout,
+               std::optional<CountLine>& count, PointCloud& cloud) {
+  Eigen::Vector3d point;
+  if (!layout.Read(line, point)) {
+    if (count && TakeCountLine(source, number, line, cloud.points.size(), count)) return;
+    source.FailAtLine(number, layout.Fault(line));
+  }
+  AppendPoint(point, cloud);
+  if (count && cloud.points.size() - count->pointsBefore > count->points) {
+    source.FailAtLine(number, "a point more than the " + std::to_string(count->points) +
+                                  " of the count line " + std::to_string(count->line) +
+                                  "; correct that line or remove it");
+  }
+}
+
+/// Appends the first row and all that follow it.
+void AppendAllRows(const Source& source, const Preamble& preamble, const TextLayout& layout,
+                   LineReader& lines, PointCloud& cloud) {
+  std::optional<CountLine> count = preamble.count;
+  std::string_view line = preamble.firstRow;
+  do {
+    line = Trimmed(line);
+    if (CommentMarkLength(line) == 0) AppendRow(source, lines.Number(), line, layout, count, cloud);
+  } while (lines.NextFilled(line));
+  CheckCount(source, count, lines.Number(), "the text ends", cloud.points.size());
+}
+
+const char* NameOf(Separator separator) {
+  switch (separator) {
+    case Separator::kComma:
+      return "values between commas";
+    case Separator::kSemicolon:
+      return "values between semicolons";
+    case Separator::kBlanks:
+      break;
+  }
+  return "values between blanks";
+}
 
 }  // namespace
 
@@ -194,7 +195,21 @@ PointCloud ReadText(const Source& source) {
   if (const std::size_t at = source.bytes.substr(0, kProbe).find('\0'); at != std::string_view::npos) {
     source.FailAtByte(at, "is neither PLY nor PCD nor text; convert the file to one of them first");
   }
-  return TextReader(source).Read();
+  LineReader lines(source.bytes);
+  const Preamble preamble = ReadPreamble(source, lines);
+  const Separator separator = SeparatorOf(preamble.firstRow);
+  const std::size_t columns = CountFields(preamble.firstRow, separator);
+  // The names in a comment may be prose; those of as many columns as there are hardly ever are.
+  const std::optional<ColumnNames>& names = preamble.names;
+  const bool named = names && (!names->inComment || names->fields.size() == columns);
+  PointCloud cloud;
+  cloud.format = "text, " + std::string(NameOf(separator));
+  cloud.fields = named ? names->fields : std::vector<Field>(columns);
+  const TextLayout layout(separator, named ? names->coordinates : std::array<std::size_t, 3>{0, 1, 2},
+                          std::nullopt);
+  Reserve(cloud, EstimateRows(source.bytes.substr(lines.Place().byte - preamble.firstRow.size())));
+  AppendAllRows(source, preamble, layout, lines, cloud);
+  return cloud;
 }
 
 }  // namespace primfit::io

@@ -1,4 +1,4 @@
-// The grammar of messages in which a number or a name varies.
+// The grammar of messages in which a number or a name varies, so that none says "1 points" or "a arc".
 #ifndef PRIMFIT_IO_WORDS_H_
 #define PRIMFIT_IO_WORDS_H_
 
