@@ -63,6 +63,13 @@ int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Ve
   return count;
 }
 
+ScreenedPoints::ScreenedPoints(bool screen, const PointRefs& points, const OutputShape& shape)
+    : used_(points) {
+  if (!screen || points.count <= kLargestUnscreened) return;
+  const int count = KeepBest(points, shape, kept_);
+  used_ = {count, nullptr, kept_.data(), points.plane};
+}
+
 }  // namespace primfit
 
 int screen_samples(bool screen, int n, const Vector3d* points, const OutputShape* shape,

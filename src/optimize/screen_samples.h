@@ -18,6 +18,19 @@ inline constexpr int kLargestUnscreened = 20;
 /// @return how many they are
 int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Eigen::Vector3d*>& kept);
 
+/// The points that a refinement uses.
+class ScreenedPoints {
+ public:
+  /// @param screen  whether more than kLargestUnscreened points lose their worst fifth
+  /// @param shape   what they are measured against
+  ScreenedPoints(bool screen, const PointRefs& points, const OutputShape& shape);
+  const PointRefs& Refs() const { return used_; }
+
+ private:
+  Scratch<const Eigen::Vector3d*> kept_;
+  PointRefs used_;
+};
+
 }  // namespace primfit
 
 /// Drops the worst fifth of more than 20 points: keeps the 4 n / 5 of smallest deviation from the shape,

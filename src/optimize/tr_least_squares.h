@@ -34,6 +34,7 @@ class TRLeastSquares {
   /// Takes the parameters of a held part out of the problem.
   void RemoveParameters(int count) { parameterCount_ -= count; }
   void SetResidualFunction(primfit::ResidualFunction function) { residualFunction_ = function; }
+  int ParameterCount() const { return parameterCount_; }
   int ResidualCount() const { return residualCount_; }
   double ResidualScale() const { return residualScale_; }
   /// The current values of the free parameters.

@@ -1,0 +1,219 @@
+#include "optimize/residual_model.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+#include "optimize/directions.h"
+#include "shapes/formulas.h"
+
+using Eigen::Vector3d;
+
+namespace primfit {
+
+namespace {
+
+/// The limits of iterations and of trial steps that every model has.
+constexpr int kIterations = 20;
+
+constexpr int SizeOf(Part part) {
+  switch (part) {
+    case Part::kCenter:
+      return 3;
+    case Part::kCenterInPlane:
+    case Part::kDirection:
+      return 2;
+    default:
+      return 1;
+  }
+}
+
+int SizeOf(std::initializer_list<Part> parts) {
+  int size = 0;
+  for (const Part part : parts) size += SizeOf(part);
+  return size;
+}
+
+/// |q - R v| - r with q the point less the centre and v its unit radial direction. Points within 1e-6 of the
+/// axis are equally far from the whole centre circle, so there any direction across the axis serves for v.
+double TorusDistance(const LocalShape& torus, const Vector3d& p) {
+  const Vector3d q = p - torus.center;
+  Vector3d radial = q - q.dot(torus.axis) * torus.axis;
+  if (radial.lpNorm<1>() < 1e-6) {
+    radial = torus.axis;
+    UnitPerpendicular(radial);
+  } else {
+    radial /= radial.norm();
+  }
+  return (q - torus.major * radial).norm() - torus.minor;
+}
+
+}  // namespace
+
+double SignedDistance(const LocalShape& shape, const Vector3d& p) {
+  using Vector = Triple<double>;
+  const Vector center(shape.center), axis(shape.axis);
+  switch (shape.kind) {
+    case LocalShape::Kind::kSphere:
+      return DistanceAt(SphereFormula<double>{center, shape.minor}, p);
+    case LocalShape::Kind::kCylinder:
+      return DistanceAt(CylinderFormula<double>{center, axis, shape.minor}, p);
+    case LocalShape::Kind::kCone:
+      return DistanceAt(ConeFormula<double>{center, axis, shape.sine, shape.cosine}, p);
+    case LocalShape::Kind::kTorus:
+      return TorusDistance(shape, p);
+    default:
+      return DistanceAt(PlaneFormula<double>{center, axis}, p);
+  }
+}
+
+ResidualModel::ResidualModel(LocalShape::Kind kind, std::initializer_list<Part> parts,
+                             const PointRefs& points, double tolerance)
+    : TRLeastSquares(SizeOf(parts), points.count, tolerance, kIterations, kIterations, true),
+      points_(points) {
+  for (const Part part : parts) groups_[groupCount_++] = {part, SizeOf(part)};
+  held_.kind = kind;
+  SetResidualFunction(&Residuals);
+}
+
+void ResidualModel::Hold(std::initializer_list<Part> parts) {
+  for (Group& group : std::span(groups_, groupCount_)) {
+    if (group.held || std::find(parts.begin(), parts.end(), group.part) == parts.end()) continue;
+    group.held = true;
+    RemoveParameters(group.size);
+  }
+}
+
+void ResidualModel::HoldCenter(const Vector3d& center) {
+  held_.center = center;
+  Hold({Part::kCenter, Part::kCenterInPlane, Part::kDistance});
+}
+
+void ResidualModel::HoldAxis(const Vector3d& axis) {
+  held_.axis = axis;
+  Hold({Part::kDirection, Part::kDirectionInPlane});
+}
+
+void ResidualModel::HoldMajor(double major) {
+  held_.major = major;
+  Hold({Part::kMajor});
+}
+
+void ResidualModel::HoldMinor(double minor) {
+  held_.minor = minor;
+  Hold({Part::kMinor});
+}
+
+bool ResidualModel::Refine(std::initializer_list<double> start) {
+  double free[kMostParameters] = {};
+  double* next = free;
+  const double* from = start.begin();
+  for (const Group& group : std::span(groups_, groupCount_)) {
+    if (!group.held) next = std::copy_n(from, group.size, next);
+    from += group.size;
+  }
+  return Initialize(free) && Solve();
+}
+
+LocalShape ResidualModel::At(const double* x) const {
+  LocalShape shape = held_;
+  const double* distance = nullptr;
+  for (const Group& group : std::span(groups_, groupCount_)) {
+    if (group.held) continue;
+    switch (group.part) {
+      case Part::kCenter:
+        shape.center = Vector3d(x);
+        break;
+      case Part::kCenterInPlane:
+        shape.center = {x[0], x[1], 0};
+        break;
+      case Part::kDistance:
+        distance = x;
+        break;
+      case Part::kMajor:
+        shape.major = *x;
+        break;
+      case Part::kMinor:
+        shape.minor = *x;
+        break;
+      case Part::kDirection:
+        shape.axis = frame_ * AnglesToAxis(x[0], x[1]);
+        break;
+      case Part::kDirectionInPlane:
+        shape.axis = {-std::sin(*x), std::cos(*x), 0};
+        break;
+    }
+    x += group.size;
+  }
+  if (distance != nullptr) shape.center = *distance * shape.axis;
+  return WithFrame(shape);
+}
+
+void ResidualModel::Differentiate(const double* x, const LocalShape& shape, Motion* motions) const {
+  for (const Group& group : std::span(groups_, groupCount_)) {
+    if (group.held) continue;
+    switch (group.part) {
+      case Part::kCenter:
+      case Part::kCenterInPlane:
+        for (int i = 0; i < group.size; ++i) motions[i].center = Vector3d::Unit(i);
+        break;
+      case Part::kDistance:
+        motions->center = shape.axis;
+        break;
+      case Part::kMajor:
+        motions->major = 1;
+        break;
+      case Part::kMinor:
+        motions->minor = 1;
+        break;
+      case Part::kDirection: {
+        const AxisMotions axis(x[0], x[1]);
+        motions[0].axis = frame_ * axis.byAzimuth;
+        motions[1].axis = frame_ * axis.byElevation;
+        break;
+      }
+      case Part::kDirectionInPlane:
+        motions->axis = {-shape.axis.y(), shape.axis.x(), 0};
+        break;
+    }
+    x += group.size;
+    motions += group.size;
+  }
+}
+
+/// The pass over the points measures against a unit axis. A held axis may have another length; then there
+/// are no sums, and the solver falls back on residuals. A plane's distance is linear in its normal, which may
+/// have any length.
+bool ResidualModel::SumUp(const double* x, NormalEquations& sums) const {
+  const LocalShape shape = At(x);
+  if (shape.kind != LocalShape::Kind::kPlane && !(std::abs(shape.axis.squaredNorm() - 1) < 1e-12))
+    return false;
+  Motion motions[kMostParameters];
+  Differentiate(x, shape, motions);
+  sums = primfit::SumUp(shape, motions, ParameterCount(), points_);
+  ShareLevers(sums);
+  return true;
+}
+
+/// Coordinates of one point get one lever, so that which of them a degenerate direction lies along does not
+/// depend on the shape's pose.
+void ResidualModel::ShareLevers(NormalEquations& sums) const {
+  double* lever = sums.lever;
+  for (const Group& group : std::span(groups_, groupCount_)) {
+    if (group.held) continue;
+    if (group.part == Part::kCenter || group.part == Part::kCenterInPlane) {
+      double squared = 0;
+      for (int i = 0; i < group.size; ++i) squared += lever[i] * lever[i];
+      std::fill_n(lever, group.size, std::sqrt(squared));
+    }
+    lever += group.size;
+  }
+}
+
+void ResidualModel::Residuals(int* m, int* /*n*/, double* x, double* f, void* model) {
+  const auto& self = static_cast<const ResidualModel&>(*static_cast<const TRLeastSquares*>(model));
+  const LocalShape shape = self.At(x);
+  for (int i = 0; i < *m; ++i) f[i] = SignedDistance(shape, self.points_[i]) / self.ResidualScale();
+}
+
+}  // namespace primfit
