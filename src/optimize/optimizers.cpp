@@ -6,26 +6,11 @@
 #include <Eigen/Geometry>
 
 #include "fit/vector_math.h"
-#include "optimize/directions.h"
 #include "optimize/half_angle.h"
 #include "optimize/models.h"
 
 using Eigen::Vector3d;
 using primfit::PlaneFrame;
-
-namespace {
-
-/// The angles of a start direction in its own equator frame, where no azimuth is lost at a pole.
-struct StartAngles {
-  explicit StartAngles(const Vector3d& direction) : frame(primfit::EquatorFrame(direction)) {
-    AxisToAngles(frame.transpose() * direction, azimuth, elevation);
-  }
-  Eigen::Matrix3d frame;
-  double azimuth = 0;
-  double elevation = 0;
-};
-
-}  // namespace
 
 TROptimizer::~TROptimizer() = default;
 
@@ -46,7 +31,7 @@ OutputShape* LineOptimizer::Optimize(int n, const Vector3d* points, const Output
   TRLine model(used.Refs(), Tolerance());
   if (root_) model.FixRoot(Vector3d::Zero());
   if (direction_) model.FixDirection(Vector3d::UnitX());
-  if (!model.Refine({0, 0})) return nullptr;
+  if (!model.Refine({.axis = Vector3d::UnitY()})) return nullptr;  // the normal of the x axis
   Vector3d q, g;
   model.GetResult(q, g);
   return new OutputLine(origin + q.x() * d + q.y() * e2, g.x() * d + g.y() * e2, -g.y() * d + g.x() * e2);
@@ -67,7 +52,7 @@ OutputShape* CircleOptimizer::Optimize(int n, const Vector3d* points, const Outp
   TRCircle model(used.Refs(), Tolerance());
   if (center_) model.FixCenter(Vector3d::Zero());
   if (radius_) model.FixRadius(*radius_);
-  if (!model.Refine({0, 0, startRadius})) return nullptr;
+  if (!model.Refine({.minor = startRadius})) return nullptr;
   Vector3d c;
   double radius;
   model.GetResult(c, radius);
@@ -79,14 +64,11 @@ OutputShape* PlaneOptimizer::Optimize(int n, const Vector3d* points, const Outpu
   const auto* plane = StartFor<OutputPlane>(n, points, start);
   if (plane == nullptr) return nullptr;
   const auto used = Screened({n, points}, *plane);
-  const StartAngles angles(plane->Normal());
-  const double distance = plane->Center().dot(normal_.value_or(plane->Normal()));
 
   TRPlane model(used.Refs(), Tolerance());
-  model.SetDirectionFrame(angles.frame);
   if (origin_) model.FixOrigin(*origin_);
   if (normal_) model.FixNormal(*normal_);
-  if (!model.Refine({distance, angles.azimuth, angles.elevation})) return nullptr;
+  if (!model.Refine({.center = plane->Center(), .axis = plane->Normal()})) return nullptr;
   Vector3d origin, normal;
   model.GetResult(origin, normal);
   return new OutputPlane(origin, normal);
@@ -96,12 +78,11 @@ OutputShape* SphereOptimizer::Optimize(int n, const Vector3d* points, const Outp
   const auto* sphere = StartFor<OutputSphere>(n, points, start);
   if (sphere == nullptr) return nullptr;
   const auto used = Screened({n, points}, *sphere);
-  const Vector3d c = sphere->Center();
 
   TRSphere model(used.Refs(), Tolerance());
   if (center_) model.FixCenter(*center_);
   if (radius_) model.FixRadius(*radius_);
-  if (!model.Refine({c.x(), c.y(), c.z(), sphere->Radius()})) return nullptr;
+  if (!model.Refine({.center = sphere->Center(), .minor = sphere->Radius()})) return nullptr;
   Vector3d center;
   double radius;
   model.GetResult(center, radius);
@@ -112,15 +93,12 @@ OutputShape* CylinderOptimizer::Optimize(int n, const Vector3d* points, const Ou
   const auto* cylinder = StartFor<OutputCylinder>(n, points, start);
   if (cylinder == nullptr) return nullptr;
   const auto used = Screened({n, points}, *cylinder);
-  const StartAngles angles(cylinder->Axis());
-  const Vector3d c = cylinder->Center();
 
   TRCylinder model(used.Refs(), Tolerance());
-  model.SetDirectionFrame(angles.frame);
   if (origin_) model.FixOrigin(*origin_);
   if (radius_) model.FixRadius(*radius_);
   if (axis_) model.FixAxis(*axis_);
-  if (!model.Refine({c.x(), c.y(), c.z(), cylinder->Radius(), angles.azimuth, angles.elevation}))
+  if (!model.Refine({.center = cylinder->Center(), .axis = cylinder->Axis(), .minor = cylinder->Radius()}))
     return nullptr;
   Vector3d origin, axis;
   double radius;
@@ -133,15 +111,12 @@ OutputShape* ConeOptimizer::Optimize(int n, const Vector3d* points, const Output
   const auto* cone = StartFor<OutputCone>(n, points, start);
   if (cone == nullptr) return nullptr;
   const auto used = Screened({n, points}, *cone);
-  const StartAngles angles(cone->Axis());
-  const Vector3d c = cone->Apex();
 
   TRCone model(used.Refs(), Tolerance());
-  model.SetDirectionFrame(angles.frame);
   if (apex_) model.FixApex(*apex_);
   if (angle_) model.FixAngle(*angle_);
   if (axis_) model.FixAxis(*axis_);
-  if (!model.Refine({c.x(), c.y(), c.z(), cone->Angle(), angles.azimuth, angles.elevation})) return nullptr;
+  if (!model.Refine({.center = cone->Apex(), .axis = cone->Axis(), .minor = cone->Angle()})) return nullptr;
   Vector3d apex, axis;
   double halfAngle;
   model.GetResult(apex, halfAngle, axis);
@@ -168,17 +143,16 @@ OutputShape* TorusOptimizer::Optimize(int n, const Vector3d* points, const Outpu
   const auto* torus = StartFor<OutputTorus>(n, points, start);
   if (torus == nullptr) return nullptr;
   const auto used = Screened({n, points}, *torus);
-  const StartAngles angles(torus->Axis());
-  const Vector3d c = torus->Center();
 
   TRTorus model(used.Refs(), Tolerance());
-  model.SetDirectionFrame(angles.frame);
   if (center_) model.FixCenter(*center_);
   if (majorRadius_) model.FixMajorRadius(*majorRadius_);
   if (minorRadius_) model.FixMinorRadius(*minorRadius_);
   if (axis_) model.FixAxis(*axis_);
-  const bool refined = model.Refine(
-      {c.x(), c.y(), c.z(), torus->MajorRadius(), torus->MinorRadius(), angles.azimuth, angles.elevation});
+  const bool refined = model.Refine({.center = torus->Center(),
+                                     .axis = torus->Axis(),
+                                     .major = torus->MajorRadius(),
+                                     .minor = torus->MinorRadius()});
   return refined ? NewTorus(model) : nullptr;
 }
 
@@ -197,5 +171,6 @@ OutputShape* TorusProfileOptimizer::Optimize(int n, const Vector3d* points, cons
   const auto used = Screened({n, points}, *torus);
 
   TRTorusProfile model(used.Refs(), Tolerance(), center_, radius_, u, w);
-  return model.Refine({bendRadius, 0}) ? NewTorus(model) : nullptr;
+  const double x[] = {bendRadius, 0};
+  return model.Initialize(x) && model.Solve() ? NewTorus(model) : nullptr;
 }

@@ -104,15 +104,49 @@ void ResidualModel::HoldMinor(double minor) {
   Hold({Part::kMinor});
 }
 
-bool ResidualModel::Refine(std::initializer_list<double> start) {
+bool ResidualModel::Refine(const LocalShape& start) {
   double free[kMostParameters] = {};
-  double* next = free;
-  const double* from = start.begin();
+  double* x = free;
   for (const Group& group : std::span(groups_, groupCount_)) {
-    if (!group.held) next = std::copy_n(from, group.size, next);
-    from += group.size;
+    if (group.held) continue;
+    SetStart(group.part, start, x);
+    x += group.size;
   }
   return Initialize(free) && Solve();
+}
+
+/// Writes the parameters of a part of the start shape, and for a direction chooses their frame.
+void ResidualModel::SetStart(Part part, const LocalShape& start, double* x) {
+  switch (part) {
+    case Part::kCenter:
+      std::copy_n(start.center.data(), 3, x);
+      break;
+    case Part::kCenterInPlane:
+      std::copy_n(start.center.data(), 2, x);
+      break;
+    case Part::kDistance:
+      *x = start.center.dot(IsHeld(Part::kDirection) ? held_.axis : start.axis);
+      break;
+    case Part::kMajor:
+      *x = start.major;
+      break;
+    case Part::kMinor:
+      *x = start.minor;
+      break;
+    case Part::kDirection:
+      frame_ = EquatorFrame(start.axis);
+      AxisToAngles(frame_.transpose() * start.axis, x[0], x[1]);
+      break;
+    case Part::kDirectionInPlane:
+      *x = std::atan2(0 - start.axis.x(), start.axis.y());
+      break;
+  }
+}
+
+bool ResidualModel::IsHeld(Part part) const {
+  const auto groups = std::span(groups_, groupCount_);
+  return std::any_of(groups.begin(), groups.end(),
+                     [part](const Group& g) { return g.part == part && g.held; });
 }
 
 LocalShape ResidualModel::At(const double* x) const {

@@ -28,13 +28,8 @@ enum class Part {
 /// the sum of squares that the solver minimises is the mean of e^2.
 class ResidualModel : public TRLeastSquares {
  public:
-  /// Sets the rotation between the angles of a free direction and space: direction = frame * d(a, b). The
-  /// angles lose the azimuth at the poles of this frame, so it is chosen with the start on its equator.
-  void SetDirectionFrame(const Eigen::Matrix3d& frame) { frame_ = frame; }
-
-  /// Initialize and Solve.
-  /// @param start  parameters of all groups, of held ones too
-  bool Refine(std::initializer_list<double> start);
+  /// Initialize with the free parameters of a start shape, and Solve.
+  bool Refine(const LocalShape& start);
 
   /// The shape at the free parameters x, with its frame.
   virtual LocalShape At(const double* x) const;
@@ -67,11 +62,15 @@ class ResidualModel : public TRLeastSquares {
   virtual void Differentiate(const double* x, const LocalShape& shape, Motion* motions) const;
   void ShareLevers(NormalEquations& sums) const;
   void Hold(std::initializer_list<Part> parts);
+  bool IsHeld(Part part) const;
+  void SetStart(Part part, const LocalShape& start, double* x);
 
   PointRefs points_;
   Group groups_[kMostGroups]{};
   int groupCount_ = 0;
   LocalShape held_;  ///< the kind, and the values of held parts; free parts are overwritten
+  /// Rotation between the angles of a free direction and space: direction = frame * d(a, b). Angles lose the
+  /// azimuth at the poles of their frame, so the start direction lies on the equator of this one.
   Eigen::Matrix3d frame_ = Eigen::Matrix3d::Identity();
 };
 

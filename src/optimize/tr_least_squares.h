@@ -32,11 +32,11 @@ class TRLeastSquares {
 
  protected:
   /// Takes the parameters of a held part out of the problem.
-  void RemoveParameters(int count) { parameterCount_ -= count; }
-  void SetResidualFunction(primfit::ResidualFunction function) { residualFunction_ = function; }
-  int ParameterCount() const { return parameterCount_; }
-  int ResidualCount() const { return residualCount_; }
-  double ResidualScale() const { return residualScale_; }
+  void RemoveParameters(int count) { problem_.parameterCount -= count; }
+  void SetResidualFunction(primfit::ResidualFunction function) { problem_.residualFunction = function; }
+  int ParameterCount() const { return problem_.parameterCount; }
+  int ResidualCount() const { return problem_.residualCount; }
+  double ResidualScale() const { return problem_.residualScale; }
   /// The current values of the free parameters.
   const double* X() const { return x_; }
   /// The normal equations at x from one pass over the points. False when the model has none at x: they are
@@ -52,29 +52,36 @@ class TRLeastSquares {
   bool AnswerRequest(int request);
   primfit::TrustRegionEngine& Solver();
 
-  primfit::TrustRegionKind kind_ = primfit::ChosenTrustRegion();
+  /// What the constructor and the holds ask for; a copy shares all of it.
+  struct Problem {
+    primfit::TrustRegionKind kind = primfit::ChosenTrustRegion();
+    bool summed = false;
+    int fullCount = 0;  ///< of parameters, before any hold
+    int parameterCount = 0;
+    int residualCount = 0;
+    double tolerance = 0;
+    int iterationLimit = 0;
+    int trialIterationLimit = 0;
+    double thresholds[6] = {};
+    double residualScale = 0;
+    double stepBoundFactor = 0;  ///< of the first step; 0 leaves it to the solver
+    primfit::ResidualFunction residualFunction = nullptr;
+  };
+
+  Problem problem_;
   primfit::NativeTrustRegion native_;
   std::unique_ptr<primfit::TrustRegionEngine> library_;
   bool started_ = false;
-  bool summed_;
-  double stepBoundFactor_ = 0;
-  int fullCount_;
-  int parameterCount_;
-  int residualCount_;
-  double tolerance_;
-  int iterationLimit_;
-  int trialIterationLimit_;
-  double thresholds_[6];
   double x_[primfit::kMostParameters]{};
   primfit::TrustRegionAnswers answers_;
   std::unique_ptr<double[]> fvec_;
   std::unique_ptr<double[]> fjac_;
+  // How the run went, for inspection. The library does not read these; they belong to the documented fields
+  // of this class.
   double initialNorm_ = 0;
   double finalNorm_ = 0;
   int stopCriterion_ = 0;
   int iterationsDone_ = 0;
-  double residualScale_;
-  primfit::ResidualFunction residualFunction_ = nullptr;
 };
 
 #endif  // PRIMFIT_SRC_OPTIMIZE_TR_LEAST_SQUARES_H_

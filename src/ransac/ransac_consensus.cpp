@@ -48,17 +48,7 @@ RansacConsensus::RansacConsensus(const Vector3d& seed, double radiusHint, int n,
   if (n_ < sampleSize_) throw primfit::FitError(primfit::messages::kNotEnoughPoints);
 }
 
-RansacConsensus::RansacConsensus(const RansacConsensus& other)
-    : updater_(other.updater_),
-      sampleSize_(other.sampleSize_),
-      successProbability_(other.successProbability_),
-      goodSampleRate_(other.goodSampleRate_),
-      scannerError_(other.scannerError_),
-      distanceTolerance_(other.distanceTolerance_),
-      n_(other.n_),
-      points_(other.points_),
-      seed_(other.seed_),
-      radiusHint_(other.radiusHint_) {}
+RansacConsensus::RansacConsensus(const RansacConsensus& other) = default;
 
 RansacConsensus::~RansacConsensus() = default;
 
@@ -70,7 +60,7 @@ void RansacConsensus::SamplePoints(int k, Vector3d* sample, Generator* generator
   const int m = std::min(k, n_);
   std::vector<int> indices(static_cast<std::size_t>(std::max(m - 1, 0)));
   {
-    const std::lock_guard guard(sampleLock_);
+    const std::lock_guard<std::mutex> guard(sampleLock_);
     primfit::DrawDistinct(n_, indices, [&] { return generator->Next(); });
   }
   std::transform(indices.begin(), indices.end(), sample, [&](int i) { return points_[i]; });

@@ -62,18 +62,6 @@ RansacFit::RansacFit(int n, const Vector3d* points, int sampleSize, double succe
   if (distanceTolerance_ < 0.001) throw primfit::FitError(primfit::messages::kDistanceTolerance);
 }
 
-RansacFit::RansacFit(const RansacFit& other)
-    : updater_(other.updater_),
-      optimizer_(other.optimizer_),
-      sampleSize_(other.sampleSize_),
-      successProbability_(other.successProbability_),
-      goodSampleRate_(other.goodSampleRate_),
-      scannerError_(other.scannerError_),
-      n_(other.n_),
-      earlyStop_(other.earlyStop_),
-      points_(other.points_),
-      distanceTolerance_(other.distanceTolerance_) {}
-
 RansacFit::~RansacFit() = default;
 
 void RansacFit::RequirePoints(int minimum) {
@@ -120,7 +108,7 @@ void RansacFit::SolveWorker(SearchState& state) {
 
 /// Distinct indices, each uniform over all points, in the order drawn.
 void RansacFit::DrawSample(SearchState& state, std::vector<int>& indices) {
-  const std::lock_guard guard(sampleLock_);
+  const std::lock_guard<std::mutex> guard(sampleLock_);
   primfit::DrawDistinct(n_, indices, [&] { return state.index(state.generator); });
 }
 

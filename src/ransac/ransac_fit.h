@@ -61,7 +61,7 @@ class RansacFit {
   RansacFit(int n, const Eigen::Vector3d* points, int sampleSize, double successProbability,
             double goodSampleRate, double scannerError, double distanceTolerance);
   /// Copies everything but the lock.
-  RansacFit(const RansacFit& other);
+  RansacFit(const RansacFit& other) = default;
   RansacFit& operator=(const RansacFit&) = delete;
 
   /// @throws primfit::FitError "Not enough points" when there are fewer than the shape needs
@@ -78,7 +78,13 @@ class RansacFit {
   void Consider(SearchState& state, const std::vector<int>& indices, const Eigen::Vector3d* samplePoints);
   OutputShape* RefitBest(SearchState& state);
 
-  std::mutex sampleLock_;
+  /// A copy has a lock of its own.
+  struct Lock : std::mutex {
+    Lock() = default;
+    Lock(const Lock& /*other*/) : std::mutex() {}
+  };
+
+  Lock sampleLock_;  ///< held while a sample is drawn: workers of a search may run at the same time
   FitProgressUpdater* updater_ = nullptr;
   const TROptimizer* optimizer_ = nullptr;
   int sampleSize_;
