@@ -4,7 +4,7 @@
 
 using Eigen::Vector3d;
 using primfit::Part;
-using Kind = primfit::LocalShape::Kind;
+using Kind = primfit::ShapeParameters::Kind;
 
 TRLine::TRLine(const primfit::PointRefs& points, double tolerance)
     : ResidualModel(Kind::kPlane, {Part::kDistance, Part::kDirectionInPlane}, points, tolerance) {}
@@ -69,8 +69,8 @@ void TRCone::GetResult(Vector3d& apex, double& angle, Vector3d& axis) const {
 
 namespace {
 
-void ReadTorus(const primfit::LocalShape& torus, Vector3d& center, double& majorRadius, double& minorRadius,
-               Vector3d& axis) {
+void ReadTorus(const primfit::ShapeParameters& torus, Vector3d& center, double& majorRadius,
+               double& minorRadius, Vector3d& axis) {
   center = torus.center;
   majorRadius = torus.major;
   minorRadius = torus.minor;
@@ -96,7 +96,7 @@ TRTorusProfile::TRTorusProfile(const primfit::PointRefs& points, double toleranc
       u_(u),
       w_(w) {}
 
-primfit::LocalShape TRTorusProfile::At(const double* x) const {
+primfit::ShapeParameters TRTorusProfile::At(const double* x) const {
   const double bendRadius = x[0];
   const double c = std::cos(x[1]);
   const double s = std::sin(x[1]);
@@ -104,13 +104,13 @@ primfit::LocalShape TRTorusProfile::At(const double* x) const {
       {Kind::kTorus, p_ - bendRadius * (c * u_ + s * w_), c * w_ - s * u_, bendRadius, r_});
 }
 
-void TRTorusProfile::Differentiate(const double* x, const primfit::LocalShape& shape,
-                                   primfit::Motion* motions) const {
+void TRTorusProfile::Differentiate(const double* x, const primfit::ShapeParameters& shape,
+                                   primfit::ShapeDerivative* derivatives) const {
   const Vector3d outward = std::cos(x[1]) * u_ + std::sin(x[1]) * w_;  // from the bend's centre to P
-  motions[0].center = -outward;
-  motions[0].major = 1;
-  motions[1].center = -shape.major * shape.axis;
-  motions[1].axis = -outward;
+  derivatives[0].center = -outward;
+  derivatives[0].major = 1;
+  derivatives[1].center = -shape.major * shape.axis;
+  derivatives[1].axis = -outward;
 }
 
 void TRTorusProfile::GetResult(Vector3d& center, double& majorRadius, double& minorRadius,

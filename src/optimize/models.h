@@ -112,11 +112,11 @@ class TRTorusProfile final : public primfit::ResidualModel {
                  const Eigen::Vector3d& u, const Eigen::Vector3d& w);
   void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius,
                  Eigen::Vector3d& axis) const;
-  primfit::LocalShape At(const double* x) const override;
+  primfit::ShapeParameters At(const double* x) const override;
 
  private:
-  void Differentiate(const double* x, const primfit::LocalShape& shape,
-                     primfit::Motion* motions) const override;
+  void Differentiate(const double* x, const primfit::ShapeParameters& shape,
+                     primfit::ShapeDerivative* derivatives) const override;
   Eigen::Vector3d p_;
   double r_;
   Eigen::Vector3d u_, w_;

@@ -36,7 +36,7 @@ int SizeOf(std::initializer_list<Part> parts) {
 
 /// |q - R v| - r with q the point less the centre and v its unit radial direction. Points within 1e-6 of the
 /// axis are equally far from the whole centre circle, so there any direction across the axis serves for v.
-double TorusDistance(const LocalShape& torus, const Vector3d& p) {
+double TorusDistance(const ShapeParameters& torus, const Vector3d& p) {
   const Vector3d q = p - torus.center;
   Vector3d radial = q - q.dot(torus.axis) * torus.axis;
   if (radial.lpNorm<1>() < 1e-6) {
@@ -50,24 +50,24 @@ double TorusDistance(const LocalShape& torus, const Vector3d& p) {
 
 }  // namespace
 
-double SignedDistance(const LocalShape& shape, const Vector3d& p) {
+double SignedDistance(const ShapeParameters& shape, const Vector3d& p) {
   using Vector = Triple<double>;
   const Vector center(shape.center), axis(shape.axis);
   switch (shape.kind) {
-    case LocalShape::Kind::kSphere:
+    case ShapeParameters::Kind::kSphere:
       return DistanceAt(SphereFormula<double>{center, shape.minor}, p);
-    case LocalShape::Kind::kCylinder:
+    case ShapeParameters::Kind::kCylinder:
       return DistanceAt(CylinderFormula<double>{center, axis, shape.minor}, p);
-    case LocalShape::Kind::kCone:
+    case ShapeParameters::Kind::kCone:
       return DistanceAt(ConeFormula<double>{center, axis, shape.sine, shape.cosine}, p);
-    case LocalShape::Kind::kTorus:
+    case ShapeParameters::Kind::kTorus:
       return TorusDistance(shape, p);
     default:
       return DistanceAt(PlaneFormula<double>{center, axis}, p);
   }
 }
 
-ResidualModel::ResidualModel(LocalShape::Kind kind, std::initializer_list<Part> parts,
+ResidualModel::ResidualModel(ShapeParameters::Kind kind, std::initializer_list<Part> parts,
                              const PointRefs& points, double tolerance)
     : TRLeastSquares(SizeOf(parts), points.count, tolerance, kIterations, kIterations, true),
       points_(points) {
@@ -104,7 +104,7 @@ void ResidualModel::HoldMinor(double minor) {
   Hold({Part::kMinor});
 }
 
-bool ResidualModel::Refine(const LocalShape& start) {
+bool ResidualModel::Refine(const ShapeParameters& start) {
   double free[kMostParameters] = {};
   double* x = free;
   for (const Group& group : std::span(groups_, groupCount_)) {
@@ -116,7 +116,7 @@ bool ResidualModel::Refine(const LocalShape& start) {
 }
 
 /// Writes the parameters of a part of the start shape, and for a direction chooses their frame.
-void ResidualModel::SetStart(Part part, const LocalShape& start, double* x) {
+void ResidualModel::SetStart(Part part, const ShapeParameters& start, double* x) {
   switch (part) {
     case Part::kCenter:
       std::copy_n(start.center.data(), 3, x);
@@ -149,8 +149,8 @@ bool ResidualModel::IsHeld(Part part) const {
                      [part](const Group& g) { return g.part == part && g.held; });
 }
 
-LocalShape ResidualModel::At(const double* x) const {
-  LocalShape shape = held_;
+ShapeParameters ResidualModel::At(const double* x) const {
+  ShapeParameters shape = held_;
   const double* distance = nullptr;
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
@@ -183,70 +183,71 @@ LocalShape ResidualModel::At(const double* x) const {
   return WithFrame(shape);
 }
 
-void ResidualModel::Differentiate(const double* x, const LocalShape& shape, Motion* motions) const {
+void ResidualModel::Differentiate(const double* x, const ShapeParameters& shape,
+                                  ShapeDerivative* derivatives) const {
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
     switch (group.part) {
       case Part::kCenter:
       case Part::kCenterInPlane:
-        for (int i = 0; i < group.size; ++i) motions[i].center = Vector3d::Unit(i);
+        for (int i = 0; i < group.size; ++i) derivatives[i].center = Vector3d::Unit(i);
         break;
       case Part::kDistance:
-        motions->center = shape.axis;
+        derivatives->center = shape.axis;
         break;
       case Part::kMajor:
-        motions->major = 1;
+        derivatives->major = 1;
         break;
       case Part::kMinor:
-        motions->minor = 1;
+        derivatives->minor = 1;
         break;
       case Part::kDirection: {
-        const AxisMotions axis(x[0], x[1]);
-        motions[0].axis = frame_ * axis.byAzimuth;
-        motions[1].axis = frame_ * axis.byElevation;
+        const DirectionDerivatives axis(x[0], x[1]);
+        derivatives[0].axis = frame_ * axis.byAzimuth;
+        derivatives[1].axis = frame_ * axis.byElevation;
         break;
       }
       case Part::kDirectionInPlane:
-        motions->axis = {-shape.axis.y(), shape.axis.x(), 0};
+        derivatives->axis = {-shape.axis.y(), shape.axis.x(), 0};
         break;
     }
     x += group.size;
-    motions += group.size;
+    derivatives += group.size;
   }
 }
 
-/// The pass over the points measures against a unit axis. A held axis may have another length; then there
-/// are no sums, and the solver falls back on residuals. A plane's distance is linear in its normal, which may
-/// have any length.
-bool ResidualModel::SumUp(const double* x, NormalEquations& sums) const {
-  const LocalShape shape = At(x);
-  if (shape.kind != LocalShape::Kind::kPlane && !(std::abs(shape.axis.squaredNorm() - 1) < 1e-12))
+/// The pass over the points measures against a unit axis. A held axis may have another length; then there are
+/// no normal equations here, and they are made of residuals. A plane's distance is linear in its normal,
+/// which may have any length.
+bool ResidualModel::NormalEquationsAt(const double* x, NormalEquations& equations) const {
+  const ShapeParameters shape = At(x);
+  if (shape.kind != ShapeParameters::Kind::kPlane && !(std::abs(shape.axis.squaredNorm() - 1) < 1e-12))
     return false;
-  Motion motions[kMostParameters];
-  Differentiate(x, shape, motions);
-  sums = primfit::SumUp(shape, motions, ParameterCount(), points_);
-  ShareLevers(sums);
+  ShapeDerivative derivatives[kMostParameters];
+  Differentiate(x, shape, derivatives);
+  equations = NormalEquationsOf(shape, derivatives, ParameterCount(), points_);
+  ShareSensitivities(equations);
   return true;
 }
 
-/// Coordinates of one point get one lever, so that which of them a degenerate direction lies along does not
-/// depend on the shape's pose.
-void ResidualModel::ShareLevers(NormalEquations& sums) const {
-  double* lever = sums.lever;
+/// Coordinates of one point get one sensitivity. Otherwise the scaling of steps would depend on how the shape
+/// is turned, and with it which way a direction goes that the points do not determine.
+void ResidualModel::ShareSensitivities(NormalEquations& equations) const {
+  double* sensitivity = equations.sensitivity;
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
     if (group.part == Part::kCenter || group.part == Part::kCenterInPlane) {
       double squared = 0;
-      for (int i = 0; i < group.size; ++i) squared += lever[i] * lever[i];
-      std::fill_n(lever, group.size, std::sqrt(squared));
+      for (int i = 0; i < group.size; ++i) squared += sensitivity[i] * sensitivity[i];
+      std::fill_n(sensitivity, group.size, std::sqrt(squared));
     }
-    lever += group.size;
+    sensitivity += group.size;
   }
 }
 
 void ResidualModel::Residuals(int* m, int* /*n*/, double* x, double* f, void* model) {
   const auto& self = static_cast<const ResidualModel&>(*static_cast<const TRLeastSquares*>(model));
-  const LocalShape shape = self.At(x);
+  const ShapeParameters shape = self.At(x);
   for (int i = 0; i < *m; ++i) f[i] = SignedDistance(shape, self.points_[i]) / self.ResidualScale();
 }
 

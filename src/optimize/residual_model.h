@@ -29,13 +29,13 @@ enum class Part {
 class ResidualModel : public TRLeastSquares {
  public:
   /// Initialize with the free parameters of a start shape, and Solve.
-  bool Refine(const LocalShape& start);
+  bool Refine(const ShapeParameters& start);
 
   /// The shape at the free parameters x, with its frame.
-  virtual LocalShape At(const double* x) const;
+  virtual ShapeParameters At(const double* x) const;
 
  protected:
-  ResidualModel(LocalShape::Kind kind, std::initializer_list<Part> parts, const PointRefs& points,
+  ResidualModel(ShapeParameters::Kind kind, std::initializer_list<Part> parts, const PointRefs& points,
                 double tolerance);
 
   // Each of these holds a part at a value. A held direction enters the formulas as it is given, of unit
@@ -46,7 +46,7 @@ class ResidualModel : public TRLeastSquares {
   void HoldMinor(double minor);
 
   /// The shape that Solve found.
-  LocalShape Result() const { return At(X()); }
+  ShapeParameters Result() const { return At(X()); }
 
  private:
   struct Group {
@@ -57,18 +57,19 @@ class ResidualModel : public TRLeastSquares {
   static constexpr int kMostGroups = 4;
 
   static void Residuals(int* m, int* n, double* x, double* f, void* model);
-  bool SumUp(const double* x, NormalEquations& sums) const final;
+  bool NormalEquationsAt(const double* x, NormalEquations& equations) const final;
   /// How the shape changes with each free parameter.
-  virtual void Differentiate(const double* x, const LocalShape& shape, Motion* motions) const;
-  void ShareLevers(NormalEquations& sums) const;
+  virtual void Differentiate(const double* x, const ShapeParameters& shape,
+                             ShapeDerivative* derivatives) const;
+  void ShareSensitivities(NormalEquations& equations) const;
   void Hold(std::initializer_list<Part> parts);
   bool IsHeld(Part part) const;
-  void SetStart(Part part, const LocalShape& start, double* x);
+  void SetStart(Part part, const ShapeParameters& start, double* x);
 
   PointRefs points_;
   Group groups_[kMostGroups]{};
   int groupCount_ = 0;
-  LocalShape held_;  ///< the kind, and the values of held parts; free parts are overwritten
+  ShapeParameters held_;  ///< the kind, and the values of held parts; free parts are overwritten
   /// Rotation between the angles of a free direction and space: direction = frame * d(a, b). Angles lose the
   /// azimuth at the poles of their frame, so the start direction lies on the equator of this one.
   Eigen::Matrix3d frame_ = Eigen::Matrix3d::Identity();
@@ -77,7 +78,7 @@ class ResidualModel : public TRLeastSquares {
 /// The signed orthogonal distance of a point from a plane, sphere, cylinder, cone or torus that has its
 /// frame. A line of the x-y plane is given as the plane through it along z, and a circle as the sphere about
 /// it.
-double SignedDistance(const LocalShape& shape, const Eigen::Vector3d& p);
+double SignedDistance(const ShapeParameters& shape, const Eigen::Vector3d& p);
 
 }  // namespace primfit
 

@@ -17,24 +17,26 @@ bool AllFinite(const double* values, std::size_t count) {
   return std::all_of(values, values + count, [](double v) { return std::isfinite(v); });
 }
 
-/// Null when there is no memory; a count that no address space holds would make even the nothrow form throw.
+/// New numbers, or null when there is no memory. A count that no address space holds would make even the
+/// nothrow form of new throw.
 std::unique_ptr<double[]> NewDoubles(std::size_t rows, std::size_t columns) {
-  constexpr std::size_t kMost = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(double);
-  if (columns != 0 && rows > kMost / columns) return nullptr;
+  constexpr std::size_t kLargestCount = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(double);
+  if (columns != 0 && rows > kLargestCount / columns) return nullptr;
   return std::unique_ptr<double[]>(new (std::nothrow) double[rows * columns]);
 }
 
 }  // namespace
 
 TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, int iterations,
-                               int trialIterations, bool summed) {
-  problem_.summed = summed;
+                               int trialIterations, bool offersNormalEquations) {
+  problem_.offersNormalEquations = offersNormalEquations;
   problem_.fullCount = problem_.parameterCount = parameters;
   problem_.residualCount = residuals;
   problem_.tolerance = tolerance;
   problem_.iterationLimit = iterations;
   problem_.trialIterationLimit = trialIterations;
   problem_.residualScale = std::sqrt(static_cast<double>(std::max(residuals, 0)));
+  // Thresholds in terms of the scanner error: what is gained below a hundredth of it is noise.
   const double h = tolerance * 0.5;
   double* thresholds = problem_.thresholds;
   thresholds[0] = std::min(h / 50, 0.01);          // size of the trust region; precision of the Jacobian
@@ -43,7 +45,7 @@ TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, 
   thresholds[3] = std::min(h / 50, 0.01);          // norm of a trial step
   thresholds[4] = h / 100;                         // predicted decrease
   thresholds[5] = h * h / 10000;                   // precision of a trial step
-  if (!summed || problem_.kind == primfit::TrustRegionKind::kLibrary) Allocate();
+  if (!offersNormalEquations || problem_.kind == primfit::TrustRegionKind::kLibrary) Allocate();
 }
 
 TRLeastSquares::TRLeastSquares(const TRLeastSquares& other) : problem_(other.problem_) {
@@ -65,7 +67,9 @@ primfit::TrustRegionEngine& TRLeastSquares::Solver() {
   return *library_;
 }
 
-bool TRLeastSquares::SumUp(const double*, primfit::NormalEquations&) const { return false; }
+bool TRLeastSquares::NormalEquationsAt(const double* /*x*/, primfit::NormalEquations& /*equations*/) const {
+  return false;
+}
 
 void TRLeastSquares::EvaluateResiduals() {
   problem_.residualFunction(&problem_.residualCount, &problem_.parameterCount, x_, fvec_.get(), this);
@@ -77,13 +81,13 @@ bool TRLeastSquares::EvaluateJacobian() {
          AllFinite(fjac_.get(), Size(problem_.residualCount) * Size(problem_.parameterCount));
 }
 
-bool TRLeastSquares::EvaluateSums() {
-  if (problem_.summed && SumUp(x_, answers_.sums)) return true;
+bool TRLeastSquares::EvaluateNormalEquations() {
+  if (problem_.offersNormalEquations && NormalEquationsAt(x_, answers_.normalEquations)) return true;
   if (!fjac_) Allocate();
   EvaluateResiduals();
   const bool finite = EvaluateJacobian();
-  answers_.sums =
-      primfit::SumUp(fvec_.get(), fjac_.get(), problem_.residualCount, problem_.parameterCount, x_);
+  answers_.normalEquations = primfit::NormalEquationsOf(fvec_.get(), fjac_.get(), problem_.residualCount,
+                                                        problem_.parameterCount, x_);
   return finite;
 }
 
@@ -102,14 +106,14 @@ bool TRLeastSquares::Initialize(const double* x0) {
                primfit::kTrustRegionSuccess;
     if (!started_) return false;
   }
-  return 10000 * problem_.tolerance * problem_.tolerance > StartSquares();
+  return 10000 * problem_.tolerance * problem_.tolerance > SumOfSquaresAtStart();
 }
 
-/// The sum of squares at the start. A solver that works on sums has those of the start with it.
-double TRLeastSquares::StartSquares() {
+/// The sum of squared residuals at the start. The native engine wants the normal equations there anyway.
+double TRLeastSquares::SumOfSquaresAtStart() {
   if (problem_.kind == primfit::TrustRegionKind::kNative) {
-    EvaluateSums();  // numbers that are not finite are found by the first step
-    return answers_.sums.squares;
+    EvaluateNormalEquations();  // numbers that are not finite are found by the first step
+    return answers_.normalEquations.sumOfSquares;
   }
   EvaluateResiduals();
   return std::inner_product(fvec_.get(), fvec_.get() + problem_.residualCount, fvec_.get(), 0.0);
@@ -128,8 +132,9 @@ bool TRLeastSquares::Solve() {
   }
 }
 
-/// False for a number that is not finite: one NaN in the Jacobian and the library solver's next step would
-/// never return.
+/// Evaluates what a step asks for.
+/// @return false for a number that is not finite: with one NaN in the Jacobian the library engine's next step
+///     never returns
 bool TRLeastSquares::AnswerRequest(int request) {
   switch (request) {
     case primfit::kNeedResiduals:
@@ -137,8 +142,8 @@ bool TRLeastSquares::AnswerRequest(int request) {
       return AllFinite(fvec_.get(), Size(problem_.residualCount));
     case primfit::kNeedJacobian:
       return EvaluateJacobian();
-    case primfit::kNeedSums:
-      return EvaluateSums();
+    case primfit::kNeedNormalEquations:
+      return EvaluateNormalEquations();
     default:
       return true;
   }

@@ -16,12 +16,12 @@ namespace primfit::testing {
 namespace {
 
 using Eigen::Vector3d;
-using Shape = LocalShape::Kind;
+using Shape = ShapeParameters::Kind;
 using Gram = std::vector<double>;
-constexpr int kStride = LocalShape::kGramStride;
+constexpr int kStride = ShapeParameters::kGramStride;
 
-/// The columns of a point and, last, its distances, as LocalShape lists them.
-std::vector<double> ColumnsOf(const LocalShape& shape, const Vector3d& p) {
+/// The columns of a point and, last, its distances, as ShapeParameters lists them.
+std::vector<double> ColumnsOf(const ShapeParameters& shape, const Vector3d& p) {
   const Vector3d q = p - shape.center;
   const double x = q.dot(shape.u), y = q.dot(shape.w), h = q.dot(shape.axis);
   const double rho = std::hypot(x, y), c = x / rho, s = y / rho, length = q.norm();
@@ -47,11 +47,11 @@ std::vector<double> ColumnsOf(const LocalShape& shape, const Vector3d& p) {
 }
 
 /// The inner products by a plain loop over the points.
-Gram PlainGram(const LocalShape& shape, const PointRefs& points) {
+Gram PlainGram(const ShapeParameters& shape, const PointRefs& points) {
   Gram gram(kStride * kStride, 0.0);
   for (int k = 0; k < points.count; ++k) {
     const std::vector<double> columns = ColumnsOf(shape, points[k]);
-    const double weight = points.roots != nullptr ? points.roots[k] * points.roots[k] : 1;
+    const double weight = points.rootWeights != nullptr ? points.rootWeights[k] * points.rootWeights[k] : 1;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       for (std::size_t j = 0; j < columns.size(); ++j)
         gram[i * kStride + j] += weight * columns[i] * columns[j];
@@ -75,7 +75,7 @@ class Grams : public ::testing::Test {
     }
     for (const Vector3d& p : points) pointers.push_back(&p);
   }
-  LocalShape AShape(Shape kind) {
+  ShapeParameters AShape(Shape kind) {
     return WithFrame({kind, random.InCube(1), random.Direction(), 1, 0.4, {}, {}});
   }
   /// Only planes and spheres, which lines and circles are in their planes, are seen in one.
@@ -102,7 +102,7 @@ constexpr Shape kAllKinds[] = {Shape::kLine,     Shape::kPlane, Shape::kSphere,
 
 TEST_F(Grams, AreThoseOfAPlainLoop) {
   for (const Shape kind : kAllKinds) {
-    const LocalShape shape = AShape(kind);
+    const ShapeParameters shape = AShape(kind);
     for (const int n : kLengths) {
       for (const View& view : Views(kind, n)) {
         const Gram plain = PlainGram(shape, view.refs);
@@ -126,7 +126,7 @@ TEST_F(Grams, AreThoseOfAPlainLoop) {
 TEST_F(Grams, AreTheSameHoweverThePointsCome) {
   const std::vector<double> ones(points.size(), 1.0);
   for (const Shape kind : kAllKinds) {
-    const LocalShape shape = AShape(kind);
+    const ShapeParameters shape = AShape(kind);
     for (const int n : kLengths) {
       const PointRefs ways[] = {{n, points.data()},
                                 {n, nullptr, pointers.data()},
@@ -147,14 +147,14 @@ TEST_F(Grams, AreTheSameHoweverThePointsCome) {
 /// A solver that sees sums of a point without coordinates has to see that they are no numbers.
 TEST_F(Grams, ShowAPointThatIsNotANumber) {
   for (const Shape kind : kAllKinds) {
-    const LocalShape shape = AShape(kind);
+    const ShapeParameters shape = AShape(kind);
     const auto last = static_cast<std::size_t>(ColumnsOf(shape, points[0]).size() - 1);
     for (const int n : {1, 8, 9, 129}) {
       for (const int bad : {0, n / 2, n - 1}) {
         const Vector3d good = points[static_cast<std::size_t>(bad)];
         points[static_cast<std::size_t>(bad)] = Vector3d::Constant(std::nan(""));
         for (const View& view : Views(kind, n)) {
-          if (view.refs.roots != nullptr) continue;
+          if (view.refs.rootWeights != nullptr) continue;
           OnEveryTarget([&] {
             Gram gram(kStride * kStride);
             AccumulateGram(shape, view.refs, gram.data());
@@ -191,7 +191,7 @@ TEST(SmallMatrices, AreMultipliedAndSolvedAlikeOnEveryTarget) {
       OnEveryTarget([&] {
         SmallMatrix a{};
         double b[kMostParameters] = {}, scale[kMostParameters] = {}, z[kMostParameters];
-        Congruent(factors, n, m, g, a, b);
+        CongruenceProduct(factors, n, m, g, a, b);
         for (int i = 0; i < n; ++i) {
           EXPECT_NEAR(b[i], lastColumn[i], 1e-12);
           for (int j = 0; j < n; ++j) EXPECT_NEAR(a[i][j], product(i, j), 1e-12);

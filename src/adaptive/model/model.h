@@ -74,7 +74,7 @@ ParameterKind MinorOf(ShapeKind kind);
 struct FreeParameter {
   ParameterKind kind;
   Eigen::Vector3d direction;  ///< in which a position or direction moves; zero for a size
-  Motion motion;
+  ShapeDerivative motion;
 };
 
 struct FreeParameters {
@@ -94,7 +94,7 @@ inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* r
   PointRefs refs;
   refs.count = static_cast<int>(points.size());
   refs.rows = points.data();
-  refs.roots = roots;
+  refs.rootWeights = roots;
   return refs;
 }
 
