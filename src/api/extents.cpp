@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <utility>
 
 #include "fit/fit_memory.h"
 #include "fit/vector_math.h"
@@ -34,54 +35,34 @@ double Tolerance(const Fitted<S>& fitted) {
   return std::max(1e-6, 3 * fitted.quality.rmsDistance);
 }
 
-/// What is known of some azimuths in [0, 2 pi).
-struct Azimuths {
-  double first, last;     // the smallest and the largest
-  double gap, behindGap;  // the largest difference of neighbours, the azimuth behind it
-};
-
-/// Of neighbours in bins, of which a gap that is wider than a bin has to leave one. Where there is none the
-/// gap is only a lower bound: it and the truth are below `resolution`.
+/// The gaps of all azimuths, each taken by itself.
 template <class ForEach>
-Azimuths BinnedAzimuths(std::size_t count, const ForEach& forEach, double& resolution) {
-  const std::size_t bins = std::clamp<std::size_t>(count / 2, 16, 16384);
-  resolution = 8.0 / static_cast<double>(bins);  // in the middle of a side the azimuth turns by 2 for 1
-  const Scratch<double> low(bins), high(bins);
-  std::fill_n(low.data(), bins, 5.0);
-  std::fill_n(high.data(), bins, -1.0);
-  forEach([&](double square) {
-    const auto bin = std::min(static_cast<std::size_t>(square * (static_cast<double>(bins) / 4)), bins - 1);
-    low[bin] = std::min(low[bin], square);
-    high[bin] = std::max(high[bin], square);
-  });
-  Azimuths found{-1, 0, 0, 0};
-  for (std::size_t bin = 0; bin < bins; ++bin) {
-    if (high[bin] < 0) continue;
-    const double begin = AzimuthOf(low[bin]);
-    if (found.first < 0) found.first = found.last = begin;
-    if (begin - found.last > found.gap) {
-      found.gap = begin - found.last;
-      found.behindGap = begin;
-    }
-    found.last = AzimuthOf(high[bin]);
-  }
-  return found;
-}
-
-template <class ForEach>
-Azimuths SortedAzimuths(std::size_t count, const ForEach& forEach) {
+AzimuthGaps SortedGaps(std::size_t count, const ForEach& forEach) {
   const Scratch<double> azimuths(count);
   double* end = azimuths.data();
   forEach([&](double square) { *end++ = AzimuthOf(square); });
   std::sort(azimuths.data(), end);
-  Azimuths found{azimuths[0], end[-1], 0, 0};
-  for (std::size_t i = 1; i < count; ++i) {
-    if (azimuths[i] - azimuths[i - 1] > found.gap) {
-      found.gap = azimuths[i] - azimuths[i - 1];
-      found.behindGap = azimuths[i];
-    }
-  }
-  return found;
+  AzimuthGaps gaps;
+  for (const double* azimuth = azimuths.data(); azimuth != end; ++azimuth) gaps.Add(*azimuth, *azimuth);
+  return gaps;
+}
+
+/// The gaps of azimuths in bins, and how wide a gap can be that hides in one.
+template <class ForEach>
+std::pair<AzimuthGaps, double> BinnedGaps(std::size_t count, const ForEach& forEach) {
+  constexpr std::size_t kFewestBins = 16, kMostBins = 16384;
+  AzimuthBins bins(std::clamp<std::size_t>(count / 2, kFewestBins, kMostBins));
+  forEach([&](double square) { bins.Add(square); });
+  return {bins.Gaps([](std::size_t) { return true; }), bins.Resolution()};
+}
+
+/// The gaps of azimuths; where even the widest is narrower than a bin they are taken one by one.
+template <class ForEach>
+AzimuthGaps GapsOf(std::size_t count, const ForEach& forEach) {
+  const auto [gaps, resolution] = BinnedGaps(count, forEach);
+  const double span = gaps.last - gaps.first;
+  const double widest = std::max(gaps.gap, std::min(span, 2 * pi - span));
+  return widest < resolution ? SortedGaps(count, forEach) : gaps;
 }
 
 }  // namespace
@@ -108,15 +89,14 @@ double ElbowAngularExtent(const Vector3d& center, const Vector3d& axis, std::spa
   const auto forEach = [&](const auto& visit) {
     for (const Vector3d& p : close) visit(SquareAzimuth((p - center).dot(e1), (p - center).dot(e2)));
   };
-  double resolution = 0;
-  Azimuths azimuths = BinnedAzimuths(close.size(), forEach, resolution);
-  const double span = azimuths.last - azimuths.first;
-  const double enough = std::min(span, 2 * pi - span);
-  if (azimuths.gap < resolution && enough < resolution) azimuths = SortedAzimuths(close.size(), forEach);
-  const bool wraps = azimuths.gap > enough;
-  const double start = wraps ? azimuths.behindGap : azimuths.first;
+  const AzimuthGaps gaps = GapsOf(close.size(), forEach);
+  const double span = gaps.last - gaps.first;
+  // The points wrap around azimuth 0 where their widest gap is wider than the gap across it, and than they
+  // reach.
+  const bool wraps = gaps.gap > std::min(span, 2 * pi - span);
+  const double start = wraps ? gaps.behindGap : gaps.first;
   xAxis = std::cos(start) * e1 + std::sin(start) * e2;
-  return wraps ? 2 * pi - azimuths.gap : span;
+  return wraps ? 2 * pi - gaps.gap : span;
 }
 
 }  // namespace primfit

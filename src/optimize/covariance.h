@@ -1,4 +1,4 @@
-// How exactly least squares know their parameters.
+// How exactly the points determine the parameters of a least-squares fit.
 #ifndef PRIMFIT_SRC_OPTIMIZE_COVARIANCE_H_
 #define PRIMFIT_SRC_OPTIMIZE_COVARIANCE_H_
 

@@ -9,6 +9,7 @@
 using std::numbers::pi;
 
 void AxisToAngles(const Eigen::Vector3d& d, double& azimuth, double& elevation) {
+  // Deliberate: the quadrants by cases, not atan2, so that the equator's +x direction has azimuth 2 pi.
   azimuth = 0;
   if (d.z() > 0.99999999) {
     elevation = pi / 2;
@@ -49,7 +50,7 @@ Eigen::Vector3d AnglesToAxis(double azimuth, double elevation) {
           std::sin(elevation)};
 }
 
-AxisMotions::AxisMotions(double azimuth, double elevation) {
+DirectionDerivatives::DirectionDerivatives(double azimuth, double elevation) {
   const double sa = std::sin(azimuth), ca = std::cos(azimuth);
   const double sb = std::sin(elevation), cb = std::cos(elevation);
   byAzimuth = {-sa * cb, ca * cb, 0};

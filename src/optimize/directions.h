@@ -14,15 +14,17 @@ void UnitPerpendicular(Eigen::Vector3d& v);
 namespace primfit {
 
 Eigen::Vector3d AnglesToAxis(double azimuth, double elevation);
-/// The derivatives of d(a, b).
-struct AxisMotions {
-  AxisMotions(double azimuth, double elevation);
+
+/// The derivatives of d(a, b) by its two angles.
+struct DirectionDerivatives {
+  DirectionDerivatives(double azimuth, double elevation);
   Eigen::Vector3d byAzimuth, byElevation;
 };
 
 /// A rotation that takes a point of the equator, azimuth pi / 2, to the unit vector d. Directions near d then
-/// have well-conditioned angles whatever d is; at a pole the azimuth is undetermined and a solver starves.
-/// The identity for a vector that is not of unit length.
+/// have well-conditioned angles whatever d is. At a pole the azimuth is undetermined: its column of the
+/// Jacobian vanishes, and a solver cannot turn the direction that way. The identity for a vector that is not
+/// of unit length.
 Eigen::Matrix3d EquatorFrame(const Eigen::Vector3d& d);
 
 }  // namespace primfit

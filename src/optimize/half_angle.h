@@ -4,10 +4,12 @@
 #include <cmath>
 #include <numbers>
 
+// The half-angle of a cone, radians. A refinement works on it as on any number, and where it ends up decides
+// whether there is a cone.
 namespace primfit {
 
-/// An angle less whole half turns. Of a cone's half-angle, as a half turn only changes the sign of its
-/// deviation rho cos(angle) - |h| sin(angle), these are the same surface.
+/// An angle less whole half turns. A half turn more changes only the sign of a cone's signed distance rho
+/// cos(angle) - |h| sin(angle), so it is the half-angle of the same surface.
 inline double WithinHalfTurn(double angle) {
   return angle - std::numbers::pi * std::floor(angle / std::numbers::pi);
 }

@@ -1,216 +1,122 @@
-// The eight residual models: parameter groups, deviation of a point, holds and read-back of each primitive. A
-// held direction enters the formulas as it was given; results are read after a successful Solve. At(x) is the
-// shape at the free parameters x, callable with a point for its signed deviation; Local(x) is the same shape,
-// and kMoves what its parameters move, for the pass that sums up.
+// The eight residual models, each with the parameters that it has, the parts that can be held, and what is
+// read back after a successful Refine. The formula of each is that of the shape's signed distance e.
 #ifndef PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 #define PRIMFIT_SRC_OPTIMIZE_MODELS_H_
 
 #include <Eigen/Core>
+#include <optional>
 
 #include "optimize/residual_model.h"
-#include "shapes/formulas.h"
 
-namespace primfit {
-
-/// A formula of shapes/formulas.h as a function of a point, with the parameters that it was made from.
-template <class Formula, class Parameters>
-struct DeviationOf : Parameters {
-  Formula formula;
-  double operator()(const Eigen::Vector3d& p) const { return DistanceAt(formula, p); }
-};
-
-}  // namespace primfit
-
-/// A line in the local x-y plane: distance rho of the root from the origin along the normal, angle theta of
-/// the direction. e = n . (p - p0) with n = (-sin theta, cos theta, 0) and p0 = rho n.
-class TRLine final : public primfit::ResidualModel<TRLine, 1, 1> {
+/// A line of the x-y plane: its distance rho from the origin along the normal n, and the angle theta of its
+/// direction. e = n . (p - rho n) with n = (-sin theta, cos theta, 0).
+class TRLine final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixRoot(const Eigen::Vector3d& root) { Hold(0, root_, root); }
-  void FixDirection(const Eigen::Vector3d& direction) { Hold(1, direction_, direction); }
+  /// @param points  `count` pointers to points; the array and the points outlive the model
+  TRLine(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRLine({count, nullptr, points}, tolerance) {}
+  TRLine(const primfit::PointRefs& points, double tolerance);
+  void FixRoot(const Eigen::Vector3d& root) { HoldCenter(root); }
+  void FixDirection(const Eigen::Vector3d& direction);
   void GetResult(Eigen::Vector3d& root, Eigen::Vector3d& direction) const;
 
-  struct Line {
-    Eigen::Vector3d root, direction, normal;
-    double operator()(const Eigen::Vector3d& p) const { return normal.dot(p - root); }
-  };
-  Line At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kOffset, primfit::Moves::kTurn};
-  primfit::LocalShape Local(const double* x) const;
-
  private:
-  primfit::HeldVector root_, direction_;
+  std::optional<Eigen::Vector3d> direction_;
 };
 
-/// A circle in the local x-y plane: centre x, y, then radius. e = |p - c| - R.
-class TRCircle final : public primfit::ResidualModel<TRCircle, 2, 1> {
+/// A circle of the x-y plane: centre x, y, then radius. e = |p - c| - R, which for points of the plane is the
+/// distance.
+class TRCircle final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixCenter(const Eigen::Vector3d& center) { Hold(0, center_, center); }
-  void FixRadius(double radius) { Hold(1, radius_, radius); }
+  TRCircle(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRCircle({count, nullptr, points}, tolerance) {}
+  TRCircle(const primfit::PointRefs& points, double tolerance);
+  void FixCenter(const Eigen::Vector3d& center) { HoldCenter(center); }
+  void FixRadius(double radius) { HoldMinor(radius); }
   void GetResult(Eigen::Vector3d& center, double& radius) const;
-
-  struct Parameters {
-    Eigen::Vector3d center;
-    double radius;
-  };
-  using Circle = primfit::DeviationOf<primfit::SphereFormula<double>, Parameters>;
-  Circle At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor};
-  primfit::LocalShape Local(const double* x) const;
-
- private:
-  primfit::HeldVector center_;
-  primfit::HeldNumber radius_;
 };
 
 /// A plane: distance rho of the origin along the normal n, then the angles of n. e = n . (p - rho n).
-class TRPlane final : public primfit::ResidualModel<TRPlane, 1, 2> {
+class TRPlane final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixOrigin(const Eigen::Vector3d& origin) { Hold(0, origin_, origin); }
-  void FixNormal(const Eigen::Vector3d& normal) { Hold(1, normal_, normal); }
+  TRPlane(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRPlane({count, nullptr, points}, tolerance) {}
+  TRPlane(const primfit::PointRefs& points, double tolerance);
+  void FixOrigin(const Eigen::Vector3d& origin) { HoldCenter(origin); }
+  void FixNormal(const Eigen::Vector3d& normal) { HoldAxis(normal); }
   void GetResult(Eigen::Vector3d& origin, Eigen::Vector3d& normal) const;
-
-  struct Parameters {
-    Eigen::Vector3d origin, normal;
-  };
-  using Plane = primfit::DeviationOf<primfit::PlaneFormula<double>, Parameters>;
-  Plane At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kOffset, primfit::Moves::kAngles};
-  primfit::LocalShape Local(const double* x) const;
-
- private:
-  primfit::HeldVector origin_, normal_;
 };
 
 /// A sphere: centre, radius. e = |p - c| - R.
-class TRSphere final : public primfit::ResidualModel<TRSphere, 3, 1> {
+class TRSphere final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixCenter(const Eigen::Vector3d& center) { Hold(0, center_, center); }
-  void FixRadius(double radius) { Hold(1, radius_, radius); }
+  TRSphere(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRSphere({count, nullptr, points}, tolerance) {}
+  TRSphere(const primfit::PointRefs& points, double tolerance);
+  void FixCenter(const Eigen::Vector3d& center) { HoldCenter(center); }
+  void FixRadius(double radius) { HoldMinor(radius); }
   void GetResult(Eigen::Vector3d& center, double& radius) const;
-
-  struct Parameters {
-    Eigen::Vector3d center;
-    double radius;
-  };
-  using Sphere = primfit::DeviationOf<primfit::SphereFormula<double>, Parameters>;
-  Sphere At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor};
-  primfit::LocalShape Local(const double* x) const;
-
- private:
-  primfit::HeldVector center_;
-  primfit::HeldNumber radius_;
 };
 
 /// A cylinder: a point o of the axis, radius, angles of the axis d. e = |(p - o) x d| - R, which does not
-/// change when o moves along the axis: the solved point is some point of the axis.
-class TRCylinder final : public primfit::ResidualModel<TRCylinder, 3, 1, 2> {
+/// change when o moves along the axis, so the solved point is some point of the axis.
+class TRCylinder final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixOrigin(const Eigen::Vector3d& origin) { Hold(0, origin_, origin); }
-  void FixRadius(double radius) { Hold(1, radius_, radius); }
-  void FixAxis(const Eigen::Vector3d& axis) { Hold(2, axis_, axis); }
+  TRCylinder(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRCylinder({count, nullptr, points}, tolerance) {}
+  TRCylinder(const primfit::PointRefs& points, double tolerance);
+  void FixOrigin(const Eigen::Vector3d& origin) { HoldCenter(origin); }
+  void FixRadius(double radius) { HoldMinor(radius); }
+  void FixAxis(const Eigen::Vector3d& axis) { HoldAxis(axis); }
   void GetResult(Eigen::Vector3d& origin, double& radius, Eigen::Vector3d& axis) const;
-
-  struct Parameters {
-    Eigen::Vector3d origin;
-    double radius;
-    Eigen::Vector3d axis;
-  };
-  using Cylinder = primfit::DeviationOf<primfit::CylinderFormula<double>, Parameters>;
-  Cylinder At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor,
-                                              primfit::Moves::kAngles};
-  primfit::LocalShape Local(const double* x) const;
-
- private:
-  primfit::HeldVector origin_, axis_;
-  primfit::HeldNumber radius_;
 };
 
-/// A cone: apex A, half-angle, angles of the axis d. e = |q x d| cos - |q . d| sin with q = p - A: both
-/// nappes count.
-class TRCone final : public primfit::ResidualModel<TRCone, 3, 1, 2> {
+/// A cone: apex A, half-angle, angles of the axis d. e = |q x d| cos - |q . d| sin with q = p - A, so that
+/// both nappes count.
+class TRCone final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixApex(const Eigen::Vector3d& apex) { Hold(0, apex_, apex); }
-  void FixAngle(double angle) { Hold(1, angle_, angle); }
-  void FixAxis(const Eigen::Vector3d& axis) { Hold(2, axis_, axis); }
+  TRCone(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRCone({count, nullptr, points}, tolerance) {}
+  TRCone(const primfit::PointRefs& points, double tolerance);
+  void FixApex(const Eigen::Vector3d& apex) { HoldCenter(apex); }
+  void FixAngle(double angle) { HoldMinor(angle); }
+  void FixAxis(const Eigen::Vector3d& axis) { HoldAxis(axis); }
   void GetResult(Eigen::Vector3d& apex, double& angle, Eigen::Vector3d& axis) const;
-
-  struct Parameters {
-    Eigen::Vector3d apex;
-    double angle;
-    Eigen::Vector3d axis;
-  };
-  using Cone = primfit::DeviationOf<primfit::ConeFormula<double>, Parameters>;
-  Cone At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMinor,
-                                              primfit::Moves::kAngles};
-  primfit::LocalShape Local(const double* x) const;
-
- private:
-  primfit::HeldVector apex_, axis_;
-  primfit::HeldNumber angle_;
 };
 
-namespace primfit {
-
-/// A torus and the deviation e = |q - R v| - r of a point, q = p - c, v the unit radial direction of q.
-struct TorusDeviation {
-  Eigen::Vector3d center;
-  double majorRadius;
-  double minorRadius;
-  Eigen::Vector3d axis;
-  double operator()(const Eigen::Vector3d& p) const;
-};
-
-}  // namespace primfit
-
-/// A torus: centre, major radius, minor radius, angles of the axis.
-class TRTorus final : public primfit::ResidualModel<TRTorus, 3, 1, 1, 2> {
+/// A torus: centre, major radius, minor radius, angles of the axis. e = |q - R v| - r with q = p - c and v
+/// the unit radial direction of q.
+class TRTorus final : public primfit::ResidualModel {
  public:
-  using ResidualModel::ResidualModel;
-  void FixCenter(const Eigen::Vector3d& center) { Hold(0, center_, center); }
-  void FixMajorRadius(double radius) { Hold(1, majorRadius_, radius); }
-  void FixMinorRadius(double radius) { Hold(2, minorRadius_, radius); }
-  void FixAxis(const Eigen::Vector3d& axis) { Hold(3, axis_, axis); }
+  TRTorus(int count, const Eigen::Vector3d* const* points, double tolerance)
+      : TRTorus({count, nullptr, points}, tolerance) {}
+  TRTorus(const primfit::PointRefs& points, double tolerance);
+  void FixCenter(const Eigen::Vector3d& center) { HoldCenter(center); }
+  void FixMajorRadius(double radius) { HoldMajor(radius); }
+  void FixMinorRadius(double radius) { HoldMinor(radius); }
+  void FixAxis(const Eigen::Vector3d& axis) { HoldAxis(axis); }
   void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius,
                  Eigen::Vector3d& axis) const;
-
-  primfit::TorusDeviation At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kCenter, primfit::Moves::kMajor,
-                                              primfit::Moves::kMinor, primfit::Moves::kAngles};
-  primfit::LocalShape Local(const double* x) const;
-
- private:
-  primfit::HeldVector center_, axis_;
-  primfit::HeldNumber majorRadius_, minorRadius_;
 };
 
 /// A torus of which one cross-section of the tube is given, the circle of radius r about P: only the bend
 /// radius R and the angle theta about that circle's normal u x w are free. Centre C = P - R (u cos theta + w
 /// sin theta), axis w cos theta - u sin theta, so the centre circle passes through P for every R and theta.
-class TRTorusProfile final : public primfit::ResidualModel<TRTorusProfile, 1, 1> {
+class TRTorusProfile final : public primfit::ResidualModel {
  public:
   /// @param u, w  perpendicular unit vectors in the plane of the cross-section
   TRTorusProfile(int count, const Eigen::Vector3d* const* points, double tolerance, const Eigen::Vector3d& p,
-                 double r, const Eigen::Vector3d& u, const Eigen::Vector3d& w);
+                 double r, const Eigen::Vector3d& u, const Eigen::Vector3d& w)
+      : TRTorusProfile({count, nullptr, points}, tolerance, p, r, u, w) {}
   TRTorusProfile(const primfit::PointRefs& points, double tolerance, const Eigen::Vector3d& p, double r,
                  const Eigen::Vector3d& u, const Eigen::Vector3d& w);
   void GetResult(Eigen::Vector3d& center, double& majorRadius, double& minorRadius,
                  Eigen::Vector3d& axis) const;
-
-  primfit::TorusDeviation At(const double* x) const;
-  static constexpr primfit::Moves kMoves[] = {primfit::Moves::kOwn, primfit::Moves::kOwn};
-  primfit::LocalShape Local(const double* x) const;
-  int SetMotions(const double* x, const primfit::LocalShape& shape, primfit::Motion* motions) const;
+  primfit::ShapeParameters At(const double* x) const override;
 
  private:
+  void Differentiate(const double* x, const primfit::ShapeParameters& shape,
+                     primfit::ShapeDerivative* derivatives) const override;
   Eigen::Vector3d p_;
   double r_;
   Eigen::Vector3d u_, w_;

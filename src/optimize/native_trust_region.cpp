@@ -9,12 +9,22 @@ namespace primfit {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-/// Shares of the extent. A step predicted to be shorter than kNegligible is not worth another pass; below
-/// kRounding a step that is not much shorter than the one before consists of rounding; below kLinear steps
-/// contract at a steady rate.
+
+// Lengths of steps as shares of the length scale of the problem.
+
+/// A step predicted to be shorter than this is not worth another pass over the points.
 constexpr double kNegligible = 1e-13;
+/// A step shorter than this that is not much shorter than the one before consists of rounding.
 constexpr double kRounding = 1e-11;
-constexpr double kLinear = 1e-2;
+/// Below this a step that raises the sum of squares by rounding alone is still taken for one that lowers it.
+constexpr double kShortStep = 1e-5;
+/// Below this the linear model holds, and damping is dropped.
+constexpr double kUndamped = 1e-4;
+/// Below this steps contract at a steady rate, which is extrapolated.
+constexpr double kSteady = 1e-2;
+
+/// The damping after the first step that does not lower the sum of squares, and its factor after each more.
+constexpr double kFirstDamping = 1e-4, kMoreDamping = 4;
 
 }  // namespace
 
@@ -24,103 +34,133 @@ int NativeTrustRegion::Start(int n, int m, double* x, const TrustRegionLimits& l
   n_ = n;
   x_ = x;
   limits_ = limits;
-  lengthBefore_ = kInfinity;
+  lastLength_ = kInfinity;
   return kTrustRegionSuccess;
 }
 
 int NativeTrustRegion::Step(TrustRegionAnswers& answers, int& request) {
-  if (!answers.sums.IsFinite(n_)) return kTrustRegionRefusal;
+  if (!answers.normalEquations.IsFinite(n_)) return kTrustRegionRefusal;
   if (!trialPending_) {
-    std::copy_n(x_, n_, base_);
-    at_ = answers.sums;
-    initialNorm_ = std::sqrt(at_.squares);
-    trialPending_ = true;
-    const bool singular =
-        std::all_of(at_.lever, at_.lever + n_, [&](double lever) { return lever < limits_.thresholds[2]; });
-    request = singular ? Stop(kSingularJacobian) : Propose();
+    request = Begin(answers);
     return kTrustRegionSuccess;
   }
-  const double change = answers.sums.squares - at_.squares;
-  const bool even = std::abs(change) <= 1e-12 * at_.squares + std::pow(1e-14 * at_.extent, 2) &&
-                    length_ < 1e-5 * at_.extent;  // no more than rounding, in a short step
-  if (change > 0 && even && !(length_ < lengthBefore_)) {
+  const double change = answers.normalEquations.sumOfSquares - atBest_.sumOfSquares;
+  const bool isRounding =
+      std::abs(change) <= 1e-12 * atBest_.sumOfSquares + std::pow(1e-14 * atBest_.lengthScale, 2) &&
+      length_ < kShortStep * atBest_.lengthScale;
+  if (change > 0 && isRounding && !(length_ < lastLength_)) {
     request = Stop(kSmallStep);
-  } else if (change <= 0 || even) {
-    const double promised = at_.squares - predicted_, kept = -change;
-    damping_ *= kept > 0.75 * promised ? 0.25 : kept > 0.25 * promised ? 1 : 2;
-    if (damping_ < 1e-6 || length_ < 1e-4 * at_.extent) damping_ = 0;
-    for (int i = 0; i < n_; ++i) moved_[i] = x_[i] - base_[i];
-    std::copy_n(step_, n_, stepBefore_);
-    std::copy_n(x_, n_, base_);
-    at_ = answers.sums;
-    lengthBefore_ = length_;
-    ++iterations_;
-    rejections_ = 0;
-    request = Propose();
-  } else {
-    damping_ = damping_ == 0 ? 1e-4 : 4 * damping_;
-    lengthBefore_ = kInfinity;
-    ++rejections_;
-    request = Propose();
+    return kTrustRegionSuccess;
   }
+  if (change <= 0 || isRounding) {
+    Accept(answers);
+  } else {
+    Reject();
+  }
+  request = Propose();
   return kTrustRegionSuccess;
+}
+
+/// The first trial, from the normal equations at the start.
+int NativeTrustRegion::Begin(const TrustRegionAnswers& answers) {
+  std::copy_n(x_, n_, best_);
+  atBest_ = answers.normalEquations;
+  initialNorm_ = std::sqrt(atBest_.sumOfSquares);
+  trialPending_ = true;
+  const double* sensitivity = atBest_.sensitivity;
+  const bool singular =
+      std::all_of(sensitivity, sensitivity + n_, [&](double s) { return s < limits_.thresholds[2]; });
+  return singular ? Stop(kSingularJacobian) : Propose();
+}
+
+/// Moves to the trial point. The damping follows the ratio of actual to predicted decrease: above 3/4 the
+/// linear model holds and damping falls, below 1/4 it rises (Nocedal and Wright 2006, algorithm 4.1).
+void NativeTrustRegion::Accept(const TrustRegionAnswers& answers) {
+  const double predictedDecrease = atBest_.sumOfSquares - predicted_;
+  const double decrease = -(answers.normalEquations.sumOfSquares - atBest_.sumOfSquares);
+  damping_ *= decrease > 0.75 * predictedDecrease ? 0.25 : decrease > 0.25 * predictedDecrease ? 1 : 2;
+  if (damping_ < 1e-6 || length_ < kUndamped * atBest_.lengthScale) damping_ = 0;
+  for (int i = 0; i < n_; ++i) lastMove_[i] = x_[i] - best_[i];
+  std::copy_n(step_, n_, lastStep_);
+  std::copy_n(x_, n_, best_);
+  atBest_ = answers.normalEquations;
+  lastLength_ = length_;
+  ++iterations_;
+  rejections_ = 0;
+}
+
+void NativeTrustRegion::Reject() {
+  damping_ = damping_ == 0 ? kFirstDamping : kMoreDamping * damping_;
+  lastLength_ = kInfinity;
+  ++rejections_;
 }
 
 /// Sets the next trial point, or ends the run.
 int NativeTrustRegion::Propose() {
   if (rejections_ > limits_.trialIterations) return Stop(kSmallRegion);
   if (iterations_ >= limits_.iterations) return Stop(kIterationLimit);
-  double z[kMostParameters], scale[kMostParameters] = {};
-  for (int i = 0; i < n_; ++i) scale[i] = at_.lever[i] > 0 ? 1 / at_.lever[i] : 0;
-  SolveScaled(n_, at_.matrix, at_.gradient, scale, damping_, z);
-  length_ = 0;
-  double decrease = 0;  // |f|^2 - |f + J s|^2 = -g.s + damping |z|^2, with the damped normal equations
-  for (int i = 0; i < n_; ++i) {
-    step_[i] = z[i] * scale[i];
-    length_ = std::max(length_, std::abs(z[i]));
-    decrease += -at_.gradient[i] * step_[i] + damping_ * z[i] * z[i];
-  }
-  if (!(length_ > 0 && length_ < kInfinity)) return Stop(kSmallStep);
-  predicted_ = std::max(at_.squares - decrease, 0.0);
+  if (!SolveForStep()) return Stop(kSmallStep);
   NoteThresholds();
-  if (criterion_ != 0 && at_.squares > limits_.uselessNorm * limits_.uselessNorm) return Stop(criterion_);
-  if (length_ < kRounding * at_.extent && damping_ == 0 && length_ > 0.5 * lengthBefore_)
+  if (criterion_ != 0 && atBest_.sumOfSquares > limits_.uselessNorm * limits_.uselessNorm)
+    return Stop(criterion_);
+  if (length_ < kRounding * atBest_.lengthScale && damping_ == 0 && length_ > 0.5 * lastLength_)
     return Stop(kSmallStep);
   SetTrial();
-  if (NextStepIsNegligible()) {  // this one is taken without another look at the points
-    std::copy_n(x_, n_, base_);
+  if (NextStepIsNegligible()) {  // this step is taken without another pass over the points
+    std::copy_n(x_, n_, best_);
     ++iterations_;
     return Stop(kSmallStep);
   }
-  return kNeedSums;
+  return kNeedNormalEquations;
+}
+
+/// The damped Gauss-Newton step from the best parameters, its length, and the sum of squares that the linear
+/// model predicts behind it: |f + J s|^2 = |f|^2 + g.s - lambda |z|^2 with the damped normal equations, z the
+/// step in units of residuals.
+/// @return false for a step of no or of no finite length
+bool NativeTrustRegion::SolveForStep() {
+  double z[kMostParameters], scale[kMostParameters] = {};
+  for (int i = 0; i < n_; ++i) scale[i] = atBest_.sensitivity[i] > 0 ? 1 / atBest_.sensitivity[i] : 0;
+  SolveScaled(n_, atBest_.matrix, atBest_.gradient, scale, damping_, z);
+  length_ = 0;
+  double decrease = 0;
+  for (int i = 0; i < n_; ++i) {
+    step_[i] = z[i] * scale[i];
+    length_ = std::max(length_, std::abs(z[i]));
+    decrease += -atBest_.gradient[i] * step_[i] + damping_ * z[i] * z[i];
+  }
+  predicted_ = std::max(atBest_.sumOfSquares - decrease, 0.0);
+  return length_ > 0 && length_ < kInfinity;
 }
 
 /// The trial point: the step, stretched where the last two contract at a steady rate. Where the residuals are
-/// large for how well a shape is determined that rate is no better than a half; the extrapolation of Anderson
-/// (1965) from one step before takes the slowest direction out of it.
+/// large for how well the points determine the shape, Gauss-Newton steps contract by no more than about a
+/// half. The extrapolation of Anderson (1965) from one step before takes the slowest direction out of them.
 void NativeTrustRegion::SetTrial() {
   double along = 0, squared = 0;
   for (int i = 0; i < n_; ++i) {
-    const double turn = (step_[i] - stepBefore_[i]) * at_.lever[i];
-    along += step_[i] * at_.lever[i] * turn;
-    squared += turn * turn;
+    const double change = (step_[i] - lastStep_[i]) * atBest_.sensitivity[i];
+    along += step_[i] * atBest_.sensitivity[i] * change;
+    squared += change * change;
   }
-  const double rate = length_ / lengthBefore_;
-  const bool steady = damping_ == 0 && length_ < kLinear * at_.extent && rate > 0.01 && rate < 1;
+  const double rate = length_ / lastLength_;
+  const bool steady = damping_ == 0 && length_ < kSteady * atBest_.lengthScale && rate > 0.01 && rate < 1;
   const double factor = steady && squared > 0 ? along / squared : 0;
-  for (int i = 0; i < n_; ++i) x_[i] = base_[i] + step_[i] - factor * (moved_[i] + step_[i] - stepBefore_[i]);
+  for (int i = 0; i < n_; ++i)
+    x_[i] = best_[i] + step_[i] - factor * (lastMove_[i] + step_[i] - lastStep_[i]);
 }
 
-/// Steps contract at a rate that falls to that of the linear model's error: the next will be shorter than
-/// this one by the last rate or more.
+/// Whether the step after this one will be too short to matter. Rates of contraction fall towards the error
+/// of the linear model, so the next step is shorter by at least the last rate.
 bool NativeTrustRegion::NextStepIsNegligible() const {
-  const double rate = std::min(length_ / lengthBefore_, 1.0);
-  return damping_ == 0 && length_ * std::max(rate, 1e-3) <= kNegligible * at_.extent;
+  const double rate = std::min(length_ / lastLength_, 1.0);
+  return damping_ == 0 && length_ * std::max(rate, 1e-3) <= kNegligible * atBest_.lengthScale;
 }
 
+/// Notes the first of the caller's thresholds that is met, without ending the run.
 void NativeTrustRegion::NoteThresholds() {
   if (criterion_ != 0) return;
-  const double norm = std::sqrt(at_.squares);
+  const double norm = std::sqrt(atBest_.sumOfSquares);
   double squaredStep = 0;
   for (int i = 0; i < n_; ++i) squaredStep += step_[i] * step_[i];
   if (norm < limits_.thresholds[1]) {
@@ -132,9 +172,10 @@ void NativeTrustRegion::NoteThresholds() {
   }
 }
 
-/// Leaves the best parameters in x and says why: by the first threshold that was met, where one was.
+/// Ends the run with the best parameters in x.
+/// @return the stop criterion: the first threshold that was met, where one was, else the reason given
 int NativeTrustRegion::Stop(int request) {
-  std::copy_n(base_, n_, x_);
+  std::copy_n(best_, n_, x_);
   if (criterion_ == 0) criterion_ = request;
   return criterion_;
 }
@@ -143,7 +184,7 @@ int NativeTrustRegion::Result(int& iterations, int& criterion, double& initialNo
   iterations = iterations_;
   criterion = -criterion_;
   initialNorm = initialNorm_;
-  finalNorm = std::sqrt(at_.squares);
+  finalNorm = std::sqrt(atBest_.sumOfSquares);
   return kTrustRegionSuccess;
 }
 
@@ -151,13 +192,13 @@ int NativeTrustRegion::Jacobian(ResidualFunction function, int n, int m, double*
                                 double precision, void* model) {
   const auto ahead = std::make_unique<double[]>(static_cast<std::size_t>(m));
   for (int j = 0; j < n; ++j) {
-    const double at = x[j], step = precision * std::max(std::abs(at), 1.0);
+    const double value = x[j], step = precision * std::max(std::abs(value), 1.0);
     double* column = fjac + static_cast<std::ptrdiff_t>(j) * m;
-    x[j] = at + step;
+    x[j] = value + step;
     function(&m, &n, x, ahead.get(), model);
-    x[j] = at - step;
+    x[j] = value - step;
     function(&m, &n, x, column, model);
-    x[j] = at;
+    x[j] = value;
     for (int i = 0; i < m; ++i) column[i] = (ahead[i] - column[i]) / (2 * step);
   }
   return kTrustRegionSuccess;

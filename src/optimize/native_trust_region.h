@@ -5,13 +5,16 @@
 
 namespace primfit {
 
-/// Gauss-Newton on normal equations, damped where a step does not lower the residual (Levenberg 1944,
-/// Marquardt 1963; More 1977 for the view as a trust region). It asks for sums at trial points only and
-/// allocates nothing.
+/// Gauss-Newton steps from normal equations, damped where a step does not lower the sum of squares (Levenberg
+/// 1944, Marquardt 1963; More 1978 for the view as a trust region and the scaling of steps). It asks for
+/// normal equations at trial points only, and it allocates nothing.
 ///
-/// The first threshold that is met becomes the criterion of the run, as in the other engine; the run goes on,
-/// within its iterations, until steps are too short to matter, so that the result is the optimum. Where every
-/// column vanishes it stops at once.
+/// The first threshold that is met becomes the stop criterion of the run, as in the other engine. But the run
+/// goes on, within its iterations, until steps are too short to matter, so that the result is the
+/// least-squares optimum and not a point some thresholds short of it. Where every column of the Jacobian
+/// vanishes it stops at once.
+///
+/// Lengths of steps are in the unit of the residuals: a parameter's share of a step times its sensitivity.
 class NativeTrustRegion final : public TrustRegionEngine {
  public:
   int Start(int n, int m, double* x, const TrustRegionLimits& limits) override;
@@ -21,7 +24,11 @@ class NativeTrustRegion final : public TrustRegionEngine {
                void* model) override;
 
  private:
+  int Begin(const TrustRegionAnswers& answers);
+  void Accept(const TrustRegionAnswers& answers);
+  void Reject();
   int Propose();
+  bool SolveForStep();
   void SetTrial();
   bool NextStepIsNegligible() const;
   void NoteThresholds();
@@ -30,15 +37,16 @@ class NativeTrustRegion final : public TrustRegionEngine {
   int n_ = 0;
   double* x_ = nullptr;
   TrustRegionLimits limits_{};
-  NormalEquations at_{};  ///< at base_, the best parameters so far
-  double base_[kMostParameters]{};
-  double step_[kMostParameters]{};  ///< from base_
-  double stepBefore_[kMostParameters]{};
-  double moved_[kMostParameters]{};  ///< from the base before to this one
-  double predicted_ = 0;             ///< the sum of squares that the linear model promises there
-  double length_ = 0;                ///< largest movement of the residuals by one parameter of the step
-  double lengthBefore_ = 0;          ///< that of the accepted step before; infinite at first
-  double damping_ = 0;
+  double best_[kMostParameters]{};      ///< the best parameters so far
+  NormalEquations atBest_{};            ///< the normal equations there
+  double step_[kMostParameters]{};      ///< the Gauss-Newton step from there
+  double lastStep_[kMostParameters]{};  ///< the step that led there
+  double
+      lastMove_[kMostParameters]{};  ///< how far the parameters moved, which extrapolation may have stretched
+  double predicted_ = 0;             ///< the sum of squares that the linear model predicts behind the step
+  double length_ = 0;                ///< of the step: its largest share by one parameter
+  double lastLength_ = 0;            ///< that of the last accepted step; infinite where there is none
+  double damping_ = 0;               ///< lambda of Levenberg and Marquardt
   int iterations_ = 0;
   int rejections_ = 0;
   int criterion_ = 0;

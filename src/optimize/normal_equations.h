@@ -1,5 +1,7 @@
-// The normal equations of a least-squares step: the form in which one pass over the points tells a solver all
-// that it needs.
+// The normal equations J^T J s = -J^T f of a Gauss-Newton step s, for residuals f with Jacobian J. A solver
+// that works on them needs nothing else of the points (Nocedal and Wright 2006, section 10.3). They square
+// the condition number, which is harmless here: a shape has at most eight parameters, its columns are scaled,
+// and the steps of a refinement correct each other.
 #ifndef PRIMFIT_SRC_OPTIMIZE_NORMAL_EQUATIONS_H_
 #define PRIMFIT_SRC_OPTIMIZE_NORMAL_EQUATIONS_H_
 
@@ -10,39 +12,46 @@
 
 namespace primfit {
 
-/// J^T J, J^T f and f^T f of residuals f with Jacobian J.
+/// J^T J, J^T f and f^T f at some parameters.
 struct NormalEquations {
   SmallMatrix matrix;
   double gradient[kMostParameters];
-  double squares;
-  /// How far the points' residuals move, root mean square, for a unit of a parameter; the same for parameters
-  /// that are coordinates of one point, whose directions must not be told apart.
-  double lever[kMostParameters];
-  /// Size of the problem in the unit of the residuals, to tell a small step from a large one.
-  double extent;
+  double sumOfSquares;
+  /// How far the residuals move, root mean square, for a unit of each parameter: the norm of its column of J,
+  /// by which steps are scaled (More 1978). Coordinates of one point have one sensitivity, that of all of
+  /// them, so that steps do not depend on how the shape is turned.
+  double sensitivity[kMostParameters];
+  /// A length of the size of the problem, in the unit of the residuals, to tell a small step from a large
+  /// one.
+  double lengthScale;
 
   bool IsFinite(int n) const;
 };
 
-/// How a shape changes with one of its parameters.
-struct Motion {
+/// The derivative of a shape by one parameter.
+struct ShapeDerivative {
   Eigen::Vector3d center = Eigen::Vector3d::Zero();
-  Eigen::Vector3d axis = Eigen::Vector3d::Zero();  ///< perpendicular to the axis but for a plane
+  Eigen::Vector3d axis = Eigen::Vector3d::Zero();  ///< perpendicular to the axis, which keeps its length
   double major = 0;
   double minor = 0;
 };
 
-/// The perpendiculars of the axis and what a cone needs of its half-angle filled in.
-LocalShape WithFrame(LocalShape shape);
+/// Fills in the perpendiculars of the axis and sine and cosine of a cone's half-angle.
+ShapeParameters WithFrame(ShapeParameters shape);
 
-/// Normal equations of e / sqrt(m) for n parameters that move the shape so.
-NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, const PointRefs& points);
+/// Normal equations of the residuals e / sqrt(m) of m points at signed distance e.
+/// @param derivatives  of the shape by each of n parameters
+NormalEquations NormalEquationsOf(const ShapeParameters& shape, const ShapeDerivative* derivatives, int n,
+                                  const PointRefs& points);
 
-/// The same from the gram matrix of the points that AccumulateGram gives.
-NormalEquations SumUp(const LocalShape& shape, const Motion* motions, int n, int count, SmallMatrix& gram);
+/// The same from the Gram matrix that AccumulateGram gives of `count` points, which is divided by their
+/// number.
+NormalEquations NormalEquationsOf(const ShapeParameters& shape, const ShapeDerivative* derivatives, int n,
+                                  int count, SmallMatrix& gram);
 
 /// Normal equations of m residuals and their m x n Jacobian, column-major, at the parameters x.
-NormalEquations SumUp(const double* residuals, const double* jacobian, int m, int n, const double* x);
+NormalEquations NormalEquationsOf(const double* residuals, const double* jacobian, int m, int n,
+                                  const double* x);
 
 }  // namespace primfit
 

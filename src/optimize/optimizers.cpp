@@ -1,177 +1,176 @@
+// One refinement, from a start shape to the least-squares shape. Each Optimize below is the whole of it for
+// one primitive. What it calls lies in residual_model.cpp (the least-squares problem), tr_least_squares.cpp
+// (the run) and native_trust_region.cpp (its steps).
 #include "optimize/optimizers.h"
 
 #include <Eigen/Geometry>
 
 #include "fit/vector_math.h"
 #include "optimize/half_angle.h"
+#include "optimize/models.h"
 
-using Eigen::Matrix3d;
 using Eigen::Vector3d;
 using primfit::PlaneFrame;
-using primfit::PointRefs;
 
-namespace {
+TROptimizer::~TROptimizer() = default;
 
-/// The refined shape; null for numbers that no shape has: the formulas go on there.
-template <class Shape, class... Numbers>
-OutputShape* NewUnless(bool impossible, const Numbers&... numbers) {
-  return impossible ? nullptr : new Shape(numbers...);
-}
-
-}  // namespace
-
-OutputShape* LineOptimizer::Refine(const OutputLine& start, const PointRefs& points) const {
-  const Vector3d origin = root_.value_or(start.Root());
+/// The points are seen in the plane that the line may move in: x along the line, y across it.
+OutputShape* LineOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* line = StartFor<OutputLine>(n, points, start);
+  if (line == nullptr) return nullptr;
+  const Vector3d origin = root_.value_or(line->Root());
   // A held direction need not be perpendicular to the start's normal: the second axis is made so.
-  const Vector3d d = primfit::Normalised(direction_.value_or(start.Direction()));
-  const Vector3d across = start.Normal().cross(d);
+  const Vector3d d = primfit::Normalised(direction_.value_or(line->Direction()));
+  const Vector3d across = line->Normal().cross(d);
   const Vector3d e2 = across.norm() > 1e-12 ? primfit::Normalised(across)
                                             : primfit::Normalised(primfit::UnitOrthogonal(d).cross(d));
   const PlaneFrame plane{origin, d, e2};
-  const OutputLine localLine(Vector3d::Zero(), Vector3d::UnitX(), Vector3d::UnitZ());
-  return Solve({{0, 0}, Matrix3d::Identity(), localLine}, {points.count, points.rows, nullptr, &plane},
-               [&](const TRLine& model) {
-                 Vector3d q, g;
-                 model.GetResult(q, g);
-                 return new OutputLine(origin + q.x() * d + q.y() * e2, g.x() * d + g.y() * e2,
-                                       -g.y() * d + g.x() * e2);
-               });
-}
+  const OutputLine lineInPlane(Vector3d::Zero(), Vector3d::UnitX(), Vector3d::UnitZ());
+  const auto used = Screened({n, points, nullptr, &plane}, lineInPlane);
 
-void LineOptimizer::HoldParts(TRLine& model) const {
+  TRLine model(used.Refs(), Tolerance());
   if (root_) model.FixRoot(Vector3d::Zero());
   if (direction_) model.FixDirection(Vector3d::UnitX());
+  if (!model.Refine({.axis = Vector3d::UnitY()})) return nullptr;  // the normal of the x axis
+  Vector3d q, g;
+  model.GetResult(q, g);
+  return new OutputLine(origin + q.x() * d + q.y() * e2, g.x() * d + g.y() * e2, -g.y() * d + g.x() * e2);
 }
 
-OutputShape* CircleOptimizer::Refine(const OutputCircle& start, const PointRefs& points) const {
-  const Vector3d origin = center_.value_or(start.Center());
-  const double radius = radius_.value_or(start.Radius());
-  const Vector3d u = primfit::UnitOrthogonal(start.Axis());
-  const Vector3d w = start.Axis().cross(u);
+/// The points are seen in the plane of the start circle, which is kept.
+OutputShape* CircleOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* circle = StartFor<OutputCircle>(n, points, start);
+  if (circle == nullptr) return nullptr;
+  const Vector3d origin = center_.value_or(circle->Center());
+  const double startRadius = radius_.value_or(circle->Radius());
+  const Vector3d u = primfit::UnitOrthogonal(circle->Axis());
+  const Vector3d w = circle->Axis().cross(u);
   const PlaneFrame plane{origin, u, w};
-  const OutputCircle localCircle(Vector3d::Zero(), radius, Vector3d::UnitZ());
-  return Solve({{0, 0, radius}, Matrix3d::Identity(), localCircle},
-               {points.count, points.rows, nullptr, &plane}, [&](const TRCircle& model) {
-                 Vector3d c;
-                 double r;
-                 model.GetResult(c, r);
-                 return NewUnless<OutputCircle>(r < 0, Vector3d(origin + c.x() * u + c.y() * w), r,
-                                                start.Axis());
-               });
-}
+  const OutputCircle circleInPlane(Vector3d::Zero(), startRadius, Vector3d::UnitZ());
+  const auto used = Screened({n, points, nullptr, &plane}, circleInPlane);
 
-void CircleOptimizer::HoldParts(TRCircle& model) const {
+  TRCircle model(used.Refs(), Tolerance());
   if (center_) model.FixCenter(Vector3d::Zero());
   if (radius_) model.FixRadius(*radius_);
+  if (!model.Refine({.minor = startRadius})) return nullptr;
+  Vector3d c;
+  double radius;
+  model.GetResult(c, radius);
+  if (radius < 0) return nullptr;
+  return new OutputCircle(origin + c.x() * u + c.y() * w, radius, circle->Axis());
 }
 
-OutputShape* PlaneOptimizer::Refine(const OutputPlane& start, const PointRefs& points) const {
-  const primfit::StartDirection normal(start.Normal());
-  const double rho = start.Center().dot(normal_.value_or(start.Normal()));
-  return Solve({{rho, normal.azimuth, normal.elevation}, normal.frame, start}, points,
-               [](const TRPlane& model) {
-                 Vector3d o, m;
-                 model.GetResult(o, m);
-                 return new OutputPlane(o, m);
-               });
-}
+OutputShape* PlaneOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* plane = StartFor<OutputPlane>(n, points, start);
+  if (plane == nullptr) return nullptr;
+  const auto used = Screened({n, points}, *plane);
 
-void PlaneOptimizer::HoldParts(TRPlane& model) const {
+  TRPlane model(used.Refs(), Tolerance());
   if (origin_) model.FixOrigin(*origin_);
   if (normal_) model.FixNormal(*normal_);
+  if (!model.Refine({.center = plane->Center(), .axis = plane->Normal()})) return nullptr;
+  Vector3d origin, normal;
+  model.GetResult(origin, normal);
+  return new OutputPlane(origin, normal);
 }
 
-OutputShape* SphereOptimizer::Refine(const OutputSphere& start, const PointRefs& points) const {
-  const Vector3d c = start.Center();
-  return Solve({{c.x(), c.y(), c.z(), start.Radius()}, Matrix3d::Identity(), start}, points,
-               [](const TRSphere& model) {
-                 Vector3d center;
-                 double r;
-                 model.GetResult(center, r);
-                 return NewUnless<OutputSphere>(r < 0, center, r);
-               });
-}
+OutputShape* SphereOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* sphere = StartFor<OutputSphere>(n, points, start);
+  if (sphere == nullptr) return nullptr;
+  const auto used = Screened({n, points}, *sphere);
 
-void SphereOptimizer::HoldParts(TRSphere& model) const {
+  TRSphere model(used.Refs(), Tolerance());
   if (center_) model.FixCenter(*center_);
   if (radius_) model.FixRadius(*radius_);
+  if (!model.Refine({.center = sphere->Center(), .minor = sphere->Radius()})) return nullptr;
+  Vector3d center;
+  double radius;
+  model.GetResult(center, radius);
+  return radius < 0 ? nullptr : new OutputSphere(center, radius);
 }
 
-OutputShape* CylinderOptimizer::Refine(const OutputCylinder& start, const PointRefs& points) const {
-  const primfit::StartDirection axis(start.Axis());
-  const Vector3d c = start.Center();
-  return Solve({{c.x(), c.y(), c.z(), start.Radius(), axis.azimuth, axis.elevation}, axis.frame, start},
-               points, [](const TRCylinder& model) {
-                 Vector3d o, a;
-                 double r;
-                 model.GetResult(o, r, a);
-                 return NewUnless<OutputCylinder>(r < 0, o, r, a);
-               });
-}
+OutputShape* CylinderOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* cylinder = StartFor<OutputCylinder>(n, points, start);
+  if (cylinder == nullptr) return nullptr;
+  const auto used = Screened({n, points}, *cylinder);
 
-void CylinderOptimizer::HoldParts(TRCylinder& model) const {
+  TRCylinder model(used.Refs(), Tolerance());
   if (origin_) model.FixOrigin(*origin_);
   if (radius_) model.FixRadius(*radius_);
   if (axis_) model.FixAxis(*axis_);
+  if (!model.Refine({.center = cylinder->Center(), .axis = cylinder->Axis(), .minor = cylinder->Radius()}))
+    return nullptr;
+  Vector3d origin, axis;
+  double radius;
+  model.GetResult(origin, radius, axis);
+  return radius < 0 ? nullptr : new OutputCylinder(origin, radius, axis);
 }
 
-OutputShape* ConeOptimizer::Refine(const OutputCone& start, const PointRefs& points) const {
-  const primfit::StartDirection axis(start.Axis());
-  const Vector3d c = start.Apex();
-  return Solve({{c.x(), c.y(), c.z(), start.Angle(), axis.azimuth, axis.elevation}, axis.frame, start},
-               points, [&](const TRCone& model) {
-                 Vector3d apex, a;
-                 double angle;
-                 model.GetResult(apex, angle, a);
-                 if (!angle_) angle = primfit::WithinHalfTurn(angle);
-                 return NewUnless<OutputCone>(!angle_ && !primfit::IsHalfAngle(angle), apex, angle, a);
-               });
-}
+/// A held half-angle comes out as it was given; a free one is brought into its range.
+OutputShape* ConeOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* cone = StartFor<OutputCone>(n, points, start);
+  if (cone == nullptr) return nullptr;
+  const auto used = Screened({n, points}, *cone);
 
-void ConeOptimizer::HoldParts(TRCone& model) const {
+  TRCone model(used.Refs(), Tolerance());
   if (apex_) model.FixApex(*apex_);
   if (angle_) model.FixAngle(*angle_);
   if (axis_) model.FixAxis(*axis_);
+  if (!model.Refine({.center = cone->Apex(), .axis = cone->Axis(), .minor = cone->Angle()})) return nullptr;
+  Vector3d apex, axis;
+  double halfAngle;
+  model.GetResult(apex, halfAngle, axis);
+  if (angle_) return new OutputCone(apex, halfAngle, axis);
+  halfAngle = primfit::WithinHalfTurn(halfAngle);
+  return primfit::IsHalfAngle(halfAngle) ? new OutputCone(apex, halfAngle, axis) : nullptr;
 }
 
 namespace {
 
-/// Reads a solved torus model of either kind.
+/// The torus that a model of either kind found; null for a radius below zero.
 template <class Model>
 OutputShape* NewTorus(const Model& model) {
   Vector3d center, axis;
   double majorRadius, minorRadius;
   model.GetResult(center, majorRadius, minorRadius, axis);
-  return NewUnless<OutputTorus>(majorRadius < 0 || minorRadius < 0, center, majorRadius, minorRadius, axis);
+  if (majorRadius < 0 || minorRadius < 0) return nullptr;
+  return new OutputTorus(center, majorRadius, minorRadius, axis);
 }
 
 }  // namespace
 
-OutputShape* TorusOptimizer::Refine(const OutputTorus& start, const PointRefs& points) const {
-  const primfit::StartDirection axis(start.Axis());
-  const Vector3d c = start.Center();
-  return Solve({{c.x(), c.y(), c.z(), start.MajorRadius(), start.MinorRadius(), axis.azimuth, axis.elevation},
-                axis.frame,
-                start},
-               points, NewTorus<TRTorus>);
-}
+OutputShape* TorusOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* torus = StartFor<OutputTorus>(n, points, start);
+  if (torus == nullptr) return nullptr;
+  const auto used = Screened({n, points}, *torus);
 
-void TorusOptimizer::HoldParts(TRTorus& model) const {
+  TRTorus model(used.Refs(), Tolerance());
   if (center_) model.FixCenter(*center_);
   if (majorRadius_) model.FixMajorRadius(*majorRadius_);
   if (minorRadius_) model.FixMinorRadius(*minorRadius_);
   if (axis_) model.FixAxis(*axis_);
+  const bool refined = model.Refine({.center = torus->Center(),
+                                     .axis = torus->Axis(),
+                                     .major = torus->MajorRadius(),
+                                     .minor = torus->MinorRadius()});
+  return refined ? NewTorus(model) : nullptr;
 }
 
-OutputShape* TorusProfileOptimizer::Refine(const OutputTorus& start, const PointRefs& points) const {
-  const Vector3d e = center_ - start.Center();
-  const double bendRadius = e.norm();
+/// A start whose centre lies at the given section, or along its normal, says nothing about the bend's plane.
+OutputShape* TorusProfileOptimizer::Optimize(int n, const Vector3d* points, const OutputShape* start) const {
+  const auto* torus = StartFor<OutputTorus>(n, points, start);
+  if (torus == nullptr) return nullptr;
+  const Vector3d outward = center_ - torus->Center();
+  const double bendRadius = outward.norm();
   if (Tolerance() > bendRadius) return nullptr;
-  const Vector3d u = e / bendRadius;
+  const Vector3d u = outward / bendRadius;
   const Vector3d across = normal_.cross(u);
   const double length = across.norm();
   if (Tolerance() > length) return nullptr;
   const Vector3d w = across / length;
-  return Solve({{bendRadius, 0}, Matrix3d::Identity(), start}, points, NewTorus<TRTorusProfile>, center_,
-               radius_, u, w);
+  const auto used = Screened({n, points}, *torus);
+
+  TRTorusProfile model(used.Refs(), Tolerance(), center_, radius_, u, w);
+  const double x[] = {bendRadius, 0};
+  return model.Initialize(x) && model.Solve() ? NewTorus(model) : nullptr;
 }

@@ -1,129 +1,121 @@
-// The optimizers of the primitives. Each names the parts that it can hold and how its shape becomes a start
-// vector and back; everything else is OptimizerOf.
+// The optimizers of the primitives: which parts each can hold. What Optimize does stands in optimizers.cpp
+// from top to bottom, once for each: take the start shape, screen the points, make the residual model, hold,
+// refine, and make the shape of the solved numbers.
 #ifndef PRIMFIT_SRC_OPTIMIZE_OPTIMIZERS_H_
 #define PRIMFIT_SRC_OPTIMIZE_OPTIMIZERS_H_
 
-#include "optimize/held.h"
-#include "optimize/models.h"
-#include "optimize/optimizer_of.h"
+#include <Eigen/Core>
+#include <optional>
+
+#include "optimize/tr_optimizer.h"
+#include "primfit/shapes/output_circle.h"
+#include "primfit/shapes/output_cone.h"
+#include "primfit/shapes/output_cylinder.h"
+#include "primfit/shapes/output_line.h"
+#include "primfit/shapes/output_plane.h"
+#include "primfit/shapes/output_sphere.h"
+#include "primfit/shapes/output_torus.h"
 
 /// Refines a line within the plane spanned by its direction d and N x d, N its reference normal.
-class LineOptimizer final : public primfit::OptimizerOf<LineOptimizer, OutputLine, TRLine> {
+class LineOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixRoot(const Eigen::Vector3d& root) { root_ = root; }
   void FixDirection(const Eigen::Vector3d& direction) { direction_ = direction; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputLine& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRLine& model) const;
-  primfit::HeldVector root_, direction_;
+  std::optional<Eigen::Vector3d> root_, direction_;
 };
 
 /// Refines centre and radius of a circle within its plane.
-class CircleOptimizer final : public primfit::OptimizerOf<CircleOptimizer, OutputCircle, TRCircle> {
+class CircleOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixCenter(const Eigen::Vector3d& center) { center_ = center; }
   void FixRadius(double radius) { radius_ = radius; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputCircle& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRCircle& model) const;
-  primfit::HeldVector center_;
-  primfit::HeldNumber radius_;
+  std::optional<Eigen::Vector3d> center_;
+  std::optional<double> radius_;
 };
 
-class PlaneOptimizer final : public primfit::OptimizerOf<PlaneOptimizer, OutputPlane, TRPlane> {
+class PlaneOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixOrigin(const Eigen::Vector3d& origin) { origin_ = origin; }
   void FixNormal(const Eigen::Vector3d& normal) { normal_ = normal; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputPlane& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRPlane& model) const;
-  primfit::HeldVector origin_, normal_;
+  std::optional<Eigen::Vector3d> origin_, normal_;
 };
 
-class SphereOptimizer final : public primfit::OptimizerOf<SphereOptimizer, OutputSphere, TRSphere> {
+class SphereOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixCenter(const Eigen::Vector3d& center) { center_ = center; }
   void FixRadius(double radius) { radius_ = radius; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputSphere& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRSphere& model) const;
-  primfit::HeldVector center_;
-  primfit::HeldNumber radius_;
+  std::optional<Eigen::Vector3d> center_;
+  std::optional<double> radius_;
 };
 
-class CylinderOptimizer final : public primfit::OptimizerOf<CylinderOptimizer, OutputCylinder, TRCylinder> {
+class CylinderOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixOrigin(const Eigen::Vector3d& origin) { origin_ = origin; }
   void FixRadius(double radius) { radius_ = radius; }
   void FixAxis(const Eigen::Vector3d& axis) { axis_ = axis; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputCylinder& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRCylinder& model) const;
-  primfit::HeldVector origin_, axis_;
-  primfit::HeldNumber radius_;
+  std::optional<Eigen::Vector3d> origin_, axis_;
+  std::optional<double> radius_;
 };
 
-class ConeOptimizer final : public primfit::OptimizerOf<ConeOptimizer, OutputCone, TRCone> {
+class ConeOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixApex(const Eigen::Vector3d& apex) { apex_ = apex; }
   void FixAngle(double angle) { angle_ = angle; }
   void FixAxis(const Eigen::Vector3d& axis) { axis_ = axis; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputCone& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRCone& model) const;
-  primfit::HeldVector apex_, axis_;
-  primfit::HeldNumber angle_;
+  std::optional<Eigen::Vector3d> apex_, axis_;
+  std::optional<double> angle_;
 };
 
-class TorusOptimizer final : public primfit::OptimizerOf<TorusOptimizer, OutputTorus, TRTorus> {
+class TorusOptimizer final : public TROptimizer {
  public:
-  using OptimizerOf::OptimizerOf;
+  using TROptimizer::TROptimizer;
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
   void FixCenter(const Eigen::Vector3d& center) { center_ = center; }
   void FixMajorRadius(double radius) { majorRadius_ = radius; }
   void FixMinorRadius(double radius) { minorRadius_ = radius; }
   void FixAxis(const Eigen::Vector3d& axis) { axis_ = axis; }
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputTorus& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRTorus& model) const;
-  primfit::HeldVector center_, axis_;
-  primfit::HeldNumber majorRadius_, minorRadius_;
+  std::optional<Eigen::Vector3d> center_, axis_;
+  std::optional<double> majorRadius_, minorRadius_;
 };
 
 /// Refines the bend radius and turn of a torus whose tube contains a given circle.
-class TorusProfileOptimizer final
-    : public primfit::OptimizerOf<TorusProfileOptimizer, OutputTorus, TRTorusProfile> {
+class TorusProfileOptimizer final : public TROptimizer {
  public:
   /// @param center  centre P of the cross-section
   /// @param radius  radius r of the tube
   /// @param normal  normal T of the cross-section: the direction of the tube there
   TorusProfileOptimizer(double tolerance, bool screen, const Eigen::Vector3d& center, double radius,
                         const Eigen::Vector3d& normal)
-      : OptimizerOf(tolerance, screen, nullptr), center_(center), radius_(radius), normal_(normal) {}
+      : TROptimizer(tolerance, screen, nullptr), center_(center), radius_(radius), normal_(normal) {}
+  OutputShape* Optimize(int n, const Eigen::Vector3d* points, const OutputShape* start) const override;
 
  private:
-  friend class OptimizerOf;
-  OutputShape* Refine(const OutputTorus& start, const primfit::PointRefs& points) const;
-  void HoldParts(TRTorusProfile&) const {}
   Eigen::Vector3d center_;
   double radius_;
   Eigen::Vector3d normal_;

@@ -12,17 +12,18 @@ using Eigen::Vector3d;
 
 namespace {
 
-constexpr int kBlock = 512;
+constexpr int kBlock = 512;  // points whose deviations are taken in one call
 
-/// Deviations of up to kBlock points, a NaN as infinity.
+/// The signed deviations of up to kBlock points from the shape. A NaN becomes infinity: it has no order, and
+/// such a point is to go first.
 void Deviations(const OutputShape& shape, const primfit::PointRefs& points, int begin, int n,
                 double* values) {
   if (points.rows != nullptr && points.plane == nullptr) {
     primfit::Distances(shape, points.rows + begin, n, values);
   } else {
-    std::array<Vector3d, kBlock> seen;
-    for (int i = 0; i < n; ++i) seen[i] = points[begin + i];
-    primfit::Distances(shape, seen.data(), n, values);
+    std::array<Vector3d, kBlock> block;
+    for (int i = 0; i < n; ++i) block[i] = points[begin + i];
+    primfit::Distances(shape, block.data(), n, values);
   }
   std::replace_if(
       values, values + n, [](double d) { return std::isnan(d); }, std::numeric_limits<double>::infinity());
@@ -56,11 +57,18 @@ int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Ve
     for (int i = 0; i < block; ++i) {
       const bool equal = deviation[i] == worst && worstCount > 0;
       worstCount -= equal ? 1 : 0;
-      *next = &points.InSpace(begin + i);  // also where it is not kept; the place behind the last is spare
+      *next = &points.InSpace(begin + i);  // without a branch: overwritten by the next point where not kept
       next += deviation[i] < worst || equal ? 1 : 0;
     }
   }
   return count;
+}
+
+ScreenedPoints::ScreenedPoints(bool screen, const PointRefs& points, const OutputShape& shape)
+    : used_(points) {
+  if (!screen || points.count <= kLargestUnscreened) return;
+  const int count = KeepBest(points, shape, kept_);
+  used_ = {count, nullptr, kept_.data(), points.plane};
 }
 
 }  // namespace primfit
@@ -83,7 +91,7 @@ int screen_samples(bool screen, int n, const Vector3d* points, const OutputShape
     order[i].point = best.data()[i];
     Deviations(*shape, {1, order[i].point}, 0, 1, &order[i].deviation);
   }
-  // The place breaks ties, so that every library sorts alike.
+  // Equal deviations are ordered by address, so that every implementation of sort gives the same order.
   std::sort(order.begin(), order.end(), [](const Deviant& a, const Deviant& b) {
     return a.deviation != b.deviation ? a.deviation < b.deviation : a.point < b.point;
   });

@@ -7,16 +7,31 @@
 #include "optimize/kernels/gram.h"
 #include "primfit/shapes/output_shape.h"
 
+// Screening before a refinement. A refinement minimises squares, so a few outliers among its points would
+// pull the shape; the fifth of the points that the start shape fits worst is dropped before.
 namespace primfit {
 
-/// More points than these are screened.
+/// Up to so many points are all used: a fifth of them would leave too few.
 inline constexpr int kLargestUnscreened = 20;
 
-/// The points that screen_samples keeps, in input order and without its sort: a selection costs a tenth of
-/// it.
+/// The points that screen_samples keeps, but in input order: a selection costs a tenth of its sort, and a
+/// refinement does not depend on the order.
 /// @param kept  receives pointers to the points
 /// @return how many they are
 int KeepBest(const PointRefs& points, const OutputShape& shape, Scratch<const Eigen::Vector3d*>& kept);
+
+/// The points that a refinement uses.
+class ScreenedPoints {
+ public:
+  /// @param screen  whether more than kLargestUnscreened points lose their worst fifth
+  /// @param shape   what they are measured against
+  ScreenedPoints(bool screen, const PointRefs& points, const OutputShape& shape);
+  const PointRefs& Refs() const { return used_; }
+
+ private:
+  Scratch<const Eigen::Vector3d*> kept_;
+  PointRefs used_;
+};
 
 }  // namespace primfit
 

@@ -17,111 +17,106 @@ bool AllFinite(const double* values, std::size_t count) {
   return std::all_of(values, values + count, [](double v) { return std::isfinite(v); });
 }
 
-/// Null when there is no memory; a count that no address space holds would make even the nothrow form throw.
+/// New numbers, or null when there is no memory. A count that no address space holds would make even the
+/// nothrow form of new throw.
 std::unique_ptr<double[]> NewDoubles(std::size_t rows, std::size_t columns) {
-  constexpr std::size_t kMost = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(double);
-  if (columns != 0 && rows > kMost / columns) return nullptr;
+  constexpr std::size_t kLargestCount = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(double);
+  if (columns != 0 && rows > kLargestCount / columns) return nullptr;
   return std::unique_ptr<double[]>(new (std::nothrow) double[rows * columns]);
 }
 
 }  // namespace
 
 TRLeastSquares::TRLeastSquares(int parameters, int residuals, double tolerance, int iterations,
-                               int trialIterations, bool summed)
-    : summed_(summed),
-      fullCount_(parameters),
-      parameterCount_(parameters),
-      residualCount_(residuals),
-      tolerance_(tolerance),
-      iterationLimit_(iterations),
-      trialIterationLimit_(trialIterations),
-      residualScale_(std::sqrt(static_cast<double>(std::max(residuals, 0)))) {
+                               int trialIterations, bool offersNormalEquations) {
+  problem_.offersNormalEquations = offersNormalEquations;
+  problem_.fullCount = problem_.parameterCount = parameters;
+  problem_.residualCount = residuals;
+  problem_.tolerance = tolerance;
+  problem_.iterationLimit = iterations;
+  problem_.trialIterationLimit = trialIterations;
+  problem_.residualScale = std::sqrt(static_cast<double>(std::max(residuals, 0)));
+  // Thresholds in terms of the scanner error: what is gained below a hundredth of it is noise.
   const double h = tolerance * 0.5;
-  thresholds_[0] = std::min(h / 50, 0.01);          // size of the trust region; precision of the Jacobian
-  thresholds_[1] = h * h;                           // norm of the residuals
-  thresholds_[2] = std::min(1e-5 / parameters, h);  // norm of the Jacobian's columns
-  thresholds_[3] = std::min(h / 50, 0.01);          // norm of a trial step
-  thresholds_[4] = h / 100;                         // predicted decrease
-  thresholds_[5] = h * h / 10000;                   // precision of a trial step
-  if (!summed_ || kind_ == primfit::TrustRegionKind::kLibrary) Allocate();
+  double* thresholds = problem_.thresholds;
+  thresholds[0] = std::min(h / 50, 0.01);          // size of the trust region; precision of the Jacobian
+  thresholds[1] = h * h;                           // norm of the residuals
+  thresholds[2] = std::min(1e-5 / parameters, h);  // norm of the Jacobian's columns
+  thresholds[3] = std::min(h / 50, 0.01);          // norm of a trial step
+  thresholds[4] = h / 100;                         // predicted decrease
+  thresholds[5] = h * h / 10000;                   // precision of a trial step
+  if (!offersNormalEquations || problem_.kind == primfit::TrustRegionKind::kLibrary) Allocate();
 }
 
-TRLeastSquares::TRLeastSquares(const TRLeastSquares& other)
-    : kind_(other.kind_),
-      summed_(other.summed_),
-      stepBoundFactor_(other.stepBoundFactor_),
-      fullCount_(other.fullCount_),
-      parameterCount_(other.parameterCount_),
-      residualCount_(other.residualCount_),
-      tolerance_(other.tolerance_),
-      iterationLimit_(other.iterationLimit_),
-      trialIterationLimit_(other.trialIterationLimit_),
-      residualScale_(other.residualScale_),
-      residualFunction_(other.residualFunction_) {
-  std::copy(std::begin(other.thresholds_), std::end(other.thresholds_), thresholds_);
+TRLeastSquares::TRLeastSquares(const TRLeastSquares& other) : problem_(other.problem_) {
   if (other.fjac_) Allocate();
 }
 
 TRLeastSquares::~TRLeastSquares() = default;
 
 void TRLeastSquares::Allocate() {
-  fjac_ = NewDoubles(Size(residualCount_), Size(fullCount_));
-  if (fjac_) fvec_ = NewDoubles(Size(residualCount_), 1);
+  fjac_ = NewDoubles(Size(problem_.residualCount), Size(problem_.fullCount));
+  if (fjac_) fvec_ = NewDoubles(Size(problem_.residualCount), 1);
   if (!fvec_) throw primfit::FitError(primfit::messages::kNoMemory);
   answers_.residuals = fvec_.get();
   answers_.jacobian = fjac_.get();
 }
 
 primfit::TrustRegionEngine& TRLeastSquares::Solver() {
-  if (kind_ == primfit::TrustRegionKind::kNative) return native_;
+  if (problem_.kind == primfit::TrustRegionKind::kNative) return native_;
   return *library_;
 }
 
-bool TRLeastSquares::SumUp(const double*, primfit::NormalEquations&) const { return false; }
+bool TRLeastSquares::NormalEquationsAt(const double* /*x*/, primfit::NormalEquations& /*equations*/) const {
+  return false;
+}
 
 void TRLeastSquares::EvaluateResiduals() {
-  residualFunction_(&residualCount_, &parameterCount_, x_, fvec_.get(), this);
+  problem_.residualFunction(&problem_.residualCount, &problem_.parameterCount, x_, fvec_.get(), this);
 }
 
 bool TRLeastSquares::EvaluateJacobian() {
-  return Solver().Jacobian(residualFunction_, parameterCount_, residualCount_, fjac_.get(), x_,
-                           thresholds_[0], this) == primfit::kTrustRegionSuccess &&
-         AllFinite(fjac_.get(), Size(residualCount_) * Size(parameterCount_));
+  return Solver().Jacobian(problem_.residualFunction, problem_.parameterCount, problem_.residualCount,
+                           fjac_.get(), x_, problem_.thresholds[0], this) == primfit::kTrustRegionSuccess &&
+         AllFinite(fjac_.get(), Size(problem_.residualCount) * Size(problem_.parameterCount));
 }
 
-bool TRLeastSquares::EvaluateSums() {
-  if (summed_ && SumUp(x_, answers_.sums)) return true;
+bool TRLeastSquares::EvaluateNormalEquations() {
+  if (problem_.offersNormalEquations && NormalEquationsAt(x_, answers_.normalEquations)) return true;
   if (!fjac_) Allocate();
   EvaluateResiduals();
   const bool finite = EvaluateJacobian();
-  answers_.sums = primfit::SumUp(fvec_.get(), fjac_.get(), residualCount_, parameterCount_, x_);
+  answers_.normalEquations = primfit::NormalEquationsOf(fvec_.get(), fjac_.get(), problem_.residualCount,
+                                                        problem_.parameterCount, x_);
   return finite;
 }
 
 bool TRLeastSquares::Initialize(const double* x0) {
-  if (parameterCount_ > primfit::kMostParameters) return false;
-  std::copy(x0, x0 + parameterCount_, x_);
-  stepBoundFactor_ = 0;
-  std::fill_n(fvec_.get(), fvec_ ? Size(residualCount_) : 0, 0.0);
-  std::fill_n(fjac_.get(), fjac_ ? Size(residualCount_) * Size(parameterCount_) : 0, 0.0);
+  if (problem_.parameterCount > primfit::kMostParameters) return false;
+  std::copy(x0, x0 + problem_.parameterCount, x_);
+  problem_.stepBoundFactor = 0;
+  std::fill_n(fvec_.get(), fvec_ ? Size(problem_.residualCount) : 0, 0.0);
+  std::fill_n(fjac_.get(), fjac_ ? Size(problem_.residualCount) * Size(problem_.parameterCount) : 0, 0.0);
   if (!started_) {
-    if (kind_ == primfit::TrustRegionKind::kLibrary) library_ = primfit::MakeLibraryTrustRegion();
-    primfit::TrustRegionLimits limits{thresholds_, iterationLimit_, trialIterationLimit_, stepBoundFactor_};
-    if (primfit::ScopedSampleRefinement::IsActive()) limits.uselessNorm = tolerance_;
-    started_ = Solver().Start(parameterCount_, residualCount_, x_, limits) == primfit::kTrustRegionSuccess;
+    if (problem_.kind == primfit::TrustRegionKind::kLibrary) library_ = primfit::MakeLibraryTrustRegion();
+    primfit::TrustRegionLimits limits{problem_.thresholds, problem_.iterationLimit,
+                                      problem_.trialIterationLimit, problem_.stepBoundFactor};
+    if (primfit::ScopedSampleRefinement::IsActive()) limits.uselessNorm = problem_.tolerance;
+    started_ = Solver().Start(problem_.parameterCount, problem_.residualCount, x_, limits) ==
+               primfit::kTrustRegionSuccess;
     if (!started_) return false;
   }
-  return 10000 * tolerance_ * tolerance_ > StartSquares();
+  return 10000 * problem_.tolerance * problem_.tolerance > SumOfSquaresAtStart();
 }
 
-/// The sum of squares at the start. A solver that works on sums has those of the start with it.
-double TRLeastSquares::StartSquares() {
-  if (kind_ == primfit::TrustRegionKind::kNative) {
-    EvaluateSums();  // numbers that are not finite are found by the first step
-    return answers_.sums.squares;
+/// The sum of squared residuals at the start. The native engine wants the normal equations there anyway.
+double TRLeastSquares::SumOfSquaresAtStart() {
+  if (problem_.kind == primfit::TrustRegionKind::kNative) {
+    EvaluateNormalEquations();  // numbers that are not finite are found by the first step
+    return answers_.normalEquations.sumOfSquares;
   }
   EvaluateResiduals();
-  return std::inner_product(fvec_.get(), fvec_.get() + residualCount_, fvec_.get(), 0.0);
+  return std::inner_product(fvec_.get(), fvec_.get() + problem_.residualCount, fvec_.get(), 0.0);
 }
 
 bool TRLeastSquares::Solve() {
@@ -137,17 +132,18 @@ bool TRLeastSquares::Solve() {
   }
 }
 
-/// False for a number that is not finite: one NaN in the Jacobian and the library solver's next step would
-/// never return.
+/// Evaluates what a step asks for.
+/// @return false for a number that is not finite: with one NaN in the Jacobian the library engine's next step
+///     never returns
 bool TRLeastSquares::AnswerRequest(int request) {
   switch (request) {
     case primfit::kNeedResiduals:
       EvaluateResiduals();
-      return AllFinite(fvec_.get(), Size(residualCount_));
+      return AllFinite(fvec_.get(), Size(problem_.residualCount));
     case primfit::kNeedJacobian:
       return EvaluateJacobian();
-    case primfit::kNeedSums:
-      return EvaluateSums();
+    case primfit::kNeedNormalEquations:
+      return EvaluateNormalEquations();
     default:
       return true;
   }

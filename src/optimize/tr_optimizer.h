@@ -3,6 +3,7 @@
 
 #include <Eigen/Core>
 
+#include "optimize/screen_samples.h"
 #include "primfit/shapes/output_shape.h"
 
 /// Refines a start shape against points: screens out the worst, holds what is to be held, and minimises the
@@ -30,8 +31,18 @@ class TROptimizer {
 
  protected:
   double Tolerance() const { return tolerance_; }
-  bool Screen() const { return screen_; }
-  const OutputShape* StartShape() const { return start_; }
+  /// The shape that a call of Optimize starts from, in the optimizer's class; null where there is none, or
+  /// where there are no points.
+  template <class Shape>
+  const Shape* StartFor(int n, const Eigen::Vector3d* points, const OutputShape* start) const {
+    if (n < 1 || points == nullptr) return nullptr;
+    return dynamic_cast<const Shape*>(start != nullptr ? start : start_);
+  }
+  /// The points that take part: all, or where the optimizer screens those that are left.
+  /// @param start  the shape that the points are screened against, in the frame in which they are seen
+  primfit::ScreenedPoints Screened(const primfit::PointRefs& points, const OutputShape& start) const {
+    return primfit::ScreenedPoints(screen_, points, start);
+  }
 
  private:
   double tolerance_;

@@ -1,6 +1,8 @@
-// The narrow door to the trust-region solvers. The caller drives one by reverse communication:
-//   Start, then Step until the request is a stop (-1 to -6), answering each request in between, then Result.
-// Every call returns kTrustRegionSuccess or a failure status.
+// The interface of the trust-region solvers, behind which one of two engines works. The caller drives it by
+// reverse communication, which leaves the evaluation of the model to the caller:
+// Start, then Step until the request is a stop (-1 to -6), answering each request in between, then Result.
+// Every call returns kTrustRegionSuccess or a failure status. Status and request numbers are those of
+// oneMKL's dtrnlsp routines; kNeedNormalEquations is an addition.
 #ifndef PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 #define PRIMFIT_SRC_OPTIMIZE_TRUST_REGION_H_
 
@@ -14,7 +16,8 @@ namespace primfit {
 inline constexpr int kTrustRegionSuccess = 1501;
 inline constexpr int kTrustRegionRefusal = 1502;
 
-/// What a step asks for. The negative values end the run; all of them leave the best parameters in x.
+/// What a step asks for. The negative values are stop criteria; all of them leave the best parameters in x
+/// and count as success.
 enum TrustRegionRequest : int {
   kIterationLimit = -1,
   kSmallRegion = -2,
@@ -25,27 +28,28 @@ enum TrustRegionRequest : int {
   kContinue = 0,
   kNeedResiduals = 1,
   kNeedJacobian = 2,
-  kNeedSums = 3,
+  kNeedNormalEquations = 3,
 };
 
 /// Fills f[0 .. *m) with the residuals at x[0 .. *n); must not allocate.
 using ResidualFunction = void (*)(int* m, int* n, double* x, double* f, void* model);
 
-/// How a run is bounded: see TRLeastSquares for the meaning of the six thresholds.
+/// How a run is bounded.
 struct TrustRegionLimits {
-  const double* thresholds;
-  int iterations;
-  int trialIterations;
-  double initialStepBound;
-  /// A run that meets a threshold where the residuals' norm is above this is of no use and ends there.
+  const double* thresholds;  ///< six; see TRLeastSquares
+  int iterations;            ///< accepted steps
+  int trialIterations;       ///< trials for one step
+  double initialStepBound;   ///< 0 leaves it to the engine
+  /// A run that meets a threshold while the norm of the residuals is above this ends there: its result will
+  /// not be used.
   double uselessNorm = std::numeric_limits<double>::infinity();
 };
 
-/// Where the answers to the requests stand. Every number must be finite.
+/// Where the caller puts the answers to the requests. Every number must be finite.
 struct TrustRegionAnswers {
-  double* residuals = nullptr;  ///< m residuals at x
-  double* jacobian = nullptr;   ///< m x n Jacobian at x, column-major
-  NormalEquations sums{};       ///< at x; before the first step, at the start
+  double* residuals = nullptr;        ///< m residuals at x
+  double* jacobian = nullptr;         ///< m x n Jacobian at x, column-major
+  NormalEquations normalEquations{};  ///< at x; before the first step, at the start
 };
 
 /// One least-squares run: min |f(x)|^2 over n parameters and m >= n residuals.
@@ -85,10 +89,10 @@ class ScopedTrustRegion {
   TrustRegionKind before_;
 };
 
-/// While it lives, refinements on this thread are of samples of a search. A sample whose points lie farther
-/// than the tolerance, root mean square, from its own shape holds an outlier: the native solver then does not
-/// go on from the first threshold to an optimum that is as wrong. Most samples are such, and take the most
-/// steps.
+/// While it lives, refinements on this thread are of minimal samples of a search. A sample whose points lie
+/// farther than the tolerance, root mean square, from its own shape holds an outlier. The native solver then
+/// stops at the first threshold: the optimum would be as wrong. Most samples of a search are such, and they
+/// take the most steps, so this saves the larger part of a search's refinements.
 class ScopedSampleRefinement {
  public:
   ScopedSampleRefinement();

@@ -1,4 +1,4 @@
-// Seeds and iteration counts that the searches share.
+// What the searches share: seeds, the number of samples, and the drawing of one.
 #ifndef PRIMFIT_SRC_RANSAC_RANDOM_H_
 #define PRIMFIT_SRC_RANSAC_RANDOM_H_
 
@@ -12,17 +12,20 @@
 
 namespace primfit {
 
+/// Most samples of one search. It bounds the time of a search among many outliers.
 inline constexpr int kMaxIterations = 5000;
 
-/// From the thread's scope, else the calendar time in seconds.
+/// The seed of a search: from the thread's ScopedSeed, else the calendar time in seconds.
 inline std::uint32_t SearchSeed() {
   std::uint64_t seed = 0;
   if (ScopedSeed::Next(seed)) return static_cast<std::uint32_t>(seed);
   return static_cast<std::uint32_t>(std::time(nullptr));
 }
 
-/// Integer part of ln(1 - p) / ln(1 - w^k) + rounding, at most 5000 (Fischler and Bolles 1981). w^k too small
-/// to matter makes the divisor +0 and the quotient minus infinity: more samples than can be drawn.
+/// How many samples of k points to draw so that with probability p at least one holds no outlier, when a
+/// share w of the points are inliers: the integer part of ln(1 - p) / ln(1 - w^k) + rounding, at most
+/// kMaxIterations (Fischler and Bolles 1981). Where w^k vanishes beside 1 the divisor is +0 and the quotient
+/// minus infinity: no number of samples is enough.
 inline int SampleCount(double p, double w, int k, double rounding) {
   double allGood = 1;
   for (int i = 0; i < k; ++i) allGood *= w;
@@ -30,14 +33,14 @@ inline int SampleCount(double p, double w, int k, double rounding) {
   return count >= 0 && count < kMaxIterations ? static_cast<int>(count) : kMaxIterations;
 }
 
-/// Fills `indices` with distinct numbers from next(), in the order drawn; a number drawn before is drawn
-/// again.
+/// Fills `indices` with distinct numbers from next(), in the order drawn. A number that was drawn before is
+/// replaced by another draw.
 template <class Next>
 void DrawDistinct(int n, std::vector<int>& indices, const Next& next) {
-  // Looking back over the sample is fastest for the usual few points, a mark for each point for the unusual
-  // many.
-  constexpr std::size_t kFew = 64;
-  std::vector<bool> drawn(indices.size() > kFew ? static_cast<std::size_t>(n) : 0);
+  // Of a small sample, the usual case, it is fastest to look through the numbers drawn so far; of a large one
+  // to mark each number of the n as drawn.
+  constexpr std::size_t kLargestSearched = 64;
+  std::vector<bool> drawn(indices.size() > kLargestSearched ? static_cast<std::size_t>(n) : 0);
   for (auto to = indices.begin(); to != indices.end();) {
     const int i = next();
     const bool again =

@@ -1,3 +1,5 @@
+// The search around a seed point: draw samples that hold it, judge each candidate by how the points are
+// spread about it, refine the best.
 #include "primfit/ransac/ransac_consensus.h"
 
 #include <algorithm>
@@ -27,7 +29,7 @@ int RansacOut::GetPoints(const int*& indices) const {
 }
 
 bool RansacOut::operator<(const RansacOut& other) const {
-  constexpr int kClearLead = 6;
+  constexpr int kClearLead = 6;  // fewer points more or less are chance
   if (std::abs(count_ - other.count_) >= kClearLead) return count_ > other.count_;
   return NearShare() >= other.NearShare();
 }
@@ -48,17 +50,7 @@ RansacConsensus::RansacConsensus(const Vector3d& seed, double radiusHint, int n,
   if (n_ < sampleSize_) throw primfit::FitError(primfit::messages::kNotEnoughPoints);
 }
 
-RansacConsensus::RansacConsensus(const RansacConsensus& other)
-    : updater_(other.updater_),
-      sampleSize_(other.sampleSize_),
-      successProbability_(other.successProbability_),
-      goodSampleRate_(other.goodSampleRate_),
-      scannerError_(other.scannerError_),
-      distanceTolerance_(other.distanceTolerance_),
-      n_(other.n_),
-      points_(other.points_),
-      seed_(other.seed_),
-      radiusHint_(other.radiusHint_) {}
+RansacConsensus::RansacConsensus(const RansacConsensus& other) = default;
 
 RansacConsensus::~RansacConsensus() = default;
 
@@ -70,7 +62,7 @@ void RansacConsensus::SamplePoints(int k, Vector3d* sample, Generator* generator
   const int m = std::min(k, n_);
   std::vector<int> indices(static_cast<std::size_t>(std::max(m - 1, 0)));
   {
-    const std::lock_guard guard(sampleLock_);
+    const std::lock_guard<std::mutex> guard(sampleLock_);
     primfit::DrawDistinct(n_, indices, [&] { return generator->Next(); });
   }
   std::transform(indices.begin(), indices.end(), sample, [&](int i) { return points_[i]; });
@@ -98,12 +90,13 @@ RansacOut* RansacConsensus::OneRansac(Generator* generator) {
 
 OutputShape* RansacConsensus::Solve(double* const bands) {
   Generator generator{std::minstd_rand(primfit::SearchSeed()), std::uniform_int_distribution<int>(0, n_ - 1)};
+  // A consensus set of four fifths of the expected inliers ends the search: the rest are on its fringe.
   const int target = static_cast<int>(goodSampleRate_ * 0.8 * n_);
   std::unique_ptr<RansacOut> best;
-  for (int left = NumberIterations(sampleSize_ - 1, successProbability_, goodSampleRate_); left >= 1;
-       --left) {
-    std::unique_ptr<RansacOut> judged(OneRansac(&generator));
-    if (judged && (!best || *judged < *best)) best = std::move(judged);
+  for (int remaining = NumberIterations(sampleSize_ - 1, successProbability_, goodSampleRate_);
+       remaining >= 1; --remaining) {
+    std::unique_ptr<RansacOut> candidate(OneRansac(&generator));
+    if (candidate && (!best || *candidate < *best)) best = std::move(candidate);
     if (updater_ != nullptr && updater_->StopRequested()) break;
     if (best && best->GetCount() >= target) break;
   }

@@ -17,9 +17,11 @@ using Eigen::Vector3d;
 namespace {
 
 constexpr int kMinimumPoints = 10;
+/// A point within two scanner errors, which is in one of the first eight bands, belongs to the consensus set.
 constexpr int kCloseBands = 8;
 
-/// The ten bands about a radius, as squared outer and inner bounds, narrowest first.
+/// The ten bands about a radius, narrowest first, as bounds of the squared distance from the axis: so no
+/// point needs a square root.
 class RadialBands {
  public:
   RadialBands(double radius, double scannerError) {
@@ -87,7 +89,7 @@ bool RansacConsensusCylinder::MakeHistogram(const OutputShape* shape, std::vecto
 }
 
 OutputShape* RansacConsensusCylinder::OptimizeShape(const OutputShape* shape, int count, const int* indices) {
-  constexpr double kRefitTolerance = 0.012;
+  constexpr double kRefitTolerance = 0.012;  // in the unit of the points, as the inlier band of RansacFit
   try {
     std::vector<Vector3d> near;
     near.reserve(static_cast<std::size_t>(count));

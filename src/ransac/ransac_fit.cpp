@@ -17,8 +17,12 @@ using Eigen::Vector3d;
 
 namespace {
 
+/// The inlier band of the score, in the unit of the points: two scanner errors of 0.006. It does not depend
+/// on the distance tolerance, so that candidates of one cloud are ranked alike whatever a caller selects
+/// afterwards.
 constexpr double kScoreBand = 0.012;
-constexpr int kEnoughGoodCandidates = 10;
+/// So many candidates above the expected number of inliers end a search that may stop early.
+constexpr int kEarlyStopCandidates = 10;
 
 int WorkerCount() {
   if (primfit::SuppressionCount() > 0) return 1;
@@ -29,7 +33,8 @@ int WorkerCount() {
 
 int primfit::NumberIterations(double p, double w, int k) { return SampleCount(p, w, k, 0.5); }
 
-/// What the worker passes of one Solve share.
+/// What the worker passes of one Solve share. They run one after another on the caller's thread; the locks
+/// keep the class safe for subclasses that run them at the same time.
 struct RansacFit::SearchState {
   SearchState(int iterations, int n, double threshold, std::uint32_t seed)
       : remaining(iterations),
@@ -62,18 +67,6 @@ RansacFit::RansacFit(int n, const Vector3d* points, int sampleSize, double succe
   if (distanceTolerance_ < 0.001) throw primfit::FitError(primfit::messages::kDistanceTolerance);
 }
 
-RansacFit::RansacFit(const RansacFit& other)
-    : updater_(other.updater_),
-      optimizer_(other.optimizer_),
-      sampleSize_(other.sampleSize_),
-      successProbability_(other.successProbability_),
-      goodSampleRate_(other.goodSampleRate_),
-      scannerError_(other.scannerError_),
-      n_(other.n_),
-      earlyStop_(other.earlyStop_),
-      points_(other.points_),
-      distanceTolerance_(other.distanceTolerance_) {}
-
 RansacFit::~RansacFit() = default;
 
 void RansacFit::RequirePoints(int minimum) {
@@ -85,7 +78,8 @@ OutputShape* RansacFit::Solve() {
   if (sampleSize_ == n_ || (goodSampleRate_ > 0.999 && scannerError_ < 1e-6)) return SolveWithAllPoints();
   const int iterations = primfit::NumberIterations(successProbability_, goodSampleRate_, sampleSize_);
   SearchState state(iterations, n_, std::trunc(n_ * goodSampleRate_ + 1.0), primfit::SearchSeed());
-  // The passes share the budget: the first one uses it up unless the host stops it.
+  // The passes share the number of samples: the first one uses it up unless the host stops it. After a stop
+  // each later pass tries one sample more and asks again.
   const int workers = WorkerCount();
   for (int i = 0; i < workers; ++i) SolveWorker(state);
   return state.best ? RefitBest(state) : nullptr;
@@ -105,11 +99,11 @@ void RansacFit::SolveWorker(SearchState& state) {
     {
       const std::lock_guard guard(state.lock);
       remaining = state.remaining--;
-      if (remaining < 1 || state.goodCandidates >= kEnoughGoodCandidates) break;
+      if (remaining < 1 || state.goodCandidates >= kEarlyStopCandidates) break;
     }
     DrawSample(state, indices);
     std::transform(indices.begin(), indices.end(), sample.begin(), [&](int i) { return points_[i]; });
-    Consider(state, indices, sample.data());
+    TryCandidate(state, indices, sample.data());
     if (updater_ != nullptr) {
       if (updater_->StopRequested()) break;
       updater_->ReportProgress(1 - static_cast<double>(remaining) / state.total);
@@ -120,12 +114,14 @@ void RansacFit::SolveWorker(SearchState& state) {
 
 /// Distinct indices, each uniform over all points, in the order drawn.
 void RansacFit::DrawSample(SearchState& state, std::vector<int>& indices) {
-  const std::lock_guard guard(sampleLock_);
+  const std::lock_guard<std::mutex> guard(sampleLock_);
   primfit::DrawDistinct(n_, indices, [&] { return state.index(state.generator); });
 }
 
-/// Makes, scores and keeps or drops one candidate; of equal scores the earlier stays.
-void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, const Vector3d* samplePoints) {
+/// Makes the candidate of one sample, scores it and keeps it if it is the best so far; of equal scores the
+/// earlier candidate stays.
+void RansacFit::TryCandidate(SearchState& state, const std::vector<int>& indices,
+                             const Vector3d* samplePoints) {
   const int k = static_cast<int>(indices.size());
   std::unique_ptr<OutputShape> candidate;
   {
@@ -133,7 +129,7 @@ void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, co
     candidate.reset(FitShape(k, indices.data(), samplePoints));
   }
   if (!candidate) return;
-  // Neither the best so far is beaten nor an early stop earned by less.
+  // A smaller score neither beats the best nor counts towards the early stop.
   scoreToBeat_ =
       static_cast<int>(earlyStop_ ? std::min(state.bestScore, state.earlyStopThreshold) : state.bestScore);
   double scratch = 0;
@@ -146,6 +142,8 @@ void RansacFit::Consider(SearchState& state, const std::vector<int>& indices, co
   if (earlyStop_ && score > state.earlyStopThreshold) ++state.goodCandidates;
 }
 
+/// Refits the best candidate on the points within the distance tolerance; where that gives none it stays as
+/// it is.
 OutputShape* RansacFit::RefitBest(SearchState& state) {
   const primfit::Scratch<Vector3d> close(static_cast<std::size_t>(n_) + 1);
   state.best->SetDistSqrdThreshod(distanceTolerance_);

@@ -21,8 +21,8 @@ int NumberIterations(double p, double w, int k);
 }  // namespace primfit
 
 /// Random-sample consensus search (Fischler and Bolles 1981): makes a candidate shape from each of many small
-/// random samples, keeps the one with the most points close to it, and refits that on the points within the
-/// tolerance.
+/// random samples, keeps the one with the largest consensus set (the points within a fixed inlier band), and
+/// refits that one on the points within the distance tolerance.
 class RansacFit {
  public:
   virtual ~RansacFit();
@@ -30,11 +30,12 @@ class RansacFit {
   /// Makes a candidate from the k points of a sample.
   /// @return a new shape, or null when the sample gives none
   virtual OutputShape* MakeShape(int k, const int* indices, const Eigen::Vector3d* samplePoints) = 0;
-  /// MakeShape, or, with an optimizer that has a start shape of its own, that shape refined on the sample. An
-  /// exception inside counts as no candidate.
+  /// MakeShape, or, with an optimizer that has a start shape of its own, that shape refined on the sample.
+  /// Whatever is thrown inside counts as no candidate: some samples are degenerate, and the search goes on
+  /// with the next.
   virtual OutputShape* FitShape(int k, const int* indices, const Eigen::Vector3d* samplePoints);
-  /// Number of all points within the fixed band of 0.012 of the candidate; the sample and the scratch value
-  /// are for searches that rank differently.
+  /// The size of the candidate's consensus set: the number of all points within 0.012 of it. The other
+  /// arguments are part of the interface, for subclasses that rank candidates otherwise.
   virtual double ScoreShape(OutputShape* candidate, int k, const int* indices,
                             const Eigen::Vector3d* samplePoints, double* scratch);
   /// Runs the search. When samples hold all points, or no outlier and no scanner error is expected, the shape
@@ -48,7 +49,8 @@ class RansacFit {
   void SetUpdater(FitProgressUpdater* updater) { updater_ = updater; }
   /// Refines every candidate on its sample and the best one on its close points. Null for none; not owned.
   void SetOptimizer(const TROptimizer* optimizer) { optimizer_ = optimizer; }
-  /// Ends the search at the tenth candidate whose score is above n w + 1.
+  /// Ends the search at the tenth candidate whose consensus set is larger than n w + 1, the number of inliers
+  /// that the expected share w lets expect.
   void SetEarlyStop(bool earlyStop) { earlyStop_ = earlyStop; }
 
  protected:
@@ -60,8 +62,8 @@ class RansacFit {
   /// @throws primfit::FitError "Good Sample Rate < 0.1", "Distance Tolerance < 0.001"
   RansacFit(int n, const Eigen::Vector3d* points, int sampleSize, double successProbability,
             double goodSampleRate, double scannerError, double distanceTolerance);
-  /// Copies everything but the lock.
-  RansacFit(const RansacFit& other);
+  /// A copy searches the same points with the same settings.
+  RansacFit(const RansacFit& other) = default;
   RansacFit& operator=(const RansacFit&) = delete;
 
   /// @throws primfit::FitError "Not enough points" when there are fewer than the shape needs
@@ -75,10 +77,16 @@ class RansacFit {
   OutputShape* SolveWithAllPoints();
   void SolveWorker(SearchState& state);
   void DrawSample(SearchState& state, std::vector<int>& indices);
-  void Consider(SearchState& state, const std::vector<int>& indices, const Eigen::Vector3d* samplePoints);
+  void TryCandidate(SearchState& state, const std::vector<int>& indices, const Eigen::Vector3d* samplePoints);
   OutputShape* RefitBest(SearchState& state);
 
-  std::mutex sampleLock_;
+  /// A copy has a lock of its own.
+  struct Lock : std::mutex {
+    Lock() = default;
+    Lock(const Lock& /*other*/) : std::mutex() {}
+  };
+
+  Lock sampleLock_;  ///< held while a sample is drawn: workers of a search may run at the same time
   FitProgressUpdater* updater_ = nullptr;
   const TROptimizer* optimizer_ = nullptr;
   int sampleSize_;
@@ -87,7 +95,7 @@ class RansacFit {
   double scannerError_;
   int n_;
   bool earlyStop_ = false;
-  int scoreToBeat_ = -1;  ///< what the candidate in hand has to exceed to make a difference
+  int scoreToBeat_ = -1;  ///< counting stops where the candidate cannot exceed this, see CountClose
   const Eigen::Vector3d* points_;
   double distanceTolerance_;
 };

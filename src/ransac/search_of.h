@@ -10,17 +10,21 @@
 
 namespace primfit {
 
-/// Makes a shape from a few points; a new one or null.
-using Estimate = OutputShape* (*)(int count, const Eigen::Vector3d* points);
+/// Makes a shape from a few points, directly: a new one, or null for points that determine none.
+using Estimator = OutputShape* (*)(int count, const Eigen::Vector3d* points);
 
-/// A PolynomialFit as an Estimate.
+/// A PolynomialFit as an Estimator.
 template <class Fit>
 OutputShape* EstimateBy(int count, const Eigen::Vector3d* points) {
   return Fit(count, points).Solve();
 }
 
-/// The search for one kind of shape: how a sample becomes a candidate and how many points it takes.
-template <Estimate kEstimate, int kMinimumPoints, const std::string_view& kName, int kMinimumSample = 0>
+/// The search for one kind of shape: how a minimal sample becomes a candidate, and how many points that
+/// takes.
+/// @tparam kMinimumPoints  points without which no search is made
+/// @tparam kName           for the messages
+/// @tparam kMinimumSample  to which a smaller sample is raised
+template <Estimator kEstimate, int kMinimumPoints, const std::string_view& kName, int kMinimumSample = 0>
 class SearchOf : public RansacFit {
  public:
   /// See RansacFit. @throws primfit::FitError also "Not enough points"

@@ -1,4 +1,4 @@
-// The searches of the primitives.
+// The searches of the primitives: each an estimator and the number of points that it needs.
 #ifndef PRIMFIT_SRC_RANSAC_SEARCHES_H_
 #define PRIMFIT_SRC_RANSAC_SEARCHES_H_
 
@@ -46,8 +46,8 @@ class RansacCone final : public primfit::SearchOf<&primfit::EstimateBy<ConeFit>,
  public:
   using SearchOf::SearchOf;
 
-  /// A plane or a line, which the estimate makes of points that lie so, is a start of the refinement and no
-  /// candidate of its own.
+  /// The estimator makes a cone of half-angle 0 or a right angle of points that lie on a line or plane. A
+  /// refinement may start there; as a candidate of its own it is no cone.
   OutputShape* MakeShape(int k, const int* indices, const Eigen::Vector3d* samplePoints) override {
     std::unique_ptr<OutputShape> shape(SearchOf::MakeShape(k, indices, samplePoints));
     const bool estimated = shape && Optimizer() == nullptr;

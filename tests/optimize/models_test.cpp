@@ -11,6 +11,8 @@
 #include <random>
 #include <vector>
 
+#include "optimize/directions.h"
+
 namespace {
 
 using Eigen::Vector3d;
@@ -74,14 +76,16 @@ TEST_F(Models, MeasureAsAnotherFormulaDoes) {
     const Vector3d flat(p.x(), p.y(), 0);
     const double line[] = {r, a}, circle[] = {c.x(), c.y(), r}, plane[] = {r, a, b};
     const Comparison checks[] = {
-        {TRLine(9, none_, 1).At(line)(flat), std::cos(Real(a)) * p.y() - std::sin(Real(a)) * p.x() - r},
-        {TRCircle(9, none_, 1).At(circle)(p),
+        {primfit::SignedDistance(TRLine(9, none_, 1).At(line), flat),
+         std::cos(Real(a)) * p.y() - std::sin(Real(a)) * p.x() - r},
+        {primfit::SignedDistance(TRCircle(9, none_, 1).At(circle), p),
          std::hypot(Real(p.x()) - c.x(), Real(p.y()) - c.y(), Real(p.z())) - r},
-        {TRPlane(9, none_, 1).At(plane)(p), p.cast<Real>().dot(d.cast<Real>()) - r},
-        {TRSphere(9, none_, 1).At(space.data())(p), (p.cast<Real>() - c.cast<Real>()).norm() - r},
-        {TRCylinder(9, none_, 1).At(space.data())(p), Cylinder(p, c, r, d)},
-        {TRCone(9, none_, 1).At(space.data())(p), Cone(p, c, r, d)},
-        {TRTorus(9, none_, 1).At(torus.data())(p), Torus(p, c, r, q, d)},
+        {primfit::SignedDistance(TRPlane(9, none_, 1).At(plane), p), p.cast<Real>().dot(d.cast<Real>()) - r},
+        {primfit::SignedDistance(TRSphere(9, none_, 1).At(space.data()), p),
+         (p.cast<Real>() - c.cast<Real>()).norm() - r},
+        {primfit::SignedDistance(TRCylinder(9, none_, 1).At(space.data()), p), Cylinder(p, c, r, d)},
+        {primfit::SignedDistance(TRCone(9, none_, 1).At(space.data()), p), Cone(p, c, r, d)},
+        {primfit::SignedDistance(TRTorus(9, none_, 1).At(torus.data()), p), Torus(p, c, r, q, d)},
     };
     for (const auto& check : checks) {
       ASSERT_NEAR(check.model, static_cast<double>(check.oracle), 2e-14)
@@ -99,10 +103,11 @@ TEST_F(Models, ProfileTorusAlwaysPassesThroughItsSection) {
     const Vector3d tube = u.cross(w);
     const Vector3d outward = Eigen::AngleAxisd(theta, tube) * u;  // from the torus's centre to the section
     const Vector3d p = Point();
-    ASSERT_NEAR(model.At(x)(p),
+    ASSERT_NEAR(primfit::SignedDistance(model.At(x), p),
                 static_cast<double>(Torus(p, section - bend * outward, bend, r, tube.cross(outward))), 1e-13);
     const double turn = Number(0, 6);
-    ASSERT_NEAR(model.At(x)(section + r * (std::cos(turn) * outward + std::sin(turn) * tube.cross(outward))),
+    ASSERT_NEAR(primfit::SignedDistance(model.At(x), section + r * (std::cos(turn) * outward +
+                                                                    std::sin(turn) * tube.cross(outward))),
                 0, 1e-14);
   }
 }
@@ -115,7 +120,8 @@ TEST_F(Models, TorusPointOnTheAxisIsMeasuredAcrossIt) {
     // Just on, just under and just over the limit of 1e-6, the distance is that of the point on the axis.
     for (const double off : {0.0, 0.9e-6, 1.5e-6}) {
       const Vector3d p = Vector3d(1, 2, 3) + 1.5 * axis + off * axis.unitOrthogonal();
-      EXPECT_NEAR(model.At(x)(p), std::hypot(2, 1.5) - 0.5, 2e-6) << axis.transpose() << " off " << off;
+      EXPECT_NEAR(primfit::SignedDistance(model.At(x), p), std::hypot(2, 1.5) - 0.5, 2e-6)
+          << axis.transpose() << " off " << off;
     }
   }
 }

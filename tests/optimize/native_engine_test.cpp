@@ -9,6 +9,7 @@
 
 #include "optimize/optimizers.h"
 #include "optimize/surfaces.h"
+#include "optimize/trust_region.h"
 #include "support/memory.h"
 #include "support/scenes.h"
 

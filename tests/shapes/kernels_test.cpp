@@ -3,41 +3,21 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <functional>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
-#if PRIMFIT_SIMD
-#include <hwy/targets.h>
-#endif
-
-#include "optimize/normal_equations.h"
+#include "shapes/formulas.h"
 #include "shapes/kernels/batch.h"
 #include "support/kinds.h"
+#include "support/targets.h"
 
 namespace primfit::testing {
 namespace {
 
 using Eigen::Vector3d;
-
-/// Runs the body once for each vector target of this build that the machine has.
-void OnEveryTarget(const std::function<void()>& body) {
-#if PRIMFIT_SIMD
-  for (auto targets = hwy::SupportedTargets(); targets != 0; targets &= targets - 1) {
-    const auto target = targets & -targets;
-    SCOPED_TRACE(hwy::TargetName(target));
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    body();
-  }
-  hwy::SetSupportedTargetsForTest(0);
-  hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-#else
-  body();
-#endif
-}
 
 /// Points about a shape; many of them exactly on a bound of its band, where one rounding more or less
 /// decides, and some that are not finite.
@@ -61,11 +41,6 @@ Points OnTheBounds(const Kind& kind, OutputShape& shape, int n, Random& random) 
   }
   points.resize(static_cast<std::size_t>(n));
   return points;
-}
-
-bool SameBits(const std::vector<double>& a, const std::vector<double>& b) {
-  return a.size() == b.size() &&
-         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
 }
 
 TEST(Kernels, DecideAndMeasureAsThePointFunctionsDo) {
@@ -103,24 +78,90 @@ TEST(Kernels, DecideAndMeasureAsThePointFunctionsDo) {
   }
 }
 
-TEST(Kernels, SumAlikeOnEveryTarget) {
-  using Shape = LocalShape::Kind;
+/// The quantity that the band of the shape bounds, by its formula for one point.
+double QuantityOf(const OutputShape& shape, const Vector3d& p) {
+  double quantity = 0;
+  const auto tryKind = [&]<class Shape>(const Shape*) {
+    const auto* of = dynamic_cast<const Shape*>(&shape);
+    if (of != nullptr) quantity = FormulaOf(*of).Quantity(p.x(), p.y(), p.z());
+  };
+  const auto tryKinds = [&]<class... Shapes>(const Shapes*... kinds) { (tryKind(kinds), ...); };
+  tryKinds(static_cast<const OutputLine*>(nullptr), static_cast<const OutputCircle*>(nullptr),
+           static_cast<const OutputPlane*>(nullptr), static_cast<const OutputSphere*>(nullptr),
+           static_cast<const OutputCylinder*>(nullptr), static_cast<const OutputCone*>(nullptr),
+           static_cast<const OutputTorus*>(nullptr));
+  return quantity;
+}
+
+AxialRange PlainRange(const OutputShape& shape, double low, double high, const Vector3d& root,
+                      const Vector3d& axis, const Points& points) {
+  AxialRange range;
+  for (const Vector3d& p : points) {
+    const double quantity = QuantityOf(shape, p);
+    if (!(low <= quantity && quantity <= high)) continue;
+    const double at = (Triple<double>(p) - Triple<double>(root)).Dot(Triple<double>(axis));
+    range.low = std::min(range.low, at);
+    range.high = std::max(range.high, at);
+  }
+  return range;
+}
+
+TEST(Kernels, RangeOverThePointsInABandAsAPlainLoopDoes) {
+  for (const Kind& kind : Kinds()) {
+    SCOPED_TRACE(kind.name);
+    Random random;
+    const auto shape = kind.make(random.AnyPose(0.2), 1);
+    shape->SetDistSqrdThreshod(0.1);
+    const Vector3d root = random.InCube(1), axis = random.Direction();
+    for (const int n : kLengths) {
+      Points points = OnTheBounds(kind, *shape, n, random);
+      if (n > 2) points[static_cast<std::size_t>(n / 2)].y() = std::nan("");
+      // Bounds at which points lie exactly: the far ends of a narrow band and of one without points.
+      const double some = n > 0 ? QuantityOf(*shape, points.front()) : 1,
+                   other = n > 0 ? QuantityOf(*shape, points.back()) : 2;
+      const double infinity = std::numeric_limits<double>::infinity();
+      const Range bands[] = {{some, some},
+                             {std::min(some, other), std::max(some, other)},
+                             {-infinity, infinity},
+                             {std::nan(""), infinity},
+                             {1e9, 2e9},
+                             {shape->CloseLow(), shape->CloseHigh()}};
+      for (const auto& [low, high] : bands) {
+        const AxialRange plain = PlainRange(*shape, low, high, root, axis, points);
+        OnEveryTarget([&] {
+          const AxialRange range = RangeOf(*shape, low, high, root, axis, points.data(), n);
+          EXPECT_EQ(range.low, plain.low) << n << " points in [" << low << ", " << high << "]";
+          EXPECT_EQ(range.high, plain.high) << n << " points in [" << low << ", " << high << "]";
+        });
+      }
+    }
+  }
+}
+
+TEST(Kernels, MarkTheValuesUpToABound) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr std::uint64_t kUntouched = 0x5a5a5a5a5a5a5a5a;
   Random random;
-  for (const Shape kind : {Shape::kPlane, Shape::kSphere, Shape::kCylinder, Shape::kCone, Shape::kTorus}) {
-    const LocalShape shape = WithFrame({kind, random.InCube(1), random.Direction(), 1, 0.4, {}, {}});
-    for (const int n : {5, 128, 1001}) {
-      Points points;
-      std::vector<const Vector3d*> pointers;
-      for (int i = 0; i < n; ++i) points.push_back(random.InCube(2));
-      for (const Vector3d& p : points) pointers.push_back(&p);
-      std::vector<double> first;
+  for (const double bound : {0.5, 0.0, -1.0, kInfinity, -kInfinity, std::nan("")}) {
+    for (const int n : kLengths) {
+      const double special[] = {bound,
+                                std::nextafter(bound, kInfinity),
+                                std::nextafter(bound, -kInfinity),
+                                std::nan(""),
+                                kInfinity,
+                                -kInfinity,
+                                -0.0};
+      std::vector<double> values;
+      for (int i = 0; i < n; ++i)
+        values.push_back(random.Integer(0, 1) == 0 ? special[random.Integer(0, 6)] : random.Uniform(-2, 2));
+      std::vector<std::uint64_t> marks((values.size() + 63) / 64 + 1, 0);
+      marks.back() = kUntouched;
+      for (std::size_t i = 0; i < values.size(); ++i)
+        marks[i / 64] |= std::uint64_t{values[i] <= bound} << i % 64;
       OnEveryTarget([&] {
-        for (const PointRefs& refs : {PointRefs{n, points.data()}, PointRefs{n, nullptr, pointers.data()}}) {
-          std::vector<double> gram(64, 0.0);
-          AccumulateGram(shape, refs, gram.data());
-          if (first.empty()) first = gram;
-          EXPECT_TRUE(SameBits(gram, first)) << "shape " << static_cast<int>(kind) << ", " << n << " points";
-        }
+        std::vector<std::uint64_t> words(marks.size(), kUntouched);
+        BitsUpTo(bound, values.data(), values.size(), words.data());
+        EXPECT_EQ(words, marks) << n << " values up to " << bound;
       });
     }
   }

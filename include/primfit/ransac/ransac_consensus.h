@@ -79,7 +79,14 @@ class PRIMFIT_API RansacConsensus {
   double radiusHint() const { return radiusHint_; }
 
  private:
-  std::mutex sampleLock_;
+  /// A copy has a lock of its own.
+  struct Lock : std::mutex {
+    Lock() = default;
+    Lock(const Lock& /*other*/) : std::mutex() {}
+  };
+
+  /// Held while a sample is drawn, so that subclasses may call OneRansac from several threads.
+  Lock sampleLock_;
   FitProgressUpdater* updater_ = nullptr;
   int sampleSize_;
   double successProbability_;

@@ -276,7 +276,7 @@ class Convergence {
     remaining_ = NextStep(sums_, FreeParametersOf(model_, task_.held | atEnd_).count);
     return remaining_ <= kOptimal * Size();
   }
-  double Size() const { return task_.size > 0 ? task_.size : sums_.extent; }
+  double Size() const { return task_.size > 0 ? task_.size : sums_.lengthScale; }
 
   /// Distances from the shape, the noise and the bound. After some rounds the bound stands, so that only the
   /// selection can still change. @return whether the budget lasted

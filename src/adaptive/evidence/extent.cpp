@@ -60,36 +60,17 @@ Reach ReachAlong(std::vector<double> values) {
 
 Reach ReachAround(const std::vector<double>& squareAzimuths) {
   constexpr std::size_t kPieces = 256, kLeastValues = 1024, kBins = 16 * kPieces;
-  struct Bin {
-    double low = 4, high = -1;
-    std::size_t count = 0;
-  };
-  std::vector<Bin> bins(kBins);
-  for (const double a : squareAzimuths) {
-    Bin& bin = bins[std::min(static_cast<std::size_t>(a / 4 * kBins), kBins - 1)];
-    bin.low = std::min(bin.low, a);
-    bin.high = std::max(bin.high, a);
-    ++bin.count;
-  }
+  AzimuthBins bins(kBins);
   std::vector<std::size_t> counts(kPieces);
-  for (std::size_t i = 0; i < kBins; ++i) counts[i * kPieces / kBins] += bins[i].count;
+  const auto pieceOf = [](std::size_t bin) { return bin * kPieces / kBins; };
+  for (const double a : squareAzimuths) ++counts[pieceOf(bins.Add(a))];
   const double few = squareAzimuths.size() < kLeastValues ? 0 : kStrayShare * MedianCount(counts);
-  const Bin *first = nullptr, *before = nullptr;
-  double gap = -1, start = 0;
-  const auto look = [&](double from, const Bin& to, double turn) {
-    const double width = AzimuthOf(to.low) + turn - from;
-    if (width <= gap) return;
-    gap = width;
-    start = AzimuthOf(to.low);
-  };
-  for (std::size_t i = 0; i < kBins; ++i) {
-    if (bins[i].count == 0 || static_cast<double>(counts[i * kPieces / kBins]) < few) continue;
-    if (first == nullptr) first = &bins[i];
-    if (before != nullptr) look(AzimuthOf(before->high), bins[i], 0);
-    before = &bins[i];
-  }
-  look(AzimuthOf(before->high), *first, 2 * pi);
-  return {start, start + 2 * pi - gap};
+  const AzimuthGaps gaps =
+      bins.Gaps([&](std::size_t bin) { return static_cast<double>(counts[pieceOf(bin)]) >= few; });
+  const double gapAcrossZero = gaps.first + 2 * pi - gaps.last;
+  const bool wraps = gaps.gap >= gapAcrossZero;
+  const double start = wraps ? gaps.behindGap : gaps.first;
+  return {start, start + 2 * pi - (wraps ? gaps.gap : gapAcrossZero)};
 }
 
 }  // namespace primfit::adaptive

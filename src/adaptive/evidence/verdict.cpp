@@ -33,7 +33,7 @@ const char* NameOf(unsigned parts, ShapeKind kind) {
 /// The largest standard deviation that says something. A covariance is that of small changes about the shape:
 /// of a quantity that is not known to its own size it tells nothing but that.
 double LargestKnown(ParameterKind kind, const Converged& c) {
-  if (kind == ParameterKind::kPosition) return c.sums.extent;
+  if (kind == ParameterKind::kPosition) return c.sums.lengthScale;
   return kind == ParameterKind::kDirection ? std::numbers::pi / 2 : c.model.Size(ComponentOf(kind));
 }
 

@@ -46,7 +46,7 @@ Vector3d Turning(const Vector3d& change, const Vector3d& a) { return change - a 
 Model Moved(const Model& base, const FreeParameters& parameters, const double* x, double& length) {
   Model m = base;
   for (int i = 0; i < parameters.count; ++i) {
-    const Motion& motion = parameters.each[i].motion;
+    const ShapeDerivative& motion = parameters.each[i].motion;
     m.center += x[i] * motion.center;
     m.axis += x[i] * motion.axis;
     m.major += x[i] * motion.major;
@@ -61,14 +61,14 @@ void Add(const NormalEquations& other, int n, NormalEquations& sums) {
   for (int i = 0; i < n; ++i) {
     for (int j = 0; j < n; ++j) sums.matrix[i][j] += other.matrix[i][j];
     sums.gradient[i] += other.gradient[i];
-    sums.lever[i] = std::hypot(sums.lever[i], other.lever[i]);
+    sums.sensitivity[i] = std::hypot(sums.sensitivity[i], other.sensitivity[i]);
   }
-  sums.squares += other.squares;
-  sums.extent = std::max(sums.extent, other.extent);
+  sums.sumOfSquares += other.sumOfSquares;
+  sums.lengthScale = std::max(sums.lengthScale, other.lengthScale);
 }
 
-LocalShape LocalOf(LocalShape::Kind kind, const Model& m) {
-  LocalShape shape;
+ShapeParameters LocalOf(ShapeParameters::Kind kind, const Model& m) {
+  ShapeParameters shape;
   shape.kind = kind;
   shape.center = m.center;
   shape.axis = m.axis;
@@ -78,13 +78,13 @@ LocalShape LocalOf(LocalShape::Kind kind, const Model& m) {
 }
 
 /// AccumulateGram in pieces, for which the budget is asked. Where it ends, the sums are not complete.
-void SumUpGram(const LocalShape& shape, const PointRefs& points, Budget& budget, SmallMatrix& gram) {
+void SumUpGram(const ShapeParameters& shape, const PointRefs& points, Budget& budget, SmallMatrix& gram) {
   std::fill_n(gram[0], sizeof gram / sizeof(double), 0.0);
   budget.InPieces(static_cast<std::size_t>(points.count), [&](std::size_t begin, std::size_t count) {
     PointRefs piece = points;
     piece.count = static_cast<int>(count);
     piece.rows += begin;
-    if (piece.roots != nullptr) piece.roots += begin;
+    if (piece.rootWeights != nullptr) piece.rootWeights += begin;
     if (begin == 0) return AccumulateGram(shape, piece, gram[0]);
     SmallMatrix more;
     AccumulateGram(shape, piece, more[0]);
@@ -97,8 +97,8 @@ void SumUpGram(const LocalShape& shape, const PointRefs& points, Budget& budget,
 /// Distance equations of a model that was moved: its axis is that of the parameters divided by `length`.
 NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double length,
                        const PointRefs& points, Budget& budget) {
-  using Kind = LocalShape::Kind;
-  Motion motions[kMostParameters];
+  using Kind = ShapeParameters::Kind;
+  ShapeDerivative motions[kMostParameters];
   const int n = parameters.count;
   for (int i = 0; i < n; ++i) {
     motions[i] = parameters.each[i].motion;
@@ -106,13 +106,13 @@ NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double 
   }
   SmallMatrix gram;
   const auto plain = [&](Kind kind) {
-    const LocalShape shape = LocalOf(kind, m);
+    const ShapeParameters shape = LocalOf(kind, m);
     SumUpGram(shape, points, budget, gram);
-    return SumUp(shape, motions, n, points.count, gram);
+    return NormalEquationsOf(shape, motions, n, points.count, gram);
   };
   switch (m.kind) {
     case ShapeKind::kLine: {  // the squared distance from a line is that from two planes through it
-      LocalShape line = LocalOf(Kind::kLine, m);
+      ShapeParameters line = LocalOf(Kind::kLine, m);
       SmallMatrix both;
       SumUpGram(line, points, budget, both);
       NormalEquations sums[2];
@@ -123,7 +123,7 @@ NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double 
           for (int j = 0; j < 3; ++j) gram[i][j] = both[of[i]][of[j]];
         }
         if (side == 1) line.u = line.w;
-        sums[side] = SumUp(line, motions, n, points.count, gram);
+        sums[side] = NormalEquationsOf(line, motions, n, points.count, gram);
       }
       Add(sums[1], n, sums[0]);
       return sums[0];
@@ -151,11 +151,11 @@ NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double 
 
 FreeParameters FreeParametersOf(const Model& m, unsigned held) {
   FreeParameters parameters;
-  const auto add = [&](ParameterKind kind, const Vector3d& direction, const Motion& motion) {
+  const auto add = [&](ParameterKind kind, const Vector3d& direction, const ShapeDerivative& motion) {
     parameters.each[parameters.count++] = {kind, direction, motion};
   };
   const auto shift = [&](const Vector3d& v) { add(ParameterKind::kPosition, v, {.center = v}); };
-  const LocalShape frame = LocalOf(LocalShape::Kind::kPlane, m);
+  const ShapeParameters frame = LocalOf(ShapeParameters::Kind::kPlane, m);
   const KindFacts& facts = FactsOf(m.kind);
   if ((held & kCenter) == 0) {
     if (facts.slides != Slides::kInPlane) shift(frame.u), shift(frame.w);
@@ -187,7 +187,7 @@ std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& 
   TrustRegionAnswers answers;
   const auto look = [&] {
     const Model at = Moved(start, parameters, x, length);
-    answers.sums = SumsOf(at, parameters, length, points, budget);
+    answers.normalEquations = SumsOf(at, parameters, length, points, budget);
   };
   look();
   if (parameters.count > 0) {
@@ -195,7 +195,7 @@ std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& 
     engine.Start(parameters.count, points.count, x, limits);
     int request = kContinue;
     while (!budget.IsOver() && engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
-      if (request == kNeedSums) look();
+      if (request == kNeedNormalEquations) look();
     }
   }
   const Model at = Moved(start, parameters, x, length);
@@ -219,7 +219,7 @@ NormalEquations SumsAt(const Model& model, unsigned held, const PointRefs& point
 
 double NextStep(const NormalEquations& sums, int n) {
   double scale[kMostParameters] = {}, z[kMostParameters];
-  for (int i = 0; i < n; ++i) scale[i] = sums.lever[i] > 0 ? 1 / sums.lever[i] : 0;
+  for (int i = 0; i < n; ++i) scale[i] = sums.sensitivity[i] > 0 ? 1 / sums.sensitivity[i] : 0;
   SolveScaled(n, sums.matrix, sums.gradient, scale, 0, z);
   double longest = 0;
   for (int i = 0; i < n; ++i) longest = std::max(longest, std::abs(z[i]));
@@ -235,7 +235,7 @@ double LeastEigenvalue(const NormalEquations& sums, int n) {
       Eigen::Matrix<double, kMostParameters, kMostParameters>::Identity();
   for (int i = 0; i < n; ++i) {
     for (int j = 0; j < n; ++j) {
-      const double levers = sums.lever[i] * sums.lever[j];
+      const double levers = sums.sensitivity[i] * sums.sensitivity[j];
       even(i, j) = i == j || !(levers > 0) ? even(i, j) : sums.matrix[i][j] / levers;
     }
   }
@@ -264,8 +264,8 @@ std::optional<Model> UpdatedOptimum(const Model& at, unsigned held, int count, c
   double scale[kMostParameters] = {}, z[kMostParameters], x[kMostParameters] = {};
   for (int i = 0; i < n; ++i) {
     for (int j = 0; j < n; ++j) sums.matrix[i][j] = sums.matrix[i][j] * count / now + change.matrix[i][j];
-    sums.lever[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
-    scale[i] = sums.lever[i] > 0 ? 1 / sums.lever[i] : 0;
+    sums.sensitivity[i] = std::sqrt(std::max(sums.matrix[i][i], 0.0));
+    scale[i] = sums.sensitivity[i] > 0 ? 1 / sums.sensitivity[i] : 0;
   }
   SolveScaled(n, sums.matrix, change.gradient, scale, 0, z);
   double longest = 0;
@@ -273,9 +273,10 @@ std::optional<Model> UpdatedOptimum(const Model& at, unsigned held, int count, c
     longest = std::max(longest, std::abs(z[i]));
     x[i] = z[i] * scale[i];
   }
-  if (!(longest <= kShort * sums.extent)) return std::nullopt;
+  if (!(longest <= kShort * sums.lengthScale)) return std::nullopt;
   if (remaining != nullptr)
-    *remaining = longest / sums.extent * (longest + std::sqrt(sums.squares)) / LeastEigenvalue(sums, n);
+    *remaining =
+        longest / sums.lengthScale * (longest + std::sqrt(sums.sumOfSquares)) / LeastEigenvalue(sums, n);
   double length = 1;
   const Model moved = Moved(at, parameters, x, length);
   return IsValid(moved) ? std::optional(moved) : std::nullopt;

@@ -26,7 +26,7 @@ void Distances(const Model& model, const Eigen::Vector3d* points, int n, double*
 struct FreeParameter {
   ParameterKind kind;
   Eigen::Vector3d direction;  ///< in which a position or direction moves; zero for a size
-  Motion motion;
+  ShapeDerivative motion;
 };
 
 struct FreeParameters {
@@ -46,7 +46,7 @@ inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* r
   PointRefs refs;
   refs.count = static_cast<int>(points.size());
   refs.rows = points.data();
-  refs.roots = roots;
+  refs.rootWeights = roots;
   return refs;
 }
 

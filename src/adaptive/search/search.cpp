@@ -50,7 +50,7 @@ constexpr std::array<int, 3> kNeighbourRivals = {1, 4, 16};
 
 struct Maker {
   std::size_t sample;  ///< points that determine a candidate
-  Estimate estimate;
+  Estimator estimate;
   /// How often a sample without outliers leads to the shape, at noise of a two-hundredth of the size: from a
   /// sixth of a turn; whole shapes are found more often.
   double efficiency;

@@ -16,14 +16,15 @@
 HWY_BEFORE_NAMESPACE();
 namespace primfit::HWY_NAMESPACE {
 
-// Points in a block: its columns stay in the nearest cache.
+// Points in a block. Its columns, 8 kB at most, stay in the nearest cache between being written and being
+// multiplied.
 constexpr int kBlock = 128;
-constexpr int kStride = LocalShape::kGramStride;
+constexpr int kStride = ShapeParameters::kGramStride;
 
 /// 1 or -1.
-inline Number Sign(Number a) { return PartSign(a.v); }
+inline Number Sign(Number a) { return PacketSign(a.v); }
 /// 1 / length, or 0 where there is no direction.
-inline Number InverseOrZero(Number length) { return PartInverse(length.v); }
+inline Number InverseOrZero(Number length) { return PacketInverseOrZero(length.v); }
 
 struct Vector {
   Number x, y, z;
@@ -33,16 +34,17 @@ struct Vector {
   Number Dot(const Vector& b) const { return x * b.x + y * b.y + z * b.z; }
 };
 
-/// The axis of a shape with two perpendiculars.
-struct Frame {
-  explicit Frame(const LocalShape& shape) : u(shape.u), w(shape.w), axis(shape.axis) {}
+/// The axis of a shape and the two perpendiculars that make it a frame.
+struct ShapeFrame {
+  explicit ShapeFrame(const ShapeParameters& shape) : u(shape.u), w(shape.w), axis(shape.axis) {}
   Vector u, w, axis;
 };
 
-/// A point in cylinder coordinates.
+/// A point in cylinder coordinates about an axis. On the axis there is no direction, and (c, s) is (0, 0):
+/// such a point pulls no direction.
 struct Polar {
   Number x, y, h, rho, inverse, c, s;
-  Polar(const Vector& q, const Frame& frame)
+  Polar(const Vector& q, const ShapeFrame& frame)
       : x(q.Dot(frame.u)),
         y(q.Dot(frame.w)),
         h(q.Dot(frame.axis)),
@@ -52,21 +54,22 @@ struct Polar {
         s(y * inverse) {}
 };
 
-// What each kind of shape stores for a point q; LocalShape says what the columns are.
+// The columns and the distance of each kind of shape for a point q relative to the centre, as ShapeParameters
+// lists them.
 
-struct Line {
+struct LineColumns {
   static constexpr int kColumns = 3;
-  explicit Line(const LocalShape& shape) : frame(shape) {}
+  explicit LineColumns(const ShapeParameters& shape) : frame(shape) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     store(Number(1.0), q.Dot(frame.axis), q.Dot(frame.u), q.Dot(frame.w));
   }
-  Frame frame;
+  ShapeFrame frame;
 };
 
-struct Plane {
+struct PlaneColumns {
   static constexpr int kColumns = 4;
-  explicit Plane(const LocalShape& shape) : normal(shape.axis) {}
+  explicit PlaneColumns(const ShapeParameters& shape) : normal(shape.axis) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     store(q.x, q.y, q.z, Number(1.0), q.Dot(normal));
@@ -74,9 +77,9 @@ struct Plane {
   Vector normal;
 };
 
-struct Sphere {
+struct SphereColumns {
   static constexpr int kColumns = 4;
-  explicit Sphere(const LocalShape& shape) : radius(shape.minor) {}
+  explicit SphereColumns(const ShapeParameters& shape) : radius(shape.minor) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     const Number length = Sqrt(q.Dot(q)), inverse = InverseOrZero(length);
@@ -85,21 +88,21 @@ struct Sphere {
   Number radius;
 };
 
-struct Cylinder {
+struct CylinderColumns {
   static constexpr int kColumns = 5;
-  explicit Cylinder(const LocalShape& shape) : frame(shape), radius(shape.minor) {}
+  explicit CylinderColumns(const ShapeParameters& shape) : frame(shape), radius(shape.minor) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     const Polar p(q, frame);
     store(p.c, p.s, p.h * p.c, p.h * p.s, Number(1.0), p.rho - radius);
   }
-  Frame frame;
+  ShapeFrame frame;
   Number radius;
 };
 
-struct Cone {
+struct ConeColumns {
   static constexpr int kColumns = 6;
-  explicit Cone(const LocalShape& shape) : frame(shape), sine(shape.sine), cosine(shape.cosine) {}
+  explicit ConeColumns(const ShapeParameters& shape) : frame(shape), sine(shape.sine), cosine(shape.cosine) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     const Polar p(q, frame);
@@ -108,13 +111,14 @@ struct Cone {
     store(p.c, p.s, sign, p.c * tilt, p.s * tilt, p.rho * sine + height * cosine,
           p.rho * cosine - height * sine);
   }
-  Frame frame;
+  ShapeFrame frame;
   Number sine, cosine;
 };
 
-struct Torus {
+struct TorusColumns {
   static constexpr int kColumns = 7;
-  explicit Torus(const LocalShape& shape) : frame(shape), major(shape.major), minor(shape.minor) {}
+  explicit TorusColumns(const ShapeParameters& shape)
+      : frame(shape), major(shape.major), minor(shape.minor) {}
   template <class Store>
   void operator()(const Vector& q, const Store& store) const {
     const Polar p(q, frame);
@@ -123,24 +127,24 @@ struct Torus {
     const Number a = radial * inverse, b = p.h * inverse;
     store(a * p.c, a * p.s, b, b * p.c, b * p.s, a, Number(1.0), tau - minor);
   }
-  Frame frame;
+  ShapeFrame frame;
   Number major, minor;
 };
 
-/// Columns of a block of points and, last, their deviations.
+/// The columns of a block of points and, last, their distances.
 template <int kSize>
 struct Block {
   alignas(64) double columns[kSize][kBlock];
 };
 
-/// Points as they are.
-struct InSpace {
+// How the points are seen: as they are given, projected onto a plane, or as they are given with weights.
+
+struct AsGiven {
   Vector operator()(const Vector& p) const { return p; }
 };
 
-/// Points as seen in a plane.
-struct InPlane {
-  explicit InPlane(const PlaneFrame& frame) : origin(frame.origin), u(frame.u), w(frame.w) {}
+struct Projected {
+  explicit Projected(const PlaneFrame& frame) : origin(frame.origin), u(frame.u), w(frame.w) {}
   Vector operator()(const Vector& p) const {
     const Vector v = p - origin;
     return {v.Dot(u), v.Dot(w), Number(0.0)};
@@ -148,24 +152,25 @@ struct InPlane {
   Vector origin, u, w;
 };
 
-/// Points as they are, each with the root of its weight.
 struct Weighted {
-  explicit Weighted(const double* of) : roots(of) {}
+  explicit Weighted(const double* of) : rootWeights(of) {}
   Vector operator()(const Vector& p) const { return p; }
-  const double* roots;
+  const double* rootWeights;
 };
 
+/// Writes the columns of a block of points. A weight multiplies squared residuals, so its root multiplies the
+/// columns.
 /// @param count  a multiple of the lanes
 template <class View, class Kind, int kSize>
 void FillBlock(const View& view, const Kind& kind, const Vector& center, const Eigen::Vector3d* rows,
                int count, Block<kSize>& block) {
-  for (int i = 0; i < count; i += kPartLanes) {
-    Part x, y, z;
+  for (int i = 0; i < count; i += kPacketLanes) {
+    Packet x, y, z;
     LoadPoints(rows[i].data(), x, y, z);
     kind(view(Vector(x, y, z)) - center, [&](auto... values) HWY_ATTR {
       int column = 0;
       if constexpr (std::is_same_v<View, Weighted>) {
-        const Part root = LoadAnywhere(view.roots + i);
+        const Packet root = LoadUnaligned(view.rootWeights + i);
         (Store(Mul(values.v, root), block.columns[column++] + i), ...);
       } else {
         (Store(values.v, block.columns[column++] + i), ...);
@@ -174,28 +179,30 @@ void FillBlock(const View& view, const Kind& kind, const Vector& center, const E
   }
 }
 
-/// Adds the inner products of a column with the kCount columns from `others` on to `gram`; eight partial sums
-/// each.
+/// Adds the inner products of a column with kCount columns, the first of them `others`, to `gram`. Each has
+/// eight partial sums, which are reduced in one order whatever the packets are.
 template <int kCount>
 void AddProducts(const double* column, const double (*others)[kBlock], int count, double* gram) {
-  constexpr int kParts = kLanes / kPartLanes;
-  Part sums[kCount][kParts];
-  for (auto& sum : sums) std::fill_n(sum, kParts, PartOf(0));
+  constexpr int kPackets = kLanes / kPacketLanes;
+  Packet sums[kCount][kPackets];
+  for (auto& sum : sums) std::fill_n(sum, kPackets, PacketOf(0));
   for (int i = 0; i < count; i += kLanes) {
-    for (int part = 0; part < kParts; ++part) {
-      const int at = i + part * kPartLanes;
-      const Part a = Load(column + at);
-      for (int j = 0; j < kCount; ++j) sums[j][part] = Add(sums[j][part], Mul(a, Load(others[j] + at)));
+    for (int packet = 0; packet < kPackets; ++packet) {
+      const int at = i + packet * kPacketLanes;
+      const Packet a = Load(column + at);
+      for (int j = 0; j < kCount; ++j) sums[j][packet] = Add(sums[j][packet], Mul(a, Load(others[j] + at)));
     }
   }
   for (int j = 0; j < kCount; ++j) {
     alignas(64) double s[kLanes];
-    for (int part = 0; part < kParts; ++part) Store(sums[j][part], s + std::ptrdiff_t{part} * kPartLanes);
+    for (int packet = 0; packet < kPackets; ++packet)
+      Store(sums[j][packet], s + std::ptrdiff_t{packet} * kPacketLanes);
     gram[j] += ((s[0] + s[4]) + (s[2] + s[6])) + ((s[1] + s[5]) + (s[3] + s[7]));
   }
 }
 
-/// Columns are multiplied in pairs of as many as the registers hold.
+/// Adds the lower triangle. Four products at a time: their partial sums fill the registers, and each load of
+/// the column serves four.
 template <int kSize>
 void AddBlock(const Block<kSize>& block, int count, double* gram) {
   for (int i = 0; i < kSize; ++i) {
@@ -207,14 +214,16 @@ void AddBlock(const Block<kSize>& block, int count, double* gram) {
   }
 }
 
+/// The whole pass. The last block is filled up to whole lanes with copies of its last point, so that no lane
+/// computes on rubbish; the columns of the copies are then set to zero.
 template <class Kind, class View>
-void Accumulate(const LocalShape& shape, const View& view, const PointRefs& points, double* gram) {
+void Accumulate(const ShapeParameters& shape, const View& view, const PointRefs& points, double* gram) {
   constexpr int kSize = Kind::kColumns + 1;
   const Kind kind(shape);
   const Vector center(shape.center);
   Block<kSize> block;
   double copied[kBlock][3];
-  [[maybe_unused]] double copiedRoots[kBlock];
+  [[maybe_unused]] double copiedWeights[kBlock];
   std::fill_n(gram, kStride * kStride, 0.0);
   for (int begin = 0, count = 0; begin < points.count; begin += count) {
     count = std::min(kBlock, points.count - begin);
@@ -226,12 +235,12 @@ void Accumulate(const LocalShape& shape, const View& view, const PointRefs& poin
       rows = reinterpret_cast<const Eigen::Vector3d*>(copied);
     }
     if constexpr (std::is_same_v<View, Weighted>) {
-      const double* roots = view.roots + begin;
+      const double* rootWeights = view.rootWeights + begin;
       if (padded > count) {
-        for (int i = 0; i < padded; ++i) copiedRoots[i] = roots[std::min(i, count - 1)];
-        roots = copiedRoots;
+        for (int i = 0; i < padded; ++i) copiedWeights[i] = rootWeights[std::min(i, count - 1)];
+        rootWeights = copiedWeights;
       }
-      FillBlock(Weighted(roots), kind, center, rows, padded, block);
+      FillBlock(Weighted(rootWeights), kind, center, rows, padded, block);
     } else {
       FillBlock(view, kind, center, rows, padded, block);
     }
@@ -246,31 +255,31 @@ void Accumulate(const LocalShape& shape, const View& view, const PointRefs& poin
 }
 
 template <class Kind>
-void AccumulateInSpace(const LocalShape& shape, const PointRefs& points, double* gram) {
-  if (points.roots == nullptr) return Accumulate<Kind>(shape, InSpace(), points, gram);
-  Accumulate<Kind>(shape, Weighted(points.roots), points, gram);
+void AccumulateInSpace(const ShapeParameters& shape, const PointRefs& points, double* gram) {
+  if (points.rootWeights == nullptr) return Accumulate<Kind>(shape, AsGiven(), points, gram);
+  Accumulate<Kind>(shape, Weighted(points.rootWeights), points, gram);
 }
 
 template <class Kind>
-void AccumulateIn(const LocalShape& shape, const PointRefs& points, double* gram) {
+void AccumulateInSpaceOrPlane(const ShapeParameters& shape, const PointRefs& points, double* gram) {
   if (points.plane == nullptr) return AccumulateInSpace<Kind>(shape, points, gram);
-  Accumulate<Kind>(shape, InPlane(*points.plane), points, gram);
+  Accumulate<Kind>(shape, Projected(*points.plane), points, gram);
 }
 
-void GramOnTarget(const LocalShape& shape, const PointRefs& points, double* gram) {
+void GramOnTarget(const ShapeParameters& shape, const PointRefs& points, double* gram) {
   switch (shape.kind) {
-    case LocalShape::Kind::kLine:
-      return AccumulateInSpace<Line>(shape, points, gram);
-    case LocalShape::Kind::kPlane:
-      return AccumulateIn<Plane>(shape, points, gram);
-    case LocalShape::Kind::kSphere:
-      return AccumulateIn<Sphere>(shape, points, gram);
-    case LocalShape::Kind::kCylinder:
-      return AccumulateInSpace<Cylinder>(shape, points, gram);
-    case LocalShape::Kind::kCone:
-      return AccumulateInSpace<Cone>(shape, points, gram);
-    case LocalShape::Kind::kTorus:
-      return AccumulateInSpace<Torus>(shape, points, gram);
+    case ShapeParameters::Kind::kLine:
+      return AccumulateInSpace<LineColumns>(shape, points, gram);
+    case ShapeParameters::Kind::kPlane:
+      return AccumulateInSpaceOrPlane<PlaneColumns>(shape, points, gram);
+    case ShapeParameters::Kind::kSphere:
+      return AccumulateInSpaceOrPlane<SphereColumns>(shape, points, gram);
+    case ShapeParameters::Kind::kCylinder:
+      return AccumulateInSpace<CylinderColumns>(shape, points, gram);
+    case ShapeParameters::Kind::kCone:
+      return AccumulateInSpace<ConeColumns>(shape, points, gram);
+    case ShapeParameters::Kind::kTorus:
+      return AccumulateInSpace<TorusColumns>(shape, points, gram);
   }
 }
 
@@ -282,7 +291,7 @@ namespace primfit {
 
 HWY_EXPORT(GramOnTarget);
 
-void AccumulateGram(const LocalShape& shape, const PointRefs& points, double* gram) {
+void AccumulateGram(const ShapeParameters& shape, const PointRefs& points, double* gram) {
   HWY_DYNAMIC_DISPATCH(GramOnTarget)(shape, points, gram);
 }
 

@@ -18,42 +18,43 @@ static_assert(kMostParameters == kLanes);
 
 /// A row of a small matrix, or a column of a symmetric one.
 struct Row {
-  static constexpr int kParts = kLanes / kPartLanes;
-  Part parts[kParts];
+  static constexpr int kPackets = kLanes / kPacketLanes;
+  Packet packets[kPackets];
 
   static HWY_INLINE Row Of(const double* from) {
     Row row;
-    for (int i = 0; i < kParts; ++i) row.parts[i] = LoadAnywhere(from + std::ptrdiff_t{i} * kPartLanes);
+    for (int i = 0; i < kPackets; ++i)
+      row.packets[i] = LoadUnaligned(from + std::ptrdiff_t{i} * kPacketLanes);
     return row;
   }
   static HWY_INLINE Row Filled(double value) {
     Row row;
-    for (int i = 0; i < kParts; ++i) row.parts[i] = PartOf(value);
+    for (int i = 0; i < kPackets; ++i) row.packets[i] = PacketOf(value);
     return row;
   }
   HWY_INLINE void To(double* to) const {
-    for (int i = 0; i < kParts; ++i) StoreAnywhere(parts[i], to + std::ptrdiff_t{i} * kPartLanes);
+    for (int i = 0; i < kPackets; ++i) StoreUnaligned(packets[i], to + std::ptrdiff_t{i} * kPacketLanes);
   }
   HWY_INLINE Row Times(const Row& b) const {
     Row row;
-    for (int i = 0; i < kParts; ++i) row.parts[i] = Mul(parts[i], b.parts[i]);
+    for (int i = 0; i < kPackets; ++i) row.packets[i] = Mul(packets[i], b.packets[i]);
     return row;
   }
   HWY_INLINE Row Times(double b) const { return Times(Filled(b)); }
   HWY_INLINE Row Plus(const Row& b) const {
     Row row;
-    for (int i = 0; i < kParts; ++i) row.parts[i] = Add(parts[i], b.parts[i]);
+    for (int i = 0; i < kPackets; ++i) row.packets[i] = Add(packets[i], b.packets[i]);
     return row;
   }
   HWY_INLINE Row Minus(const Row& b) const {
     Row row;
-    for (int i = 0; i < kParts; ++i) row.parts[i] = Sub(parts[i], b.parts[i]);
+    for (int i = 0; i < kPackets; ++i) row.packets[i] = Sub(packets[i], b.packets[i]);
     return row;
   }
 };
 
-void CongruentOnTarget(const SmallMatrix& factors, int n, int m, const SmallMatrix& g, SmallMatrix& product,
-                       double (&lastColumn)[kMostParameters]) {
+void CongruenceProductOnTarget(const SmallMatrix& factors, int n, int m, const SmallMatrix& g,
+                               SmallMatrix& product, double (&lastColumn)[kMostParameters]) {
   SmallMatrix transposed;
   for (int l = 0; l < m; ++l) {
     for (int i = 0; i < kMostParameters; ++i) transposed[l][i] = factors[i][l];
@@ -71,48 +72,56 @@ void CongruentOnTarget(const SmallMatrix& factors, int n, int m, const SmallMatr
   }
 }
 
+/// The row not yet eliminated with the largest diagonal entry, the first of equals.
+inline int LargestPivot(int n, const double* diagonal, const bool* done) {
+  int p = -1;
+  for (int i = 0; i < n; ++i) {
+    if (!done[i] && (p < 0 || diagonal[i] > diagonal[p])) p = i;
+  }
+  return p;
+}
+
 void SolveOnTarget(int n, const SmallMatrix& a, const double (&b)[kMostParameters],
                    const double (&scale)[kMostParameters], double damping, double (&z)[kMostParameters]) {
+  // The diagonal begins at 1; what elimination leaves of it below this is rounding.
   constexpr double kSingular = 1e-13;
-  SmallMatrix left;  // what is left of the matrix; of rows that were pivots, the columns of L D
-  double diagonal[kMostParameters] = {}, right[kMostParameters];
+  SmallMatrix
+      remainder;  // of the matrix after each elimination; in rows that were pivots, the columns of L D
+  double diagonal[kMostParameters] = {}, rightSide[kMostParameters];
   const Row scales = Row::Of(scale);
   for (int i = 0; i < n; ++i) {
-    Row::Of(a[i]).Times(scales).Times(scale[i]).To(left[i]);
-    left[i][i] += damping;
-    diagonal[i] = left[i][i];
+    Row::Of(a[i]).Times(scales).Times(scale[i]).To(remainder[i]);
+    remainder[i][i] += damping;
+    diagonal[i] = remainder[i][i];
   }
-  Row::Of(b).Times(scales).Times(-1).To(right);
+  Row::Of(b).Times(scales).Times(-1).To(rightSide);
 
   int pivots[kMostParameters];
   double inverse[kMostParameters];
   bool done[kMostParameters] = {};
   int rank = 0;
   for (; rank < n; ++rank) {
-    int p = -1;
-    for (int i = 0; i < n; ++i) {
-      if (!done[i] && (p < 0 || diagonal[i] > diagonal[p])) p = i;
-    }
+    const int p = LargestPivot(n, diagonal, done);
     if (!(diagonal[p] > kSingular)) break;
     done[p] = true;
     pivots[rank] = p;
     inverse[rank] = 1 / diagonal[p];
-    const Row column = Row::Of(left[p]), share = column.Times(inverse[rank]);
+    const Row column = Row::Of(remainder[p]), share = column.Times(inverse[rank]);
     double shares[kMostParameters];
     share.To(shares);
-    const double at = right[p];
-    Row::Of(right).Minus(share.Times(at)).To(right);
-    right[p] = at;
+    const double pivotValue = rightSide[p];
+    Row::Of(rightSide).Minus(share.Times(pivotValue)).To(rightSide);
+    rightSide[p] = pivotValue;
     Row::Of(diagonal).Minus(share.Times(column)).To(diagonal);
     for (int i = 0; i < n; ++i) {
-      if (!done[i]) Row::Of(left[i]).Minus(column.Times(shares[i])).To(left[i]);
+      if (!done[i]) Row::Of(remainder[i]).Minus(column.Times(shares[i])).To(remainder[i]);
     }
   }
   std::fill_n(z, kMostParameters, 0.0);
   for (int i = rank - 1; i >= 0; --i) {
     const int p = pivots[i];
-    double sum = right[p];
-    for (int j = i + 1; j < rank; ++j) sum -= left[p][pivots[j]] * z[pivots[j]];
+    double sum = rightSide[p];
+    for (int j = i + 1; j < rank; ++j) sum -= remainder[p][pivots[j]] * z[pivots[j]];
     z[p] = sum * inverse[i];
   }
 }
@@ -123,12 +132,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace primfit {
 
-HWY_EXPORT(CongruentOnTarget);
+HWY_EXPORT(CongruenceProductOnTarget);
 HWY_EXPORT(SolveOnTarget);
 
-void Congruent(const SmallMatrix& factors, int n, int m, const SmallMatrix& g, SmallMatrix& product,
-               double (&lastColumn)[kMostParameters]) {
-  HWY_DYNAMIC_DISPATCH(CongruentOnTarget)(factors, n, m, g, product, lastColumn);
+void CongruenceProduct(const SmallMatrix& factors, int n, int m, const SmallMatrix& g, SmallMatrix& product,
+                       double (&lastColumn)[kMostParameters]) {
+  HWY_DYNAMIC_DISPATCH(CongruenceProductOnTarget)(factors, n, m, g, product, lastColumn);
 }
 
 void SolveScaled(int n, const SmallMatrix& a, const double (&b)[kMostParameters],

@@ -18,7 +18,9 @@ namespace primfit::HWY_NAMESPACE {
 
 #include "shapes/formulas.inc"
 
-/// Calls visit with the formula of the shape's exact class; false for a class that is not one of ours.
+/// Calls visit with the formula of the shape's exact class. A subclass may override what the formula stands
+/// for, so it has none.
+/// @return false for a class that is not one of this library's
 template <class Visit>
 bool WithFormula(const OutputShape& shape, const Visit& visit) {
   const auto tryKind = [&]<class Shape>(const Shape*) HWY_ATTR {
@@ -34,41 +36,42 @@ bool WithFormula(const OutputShape& shape, const Visit& visit) {
                   static_cast<const OutputTorus*>(nullptr));
 }
 
-/// Calls visit(x, y, z, at, count) for all points in parts of as many as there are lanes; of the last part,
-/// whose other lanes repeat the last point, only `count` points are meant.
+/// Calls visit(x, y, z, at, count) for the points packet by packet, `at` being the index of the first point.
+/// The last packet may hold fewer points than lanes: its other lanes repeat the last point, and only the
+/// first `count` are to be used.
 template <class Visit>
-void ForParts(const Eigen::Vector3d* points, int n, const Visit& visit) {
-  Part x, y, z;
+void ForPackets(const Eigen::Vector3d* points, int n, const Visit& visit) {
+  Packet x, y, z;
   int at = 0;
-  for (; at <= n - kPartLanes; at += kPartLanes) {  // a sum could pass the largest int
+  for (; at <= n - kPacketLanes; at += kPacketLanes) {  // a sum could pass the largest int
     LoadPoints(points[at].data(), x, y, z);
-    visit(x, y, z, at, kPartLanes);
+    visit(x, y, z, at, kPacketLanes);
   }
-  if constexpr (kPartLanes > 1) {
+  if constexpr (kPacketLanes > 1) {
     if (at == n) return;
-    double rest[kPartLanes][3];
-    for (int i = 0; i < kPartLanes; ++i) std::copy_n(points[std::min(at + i, n - 1)].data(), 3, rest[i]);
+    double rest[kPacketLanes][3];
+    for (int i = 0; i < kPacketLanes; ++i) std::copy_n(points[std::min(at + i, n - 1)].data(), 3, rest[i]);
     LoadPoints(rest[0], x, y, z);
     visit(x, y, z, at, n - at);
   }
 }
 
-/// A bit a lane: whether the formula's quantity lies in its band.
+/// One bit for each lane: whether the formula's quantity lies in its band.
 template <class Formula>
-unsigned InBandBits(const Formula& formula, Part x, Part y, Part z, Part low, Part high) {
-  const Part q = formula.Quantity(x, y, z).v;
+unsigned InBandBits(const Formula& formula, Packet x, Packet y, Packet z, Packet low, Packet high) {
+  const Packet q = formula.Quantity(x, y, z).v;
   return Formula::kOpenBand ? WithinOpen(low, q, high) : WithinClosed(low, q, high);
 }
 
 bool CountOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, int toBeat, int* count) {
-  const Part low = PartOf(shape.CloseLow()), high = PartOf(shape.CloseHigh());
+  const Packet low = PacketOf(shape.CloseLow()), high = PacketOf(shape.CloseHigh());
   return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
-    constexpr int kChunk = 2048;
+    constexpr int kChunk = 2048;  // points between two looks at what can still be reached
     *count = 0;
     for (int begin = 0, chunk = 0; begin < n && n - begin > toBeat - *count; begin += chunk) {
       chunk = std::min(kChunk, n - begin);
-      ForParts(points + begin, chunk, [&](Part x, Part y, Part z, int, int meant) HWY_ATTR {
-        const unsigned bits = InBandBits(formula, x, y, z, low, high) & ((1U << meant) - 1);
+      ForPackets(points + begin, chunk, [&](Packet x, Packet y, Packet z, int, int used) HWY_ATTR {
+        const unsigned bits = InBandBits(formula, x, y, z, low, high) & ((1U << used) - 1);
         *count += std::popcount(bits);
       });
     }
@@ -77,12 +80,12 @@ bool CountOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, int
 
 bool SelectOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, Eigen::Vector3d* out,
                     int* count) {
-  const Part low = PartOf(shape.CloseLow()), high = PartOf(shape.CloseHigh());
+  const Packet low = PacketOf(shape.CloseLow()), high = PacketOf(shape.CloseHigh());
   return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
     Eigen::Vector3d* next = out;
-    ForParts(points, n, [&](Part x, Part y, Part z, int at, int meant) HWY_ATTR {
+    ForPackets(points, n, [&](Packet x, Packet y, Packet z, int at, int used) HWY_ATTR {
       const unsigned bits = InBandBits(formula, x, y, z, low, high);
-      for (int i = 0; i < meant; ++i) {
+      for (int i = 0; i < used; ++i) {
         *next = points[at + i];
         next += (bits >> i) & 1U;
       }
@@ -93,34 +96,34 @@ bool SelectOnTarget(OutputShape& shape, const Eigen::Vector3d* points, int n, Ei
 
 void RangeOnTarget(const OutputShape& shape, double low, double high, const Eigen::Vector3d& root,
                    const Eigen::Vector3d& axis, const Eigen::Vector3d* points, int n, AxialRange* range) {
-  const Part lowest = PartOf(low), highest = PartOf(high);
+  const Packet lowest = PacketOf(low), highest = PacketOf(high);
   const Triple<Number> from(root), along(axis);
   const AxialRange none;
-  Part least = PartOf(none.low), most = PartOf(none.high);
+  Packet least = PacketOf(none.low), most = PacketOf(none.high);
   WithFormula(shape, [&](const auto& formula) HWY_ATTR {
-    ForParts(points, n, [&](Part x, Part y, Part z, int, int) HWY_ATTR {
-      const Part quantity = formula.Quantity(x, y, z).v;
-      const Part at = (Triple<Number>(x, y, z) - from).Dot(along).v;
-      least = PartMin(least, WhereWithin(lowest, quantity, highest, at, least));
-      most = PartMax(most, WhereWithin(lowest, quantity, highest, at, most));
+    ForPackets(points, n, [&](Packet x, Packet y, Packet z, int, int) HWY_ATTR {
+      const Packet quantity = formula.Quantity(x, y, z).v;
+      const Packet at = (Triple<Number>(x, y, z) - from).Dot(along).v;
+      least = PacketMin(least, WhereWithin(lowest, quantity, highest, at, least));
+      most = PacketMax(most, WhereWithin(lowest, quantity, highest, at, most));
     });
   });
-  double lanes[2][kPartLanes];
-  StoreAnywhere(least, lanes[0]);
-  StoreAnywhere(most, lanes[1]);
-  range->low = *std::min_element(lanes[0], lanes[0] + kPartLanes);
-  range->high = *std::max_element(lanes[1], lanes[1] + kPartLanes);
+  double lanes[2][kPacketLanes];
+  StoreUnaligned(least, lanes[0]);
+  StoreUnaligned(most, lanes[1]);
+  range->low = *std::min_element(lanes[0], lanes[0] + kPacketLanes);
+  range->high = *std::max_element(lanes[1], lanes[1] + kPacketLanes);
 }
 
 bool DistancesOnTarget(const OutputShape& shape, const Eigen::Vector3d* points, int n, double* distances) {
   return WithFormula(shape, [&](const auto& formula) HWY_ATTR {
-    ForParts(points, n, [&](Part x, Part y, Part z, int at, int meant) HWY_ATTR {
-      const Part d = formula.Distance(x, y, z).v;
-      if (meant == kPartLanes) return StoreAnywhere(d, distances + at);
-      if constexpr (kPartLanes > 1) {
-        double rest[kPartLanes];
-        StoreAnywhere(d, rest);
-        std::copy_n(rest, meant, distances + at);
+    ForPackets(points, n, [&](Packet x, Packet y, Packet z, int at, int used) HWY_ATTR {
+      const Packet d = formula.Distance(x, y, z).v;
+      if (used == kPacketLanes) return StoreUnaligned(d, distances + at);
+      if constexpr (kPacketLanes > 1) {
+        double rest[kPacketLanes];
+        StoreUnaligned(d, rest);
+        std::copy_n(rest, used, distances + at);
       }
     });
   });
@@ -128,12 +131,12 @@ bool DistancesOnTarget(const OutputShape& shape, const Eigen::Vector3d* points, 
 
 void BitsOnTarget(double bound, const double* values, std::size_t n, std::uint64_t* words) {
   constexpr std::size_t kWord = 64;
-  const Part low = PartOf(-std::numeric_limits<double>::infinity()), high = PartOf(bound);
+  const Packet low = PacketOf(-std::numeric_limits<double>::infinity()), high = PacketOf(bound);
   for (std::size_t begin = 0; begin < n; begin += kWord) {
     std::uint64_t word = 0;
     std::size_t k = 0;
-    for (; k + kPartLanes <= std::min(kWord, n - begin); k += kPartLanes)
-      word |= std::uint64_t{WithinClosed(low, LoadAnywhere(values + begin + k), high)} << k;
+    for (; k + kPacketLanes <= std::min(kWord, n - begin); k += kPacketLanes)
+      word |= std::uint64_t{WithinClosed(low, LoadUnaligned(values + begin + k), high)} << k;
     for (; k < std::min(kWord, n - begin); ++k) word |= std::uint64_t{values[begin + k] <= bound} << k;
     words[begin / kWord] = word;
   }

@@ -1,3 +1,0 @@
-#include "optimize/tr_optimizer.h"
-
-TROptimizer::~TROptimizer() = default;
