@@ -9,7 +9,7 @@
 
 #include "adaptive/evidence/extent.h"
 #include "adaptive/find_shape.h"
-#include "adaptive/search/plausible.h"
+#include "adaptive/scene/plausible.h"
 #include "fit/fit_memory.h"
 #include "fit/messages.h"
 #include "fit/vector_math.h"
@@ -22,9 +22,9 @@ namespace primfit {
 
 namespace {
 
-using adaptive::Frame;
 using adaptive::Given;
 using adaptive::Model;
+using adaptive::Scene;
 using adaptive::ShapeKind;
 
 // The way of each kind's constraints into a model and of a model into the kind's record.
@@ -108,8 +108,8 @@ struct KindOf<FitConstraintsTorus> {
 struct Findings {
   Model model;
   Vector3d u, w;                      // perpendicular to the axis
-  std::span<const Vector3d> inliers;  // in the frame
-  Vector3d center;                    // in the frame
+  std::span<const Vector3d> inliers;  // relative to the scene's origin
+  Vector3d center;                    // relative to the scene's origin
 
   std::vector<double> Along() const {
     return Each([&](const Vector3d& q) { return q.dot(model.axis); });
@@ -174,27 +174,27 @@ typename Shape::Record RecordOf(const Findings& f) {
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using Traits = KindOf<typename Shape::Constraints>;
-  adaptive::Budget budget(options.timeLimit, options.progress);
+  adaptive::Budget budget({.seconds = options.timeLimit, .draws = options.mostDraws}, options.progress);
   // First of all: what is reserved for each point would overflow.
   if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
   adaptive::RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
-  const Frame frame(points, options.weights, budget);
-  if (frame.Points().empty()) throw FitError(messages::kPointsMissing);
+  Scene scene(points, options.weights, budget);
+  if (scene.Points().empty()) throw FitError(messages::kPointsMissing);
 
   Given given, framed;
   if (options.constraints != nullptr && Traits::Shape(*options.constraints) != nullptr) {
     given = framed = Traits::Of(*options.constraints);
-    framed.model->center -= frame.Origin();
+    framed.model->center -= scene.Origin();
   }
-  adaptive::Outcome out = adaptive::FindShape(Traits::kKind, frame, options, framed, budget);
+  adaptive::Outcome out = adaptive::FindShape(Traits::kKind, scene, options, framed, budget);
 
   FitResult<Shape> result;
-  std::vector<std::uint32_t> chosen = frame.WithCopies(std::move(out.converged.inliers));
+  std::vector<std::uint32_t> chosen = scene.WithCopies(std::move(out.converged.inliers));
   const Scratch<Vector3d> inliers(chosen.size());
   std::transform(chosen.begin(), chosen.end(), inliers.data(),
-                 [&](std::uint32_t i) { return frame.Points()[i]; });
+                 [&](std::uint32_t i) { return scene.Points()[i]; });
   result.quality = adaptive::WithShape(out.model, [&](auto shape) {
     return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), inliers.data());
   });
@@ -205,14 +205,14 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
                     .inliers = {inliers.data(), chosen.size()},
                     .center = m.center};
   findings.w = m.axis.cross(findings.u);
-  m.center += frame.Origin();
+  m.center += scene.Origin();
   if ((given.held & adaptive::kCenter) != 0) m.center = given.model->center;
   if ((given.held & adaptive::kAxis) != 0) m.axis = given.model->axis;
   if ((given.held & adaptive::kMajor) != 0) m.major = given.model->major;
   if ((given.held & adaptive::kMinor) != 0) m.minor = given.model->minor;
   findings.model = m;
   result.shape = RecordOf<Shape>(findings);
-  result.inliers = frame.PlacesOf(std::move(chosen));
+  result.inliers = scene.GivenIndices(std::move(chosen));
   result.covariance = std::move(out.covariance);
   result.covariance.position = m.center;
   result.report = std::move(out.report);

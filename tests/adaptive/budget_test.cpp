@@ -9,7 +9,7 @@
 
 #include "adaptive/converge/converge.h"
 #include "adaptive/find_shape.h"
-#include "adaptive/scene/frame.h"
+#include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
 #include "support/gtest_support.h"
 #include "support/scenes.h"
@@ -43,7 +43,7 @@ Points PipeAmongClutter(int n) {
 template <class Stage>
 int AskedIn(const Stage& stage) {
   const CountingClock clock(kNever);
-  Budget budget(60, nullptr, clock);
+  Budget budget({.seconds = 60}, nullptr, clock);
   stage(budget);
   return clock.asked - 1;
 }
@@ -53,16 +53,14 @@ TEST(Budget, EveryStageAsksTheClock) {
   const Points points = PipeAmongClutter(kPoints);
   const adaptive::Model pipe{adaptive::ShapeKind::kCylinder, {1, 2, 3}, Vector3d::UnitZ(), 0, 0.5};
   // Lower bounds by what a stage has to look at: all points once for each pass.
-  EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Frame(points, {}, b); }), kPieces - 1);
+  EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Scene(points, {}, b); }), kPieces - 1);
   EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Refine(pipe, 0, adaptive::RefsOf(points), 1, b); }), kPieces);
   EXPECT_GE(AskedIn([&](Budget& b) { adaptive::SumsAt(pipe, 0, adaptive::RefsOf(points), b); }), kPieces - 1);
   adaptive::ConvergeTask task;
   task.points = points;
-  task.start = 0.01;
-  const int converging = AskedIn([&](Budget& b) {
-    task.budget = &b;
-    EXPECT_TRUE(adaptive::Converge(pipe, task)->converged);
-  });
+  task.startTolerance = 0.01;
+  const int converging =
+      AskedIn([&](Budget& b) { EXPECT_TRUE(adaptive::Converge(pipe, task, b)->converged); });
   EXPECT_GE(converging, 6 * kPieces);  // three selections and their optima at the least
 }
 
@@ -78,12 +76,12 @@ TEST(Budget, WhatWasCompleteComesOutWhenTheTimeIsUp) {
   int asked = 0;
   const auto run = [&](int jumpsAt) {
     const CountingClock clock(jumpsAt);
-    Budget budget(60, nullptr, clock);
+    Budget budget({.seconds = 60}, nullptr, clock);
     const Noted noted{clock, asked};
-    const adaptive::Frame frame(points, {}, budget);
+    adaptive::Scene scene(points, {}, budget);
     FitOptionsBase options;
     options.seed = 1;
-    return adaptive::FindShape(adaptive::ShapeKind::kCylinder, frame, options, {}, budget);
+    return adaptive::FindShape(adaptive::ShapeKind::kCylinder, scene, options, {}, budget);
   };
   EXPECT_TRUE(run(kNever).report.converged);
   const int all = asked;

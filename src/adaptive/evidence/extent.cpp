@@ -13,20 +13,21 @@ namespace primfit::adaptive {
 
 namespace {
 
-/// Pieces with less than this share of the median piece hold stray points only.
+/// Bins with less than this share of the median bin hold stray points only.
 constexpr double kStrayShare = 0.1;
 
-std::vector<std::size_t> CountInPieces(const std::vector<double>& values, double low, double length,
-                                       std::size_t pieces) {
-  std::vector<std::size_t> counts(pieces);
+/// Of `bins` equal ones from `low` on.
+std::vector<std::size_t> CountInBins(const std::vector<double>& values, double low, double length,
+                                     std::size_t bins) {
+  std::vector<std::size_t> counts(bins);
   for (const double v : values) {
-    const double at = (v - low) / length * static_cast<double>(pieces);
-    ++counts[std::min(static_cast<std::size_t>(std::max(at, 0.0)), pieces - 1)];
+    const double at = (v - low) / length * static_cast<double>(bins);
+    ++counts[std::min(static_cast<std::size_t>(std::max(at, 0.0)), bins - 1)];
   }
   return counts;
 }
 
-/// Of the pieces that are not empty.
+/// Of the bins that are not empty.
 double MedianCount(std::vector<std::size_t> counts) {
   std::erase(counts, 0U);
   const auto middle = counts.begin() + static_cast<std::ptrdiff_t>(counts.size() / 2);
@@ -34,21 +35,51 @@ double MedianCount(std::vector<std::size_t> counts) {
   return static_cast<double>(*middle);
 }
 
+/// The azimuths in one bin.
+struct AzimuthBin {
+  double low = 4, high = -1;  // as SquareAzimuth has them
+  std::size_t count = 0;
+};
+
+/// Bins that decide whether azimuths are stray ones, and the finer ones, so many in each, that tell the gaps.
+constexpr std::size_t kTurnBins = 256, kFinePerBin = 16, kFineBins = kFinePerBin * kTurnBins;
+
+std::vector<AzimuthBin> FineBinsOf(const std::vector<double>& squareAzimuths) {
+  std::vector<AzimuthBin> bins(kFineBins);
+  for (const double a : squareAzimuths) {
+    AzimuthBin& bin = bins[std::min(static_cast<std::size_t>(a / 4 * kFineBins), kFineBins - 1)];
+    bin.low = std::min(bin.low, a);
+    bin.high = std::max(bin.high, a);
+    ++bin.count;
+  }
+  return bins;
+}
+
+/// Empties the bins that hold stray azimuths only.
+void EmptyStray(std::vector<AzimuthBin>& bins) {
+  std::vector<std::size_t> counts(kTurnBins);
+  for (std::size_t i = 0; i < kFineBins; ++i) counts[i / kFinePerBin] += bins[i].count;
+  const double few = kStrayShare * MedianCount(counts);
+  for (std::size_t i = 0; i < kFineBins; ++i) {
+    if (static_cast<double>(counts[i / kFinePerBin]) < few) bins[i].count = 0;
+  }
+}
+
 }  // namespace
 
 Reach ReachAlong(std::vector<double> values) {
-  constexpr std::size_t kPieces = 64, kLeastValues = 256;
+  constexpr std::size_t kBins = 64, kLeastValues = 256;
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
   Reach whole{*least, *most};
   if (values.size() < kLeastValues || !(whole.Length() > 0)) return whole;
-  const auto counts = CountInPieces(values, whole.low, whole.Length(), kPieces);
+  const auto counts = CountInBins(values, whole.low, whole.Length(), kBins);
   const double few = kStrayShare * MedianCount(counts);
-  std::size_t first = 0, last = kPieces - 1;
+  std::size_t first = 0, last = kBins - 1;
   while (static_cast<double>(counts[first]) < few) ++first;
   while (static_cast<double>(counts[last]) < few) --last;
-  const double piece = whole.Length() / kPieces;
-  const double low = whole.low + static_cast<double>(first) * piece,
-               high = whole.low + static_cast<double>(last + 1) * piece;
+  const double width = whole.Length() / kBins;
+  const double low = whole.low + static_cast<double>(first) * width,
+               high = whole.low + static_cast<double>(last + 1) * width;
   Reach reach{whole.high, whole.low};
   for (const double v : values) {
     if (v < low || v > high) continue;
@@ -59,36 +90,19 @@ Reach ReachAlong(std::vector<double> values) {
 }
 
 Reach ReachAround(const std::vector<double>& squareAzimuths) {
-  constexpr std::size_t kPieces = 256, kLeastValues = 1024, kBins = 16 * kPieces;
-  struct Bin {
-    double low = 4, high = -1;
-    std::size_t count = 0;
-  };
-  std::vector<Bin> bins(kBins);
-  for (const double a : squareAzimuths) {
-    Bin& bin = bins[std::min(static_cast<std::size_t>(a / 4 * kBins), kBins - 1)];
-    bin.low = std::min(bin.low, a);
-    bin.high = std::max(bin.high, a);
-    ++bin.count;
-  }
-  std::vector<std::size_t> counts(kPieces);
-  for (std::size_t i = 0; i < kBins; ++i) counts[i * kPieces / kBins] += bins[i].count;
-  const double few = squareAzimuths.size() < kLeastValues ? 0 : kStrayShare * MedianCount(counts);
-  const Bin *first = nullptr, *before = nullptr;
+  constexpr std::size_t kLeastValues = 1024;
+  std::vector<AzimuthBin> bins = FineBinsOf(squareAzimuths);
+  if (squareAzimuths.size() >= kLeastValues) EmptyStray(bins);
+  std::erase_if(bins, [](const AzimuthBin& bin) { return bin.count == 0; });
   double gap = -1, start = 0;
-  const auto look = [&](double from, const Bin& to, double turn) {
-    const double width = AzimuthOf(to.low) + turn - from;
-    if (width <= gap) return;
+  for (std::size_t i = 0; i < bins.size(); ++i) {  // the gap after bin i
+    const bool isLast = i + 1 == bins.size();
+    const double next = AzimuthOf(bins[isLast ? 0 : i + 1].low);
+    const double width = next + (isLast ? 2 * pi : 0) - AzimuthOf(bins[i].high);
+    if (width <= gap) continue;
     gap = width;
-    start = AzimuthOf(to.low);
-  };
-  for (std::size_t i = 0; i < kBins; ++i) {
-    if (bins[i].count == 0 || static_cast<double>(counts[i * kPieces / kBins]) < few) continue;
-    if (first == nullptr) first = &bins[i];
-    if (before != nullptr) look(AzimuthOf(before->high), bins[i], 0);
-    before = &bins[i];
+    start = next;
   }
-  look(AzimuthOf(before->high), *first, 2 * pi);
   return {start, start + 2 * pi - gap};
 }
 

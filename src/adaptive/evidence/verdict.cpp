@@ -6,6 +6,7 @@
 #include <numbers>
 #include <string>
 
+#include "adaptive/converge/noise.h"
 #include "optimize/covariance.h"
 
 namespace primfit::adaptive {
@@ -49,7 +50,7 @@ FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   FitCovariance covariance;
   covariance.matrix = primfit::CovarianceOf(
       c.sums, c.squared ? &*c.squared : nullptr, parameters.count, static_cast<double>(c.inliers.size()),
-      c.noise * c.noise * InflationOf(c.model.IsCurve()) + c.rounding.common);
+      c.noise * c.noise * VarianceInflation(c.model.IsCurve()) + c.rounding.common);
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too

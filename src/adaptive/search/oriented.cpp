@@ -32,17 +32,17 @@ void Add(const std::optional<Model>& model, Candidates& candidates) {
 
 /// The circle through two points that has the direction of the first there.
 std::optional<Model> Arc(std::span<const OrientedPoint> s) {
-  const Vector3d chord = s[1].place - s[0].place, axis = s[0].direction.cross(chord);
+  const Vector3d chord = s[1].position - s[0].position, axis = s[0].direction.cross(chord);
   if (!(axis.norm() > kParallel * chord.norm())) return std::nullopt;
   const Vector3d inward = axis.cross(s[0].direction).normalized();
   const double radius = chord.squaredNorm() / (2 * inward.dot(chord));
-  return Model{ShapeKind::kArc, s[0].place + radius * inward, axis.normalized(), 0, std::abs(radius)};
+  return Model{ShapeKind::kArc, s[0].position + radius * inward, axis.normalized(), 0, std::abs(radius)};
 }
 
 std::optional<Model> Sphere(std::span<const OrientedPoint> s) {
-  const auto center = Meeting(s[0].place, s[0].direction, s[1].place, s[1].direction);
+  const auto center = Meeting(s[0].position, s[0].direction, s[1].position, s[1].direction);
   if (!center) return std::nullopt;
-  const double radius = ((s[0].place - *center).norm() + (s[1].place - *center).norm()) / 2;
+  const double radius = ((s[0].position - *center).norm() + (s[1].position - *center).norm()) / 2;
   return Model{ShapeKind::kSphere, *center, Vector3d::UnitZ(), 0, radius};
 }
 
@@ -51,11 +51,11 @@ std::optional<Model> Cylinder(std::span<const OrientedPoint> s) {
   const Vector3d axis = s[0].direction.cross(s[1].direction);
   if (!(axis.norm() > kParallel)) return std::nullopt;
   const Vector3d a = axis.normalized();
-  const Vector3d beside = s[1].place - a * a.dot(s[1].place - s[0].place);
-  const auto center = Meeting(s[0].place, s[0].direction, beside, s[1].direction);
+  const Vector3d level = s[1].position - a * a.dot(s[1].position - s[0].position);
+  const auto center = Meeting(s[0].position, s[0].direction, level, s[1].direction);
   if (!center) return std::nullopt;
   return Model{ShapeKind::kCylinder, *center, a, 0,
-               ((s[0].place - *center).norm() + (beside - *center).norm()) / 2};
+               ((s[0].position - *center).norm() + (level - *center).norm()) / 2};
 }
 
 /// The apex is where the tangent planes meet; the unit vectors from it to the points end in a plane across
@@ -66,13 +66,13 @@ std::optional<Model> Cone(std::span<const OrientedPoint> s) {
   for (int i = 0; i < 3; ++i) {
     const OrientedPoint& p = s[static_cast<std::size_t>(i)];
     normals.row(i) = p.direction;
-    heights[i] = p.direction.dot(p.place);
+    heights[i] = p.direction.dot(p.position);
   }
   if (!(std::abs(normals.determinant()) > kParallel * kParallel * kParallel)) return std::nullopt;
   const Vector3d apex = normals.inverse() * heights;
   std::array<Vector3d, 3> out;
   std::transform(s.begin(), s.end(), out.begin(),
-                 [&](const auto& p) { return (p.place - apex).normalized(); });
+                 [&](const auto& p) { return (p.position - apex).normalized(); });
   Vector3d axis = (out[1] - out[0]).cross(out[2] - out[0]);
   if (!(axis.norm() > 1e-6)) return std::nullopt;
   axis.normalize();
@@ -89,7 +89,7 @@ std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis,
   Eigen::Matrix<double, kMostOriented, 3> rows;
   Eigen::Matrix<double, kMostOriented, 1> squares;
   for (int i = 0; i < kMostOriented; ++i) {
-    const Vector3d q = s[static_cast<std::size_t>(i)].place - origin;
+    const Vector3d q = s[static_cast<std::size_t>(i)].position - origin;
     const double h = axis.dot(q), rho = (q - h * axis).norm();
     rows.row(i) << rho, h, 1;
     squares[i] = rho * rho + h * h;
@@ -106,13 +106,13 @@ std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis,
 /// two are those of lines (Pottmann and Wallner 2001).
 Candidates Torus(std::span<const OrientedPoint> s) {
   Vector3d middle = Vector3d::Zero();
-  for (const OrientedPoint& p : s) middle += p.place / kMostOriented;
+  for (const OrientedPoint& p : s) middle += p.position / kMostOriented;
   double size = 0;
-  for (const OrientedPoint& p : s) size = std::max(size, (p.place - middle).norm());
+  for (const OrientedPoint& p : s) size = std::max(size, (p.position - middle).norm());
   Eigen::Matrix<double, kMostOriented, 6> meets;  // of the axis's direction, then of its moment
   for (int i = 0; i < kMostOriented; ++i) {
     const OrientedPoint& p = s[static_cast<std::size_t>(i)];
-    meets.row(i) << ((p.place - middle) / size).cross(p.direction).transpose(), p.direction.transpose();
+    meets.row(i) << ((p.position - middle) / size).cross(p.direction).transpose(), p.direction.transpose();
   }
   const Eigen::FullPivLU<Eigen::Matrix<double, kMostOriented, 6>> lu(meets);
   if (lu.dimensionOfKernel() != 2) return {};
@@ -145,7 +145,7 @@ Candidates ThroughOriented(ShapeKind kind, std::span<const OrientedPoint> s) {
   switch (kind) {
     case ShapeKind::kLine:
     case ShapeKind::kPlane:
-      Add(Model{kind, s[0].place, s[0].direction, 0, 0}, found);
+      Add(Model{kind, s[0].position, s[0].direction, 0, 0}, found);
       break;
     case ShapeKind::kArc:
       Add(Arc(s), found);

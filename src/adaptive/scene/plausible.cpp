@@ -1,4 +1,4 @@
-#include "adaptive/search/plausible.h"
+#include "adaptive/scene/plausible.h"
 
 #include <algorithm>
 #include <chrono>
@@ -69,7 +69,20 @@ std::uint64_t SeedOf(const FitOptionsBase& options) {
   return seed;
 }
 
+Plausible Plausible::In(const Units& units) const {
+  Plausible other = *this;
+  other.units_ = units;
+  return other;
+}
+
 unsigned Plausible::Clamp(Model& m) const {
+  m = units_.Back(m);
+  const unsigned atEnd = ClampSizes(m) | ClampAxis(m);
+  m = units_.Into(m);
+  return atEnd;
+}
+
+unsigned Plausible::ClampSizes(Model& m) const {
   unsigned atEnd = 0;
   const auto into = [&](const SizeRange& range, unsigned part, double& value) {
     const double inside = std::clamp(value, range.low, range.high);
@@ -78,29 +91,31 @@ unsigned Plausible::Clamp(Model& m) const {
     atEnd |= part;
   };
   const bool torus = kind_ == ShapeKind::kTorus;
-  if (torus) into(options_.radius, kMajor, m.major);
-  if (torus) into(options_.minorRadius, kMinor, m.minor);
-  if (kind_ == ShapeKind::kCone) into(options_.halfAngle, kMinor, m.minor);
+  if (torus) into(options_->radius, kMajor, m.major);
+  if (torus) into(options_->minorRadius, kMinor, m.minor);
+  if (kind_ == ShapeKind::kCone) into(options_->halfAngle, kMinor, m.minor);
   if (kind_ == ShapeKind::kArc || kind_ == ShapeKind::kSphere || kind_ == ShapeKind::kCylinder)
-    into(options_.radius, kMinor, m.minor);
-  if (options_.axisNear && (held_ & kAxis) == 0 && kind_ != ShapeKind::kSphere) {
-    const Vector3d near = Normalised(*options_.axisNear);
-    const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
-    const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
-    if (std::atan2(side.norm(), wanted.dot(m.axis)) > options_.axisWithin) {
-      m.axis = std::cos(options_.axisWithin) * wanted + std::sin(options_.axisWithin) * side.normalized();
-      atEnd |= kAxis;
-    }
-  }
+    into(options_->radius, kMinor, m.minor);
   return atEnd;
 }
 
+unsigned Plausible::ClampAxis(Model& m) const {
+  if (!options_->axisNear || (held_ & kAxis) != 0 || kind_ == ShapeKind::kSphere) return 0;
+  const Vector3d near = Normalised(*options_->axisNear);
+  const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
+  const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
+  const double within = options_->axisWithin;
+  if (!(std::atan2(side.norm(), wanted.dot(m.axis)) > within)) return 0;
+  m.axis = std::cos(within) * wanted + std::sin(within) * side.normalized();
+  return kAxis;
+}
+
 bool Plausible::Passes(const Model& m, double slack) const {
-  if (!options_.passes) return true;
-  const Vector3d p = *options_.passes - origin_;
+  if (!options_->passes) return true;
+  const Vector3d p = *options_->passes - origin_;
   double distance = 0;
-  Distances(m, &p, 1, &distance);
-  return distance <= options_.passesWithin + slack;
+  Distances(units_.Back(m), &p, 1, &distance);
+  return distance <= options_->passesWithin + slack * units_.size;
 }
 
 }  // namespace primfit::adaptive
