@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include "adaptive/converge/converge.h"
@@ -138,6 +140,28 @@ TEST(Budget, ProgressNeverRunsBackAndAStopIsHeard) {
   const std::size_t all = told(~std::size_t{0});
   EXPECT_GT(all, 10U);
   for (std::size_t at = 1; at <= all; at += std::max<std::size_t>(1, all / 10)) EXPECT_EQ(told(at), at);
+}
+
+TEST(Budget, AScopedLimitLeavesTheRestOfTheDraws) {
+  Budget budget({.draws = 100});
+  for (int i = 0; i < 7; ++i) budget.CountDraw();
+  EXPECT_EQ(budget.Draws(), 7);
+  for (const auto& [asked, gets] : {std::pair{20, 20}, std::pair{1000, 100}}) {
+    const adaptive::ScopedDrawLimit limit(budget, asked);
+    EXPECT_EQ(budget.DrawLimit(), gets);
+  }
+  EXPECT_EQ(budget.DrawLimit(), 100);
+  EXPECT_EQ(Budget().DrawLimit(), std::numeric_limits<int>::max());
+}
+
+TEST(Budget, TellsTheLargestShareOfTheWorkSoFar) {
+  Host host(~std::size_t{0});
+  Budget budget({}, &host);
+  for (const double share : {0.1, 0.5, 0.2, std::nan(""), 0.7, 1.5}) {
+    budget.Advance(share);
+    budget.Ask();
+  }
+  EXPECT_EQ(host.told, (std::vector<double>{0.1, 0.5, 0.5, 0.5, 0.7, 0.999}));
 }
 
 }  // namespace
