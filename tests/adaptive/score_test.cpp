@@ -85,6 +85,15 @@ TEST(Score, FindsTheBandOfFineAndOfCoarseNoise) {
   }
 }
 
+TEST(Score, ADenseMiddleOfTheCloudIsNoShape) {
+  // Nine of ten points are within 0.2 of the plane, but as dense beside any narrow band as in it.
+  const Model plane{ShapeKind::kPlane, Vector3d::Zero(), Vector3d::UnitZ(), 0, 0};
+  Random random;
+  const Points points = Joined(Clutter({-1, -1, -0.2}, {1, 1, 0.2}, 1800, random),
+                               Clutter({-1, -1, -1}, {1, 1, 1}, 200, random));
+  EXPECT_LT(Scorer(false, points, {.least = 0.01, .most = 0.05}, 3)(plane).value, 10);
+}
+
 TEST(Score, HearsTrustedPointsButNotOneAlone) {
   const Model plane{ShapeKind::kPlane, Vector3d::Zero(), Vector3d::UnitZ(), 0, 0};
   const Points points = Planted(0.1, 1000);
