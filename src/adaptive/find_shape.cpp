@@ -32,7 +32,7 @@ constexpr double kCoarsestNoise = 0.08;
 constexpr std::size_t kFirstStages[] = {2048, 8192};
 constexpr std::size_t kLeastTimesMore = 4;
 
-bool IsNoiseTold(const FitOptionsBase& options) { return options.noise || options.tolerance; }
+bool IsNoiseKnown(const FitOptionsBase& options) { return options.noise || options.tolerance; }
 
 /// The smallest bound that a score may choose: what the options say, else what coordinates on a grid leave,
 /// as points that were rounded so lie on many shapes that the thing scanned never had.
@@ -92,20 +92,20 @@ std::optional<Converged> ConvergeInStages(const Hypothesis& from, ConvergeTask t
 
 /// Whether a shape is one: points that lie anywhere are as dense beyond the tolerance as within; about a
 /// curve there is thrice the room.
-bool StandsOut(const Converged& c, const Plausible& plausible, bool isNoiseTold, double size) {
+bool StandsOut(const Converged& c, const Plausible& plausible, bool isNoiseKnown, double size) {
   if (!plausible.Passes(c.model, c.tolerance)) return false;
   const double beyond = static_cast<double>(c.beyond) / (c.model.IsCurve() ? 3 : 1);
-  return isNoiseTold ||
+  return isNoiseKnown ||
          (static_cast<double>(c.inliers.size()) >= kStandsOut * beyond && c.noise <= kCoarsestNoise * size);
 }
 
 /// The shape of the first hypothesis that converges to one which stands out.
 /// @throws FitError where none does
-Converged ConvergeFirst(const std::vector<Hypothesis>& hypotheses, const ConvergeTask& task, bool isNoiseTold,
-                        const Sample& sample, Scene& scene, Budget& budget) {
+Converged ConvergeFirst(const std::vector<Hypothesis>& hypotheses, const ConvergeTask& task,
+                        bool isNoiseKnown, const Sample& sample, Scene& scene, Budget& budget) {
   for (const Hypothesis& hypothesis : hypotheses) {
     auto converged = ConvergeInStages(hypothesis, task, sample, scene, budget);
-    if (converged && StandsOut(*converged, *task.plausible, isNoiseTold, task.size))
+    if (converged && StandsOut(*converged, *task.plausible, isNoiseKnown, task.size))
       return *std::move(converged);
   }
   budget.RequireMore();
@@ -125,20 +125,20 @@ void RequirePossible(ShapeKind kind, const Scene& scene, const Given& given) {
 Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Given& given,
                   Budget& budget) {
   RequirePossible(kind, scene, given);
-  const bool isNoiseTold = IsNoiseTold(options);
+  const bool isNoiseKnown = IsNoiseKnown(options);
   const Plausible plausible(kind, options, scene.Origin(), given.held);
   Dice dice(SeedOf(options));
   Sample& sample = scene.RandomSample(dice);
   if (!(sample.units.size > 0)) throw FitError(messages::kNothingStandsOut);
   const SearchTask searchTask = SearchTaskOf(kind, plausible, options, given, sample.units, scene);
-  SearchOutcome search = SearchNested(searchTask, isNoiseTold, sample, dice, budget);
-  search = SearchRivals(std::move(search), searchTask, isNoiseTold, sample, dice, budget);
+  SearchOutcome search = SearchNested(searchTask, isNoiseKnown, sample, dice, budget);
+  search = SearchRivals(std::move(search), searchTask, isNoiseKnown, sample, dice, budget);
   ConvergeTask task{.held = given.held, .noise = options.noise, .tolerance = options.tolerance};
   task.plausible = &plausible;
   task.size = sample.units.size;
   task.resolution = &scene.CoordinateResolution();
   Outcome outcome;
-  outcome.converged = ConvergeFirst(search.found, task, isNoiseTold, sample, scene, budget);
+  outcome.converged = ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget);
   outcome.model = outcome.converged.model;
   outcome.covariance = CovarianceOf(outcome.converged, given.held);
   outcome.report = ReportOf(outcome.converged, outcome.covariance, search, scene, budget);

@@ -312,7 +312,7 @@ TEST(Search, FindsTheFineShapeInACoarseOne) {
   struct Row {
     const char* what;
     const Points& points;
-    bool isNoiseTold;
+    bool isNoiseKnown;
     double low, high;  // of the tolerance
   };
   for (const Row& row :
@@ -325,7 +325,7 @@ TEST(Search, FindsTheFineShapeInACoarseOne) {
     Budget budget({.draws = 5000});
     Dice dice(1);
     const SearchOutcome outcome =
-        adaptive::SearchNested(TaskFor(ShapeKind::kPlane, options), row.isNoiseTold, sample, dice, budget);
+        adaptive::SearchNested(TaskFor(ShapeKind::kPlane, options), row.isNoiseKnown, sample, dice, budget);
     ASSERT_FALSE(outcome.found.empty());
     EXPECT_GE(outcome.found[0].score.tolerance, row.low);
     EXPECT_LE(outcome.found[0].score.tolerance, row.high);

@@ -170,20 +170,20 @@ void SumUpAtFeet(RunningFit& fit, Converged& result) {
   const std::size_t step = fit.selection.Count() / kForFeet + 1;
   const bool weighted = !fit.task.sqrtWeights.empty();
   Vector3d* const points = fit.copies.points.data();
-  double* const roots = fit.copies.sqrtWeights.data();
+  double* const sqrtWeights = fit.copies.sqrtWeights.data();
   std::size_t seen = 0, count = 0;
   WithShape(fit.now.model, [&](const auto& shape) {
     fit.selection.ForEach([&](std::size_t i) {
       if (seen++ % step != 0) return;
-      if (weighted) roots[count] = fit.task.sqrtWeights[i];
+      if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[i];
       points[count++] = shape.ClosestPoint(fit.task.points[i]);
     });
   });
-  const PointRefs feet = RefsOf({points, count}, weighted ? roots : nullptr);
+  const PointRefs feet = RefsOf({points, count}, weighted ? sqrtWeights : nullptr);
   const unsigned held = fit.task.held | fit.now.atEnd;
   result.sums = SumsAt(fit.now.model, held, feet);
   if (!weighted) return;
-  std::transform(roots, roots + count, roots, [](double root) { return root * root; });
+  std::transform(sqrtWeights, sqrtWeights + count, sqrtWeights, [](double w) { return w * w; });
   result.squared = SumsAt(fit.now.model, held, feet);
 }
 

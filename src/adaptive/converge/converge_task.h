@@ -1,4 +1,4 @@
-// What the stages of the convergence are told: the points, their weights and what the options say.
+// What the stages of the convergence work on: the points, their weights and what the options say.
 #ifndef PRIMFIT_SRC_ADAPTIVE_CONVERGE_CONVERGE_TASK_H_
 #define PRIMFIT_SRC_ADAPTIVE_CONVERGE_CONVERGE_TASK_H_
 

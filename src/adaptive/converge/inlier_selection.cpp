@@ -38,9 +38,9 @@ void InlierSelection::Replace(std::size_t word, std::uint64_t inliers) {
   count_ += static_cast<std::size_t>(std::popcount(inliers));
   const std::uint64_t mixed = (inliers + word + 1) * 0x9e3779b97f4a7c15U;
   hash_ = (hash_ ^ mixed ^ mixed >> 32) * 0xff51afd7ed558ccdU;
-  if (changes_ > kFew) return;
+  if (changes_ > kMostNoted) return;
   ForBits(changed, [&](std::size_t k) {
-    changed_[std::min(changes_, kFew)] = word * kWord + k;
+    changed_[std::min(changes_, kMostNoted)] = word * kWord + k;
     ++changes_;
   });
 }

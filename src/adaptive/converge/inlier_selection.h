@@ -37,7 +37,7 @@ class InlierSelection {
   /// The same for the same inliers.
   std::uint64_t Hash() const { return hash_; }
   /// Whether few enough points changed in the last selection that they are known.
-  bool ChangedFew() const { return changes_ <= kFew; }
+  bool ChangedFew() const { return changes_ <= kMostNoted; }
   /// The points that came in and went out, where they are few.
   std::span<const std::size_t> Changed() const { return {changed_.data(), changes_}; }
   /// Calls visit with the index of each inlier, ascending.
@@ -48,7 +48,7 @@ class InlierSelection {
   }
 
  private:
-  static constexpr std::size_t kWord = 64, kFew = 256;
+  static constexpr std::size_t kWord = 64, kMostNoted = 256;
 
   template <class Visit>
   static void ForBits(std::uint64_t word, const Visit& visit) {
@@ -64,7 +64,7 @@ class InlierSelection {
 
   std::size_t n_, words_;
   Scratch<std::uint64_t> within_, inliers_, isolated_, looked_;
-  std::array<std::size_t, kFew + 1> changed_{};
+  std::array<std::size_t, kMostNoted + 1> changed_{};
   std::size_t changes_ = 0, count_ = 0;
   std::uint64_t hash_ = 0;
 };

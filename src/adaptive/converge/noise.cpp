@@ -14,9 +14,9 @@ constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
 
 constexpr std::size_t kBins = 96;
-constexpr std::size_t kEnough = 20000;  // of so many distances the noise is known to 0.5 %
-constexpr double kRange = 8;            // of the histogram, in first guesses of the noise
-constexpr double kWider = 3;            // the tails' standard deviation in those of the rest
+constexpr std::size_t kMostBinned = 20000;  // of so many distances the noise is known to 0.5 %
+constexpr double kRange = 8;                // of the histogram, in first guesses of the noise
+constexpr double kWider = 3;                // the tails' standard deviation in those of the rest
 constexpr double kFirstShare = 0.9, kFirstTails = 0.2;
 constexpr int kMostRounds = 200, kMostGuesses = 8;
 /// Chi-squared of the bins above which normal noise does not fit: it is so in at most one fit in six.
@@ -57,7 +57,7 @@ struct Densities {
 Histogram HistogramOf(bool curve, std::span<const double> distances, double guess,
                       std::span<const double> weights) {
   Histogram h{curve, kRange * guess, kRange * guess / kBins};
-  const std::size_t step = distances.size() / kEnough + 1;
+  const std::size_t step = distances.size() / kMostBinned + 1;
   for (std::size_t i = 0; i < distances.size(); i += step) {
     if (!(distances[i] >= 0 && distances[i] < h.range)) continue;
     const double weight = weights.empty() ? 1 : weights[i];

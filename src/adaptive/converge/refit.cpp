@@ -43,8 +43,8 @@ PointRefs CopyInliers(const InlierSelection& selection, const ConvergeTask& task
   Vector3d* point = copies.points.data();
   selection.ForEach([&](std::size_t i) { *point++ = task.points[i]; });
   if (!task.sqrtWeights.empty()) {
-    double* root = copies.sqrtWeights.data();
-    selection.ForEach([&](std::size_t i) { *root++ = task.sqrtWeights[i]; });
+    double* sqrtWeight = copies.sqrtWeights.data();
+    selection.ForEach([&](std::size_t i) { *sqrtWeight++ = task.sqrtWeights[i]; });
   }
   return RefsOfFirst(selection.Count(), copies, !task.sqrtWeights.empty());
 }
@@ -52,11 +52,11 @@ PointRefs CopyInliers(const InlierSelection& selection, const ConvergeTask& task
 PointRefs CopyFadingInliers(const InlierSelection& selection, const double* distances, double bound,
                             const ConvergeTask& task, InlierCopies& copies) {
   Vector3d* point = copies.points.data();
-  double* root = copies.sqrtWeights.data();
+  double* sqrtWeight = copies.sqrtWeights.data();
   selection.ForEach([&](std::size_t i) {
     const double share = distances[i] / bound;
     *point++ = task.points[i];
-    *root++ = (task.sqrtWeights.empty() ? 1 : task.sqrtWeights[i]) * (1 - share * share);
+    *sqrtWeight++ = (task.sqrtWeights.empty() ? 1 : task.sqrtWeights[i]) * (1 - share * share);
   });
   return RefsOfFirst(selection.Count(), copies, true);
 }
@@ -84,13 +84,13 @@ std::optional<Refit> RefitOnChanged(const Refit& from, const InlierSelection& se
   const std::size_t added = CopyChanged(true, 0, selection, task, copies);
   const std::size_t removed = CopyChanged(false, added, selection, task, copies) - added;
   const auto before = static_cast<int>(selection.Count() - added + removed);
-  const double* roots = task.sqrtWeights.empty() ? nullptr : copies.sqrtWeights.data();
+  const double* sqrtWeights = task.sqrtWeights.empty() ? nullptr : copies.sqrtWeights.data();
   Refit refit = from;
   double remaining = 0;
   auto moved = UpdatedOptimum(
-      from.model, task.held, before, RefsOf({copies.points.data(), added}, roots),
-      RefsOf({copies.points.data() + added, removed}, roots != nullptr ? roots + added : nullptr), refit.sums,
-      &remaining);
+      from.model, task.held, before, RefsOf({copies.points.data(), added}, sqrtWeights),
+      RefsOf({copies.points.data() + added, removed}, sqrtWeights != nullptr ? sqrtWeights + added : nullptr),
+      refit.sums, &remaining);
   if (!moved || task.Clamp(*moved) != 0) return std::nullopt;
   refit.model = *moved;
   refit.remaining += remaining;  // what the shape before was off stays

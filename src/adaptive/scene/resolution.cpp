@@ -172,7 +172,7 @@ struct StepsAcross {
   Vector3d format = Vector3d::Zero();   ///< square of the number format's step across the shape
   Vector3d rounded = Vector3d::Zero();  ///< the same of the step of rounding
   Vector3d passed = Vector3d::Zero();   ///< steps that the inliers pass
-  double reach = 0;                     ///< largest distance from the shape's centre
+  double farthest = 0;                  ///< largest distance from the shape's centre
 };
 
 StepsAcross StepsAcrossOf(const Resolution& resolution, const Model& model,
@@ -187,7 +187,7 @@ StepsAcross StepsAcrossOf(const Resolution& resolution, const Model& model,
     step += steps / n;
     mean += (p - inliers[0]) / n;
     squared += (p - inliers[0]).cwiseAbs2() / n;
-    s.reach = std::max(s.reach, (p - model.center).norm());
+    s.farthest = std::max(s.farthest, (p - model.center).norm());
   }
   for (Eigen::Index i = 0; i < 3; ++i) {
     if (!(step[i] > 0)) continue;
@@ -215,7 +215,7 @@ RoundingEffect RoundingOf(const Resolution& resolution, const Model& model, std:
   }
   const double across = std::sqrt(squares);
   const double arithmetic =
-      kArithmetic * (s.reach + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
+      kArithmetic * (s.farthest + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
   effect.noise = std::max(across / std::sqrt(12.0), arithmetic);
   effect.tolerance = std::max(kStepsOfInliers * across, 3 * arithmetic);
   const double rest = std::max(0.0, noise * noise - most);

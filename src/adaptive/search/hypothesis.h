@@ -1,4 +1,4 @@
-// A shape that the search has judged, and the competition of such shapes within one search.
+// A shape that the search has scored, and the competition of such shapes within one search.
 //
 // A shape that is hardly bent (see simpler.h) fits a wall as well as a pipe fits its points, and there are
 // more points on walls. So shapes that have a simpler one and shapes that have none compete among themselves,
@@ -26,16 +26,16 @@ struct Leaders {
     /// Score of its candidate before this was optimised: candidates that score less are not worth optimising.
     double candidateScore = 0;
   };
-  Best bent, simple;  ///< without and with a simpler shape
+  Best withoutSimpler, withSimpler;
 
   /// The better one of the two; null before there is any.
   const Hypothesis* Leader() const {
-    const auto& b = bent.hypothesis;
-    const auto& s = simple.hypothesis;
-    if (!b || (s && s->score.value > b->score.value)) return s ? &*s : nullptr;
-    return &*b;
+    const auto& without = withoutSimpler.hypothesis;
+    const auto& with = withSimpler.hypothesis;
+    if (!without || (with && with->score.value > without->score.value)) return with ? &*with : nullptr;
+    return &*without;
   }
-  bool AreLedBySimple() const { return Leader() != nullptr && Leader()->hasSimpler; }
+  bool LeaderHasSimpler() const { return Leader() != nullptr && Leader()->hasSimpler; }
 };
 
 }  // namespace primfit::adaptive

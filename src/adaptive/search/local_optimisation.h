@@ -1,7 +1,7 @@
 // Local optimisation of a candidate (LO-RANSAC: Chum, Matas and Kittler 2003).
 //
 // A candidate through a minimal sample carries the noise of its few points. It is refined by least squares on
-// its inliers and judged again, which gives another bound and other inliers, until that gains nothing. The
+// its inliers and scored again, which gives another bound and other inliers, until that gains nothing. The
 // bound becomes narrower by itself, since the score rises as the band of the inliers does.
 #ifndef PRIMFIT_SRC_ADAPTIVE_SEARCH_LOCAL_OPTIMISATION_H_
 #define PRIMFIT_SRC_ADAPTIVE_SEARCH_LOCAL_OPTIMISATION_H_
@@ -15,7 +15,7 @@
 
 namespace primfit::adaptive {
 
-/// The points near a shape that a scorer has just judged, and their mean.
+/// The points near a shape that a scorer has just scored, and their mean.
 struct Inliers {
   std::vector<Eigen::Vector3d> points;
   Eigen::Vector3d mean = Eigen::Vector3d::Zero();
@@ -28,7 +28,7 @@ struct Optimised {
   int refinements = 0;
 };
 
-/// @param candidate  judged by the scorer, with `score`
+/// @param candidate  scored by the scorer, with `score`
 /// @param inliers    those of the candidate; then those of the model that comes out, or of one that scored a
 ///     thousandth less
 /// @param held       parts that stay

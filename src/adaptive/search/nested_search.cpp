@@ -54,7 +54,7 @@ SearchOutcome SearchWithin(const Hypothesis& coarse, SearchTask task, const Samp
 
 }  // namespace
 
-SearchOutcome SearchNested(const SearchTask& task, bool isNoiseTold, const Sample& sample, Dice& dice,
+SearchOutcome SearchNested(const SearchTask& task, bool isNoiseKnown, const Sample& sample, Dice& dice,
                            Budget& budget) {
   RankedPoints ranked;
   SearchOutcome outcome = Search(task, sample, ranked, dice, budget);
@@ -63,7 +63,7 @@ SearchOutcome SearchNested(const SearchTask& task, bool isNoiseTold, const Sampl
     return outcome;
   }
   const Hypothesis coarse = outcome.found[0];
-  if (isNoiseTold || coarse.score.tolerance <= kCoarseBound) return outcome;
+  if (isNoiseKnown || coarse.score.tolerance <= kCoarseBound) return outcome;
   const SearchOutcome within = SearchWithin(coarse, task, sample, ranked, dice, budget);
   outcome.refinements += within.refinements;
   if (!within.found.empty() && within.found[0].score.value >= kSignificant &&

@@ -17,9 +17,9 @@ namespace primfit::adaptive {
 inline constexpr double kSignificant = 30;
 
 /// Searches the free points of a sample.
-/// @param isNoiseTold  whether the options say the noise or the tolerance: then no finer shape is looked for
+/// @param isNoiseKnown  whether the options say the noise or the tolerance: then no finer shape is looked for
 /// @return significant hypotheses, that to be preferred first
-SearchOutcome SearchNested(const SearchTask& task, bool isNoiseTold, const Sample& sample, Dice& dice,
+SearchOutcome SearchNested(const SearchTask& task, bool isNoiseKnown, const Sample& sample, Dice& dice,
                            Budget& budget);
 
 }  // namespace primfit::adaptive

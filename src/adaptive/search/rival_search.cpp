@@ -14,7 +14,7 @@ namespace {
 /// shape of their own: among few some lie near one by chance.
 constexpr double kLeastShare = 0.02;
 constexpr int kLeastPerParameter = 10;
-/// Points by which a rival across is compared with one beside.
+/// Points by which a rival across is compared with one rivals.
 constexpr std::size_t kCompared = 2048;
 /// The points of a shape lie within so many of its tolerances.
 constexpr double kTolerancesOfShape = 2;
@@ -49,7 +49,7 @@ bool IsPreferred(const Hypothesis& across, const Hypothesis& simple, const Hypot
 
 }  // namespace
 
-SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseTold, Sample& sample,
+SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseKnown, Sample& sample,
                            Dice& dice, Budget& budget) {
   std::vector<Hypothesis>& found = outcome.found;
   if (found.empty() || !found.front().hasSimpler) return outcome;
@@ -61,11 +61,11 @@ SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseT
   while (found.front().hasSimpler) {
     TakePointsOf(found.front(), sample);
     if (!AreEnough(sample.free.Count(), sample.points.size(), found.front().model)) break;
-    const SearchOutcome beside = SearchNested(task, isNoiseTold, sample, dice, budget);
-    outcome.why = beside.why;
-    outcome.refinements += beside.refinements;
-    if (beside.found.empty()) break;
-    Prepend(beside.found, found);
+    const SearchOutcome rivals = SearchNested(task, isNoiseKnown, sample, dice, budget);
+    outcome.why = rivals.why;
+    outcome.refinements += rivals.refinements;
+    if (rivals.found.empty()) break;
+    Prepend(rivals.found, found);
   }
   if (across.empty() || across[0].score.value < kSignificant) return outcome;
   const bool first = IsPreferred(across[0], found.back(), found.front(), task.bounds, sample);

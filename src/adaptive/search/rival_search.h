@@ -16,7 +16,7 @@ namespace primfit::adaptive {
 /// Goes on searching beside hypotheses that have a simpler shape, and puts all in the order of preference.
 /// @param outcome  of the first search, all points free
 /// @param sample   points of hypotheses that were left out are no longer free afterwards
-SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseTold, Sample& sample,
+SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseKnown, Sample& sample,
                            Dice& dice, Budget& budget);
 
 }  // namespace primfit::adaptive

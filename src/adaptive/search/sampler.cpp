@@ -96,16 +96,16 @@ Candidates DrawFromAnywhere(const Sampler& sampler, int draw, Dice& dice) {
 }
 
 Candidates DrawFromRanked(const Sampler& sampler, const RankedPoints& ranked, int draw, Dice& dice) {
-  const int tier = draw % ranked.tiers, turn = draw / ranked.tiers;
+  const int tier = draw % ranked.tiers, cycle = draw / ranked.tiers;
   const std::size_t minimal = sampler.solver.sample;
-  if (turn % 2 == 0) {
+  if (cycle % 2 == 0) {
     const std::size_t count = TierSize(ranked.points.size(), tier, minimal);
     return ThroughPoints(
         sampler.solver, [&] { return dice.Below(count); }, [&](std::size_t k) { return ranked.points[k]; });
   }
   const std::span<const LocalGeometry> local(ranked.local);
   return ThroughOrientedPoints(sampler.kind, local.first(TierSize(local.size(), tier, minimal)),
-                               kNeighbourRivals[turn / 2 % kNeighbourRivals.size()], dice);
+                               kNeighbourRivals[cycle / 2 % kNeighbourRivals.size()], dice);
 }
 
 }  // namespace primfit::adaptive

@@ -46,8 +46,8 @@ Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, const ScoreB
   if (trust_.empty()) return;
   trusted_.resize(counts_.size());
   const double sum = std::accumulate(trust_.begin(), trust_.end(), 0.0);
-  each_ = sum / std::inner_product(trust_.begin(), trust_.end(), trust_.begin(), 0.0);
-  effective_ = each_ * sum;
+  pointsPerTrust_ = sum / std::inner_product(trust_.begin(), trust_.end(), trust_.begin(), 0.0);
+  effectiveCount_ = pointsPerTrust_ * sum;
 }
 
 double Scorer::Chance(double tolerance, double backgroundRange) const {
@@ -94,8 +94,8 @@ Score Scorer::operator()(const Model& model) {
   for (const double d : distances_) ++counts_[slotOf(d)];
   Score best = Best(counts_, static_cast<double>(n));
   if (trust_.empty()) return best;
-  for (std::size_t i = 0; i < n; ++i) trusted_[slotOf(distances_[i])] += each_ * trust_[i];
-  const Score trusted = Best(trusted_, effective_);
+  for (std::size_t i = 0; i < n; ++i) trusted_[slotOf(distances_[i])] += pointsPerTrust_ * trust_[i];
+  const Score trusted = Best(trusted_, effectiveCount_);
   return trusted.value > best.value ? trusted : best;
 }
 

@@ -1,6 +1,6 @@
 // How well a shape explains a set of points, without a bound on their distances given beforehand.
 //
-// Shapes are judged a contrario (Moisan and Stival 2004), by how unlikely their support is by chance: were
+// Shapes are scored a contrario (Moisan and Stival 2004), by how unlikely their support is by chance: were
 // points anywhere, a share a(t) of them would come within t of the shape; k of n points that do are the less
 // likely the larger n KL(k / n || a(t)) is (Chernoff 1952), which is minus the logarithm of the number of
 // false alarms. The largest of it over the bounds t is the score. So a score needs no bound, finds that of a
@@ -41,7 +41,7 @@ struct ScoreBounds {
 /// The relative entropy KL(share || chance) in nats, 0 for a share that chance gives.
 double Divergence(double share, double chance);
 
-/// Judges one shape after another by the same points; it keeps its buffers between them.
+/// Scores one shape after another by the same points; it keeps its buffers between them.
 class Scorer {
  public:
   /// @param points      outlive it; lengths are in units of the cloud's size
@@ -54,7 +54,7 @@ class Scorer {
   /// Share of the points that a shape needs to score as much within a bound that is fine, where the score was
   /// reached within a coarse one: a coarse shape takes in points by chance, and a better one has fewer.
   double ShareOfAsGood(const Score& score) const;
-  /// Distances of the points from the model that was judged last.
+  /// Distances of the points from the model that was scored last.
   std::span<const double> Distances() const { return distances_; }
   std::span<const Eigen::Vector3d> Points() const { return points_; }
 
@@ -73,8 +73,8 @@ class Scorer {
   std::vector<double> bounds_;
   std::vector<int> counts_;
   std::span<const double> trust_;
-  double effective_ = 0;  ///< number of points that the trust is worth
-  double each_ = 0;       ///< points that a unit of trust is worth
+  double effectiveCount_ = 0;  ///< number of points that the trust is worth
+  double pointsPerTrust_ = 0;  ///< points that a unit of trust is worth
   std::vector<double> trusted_;
 };
 

@@ -16,23 +16,23 @@ namespace primfit::adaptive {
 
 namespace {
 
-/// Points that judge a candidate: enough to tell shapes apart, few enough to stay in the nearest cache.
-constexpr std::size_t kJudging = 2048;
+/// Points that score a candidate: enough to tell shapes apart, few enough to stay in the nearest cache.
+constexpr std::size_t kScoringPoints = 2048;
 /// Draws from anywhere before the points are ranked, which costs as much as some thousand draws.
 constexpr int kDrawsFromAnywhere = 400;
 /// How far a candidate may miss a place that the shape has to pass, in sizes of the cloud.
 constexpr double kSlackOfCandidate = 0.1;
 /// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
 /// share of them.
-constexpr double kShareOfSimple = 0.25;
+constexpr double kShareWithSimpler = 0.25;
 /// What the search is of the work of a fit, for its progress.
 constexpr double kShareOfWork = 0.8;
 /// Draws between two questions to clock and host.
 constexpr int kAskEveryDraws = 16;
 
-/// The first free points, which judge all candidates of a search.
-struct JudgingPoints {
-  explicit JudgingPoints(const Sample& sample) : points(std::min(sample.free.Count(), kJudging)) {
+/// The first free points, which score all candidates of a search.
+struct ScoringPoints {
+  explicit ScoringPoints(const Sample& sample) : points(std::min(sample.free.Count(), kScoringPoints)) {
     for (std::size_t k = 0; k < points.size(); ++k) points[k] = sample.points[sample.free[k]];
     if (sample.trust.empty()) return;
     trust.resize(points.size());
@@ -49,17 +49,17 @@ struct RunningSearch {
         budget(theBudget),
         drawsBefore(theBudget.Draws()),
         sampler(theTask.kind, sample),
-        judging(sample),
-        scorer(theTask.IsOfCurve(), judging.points, theTask.bounds,
-               std::max(1, FreeParametersOf(Model{.kind = theTask.kind}, 0).count), judging.trust) {}
+        scoring(sample),
+        scorer(theTask.IsOfCurve(), scoring.points, theTask.bounds,
+               std::max(1, FreeParametersOf(Model{.kind = theTask.kind}, 0).count), scoring.trust) {}
 
   const SearchTask& task;
   Budget& budget;
   int drawsBefore;  // by other searches of the same fit
   Sampler sampler;
-  JudgingPoints judging;
+  ScoringPoints scoring;
   Scorer scorer;
-  Inliers inliers;  // of the candidate that was judged last
+  Inliers inliers;  // of the candidate that was scored last
   Leaders leaders;
   const RankedPoints* ranked = nullptr;  // null while points are drawn from anywhere
   double natsOfDraw = 0;
@@ -86,7 +86,7 @@ Model WithHeldParts(Model m, const SearchTask& task) {
   return m;
 }
 
-/// Judges a candidate, and optimises it where it scores more than any before of those that have a simpler
+/// Scores a candidate, and optimises it where it scores more than any before of those that have a simpler
 /// shape, or of those that have none.
 void Evaluate(Model candidate, RunningSearch& search) {
   const SearchTask& task = search.task;
@@ -96,9 +96,9 @@ void Evaluate(Model candidate, RunningSearch& search) {
   if (!task.plausible.Passes(candidate, kSlackOfCandidate)) return;
   if (!search.budget.Spend(search.scorer.Points().size())) return;
   const Score score = search.scorer(candidate);
-  if (score.value <= leaders.bent.candidateScore) return;
+  if (score.value <= leaders.withoutSimpler.candidateScore) return;
   CopyInliers(search.scorer, score.tolerance, search.inliers);
-  if (score.value <= leaders.simple.candidateScore &&
+  if (score.value <= leaders.withSimpler.candidateScore &&
       HasSimpler(candidate, search.inliers.points, search.budget))
     return;
   const Optimised optimised = OptimiseLocally(candidate, score, task.held, task.plausible, search.scorer,
@@ -106,7 +106,7 @@ void Evaluate(Model candidate, RunningSearch& search) {
   search.refinements += optimised.refinements;
   if (!task.plausible.Passes(optimised.model, optimised.score.tolerance)) return;
   const bool hasSimpler = HasSimpler(optimised.model, search.inliers.points, search.budget);
-  Leaders::Best& best = hasSimpler ? leaders.simple : leaders.bent;
+  Leaders::Best& best = hasSimpler ? leaders.withSimpler : leaders.withoutSimpler;
   best.candidateScore = score.value;
   if (best.hypothesis && optimised.score.value <= best.hypothesis->score.value) return;
   best.hypothesis = {optimised.model, optimised.score, hasSimpler};
@@ -120,7 +120,7 @@ template <class Draw>
 DrawsEnd DrawUntil(int most, RunningSearch& search, const Draw& draw) {
   Budget& budget = search.budget;
   for (; search.Draws() < most && budget.Draws() < budget.DrawLimit(); budget.CountDraw()) {
-    if (search.leaders.AreLedBySimple() && search.Draws() > kShareOfSimple * budget.DrawLimit())
+    if (search.leaders.LeaderHasSimpler() && search.Draws() > kShareWithSimpler * budget.DrawLimit())
       return DrawsEnd::kTooMany;
     budget.Advance(kShareOfWork * search.ShareDone());
     if (budget.Draws() % kAskEveryDraws == 0) budget.Ask();
@@ -168,7 +168,8 @@ SearchOutcome Search(const SearchTask& task, const Sample& sample, RankedPoints&
     outcome.why = DrawAll(sample, ranked, dice, search);
   const Leaders& leaders = search.leaders;
   if (leaders.Leader() != nullptr) outcome.found.push_back(*leaders.Leader());
-  if (leaders.AreLedBySimple() && leaders.bent.hypothesis) outcome.found.push_back(*leaders.bent.hypothesis);
+  if (leaders.LeaderHasSimpler() && leaders.withoutSimpler.hypothesis)
+    outcome.found.push_back(*leaders.withoutSimpler.hypothesis);
   outcome.refinements = search.refinements;
   return outcome;
 }

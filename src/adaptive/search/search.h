@@ -1,6 +1,6 @@
 // The random search: from a sample of the scene to the hypotheses that explain it best.
 //
-// Candidates through minimal samples (sampler.h) are judged (score.h). One that scores more than any before
+// Candidates through minimal samples (sampler.h) are scored (score.h). One that scores more than any before
 // is optimised (local_optimisation.h) and becomes a hypothesis (hypothesis.h). The search ends when a better
 // shape was most probably not missed (confidence.h), or when the budget ends.
 #ifndef PRIMFIT_SRC_ADAPTIVE_SEARCH_SEARCH_H_
@@ -21,13 +21,13 @@
 
 namespace primfit::adaptive {
 
-/// What a search is told; lengths in the units of its sample.
+/// What a search is asked for; lengths in the units of its sample.
 struct SearchTask {
   ShapeKind kind{};
   Plausible plausible;  ///< in the units of the sample
   unsigned held = 0;
   Model given{};                 ///< values of the parts held
-  bool startsFromGiven = false;  ///< whether it is judged first
+  bool startsFromGiven = false;  ///< whether it is scored first
   ScoreBounds bounds{};
   double confidence = 0.99;
   std::optional<double> inlierShare{};      ///< that the number of draws is to be enough for

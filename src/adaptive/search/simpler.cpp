@@ -17,7 +17,7 @@ namespace primfit::adaptive {
 namespace {
 
 /// Of so many points the root mean square is known to some hundredths.
-constexpr std::size_t kPointsJudged = 512;
+constexpr std::size_t kMostPoints = 512;
 /// Most of the points: this share of them, the nearest.
 constexpr double kTrimmedShare = 0.6;
 /// A simpler shape explains them as well when they are not farther from it than by this factor, root mean
@@ -87,7 +87,7 @@ std::optional<Model> Flat(std::span<const Vector3d> points, const Vector3d& mean
 }  // namespace
 
 bool HasSimpler(const Model& m, std::span<const Vector3d> all, Budget& budget) {
-  const std::span<const Vector3d> points = all.first(std::min(all.size(), kPointsJudged));
+  const std::span<const Vector3d> points = all.first(std::min(all.size(), kMostPoints));
   if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kPlane || points.empty()) return false;
   NearestMost most(points);
   const double limit = kLargestRatio * kLargestRatio * TrimmedSquares(m, most);
