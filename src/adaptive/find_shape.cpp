@@ -20,10 +20,12 @@ namespace primfit::adaptive {
 
 namespace {
 
-/// Smallest bound of an inlier, in sizes of the cloud: exact points. And the largest.
+/// Smallest bound of an inlier, in sizes of the cloud, for exact points: a smaller one would be rounding. And
+/// the largest: a band of a quarter of the size on either side holds most points of any cloud.
 constexpr double kLeastBound = 1e-7;
 constexpr double kLargestBound = 0.25;
-/// By how much points are denser near a shape than next to it.
+/// By how much points are denser near a shape than next to it. Points anywhere are as dense, and the middle
+/// of a cloud is denser than its rim, so a little more proves nothing.
 constexpr double kStandsOut = 2;
 /// Noise that blurs a shape of the cloud's size beyond recognition: some bent band fits any cloud so.
 constexpr double kCoarsestNoise = 0.08;
@@ -32,6 +34,7 @@ constexpr double kCoarsestNoise = 0.08;
 constexpr std::size_t kFirstStages[] = {2048, 8192};
 constexpr std::size_t kLeastTimesMore = 4;
 
+/// Whether the caller has said how coarse a shape may be. Then no test refuses a shape for its coarseness.
 bool IsNoiseKnown(const FitOptionsBase& options) { return options.noise || options.tolerance; }
 
 /// The smallest bound that a score may choose: what the options say, else what coordinates on a grid leave,
@@ -42,6 +45,7 @@ double LeastBound(bool curve, const FitOptionsBase& options, Scene& scene) {
   return InlierBound(curve, scene.CoordinateResolution().GridStep() / std::sqrt(12.0));
 }
 
+/// What the options and constraints say, in the units of the sample.
 SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOptionsBase& options,
                         const Given& given, const Units& units, Scene& scene) {
   SearchTask task{.kind = kind, .plausible = plausible.In(units)};
@@ -65,7 +69,8 @@ std::vector<Vector3d> FirstPoints(const Sample& sample, const Scene& scene, std:
   return points;
 }
 
-/// Converges on growing parts of the sample, then on all points.
+/// Converges on growing parts of the sample, then on all points. The shape of a part is so near the final one
+/// that all points need only a few rounds; each stage takes over one of the rounds with fading weights.
 std::optional<Converged> ConvergeInStages(const Hypothesis& from, ConvergeTask task, const Sample& sample,
                                           Scene& scene, Budget& budget) {
   Model at = sample.units.Back(from.model);
@@ -112,6 +117,7 @@ Converged ConvergeFirst(const std::vector<Hypothesis>& hypotheses, const Converg
   throw FitError(messages::kNothingStandsOut);
 }
 
+/// Refuses what has no answer whatever the points are, and too few points for the free parameters.
 void RequirePossible(ShapeKind kind, const Scene& scene, const Given& given) {
   const FreeParameters parameters = FreeParametersOf(Model{.kind = kind, .major = 2, .minor = 1}, given.held);
   if (parameters.count == 0) throw FitError(messages::kOverConstrained);

@@ -16,7 +16,11 @@ namespace primfit::adaptive {
 
 namespace {
 
+/// Selections that still change after so many rounds hardly change the shape any more, so the fit ends with
+/// the last one and says that it has not converged.
 constexpr int kRounds = 40;
+/// A tolerance that is decided anew in every round would move as long as the selection does, and the two
+/// could chase each other for ever.
 constexpr int kToleranceRounds = 3;  // in which the tolerance is decided anew
 constexpr int kMostFading = 2;
 /// The bands of the fading rounds, in tolerances.
@@ -28,7 +32,8 @@ constexpr double kClean = 0.98;
 /// Points whose feet on the shape tell the covariance of all.
 constexpr std::size_t kForFeet = 8192;
 
-/// A convergence that is under way.
+/// A convergence that is under way: what the stages below hand on from round to round. The buffers are taken
+/// once, since pages of new ones would cost more to clear than a round.
 struct RunningFit {
   RunningFit(const Model& start, const ConvergeTask& theTask, Budget& theBudget)
       : task(theTask),
@@ -54,7 +59,8 @@ struct RunningFit {
   std::vector<std::uint64_t> refitted;  // hashes of the selections whose optimum was taken
 };
 
-/// Distances of all points from the shape. @return whether the budget lasted
+/// Distances of all points from the shape, block by block, so that a stop is heard among millions of points.
+/// @return whether the budget lasted
 bool MeasureDistances(RunningFit& fit) {
   const std::size_t n = fit.task.points.size();
   const bool lasted = fit.budget.InBlocks(n, [&](std::size_t begin, std::size_t count) {
@@ -64,7 +70,10 @@ bool MeasureDistances(RunningFit& fit) {
   return lasted && fit.budget.Spend(std::min(n, Budget::kBlock));
 }
 
-/// Selects the points within a bound; `anew` looks again which of them stand alone.
+/// Selects the points within a bound. Which of them stand alone depends on where the inliers are, so this
+/// takes two selections: one that counts all, to build the grid, and one that leaves out the isolated ones.
+/// @param anew whether to look again which stand alone; in the rounds between, the selection must not depend
+///     on a grid that changes with it, or it would never settle
 void SelectInliers(double bound, bool anew, RunningFit& fit) {
   InlierSelection& selection = fit.selection;
   const auto select = [&] { selection.Select(fit.task.points, fit.distances.data(), bound, fit.isolation); };
@@ -95,7 +104,8 @@ bool IsOptimal(RunningFit& fit) {
   return isNegligible();
 }
 
-/// Refits the shape on the selection, from the few changes where these are enough.
+/// Refits the shape on the selection, from the few changes where these are enough. A part at an end of its
+/// range would have to be let go or held by such an update, so then all points are looked at.
 /// @param isFirst  of the rounds without fading, or one whose selection was refitted before
 bool RefitShape(bool isFirst, RunningFit& fit) {
   std::optional<Refit> refit;
@@ -116,7 +126,7 @@ enum class Round {
   kNoShape
 };
 
-/// What a failed refit means.
+/// What a failed refit means: nothing is wrong with the shape where only the time is up.
 Round FailureOf(const RunningFit& fit) { return fit.budget.IsOver() ? Round::kEnds : Round::kNoShape; }
 
 /// A first round, with a wide band at whose edge weights fade.
@@ -132,6 +142,9 @@ Round RunFadingRound(int round, RunningFit& fit) {
   return Round::kContinues;
 }
 
+/// A round whose selection is the consensus set within the tolerance. The hashes of earlier selections tell
+/// whether it is the same again, so that the shape has converged, or one from before, so that selections go
+/// round in a circle and would do so for ever.
 Round RunSharpRound(int round, RunningFit& fit) {
   SelectInliers(fit.decided.tolerance, round == 0 || round == fit.task.fadingRounds, fit);
   if (fit.selection.Count() == 0) return Round::kNoShape;
@@ -147,6 +160,7 @@ Round RunSharpRound(int round, RunningFit& fit) {
   return circles || isStuck ? Round::kEnds : Round::kContinues;
 }
 
+/// One round: distances, tolerance, selection, refit.
 Round RunRound(int round, RunningFit& fit) {
   if (!MeasureDistances(fit)) return Round::kEnds;
   if (round < kToleranceRounds)
@@ -187,6 +201,8 @@ void SumUpAtFeet(RunningFit& fit, Converged& result) {
   result.squared = SumsAt(fit.now.model, held, feet);
 }
 
+/// What is known of the final shape. Where the tolerance was given, or follows from the steps of the
+/// coordinates, the estimate of the noise is not that of the inliers, so it is measured on these.
 Converged ResultOf(RunningFit& fit, bool converged) {
   const ConvergeTask& task = fit.task;
   Converged result;

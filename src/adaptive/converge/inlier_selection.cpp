@@ -22,6 +22,8 @@ void InlierSelection::ForgetIsolated() {
   std::fill_n(looked_.data(), words_, std::uint64_t{0});
 }
 
+// A point that stands alone once does so in all selections until the grid is built anew, so each point is
+// looked up once.
 void InlierSelection::LookForIsolated(std::size_t word, std::span<const Vector3d> points,
                                       const IsolationGrid& isolation) {
   ForBits(within_[word] & ~looked_[word], [&](std::size_t k) {

@@ -48,10 +48,12 @@ class InlierSelection {
   }
 
  private:
+  // More changes than these are no small ones: the optimum is then found anew.
   static constexpr std::size_t kWord = 64, kMostNoted = 256;
 
   template <class Visit>
   static void ForBits(std::uint64_t word, const Visit& visit) {
+    // Of a clean cloud nearly all words are full.
     if (word == ~std::uint64_t{0}) {
       for (std::size_t k = 0; k < kWord; ++k) visit(k);
       return;

@@ -20,6 +20,8 @@ constexpr double kLeastNoise = 1e-300;
 
 }  // namespace
 
+// The pass over all distances is spared where it cannot matter: the noise is coarser than any step of the
+// coordinates.
 RoundingEffect RoundingWithin(double bound, double measured, const Model& model,
                               std::span<const double> distances, const ConvergeTask& task) {
   if (task.resolution == nullptr || measured > task.resolution->Coarsest()) return {};
@@ -33,6 +35,8 @@ RoundingEffect RoundingWithin(double bound, double measured, const Model& model,
   return RoundingOf(*task.resolution, model, chosen, within, measured);
 }
 
+// The order matters: the steps raise the noise to what rounding leaves, the noise then gives the bound, and
+// the steps raise that once more where a point one step away would fall outside.
 InlierTolerance DecideTolerance(const Model& model, std::span<const double> distances, double noiseBefore,
                                 const ConvergeTask& task) {
   const bool curve = model.IsCurve();

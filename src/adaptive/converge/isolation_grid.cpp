@@ -62,6 +62,8 @@ void IsolationGrid::Build(std::span<const Vector3d> points) {
   isolated_.clear();
 }
 
+// Cells are cubes, so that neighbours are as near in each direction; the longest edge of the box sets their
+// size.
 bool IsolationGrid::SpanBox(std::size_t size, std::span<const Vector3d> points) {
   Vector3d low = points[0], high = low;
   for (const Vector3d& p : points) {
@@ -75,6 +77,8 @@ bool IsolationGrid::SpanBox(std::size_t size, std::span<const Vector3d> points) 
   return edge > 0;
 }
 
+// A point has its cell and the 26 around it for a neighbourhood: a cell alone would make points near its wall
+// look lonelier than they are.
 bool IsolationGrid::BuildWith(std::size_t size, std::span<const Vector3d> points) {
   if (!SpanBox(size, points)) return false;
   const std::size_t cells = size * size * size;

@@ -10,13 +10,19 @@ namespace primfit::adaptive {
 
 namespace {
 
+/// Standard deviations within which an inlier lies. Three of them are usual (the three-sigma rule) and leave
+/// out 0.27 % of normal noise.
 constexpr double kSurfaceBound = 3;
 constexpr double kCurveBound = 3.44;  // the same share outside a circle
 
+/// Bins are a twelfth of the first guess wide, so that the width hardly enlarges the variance, and few enough
+/// that a round of the expectation-maximisation takes some microseconds.
 constexpr std::size_t kBins = 96;
 constexpr std::size_t kMostBinned = 20000;  // of so many distances the noise is known to 0.5 %
 constexpr double kRange = 8;                // of the histogram, in first guesses of the noise
 constexpr double kWider = 3;                // the tails' standard deviation in those of the rest
+/// Where the expectation-maximisation starts: most points near a shape are its own, and few of them are
+/// tails.
 constexpr double kFirstShare = 0.9, kFirstTails = 0.2;
 constexpr int kMostRounds = 200, kMostGuesses = 8;
 /// Chi-squared of the bins above which normal noise does not fit: it is so in at most one fit in six.
@@ -25,6 +31,8 @@ constexpr double kMisfit = 110;
 constexpr double kGain = 20;
 constexpr double kPi = 3.14159265358979323846;
 
+/// Distances below some range, counted in equal bins. All that follows is computed from the bins, so its cost
+/// does not depend on the number of points.
 struct Histogram {
   bool curve;
   double range, width;  // of all bins and of one
@@ -54,6 +62,7 @@ struct Densities {
   double Sum() const { return narrow + wide + anywhere; }
 };
 
+/// Of very many distances every so many-th one is taken: more would not make the noise any better known.
 Histogram HistogramOf(bool curve, std::span<const double> distances, double guess,
                       std::span<const double> weights) {
   Histogram h{curve, kRange * guess, kRange * guess / kBins};
@@ -74,13 +83,17 @@ double NoiseDensity(bool curve, double d, double variance) {
   return curve ? d / variance * bell : bell * std::sqrt(2 / (kPi * variance));
 }
 
+/// Points anywhere are spread evenly over the distances from a surface. About a curve the room between two
+/// distances grows with them, so the density is linear there.
 Densities DensitiesAt(double d, const Mixture& m, const Histogram& h) {
   return {m.inlierShare * (1 - m.tails) * NoiseDensity(h.curve, d, m.variance),
           m.tails == 0 ? 0 : m.inlierShare * m.tails * NoiseDensity(h.curve, d, m.variance * kWider * kWider),
           (1 - m.inlierShare) * (h.curve ? 2 * d / (h.range * h.range) : 1 / h.range)};
 }
 
-/// The most likely mixture, from the guess on. The variance of one bin is that of values spread evenly in it.
+/// The most likely mixture, from the guess on, by expectation-maximisation: each bin's count is shared among
+/// the parts by their densities there, then each part's share and variance follow from its counts. The
+/// variance of one bin is that of values spread evenly in it.
 Mixture MostLikely(const Histogram& h, double guess, double tails) {
   Mixture m{kFirstShare, guess * guess, tails};
   const double ofBin = h.width * h.width / 12;
@@ -102,6 +115,7 @@ Mixture MostLikely(const Histogram& h, double guess, double tails) {
   return m;
 }
 
+/// Of the counts under a mixture, by which one with tails and one without are compared.
 double LogLikelihood(const Histogram& h, const Mixture& m) {
   double sum = 0;
   h.ForEachBin([&](double d, double count) { sum += count * std::log(DensitiesAt(d, m, h).Sum()); });
@@ -129,6 +143,9 @@ double NoiseOf(const Histogram& h, double guess) {
 
 }  // namespace
 
+// The range of the histogram follows the guess: with one that is too coarse the noise fills a bin or two,
+// with one that is too fine its flanks are cut off. So each estimate is the guess for the next, until it
+// stays.
 double EstimateNoise(bool curve, std::span<const double> distances, double start,
                      std::span<const double> weights) {
   double noise = start;
@@ -156,6 +173,8 @@ double InlierBound(bool curve, double noise) {
   return std::min(noise * (curve ? kCurveBound : kSurfaceBound), std::numeric_limits<double>::max());
 }
 
+// The variance of normal noise over that of the part within the bound. About a curve the squared distance has
+// an exponential distribution, for which both are known in closed form.
 double VarianceInflation(bool curve) {
   if (curve) {
     const double out = std::exp(-kCurveBound * kCurveBound / 2);

@@ -6,12 +6,14 @@ namespace primfit::adaptive {
 
 namespace {
 
+/// Steps of a refinement in a fading round, whose result only has to lie nearer than the shape before.
 constexpr int kFewSteps = 20;
 /// Short arcs take some dozens of steps, each of which is a fair share of the one before.
 constexpr int kSteps = 200;
 /// Points whose mean says where all of them are.
 constexpr std::size_t kForMean = 4096;
 
+/// The mean of some thousands of points from all over them.
 Vector3d MeanOf(const PointRefs& points) {
   const auto n = static_cast<std::size_t>(points.count);
   const std::size_t step = n / kForMean + 1;
@@ -61,6 +63,9 @@ PointRefs CopyFadingInliers(const InlierSelection& selection, const double* dist
   return RefsOfFirst(selection.Count(), copies, true);
 }
 
+// The centre of a line, a cylinder or a plane may lie anywhere in it. It is moved to the middle of the
+// inliers first: far from there a tilt would move all points, and the normal equations would be
+// ill-conditioned.
 std::optional<Refit> RefitOnAll(const Refit& from, const PointRefs& inliers, bool fades,
                                 const ConvergeTask& task, Budget& budget) {
   Model centered = from.model;
@@ -79,6 +84,8 @@ std::optional<Refit> RefitOnAll(const Refit& from, const PointRefs& inliers, boo
   return refit;
 }
 
+// The sums of the inliers before are kept; those of the points that came in are added, those of the points
+// that went out are taken away.
 std::optional<Refit> RefitOnChanged(const Refit& from, const InlierSelection& selection,
                                     const ConvergeTask& task, InlierCopies& copies) {
   const std::size_t added = CopyChanged(true, 0, selection, task, copies);

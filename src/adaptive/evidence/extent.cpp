@@ -44,6 +44,8 @@ struct AzimuthBin {
 /// Bins that decide whether azimuths are stray ones, and the finer ones, so many in each, that tell the gaps.
 constexpr std::size_t kTurnBins = 256, kFinePerBin = 16, kFineBins = kFinePerBin * kTurnBins;
 
+/// Bins so fine that a gap between two of them is known to a four-thousandth of a turn without sorting the
+/// azimuths. Each keeps its smallest and largest azimuth, so that ends are exact.
 std::vector<AzimuthBin> FineBinsOf(const std::vector<double>& squareAzimuths) {
   std::vector<AzimuthBin> bins(kFineBins);
   for (const double a : squareAzimuths) {
@@ -67,6 +69,7 @@ void EmptyStray(std::vector<AzimuthBin>& bins) {
 
 }  // namespace
 
+// The ends that are left are those of values, not of bins.
 Reach ReachAlong(std::vector<double> values) {
   constexpr std::size_t kBins = 64, kLeastValues = 256;
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
@@ -89,6 +92,8 @@ Reach ReachAlong(std::vector<double> values) {
   return reach;
 }
 
+// The largest gap decides where the covered part begins; the one across zero azimuth is a gap like the
+// others.
 Reach ReachAround(const std::vector<double>& squareAzimuths) {
   constexpr std::size_t kLeastValues = 1024;
   std::vector<AzimuthBin> bins = FineBinsOf(squareAzimuths);

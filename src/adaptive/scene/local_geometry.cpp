@@ -13,6 +13,7 @@ namespace {
 /// average its noise.
 constexpr std::size_t kNeighbours = 16;
 
+/// The principal directions of the neighbours' scatter about their mean.
 LocalGeometry OfNeighbours(std::span<const Vector3d> points, std::size_t index,
                            std::span<const std::size_t> neighbours, bool curve) {
   Vector3d mean = Vector3d::Zero();

@@ -27,7 +27,9 @@ struct TreePoints {
 using Index = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<double, TreePoints>,
                                                   TreePoints, 3, std::size_t>;
 
+/// The squared distances of the neighbours stay on the stack, so that a query allocates nothing.
 constexpr std::size_t kMostNeighbours = 32;
+/// Points in a leaf of the tree: smaller leaves make it deeper, larger ones are scanned for longer.
 constexpr std::size_t kLeafSize = 16;
 
 /// The nearest free points so far, in the form that nanoflann fills: it offers every point of a leaf that may
@@ -45,6 +47,7 @@ class NearestFree {
   double worstDist() const { return squared_[found_.size() - 1]; }
   bool addPoint(double squared, std::size_t index) {
     if (!free_.Has(index)) return true;
+    // Insertion into the sorted list, whose last one drops out when it is full.
     std::size_t at = count_;
     for (; at > 0 && squared_[at - 1] > squared; --at) {
       if (at == found_.size()) continue;
@@ -69,6 +72,7 @@ class NearestFree {
 
 }  // namespace
 
+/// The tree refers to `points`, so both live and move together, behind a pointer.
 struct NeighbourSearch::Tree {
   explicit Tree(std::span<const Vector3d> all)
       : points{all}, index(3, points, nanoflann::KDTreeSingleIndexAdaptorParams(kLeafSize)) {}

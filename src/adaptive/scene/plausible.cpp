@@ -23,6 +23,7 @@ void Require(bool holds, const Failure& failure) {
 
 }  // namespace
 
+// Comparisons are written so that a NaN fails them.
 void RequireInRange(const FitOptionsBase& o, std::size_t points) {
   const auto positive = [](const std::optional<double>& v) { return !v || (*v > 0 && std::isfinite(*v)); };
   const auto range = [](const SizeRange& r) { return r.low >= 0 && r.high >= r.low; };
@@ -75,6 +76,7 @@ Plausible Plausible::In(const Units& units) const {
   return other;
 }
 
+// Options are in the caller's lengths, so a model in other units goes there and back.
 unsigned Plausible::Clamp(Model& m) const {
   m = units_.Back(m);
   const unsigned atEnd = ClampSizes(m) | ClampAxis(m);
@@ -82,6 +84,7 @@ unsigned Plausible::Clamp(Model& m) const {
   return atEnd;
 }
 
+// A part that was moved into its range is at the end of it, and is held there while the others are refined.
 unsigned Plausible::ClampSizes(Model& m) const {
   unsigned atEnd = 0;
   const auto into = [&](const SizeRange& range, unsigned part, double& value) {
@@ -99,6 +102,8 @@ unsigned Plausible::ClampSizes(Model& m) const {
   return atEnd;
 }
 
+// An axis too far from the wanted direction is turned back in the plane of both, to the edge of the cone that
+// is allowed. Either sense of an axis is the same shape, so the nearer sense of the wanted direction counts.
 unsigned Plausible::ClampAxis(Model& m) const {
   if (!options_->axisNear || (held_ & kAxis) != 0 || kind_ == ShapeKind::kSphere) return 0;
   const Vector3d near = Normalised(*options_->axisNear);

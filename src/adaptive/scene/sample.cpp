@@ -37,6 +37,10 @@ double Threshold(std::span<const double> weights, std::size_t count) {
   return threshold;
 }
 
+/// Each point has the key -ln(u) / trust with u uniform in (0, 1], and the smallest keys are drawn: a point
+/// of twice the trust comes as if it were there twice.
+/// @param remaining receives what each drawn point counts: points that were drawn for certain keep their
+///     trust, the others stand for those that were not drawn
 std::vector<std::uint32_t> DrawByTrust(std::span<const double> trust, Dice& dice,
                                        std::vector<double>& remaining) {
   std::vector<std::pair<double, std::size_t>> keys(trust.size());

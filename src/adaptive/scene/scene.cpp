@@ -34,11 +34,15 @@ Scene::Scene(const PointView& given, std::span<const double> weights, Budget& bu
   ScaleWeights();
 }
 
+// There are two ways back: the first member of a group where points were merged, else the index where some
+// were left out.
 Vector3d Scene::GivenPoint(std::size_t i) const {
   if (!groups_.starts.empty()) return given_[groups_.members[groups_.starts[i]]];
   return given_[givenIndices_.empty() ? i : givenIndices_[i]];
 }
 
+// The caller's coordinates show their steps, those relative to the origin do not: a difference of two floats
+// is seldom one.
 const Resolution& Scene::CoordinateResolution() {
   if (resolution_) return *resolution_;
   std::vector<Vector3d> chosen(kForResolution);
@@ -58,7 +62,8 @@ Sample& Scene::RandomSample(Dice& dice) {
 /// from.
 void Scene::Take(std::span<const double> weights, std::size_t begin, std::size_t end,
                  RepeatsDetector& repeats) {
-  // In registers, which the compiler cannot do with members while it writes points.
+  // This loop is the one pass over the points that every fit makes, so it is written for speed: its variables
+  // stay in registers, which the compiler cannot do with members while it writes points.
   const PointView given = given_;
   Vector3d* const points = points_.data();
   const Vector3d origin = origin_;

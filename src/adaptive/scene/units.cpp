@@ -24,6 +24,7 @@ Model Units::Back(Model m) const {
 
 Units UnitsOf(std::span<const Vector3d> points) {
   if (points.empty()) return {.size = 0};
+  // Medians need an order only about their middle, so nothing is sorted.
   std::vector<double> values(points.size());
   const auto median = [&](const auto& of) {
     std::transform(points.begin(), points.end(), values.begin(), of);

@@ -8,10 +8,13 @@
 
 namespace primfit::adaptive {
 
+// log1p keeps the digits of small chances, which most draws have.
 double NatsOfDraw(double inlierShare, std::size_t sample, double efficiency) {
   return -std::log1p(-efficiency * std::pow(inlierShare, static_cast<double>(sample)));
 }
 
+// Draws go through the tiers in turn, and every second round of them is of oriented points, so each of the
+// two kinds of draw in each tier is 1 / (2 tiers) of all.
 double NatsOfRankedDraw(const Hypothesis& leader, double inlierShare, const MinimalSolver& solver,
                         const RankedPoints& ranked) {
   std::vector<double> distances(ranked.points.size());

@@ -9,6 +9,7 @@ namespace primfit::adaptive {
 
 namespace {
 
+/// The band of a coarse candidate becomes narrower in each round; few candidates need more.
 constexpr int kRounds = 12;
 /// Steps of a refinement between two scores: the inliers change anyway.
 constexpr int kSteps = 4;
@@ -45,6 +46,8 @@ void CopyInliers(const Scorer& scorer, double tolerance, Inliers& inliers) {
   inliers.mean /= static_cast<double>(inliers.points.size());
 }
 
+// The inliers that a round refines on are those of the best model so far, within the tolerance that its score
+// has chosen.
 Optimised OptimiseLocally(const Model& candidate, const Score& score, unsigned held,
                           const Plausible& plausible, Scorer& scorer, Inliers& inliers, Budget& budget) {
   Optimised best{candidate, score};

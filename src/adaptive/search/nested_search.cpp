@@ -12,6 +12,7 @@ namespace primfit::adaptive {
 namespace {
 
 /// A bound within which a finer shape may hide, in sizes of the cloud, and by how much it is finer.
+/// Most shapes are finer, and a second search in each of them would cost time for nothing.
 constexpr double kCoarseBound = 0.03;
 constexpr double kFiner = 3;
 /// The share of the draws that the search for it may take.
@@ -43,7 +44,9 @@ bool StandsOutOfNoise(const Hypothesis& fine, const Hypothesis& coarse, const Sa
   return share >= kStandsOut * chance && n * Divergence(std::min(share, 1.0), chance) >= kSignificant;
 }
 
-/// The search for a finer shape, with a part of the draws.
+/// The search for a finer shape, with a part of the draws. Only bounds that are finer by a good factor count,
+/// and chance is measured within the coarse band: there all of its points are, so those far away prove
+/// nothing.
 SearchOutcome SearchWithin(const Hypothesis& coarse, SearchTask task, const Sample& sample,
                            RankedPoints& ranked, Dice& dice, Budget& budget) {
   task.bounds.leastBackgroundRange = coarse.score.tolerance;

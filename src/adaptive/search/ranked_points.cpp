@@ -13,11 +13,13 @@ namespace {
 /// Points of which the neighbours are looked at; a shape that is rarer among these than in one of some
 /// hundred points is not found anyway.
 constexpr std::size_t kWithNeighbours = 1024;
+/// The smallest tier is the best eighth, which is nearly free of clutter.
 constexpr int kTiers = 4;
 /// About a place the neighbourhoods reach from the whole sample down to a hundredth of it.
 constexpr int kTiersAround = 8;
 constexpr std::size_t kLeastTier = 4;  // minimal samples
 
+/// The first free points. The sample is in random order, so these are a random choice.
 std::vector<std::size_t> FreeIndices(const Sample& sample, std::size_t most) {
   std::vector<std::size_t> indices(std::min(sample.free.Count(), most));
   for (std::size_t k = 0; k < indices.size(); ++k) indices[k] = sample.free[k];
@@ -32,6 +34,8 @@ std::vector<LocalGeometry> LocalGeometryOf(const Sample& sample, std::span<const
 
 }  // namespace
 
+// Points of equal variation are ordered by index, so that the order does not depend on the sort of the
+// standard library.
 RankedPoints RankByVariation(const Sample& sample, bool curve) {
   RankedPoints ranked{kTiers, {}, LocalGeometryOf(sample, FreeIndices(sample, kWithNeighbours), curve)};
   std::sort(ranked.local.begin(), ranked.local.end(), [](const LocalGeometry& a, const LocalGeometry& b) {

@@ -14,11 +14,13 @@ namespace {
 /// shape of their own: among few some lie near one by chance.
 constexpr double kLeastShare = 0.02;
 constexpr int kLeastPerParameter = 10;
-/// Points by which a rival across is compared with one rivals.
+/// Points by which a rival across is compared with the best beside.
 constexpr std::size_t kCompared = 2048;
 /// The points of a shape lie within so many of its tolerances.
 constexpr double kTolerancesOfShape = 2;
 
+/// Marks the points of a shape as taken. Twice the tolerance, since points just outside are the shape's as
+/// well and would make a thin shape of their own.
 void TakePointsOf(const Hypothesis& shape, Sample& sample) {
   std::vector<double> distances(sample.points.size());
   Distances(shape.model, sample.points.data(), static_cast<int>(distances.size()), distances.data());
@@ -49,6 +51,8 @@ bool IsPreferred(const Hypothesis& across, const Hypothesis& simple, const Hypot
 
 }  // namespace
 
+// Whatever is found beside may itself be hardly bent, as of two walls; so this goes on until something bent
+// is found or too few points are left. Hypotheses found later come before those found earlier.
 SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseKnown, Sample& sample,
                            Dice& dice, Budget& budget) {
   std::vector<Hypothesis>& found = outcome.found;

@@ -16,6 +16,7 @@ constexpr int kMostDrawsByTrust = 32;
 /// Among how many oriented points the one nearest to the first is taken, in turn: shapes are small and large.
 constexpr std::array<int, 3> kNeighbourRivals = {1, 4, 16};
 
+/// In the order of the free points.
 std::vector<double> TrustOfFree(const Sample& sample) {
   if (sample.trust.empty()) return {};
   std::vector<double> trust(sample.free.Count());
@@ -23,7 +24,8 @@ std::vector<double> TrustOfFree(const Sample& sample) {
   return trust;
 }
 
-/// The shape that the solver makes of the points `pointAt(i)` with different random numbers i.
+/// The shape that the solver makes of the points `pointAt(i)` with different random numbers i. A point that
+/// is drawn twice determines nothing, so numbers are drawn until all differ.
 template <class DrawIndex, class PointAt>
 Candidates ThroughPoints(const MinimalSolver& solver, const DrawIndex& drawIndex, const PointAt& pointAt) {
   std::array<Vector3d, kLargestSample> points;
@@ -40,6 +42,8 @@ Candidates ThroughPoints(const MinimalSolver& solver, const DrawIndex& drawIndex
   return candidates;
 }
 
+/// The candidates through a few oriented points of a tier.
+/// @param rivals  see DrawNearEachOther
 Candidates ThroughOrientedPoints(ShapeKind kind, std::span<const LocalGeometry> tier, int rivals,
                                  Dice& dice) {
   const auto size = static_cast<std::size_t>(OrientedSampleSize(kind));
@@ -61,6 +65,8 @@ std::size_t WeightedDraw::Draw(Dice& dice) const {
   return static_cast<std::size_t>(at - sums_.begin());
 }
 
+// To look for the nearest of all points would always take the same neighbours; the nearest of a few that are
+// drawn is near enough and differs from draw to draw.
 std::array<std::size_t, kMostOriented> DrawNearEachOther(std::span<const LocalGeometry> local,
                                                          std::size_t size, int rivals, Dice& dice) {
   std::array<std::size_t, kMostOriented> drawn{};

@@ -16,10 +16,13 @@ constexpr double kLargestRange = 8;
 /// A fine bound: noise of a three-hundredth of the size.
 constexpr double kFineBound = 0.01;
 
-/// Steps of half an octave: 1, 1.5, 2, 3, 4, 6, ...
+/// Bounds are in steps of half an octave: 1, 1.5, 2, 3, 4, 6, ... times the least. Their ends are the doubles
+/// of which only the first bit of the mantissa may be set, so that the step of a distance is its exponent and
+/// that bit, read off by a shift.
 constexpr int kStepBits = 51;
 constexpr std::int64_t kOne = std::int64_t{0x3ff} << 1;
 
+/// Steps of an octave: points between a bound and twice of it tell how dense points are next to the band.
 constexpr std::size_t kOctave = 2;
 
 double StepEnd(int step) { return std::bit_cast<double>((kOne + step) << kStepBits); }
@@ -55,6 +58,10 @@ double Scorer::Chance(double tolerance, double backgroundRange) const {
   return curve_ ? share * share : share;
 }
 
+// The background range comes first: the bound that takes in nearly all points. Then each bound is tried.
+// Chance is no less than the density next to the band: real clouds are denser in their middle, where any
+// shape through it has many points near. As many points as the shape has parameters lie on it whatever they
+// are, so they do not count.
 template <class Count>
 Score Scorer::Best(const std::vector<Count>& counts, double n) const {
   Count count = 0;
@@ -80,6 +87,7 @@ Score Scorer::Best(const std::vector<Count>& counts, double n) const {
   return best;
 }
 
+// One pass gives the distances and one sorts them into the steps; no bound is tried point by point.
 Score Scorer::operator()(const Model& model) {
   const std::size_t n = points_.size();
   adaptive::Distances(model, points_.data(), static_cast<int>(n), distances_.data());
@@ -99,6 +107,7 @@ Score Scorer::operator()(const Model& model) {
   return trusted.value > best.value ? trusted : best;
 }
 
+// By bisection: the score within a fine bound rises with the share.
 double Scorer::ShareOfAsGood(const Score& score) const {
   const auto n = static_cast<double>(points_.size());
   const double share = score.share;

@@ -42,7 +42,7 @@ struct ScoringPoints {
   std::vector<double> trust;
 };
 
-/// A search that is under way.
+/// A search that is under way. A search that is under way: what the stages below hand on from draw to draw.
 struct RunningSearch {
   RunningSearch(const SearchTask& theTask, const Sample& sample, Budget& theBudget)
       : task(theTask),
@@ -69,6 +69,8 @@ struct RunningSearch {
   double ShareDone() const { return ShareOfConfidence(Draws(), natsOfDraw, task.confidence); }
 };
 
+/// What a draw is worth follows from the leader's inliers, so it is updated when the leader changes, or the
+/// points that are drawn from.
 void UpdateConfidence(RunningSearch& search) {
   const Hypothesis* leader = search.leaders.Leader();
   if (leader == nullptr) return;
@@ -78,6 +80,8 @@ void UpdateConfidence(RunningSearch& search) {
                                                : NatsOfRankedDraw(*leader, share, solver, *search.ranked);
 }
 
+/// Estimators know nothing of parts that are held, so a candidate takes these over afterwards; the local
+/// optimisation then fits the other parts to them.
 Model WithHeldParts(Model m, const SearchTask& task) {
   if ((task.held & kCenter) != 0) m.center = task.given.center;
   if ((task.held & kAxis) != 0) m.axis = task.given.axis;
@@ -113,6 +117,7 @@ void Evaluate(Model candidate, RunningSearch& search) {
   UpdateConfidence(search);
 }
 
+/// Why a stage of the search ended.
 enum class DrawsEnd { kConfident, kBudget, kTooMany };
 
 /// Draws candidates with draw(number) until the search is confident, the budget ends, or it has drawn `most`.
@@ -133,6 +138,7 @@ DrawsEnd DrawUntil(int most, RunningSearch& search, const Draw& draw) {
   return search.ShareDone() >= 1 ? DrawsEnd::kConfident : DrawsEnd::kTooMany;
 }
 
+/// From now on points are drawn by their rank. The ranking is made only here, as most searches end before.
 void UseRanked(const Sample& sample, RankedPoints& ranked, RunningSearch& search) {
   const SearchTask& task = search.task;
   if (ranked.IsEmpty()) {
@@ -144,6 +150,8 @@ void UseRanked(const Sample& sample, RankedPoints& ranked, RunningSearch& search
   UpdateConfidence(search);
 }
 
+/// Draws from anywhere first, which costs nothing beforehand, then from the ranked points. Where the shape
+/// has to pass a place, points from anywhere are no use, so it starts with the points about that place.
 StopReason DrawAll(const Sample& sample, RankedPoints& ranked, Dice& dice, RunningSearch& search) {
   DrawsEnd end = DrawUntil(search.task.passes ? 0 : kDrawsFromAnywhere, search,
                            [&](int number) { return DrawFromAnywhere(search.sampler, number, dice); });
