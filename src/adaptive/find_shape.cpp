@@ -62,6 +62,7 @@ SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOpt
 }
 
 /// The first points of the sample, relative to the scene's origin.
+/// They are copied from the scene, since a change of units and back would change their last bits.
 std::vector<Vector3d> FirstPoints(const Sample& sample, const Scene& scene, std::size_t count) {
   std::vector<Vector3d> points(std::min(count, sample.indices.size()));
   std::transform(sample.indices.begin(), sample.indices.begin() + static_cast<std::ptrdiff_t>(points.size()),
@@ -128,6 +129,8 @@ void RequirePossible(ShapeKind kind, const Scene& scene, const Given& given) {
 
 }  // namespace
 
+// The random numbers continue from stage to stage, so the order of the calls below decides which samples are
+// drawn.
 Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Given& given,
                   Budget& budget) {
   RequirePossible(kind, scene, given);

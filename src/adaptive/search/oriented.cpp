@@ -26,6 +26,7 @@ std::optional<Vector3d> Meeting(const Vector3d& p, const Vector3d& u, const Vect
   return (p + s * u + q + t * w) / 2;
 }
 
+/// Degenerate samples give numbers that are no shape; these are dropped here.
 void Add(const std::optional<Model>& model, Candidates& candidates) {
   if (model && IsValid(*model)) candidates.models[static_cast<std::size_t>(candidates.count++)] = *model;
 }
@@ -39,6 +40,8 @@ std::optional<Model> Arc(std::span<const OrientedPoint> s) {
   return Model{ShapeKind::kArc, s[0].position + radius * inward, axis.normalized(), 0, std::abs(radius)};
 }
 
+/// Its normals meet in the centre. Two rough ones miss each other, so the middle of their shortest way is
+/// taken.
 std::optional<Model> Sphere(std::span<const OrientedPoint> s) {
   const auto center = Meeting(s[0].position, s[0].direction, s[1].position, s[1].direction);
   if (!center) return std::nullopt;
@@ -78,7 +81,7 @@ std::optional<Model> Cone(std::span<const OrientedPoint> s) {
   axis.normalize();
   double height = 0;
   for (const Vector3d& v : out) height += axis.dot(v) / 3;
-  if (height < 0) axis = -axis, height = -height;
+  if (height < 0) axis = -axis, height = -height;  // the axis points to the side of the points
   return Model{ShapeKind::kCone, apex, axis, 0, std::acos(std::min(height, 1.0))};
 }
 
@@ -107,7 +110,7 @@ std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis,
 Candidates Torus(std::span<const OrientedPoint> s) {
   Vector3d middle = Vector3d::Zero();
   for (const OrientedPoint& p : s) middle += p.position / kMostOriented;
-  double size = 0;
+  double size = 0;  // directions and moments in units of about one, so that the rank can be told
   for (const OrientedPoint& p : s) size = std::max(size, (p.position - middle).norm());
   Eigen::Matrix<double, kMostOriented, 6> meets;  // of the axis's direction, then of its moment
   for (int i = 0; i < kMostOriented; ++i) {

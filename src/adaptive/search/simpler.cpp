@@ -86,6 +86,9 @@ std::optional<Model> Flat(std::span<const Vector3d> points, const Vector3d& mean
 
 }  // namespace
 
+// The simpler shapes start from the model itself, so a few steps of concentration find their optimum: the
+// plane or line through the points, the cylinder about a cone's axis at the height of the points, and of a
+// torus the cylinder along its tube, the one within its ring and the sphere around it.
 bool HasSimpler(const Model& m, std::span<const Vector3d> all, Budget& budget) {
   const std::span<const Vector3d> points = all.first(std::min(all.size(), kMostPoints));
   if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kPlane || points.empty()) return false;
