@@ -1,20 +1,16 @@
+// primfit::fit: checks what it is given, turns constraints into a model, has the shape found, and turns what
+// was found into the caller's record. The work is done below, in adaptive/.
 #include "primfit/fit.h"
 
-#include <Eigen/Geometry>
 #include <algorithm>
-#include <cmath>
 #include <limits>
-#include <span>
 #include <utility>
 
 #include "adaptive/evidence/extent.h"
 #include "adaptive/find_shape.h"
-#include "adaptive/search/plausible.h"
+#include "adaptive/scene/plausible.h"
 #include "fit/fit_memory.h"
 #include "fit/messages.h"
-#include "fit/vector_math.h"
-#include "outline/azimuth.h"
-#include "outline/outline.h"
 #include "primitives/records.h"
 #include "shapes/shape_of_model.h"
 
@@ -24,53 +20,52 @@ namespace primfit {
 
 namespace {
 
-/// The inliers as the record's bounds are measured on them: about a centre, along an axis and two
-/// perpendiculars of it.
-struct AxisFrame {
-  Vector3d center, axis, u, w;
-  std::span<const Vector3d> points;
+using adaptive::AxisFrame;
+using adaptive::Scene;
 
-  template <class Of>
-  std::vector<double> Each(const Of& of) const {
-    std::vector<double> values(points.size());
-    std::transform(points.begin(), points.end(), values.begin(),
-                   [&](const Vector3d& p) { return of(Vector3d(p - center)); });
-    return values;
-  }
-  Vector3d At(double azimuth) const { return std::cos(azimuth) * u + std::sin(azimuth) * w; }
-};
-
-Extent ExtentOf(Bounds bounds, const AxisFrame& frame) {
-  if (bounds == Bounds::kAlongAxis) {
-    const auto reach = adaptive::ReachAlong(frame.Each([&](const Vector3d& q) { return q.dot(frame.axis); }));
-    return {reach.low, reach.high, Vector3d::Zero()};
-  }
-  if (bounds == Bounds::kAboutAxis) {
-    const auto reach = adaptive::ReachAround(
-        frame.Each([&](const Vector3d& q) { return SquareAzimuth(q.dot(frame.u), q.dot(frame.w)); }));
-    return {reach.low, reach.high, frame.At(reach.low)};
-  }
-  return {};
+/// The values of constraints, in the caller's coordinates.
+template <class D>
+adaptive::Given GivenBy(const typename D::Constraints* constraints) {
+  using Start = typename D::Start;
+  const auto* start = constraints != nullptr ? (constraints->*D::kStartOf)() : nullptr;
+  if (start == nullptr) return {};
+  return {HeldComponents<Start>(*constraints), ModelFrom<Start>(*start)};
 }
 
-FitOutputParamsPatch PatchOf(const Model& m, const AxisFrame& frame) {
-  std::vector<double> projected;
-  projected.reserve(2 * frame.points.size());
-  for (const Vector3d& p : frame.points) {
-    projected.push_back((p - frame.center).dot(frame.u));
-    projected.push_back((p - frame.center).dot(frame.w));
-  }
-  Loop loop = OutlineOf(projected.data(), static_cast<int>(frame.points.size()));
-  return {m.center, m.axis, loop.count, loop.vertices.release(), frame.u};
-}
-
-/// @param m  in the caller's coordinates, the frame about the model as it was fitted
+/// @param m      in the caller's coordinates
+/// @param frame  about the model as it was fitted
 template <class D>
 typename D::Record RecordOf(const Model& m, const AxisFrame& frame) {
-  if constexpr (D::kBounds == Bounds::kOutline)
-    return PatchOf(m, frame);
-  else
-    return RecordFrom<D>(m, ExtentOf(D::kBounds, frame));
+  if constexpr (D::kBounds == Bounds::kOutline) {
+    Loop loop = adaptive::MeasureOutline(frame);
+    return {m.center, m.axis, loop.count, loop.vertices.release(), frame.u};
+  } else {
+    return RecordFrom<D>(m, adaptive::MeasureExtent(D::kBounds, frame));
+  }
+}
+
+/// What was found, as the caller sees it.
+template <class Shape>
+FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Given& given, const Scene& scene) {
+  FitResult<Shape> result;
+  std::vector<std::uint32_t> chosen = scene.WithCopies(std::move(out.converged.inliers));
+  const Scratch<Vector3d> inliers(chosen.size());
+  std::transform(chosen.begin(), chosen.end(), inliers.data(),
+                 [&](std::uint32_t i) { return scene.Points()[i]; });
+  result.quality = WithShape(out.model, [&](auto shape) {
+    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), inliers.data());
+  });
+  AxisFrame frame(out.model, {inliers.data(), chosen.size()});
+  Model m = out.model;
+  m.center += scene.Origin();
+  if (given.model) m = WithComponents(m, given.held, *given.model);
+  frame.axis = m.axis;
+  result.shape = RecordOf<Description<Shape>>(m, frame);
+  result.inliers = scene.GivenIndices(std::move(chosen));
+  result.covariance = std::move(out.covariance);
+  result.covariance.position = m.center;
+  result.report = std::move(out.report);
+  return result;
 }
 
 }  // namespace
@@ -78,49 +73,19 @@ typename D::Record RecordOf(const Model& m, const AxisFrame& frame) {
 template <class Shape>
 FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   using D = Description<Shape>;
-  using StartD = typename D::Start;
-  adaptive::Budget budget(options.timeLimit, options.progress);
+  adaptive::Budget budget({.seconds = options.timeLimit, .draws = options.mostDraws}, options.progress);
   // First of all: what is reserved for each point would overflow.
   if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
   adaptive::RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
-  const adaptive::Frame frame(points, options.weights, budget);
-  if (frame.Points().empty()) throw FitError(messages::kPointsMissing);
+  Scene scene(points, options.weights, budget);
+  if (scene.Points().empty()) throw FitError(messages::kPointsMissing);
 
-  adaptive::Given given, framed;
-  if (options.constraints != nullptr) {
-    if (const auto* start = (options.constraints->*D::kStartOf)()) {
-      given = framed = {HeldComponents<StartD>(*options.constraints), ModelFrom<StartD>(*start)};
-      framed.model->center -= frame.Origin();
-    }
-  }
-  adaptive::Outcome out = adaptive::FindShape(D::kKind, frame, options, framed, budget);
-
-  FitResult<Shape> result;
-  std::vector<std::uint32_t> chosen = frame.WithCopies(std::move(out.converged.inliers));
-  const Scratch<Vector3d> inliers(chosen.size());
-  std::transform(chosen.begin(), chosen.end(), inliers.data(),
-                 [&](std::uint32_t i) { return frame.Points()[i]; });
-  result.quality = WithShape(out.model, [&](auto shape) {
-    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), inliers.data());
-  });
-  AxisFrame about{.center = out.model.center,
-                  .axis = out.model.axis,
-                  .u = UnitOrthogonal(out.model.axis),
-                  .w = {},
-                  .points = {inliers.data(), chosen.size()}};
-  about.w = about.axis.cross(about.u);
-  Model m = out.model;
-  m.center += frame.Origin();
-  if (given.model) m = WithComponents(m, given.held, *given.model);
-  about.axis = m.axis;
-  result.shape = RecordOf<D>(m, about);
-  result.inliers = frame.PlacesOf(std::move(chosen));
-  result.covariance = std::move(out.covariance);
-  result.covariance.position = m.center;
-  result.report = std::move(out.report);
-  return result;
+  const adaptive::Given given = GivenBy<D>(options.constraints);
+  adaptive::Given inScene = given;
+  if (inScene.model) inScene.model->center -= scene.Origin();
+  return ResultOf<Shape>(adaptive::FindShape(D::kKind, scene, options, inScene, budget), given, scene);
 }
 
 template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);

@@ -5,11 +5,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include "adaptive/converge/converge.h"
 #include "adaptive/find_shape.h"
-#include "adaptive/scene/frame.h"
+#include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
 #include "support/gtest_support.h"
 #include "support/scenes.h"
@@ -43,7 +45,7 @@ Points PipeAmongClutter(int n) {
 template <class Stage>
 int AskedIn(const Stage& stage) {
   const CountingClock clock(kNever);
-  Budget budget(60, nullptr, clock);
+  Budget budget({.seconds = 60}, nullptr, clock);
   stage(budget);
   return clock.asked - 1;
 }
@@ -53,16 +55,14 @@ TEST(Budget, EveryStageAsksTheClock) {
   const Points points = PipeAmongClutter(kPoints);
   const Model pipe{ShapeKind::kCylinder, {1, 2, 3}, Vector3d::UnitZ(), 0, 0.5};
   // Lower bounds by what a stage has to look at: all points once for each pass.
-  EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Frame(points, {}, b); }), kPieces - 1);
+  EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Scene(points, {}, b); }), kPieces - 1);
   EXPECT_GE(AskedIn([&](Budget& b) { adaptive::Refine(pipe, 0, adaptive::RefsOf(points), 1, b); }), kPieces);
   EXPECT_GE(AskedIn([&](Budget& b) { adaptive::SumsAt(pipe, 0, adaptive::RefsOf(points), b); }), kPieces - 1);
   adaptive::ConvergeTask task;
   task.points = points;
-  task.start = 0.01;
-  const int converging = AskedIn([&](Budget& b) {
-    task.budget = &b;
-    EXPECT_TRUE(adaptive::Converge(pipe, task)->converged);
-  });
+  task.startTolerance = 0.01;
+  const int converging =
+      AskedIn([&](Budget& b) { EXPECT_TRUE(adaptive::Converge(pipe, task, b)->converged); });
   EXPECT_GE(converging, 6 * kPieces);  // three selections and their optima at the least
 }
 
@@ -78,12 +78,12 @@ TEST(Budget, WhatWasCompleteComesOutWhenTheTimeIsUp) {
   int asked = 0;
   const auto run = [&](int jumpsAt) {
     const CountingClock clock(jumpsAt);
-    Budget budget(60, nullptr, clock);
+    Budget budget({.seconds = 60}, nullptr, clock);
     const Noted noted{clock, asked};
-    const adaptive::Frame frame(points, {}, budget);
+    adaptive::Scene scene(points, {}, budget);
     FitOptionsBase options;
     options.seed = 1;
-    return adaptive::FindShape(ShapeKind::kCylinder, frame, options, {}, budget);
+    return adaptive::FindShape(ShapeKind::kCylinder, scene, options, {}, budget);
   };
   EXPECT_TRUE(run(kNever).report.converged);
   const int all = asked;
@@ -140,6 +140,28 @@ TEST(Budget, ProgressNeverRunsBackAndAStopIsHeard) {
   const std::size_t all = told(~std::size_t{0});
   EXPECT_GT(all, 10U);
   for (std::size_t at = 1; at <= all; at += std::max<std::size_t>(1, all / 10)) EXPECT_EQ(told(at), at);
+}
+
+TEST(Budget, AScopedLimitLeavesTheRestOfTheDraws) {
+  Budget budget({.draws = 100});
+  for (int i = 0; i < 7; ++i) budget.CountDraw();
+  EXPECT_EQ(budget.Draws(), 7);
+  for (const auto& [asked, gets] : {std::pair{20, 20}, std::pair{1000, 100}}) {
+    const adaptive::ScopedDrawLimit limit(budget, asked);
+    EXPECT_EQ(budget.DrawLimit(), gets);
+  }
+  EXPECT_EQ(budget.DrawLimit(), 100);
+  EXPECT_EQ(Budget().DrawLimit(), std::numeric_limits<int>::max());
+}
+
+TEST(Budget, TellsTheLargestShareOfTheWorkSoFar) {
+  Host host(~std::size_t{0});
+  Budget budget({}, &host);
+  for (const double share : {0.1, 0.5, 0.2, std::nan(""), 0.7, 1.5}) {
+    budget.Advance(share);
+    budget.Ask();
+  }
+  EXPECT_EQ(host.told, (std::vector<double>{0.1, 0.5, 0.5, 0.5, 0.7, 0.999}));
 }
 
 }  // namespace

@@ -10,9 +10,9 @@
 #include <numbers>
 #include <set>
 
-#include "adaptive/converge/converge.h"
+#include "adaptive/converge/noise.h"
 #include "adaptive/model/model.h"
-#include "adaptive/search/search.h"
+#include "adaptive/search/sampler.h"
 #include "primfit/fit.h"
 #include "support/gtest_support.h"
 #include "support/scenes.h"
@@ -123,21 +123,21 @@ TEST(Hostile, DirectionsAndBoundsMayBeOfAnyLength) {
   }
 }
 
-TEST(Hostile, SamplesOfOrientedPointsRepeatNoPiece) {
+TEST(Hostile, SamplesOfOrientedPointsRepeatNone) {
   Random random;
-  std::vector<LocalGeometry> pieces(8);
-  for (LocalGeometry& piece : pieces) piece.place = random.InCube(1);
+  std::vector<adaptive::LocalGeometry> local(8);
+  for (adaptive::LocalGeometry& at : local) at.position = random.InCube(1);
   adaptive::Dice dice(1);
   std::size_t nearest = 0;
   for (int draw = 0; draw < 1000; ++draw) {
-    const auto drawn = adaptive::DrawDistinct(pieces, 4, 16, dice);
+    const auto drawn = adaptive::DrawNearEachOther(local, 4, 16, dice);
     EXPECT_EQ(std::set<std::size_t>(drawn.begin(), drawn.end()).size(), 4U);
-    const auto far = [&](std::size_t i) { return (pieces[i].place - pieces[drawn[0]].place).norm(); };
+    const auto far = [&](std::size_t i) { return (local[i].position - local[drawn[0]].position).norm(); };
     std::size_t closer = 0;
-    for (std::size_t i = 0; i < pieces.size(); ++i) closer += i != drawn[0] && far(i) < far(drawn[1]) ? 1 : 0;
+    for (std::size_t i = 0; i < local.size(); ++i) closer += i != drawn[0] && far(i) < far(drawn[1]) ? 1 : 0;
     nearest += closer == 0 ? 1 : 0;
   }
-  // Of 16 rivals among 7 pieces one is the nearest in 1 - (6/7)^16 = 92 % of the draws.
+  // Of 16 rivals among 7 points one is the nearest in 1 - (6/7)^16 = 92 % of the draws.
   EXPECT_GT(nearest, 880U);
 }
 

@@ -1,4 +1,9 @@
 // Where the inliers of a shape are many, and where one stands alone.
+//
+// An unbounded shape passes points far from the part of it that was seen. Chance has put them there, but
+// their lever is long: a single one beyond a sixth of a pipe moves its radius by five standard deviations. So
+// the space of the inliers is divided into cells, and an inlier around which there are far fewer others than
+// around most is not counted.
 #ifndef PRIMFIT_SRC_ADAPTIVE_CONVERGE_ISOLATION_GRID_H_
 #define PRIMFIT_SRC_ADAPTIVE_CONVERGE_ISOLATION_GRID_H_
 
@@ -10,9 +15,7 @@
 
 namespace primfit::adaptive {
 
-/// A grid of cells that says around which of them points are far fewer than elsewhere. An unbounded shape
-/// passes points far from the part of it that was seen; chance has put them there, but their lever is long: a
-/// single one beyond a sixth of a pipe moves its radius by five standard deviations.
+/// A grid of cells that says around which of them points are far fewer than elsewhere.
 class IsolationGrid {
  public:
   /// Too few points to tell, or none: nobody is alone.
@@ -34,6 +37,7 @@ class IsolationGrid {
            static_cast<std::size_t>(cell.z());
   }
   bool BuildWith(std::size_t size, std::span<const Eigen::Vector3d> points);
+  bool SpanBox(std::size_t size, std::span<const Eigen::Vector3d> points);
 
   Eigen::Vector3d low_ = Eigen::Vector3d::Zero();
   double scale_ = 0;

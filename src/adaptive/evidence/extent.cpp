@@ -1,32 +1,36 @@
 #include "adaptive/evidence/extent.h"
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
 
+#include "fit/vector_math.h"
 #include "outline/azimuth.h"
 
+using Eigen::Vector3d;
 using std::numbers::pi;
 
 namespace primfit::adaptive {
 
 namespace {
 
-/// Pieces with less than this share of the median piece hold stray points only.
+/// Bins with less than this share of the median bin hold stray points only.
 constexpr double kStrayShare = 0.1;
 
-std::vector<std::size_t> CountInPieces(const std::vector<double>& values, double low, double length,
-                                       std::size_t pieces) {
-  std::vector<std::size_t> counts(pieces);
+/// Of `bins` equal ones from `low` on.
+std::vector<std::size_t> CountInBins(const std::vector<double>& values, double low, double length,
+                                     std::size_t bins) {
+  std::vector<std::size_t> counts(bins);
   for (const double v : values) {
-    const double at = (v - low) / length * static_cast<double>(pieces);
-    ++counts[std::min(static_cast<std::size_t>(std::max(at, 0.0)), pieces - 1)];
+    const double at = (v - low) / length * static_cast<double>(bins);
+    ++counts[std::min(static_cast<std::size_t>(std::max(at, 0.0)), bins - 1)];
   }
   return counts;
 }
 
-/// Of the pieces that are not empty.
+/// Of the bins that are not empty.
 double MedianCount(std::vector<std::size_t> counts) {
   std::erase(counts, 0U);
   const auto middle = counts.begin() + static_cast<std::ptrdiff_t>(counts.size() / 2);
@@ -36,19 +40,20 @@ double MedianCount(std::vector<std::size_t> counts) {
 
 }  // namespace
 
+// The ends that are left are those of values, not of bins.
 Reach ReachAlong(std::vector<double> values) {
-  constexpr std::size_t kPieces = 64, kLeastValues = 256;
+  constexpr std::size_t kBins = 64, kLeastValues = 256;
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
   Reach whole{*least, *most};
   if (values.size() < kLeastValues || !(whole.Length() > 0)) return whole;
-  const auto counts = CountInPieces(values, whole.low, whole.Length(), kPieces);
+  const auto counts = CountInBins(values, whole.low, whole.Length(), kBins);
   const double few = kStrayShare * MedianCount(counts);
-  std::size_t first = 0, last = kPieces - 1;
+  std::size_t first = 0, last = kBins - 1;
   while (static_cast<double>(counts[first]) < few) ++first;
   while (static_cast<double>(counts[last]) < few) --last;
-  const double piece = whole.Length() / kPieces;
-  const double low = whole.low + static_cast<double>(first) * piece,
-               high = whole.low + static_cast<double>(last + 1) * piece;
+  const double width = whole.Length() / kBins;
+  const double low = whole.low + static_cast<double>(first) * width,
+               high = whole.low + static_cast<double>(last + 1) * width;
   Reach reach{whole.high, whole.low};
   for (const double v : values) {
     if (v < low || v > high) continue;
@@ -58,19 +63,65 @@ Reach ReachAlong(std::vector<double> values) {
   return reach;
 }
 
+// The largest gap decides where the covered part begins; the one across zero azimuth is a gap like the
+// others.
 Reach ReachAround(const std::vector<double>& squareAzimuths) {
-  constexpr std::size_t kPieces = 256, kLeastValues = 1024, kBins = 16 * kPieces;
-  AzimuthBins bins(kBins);
-  std::vector<std::size_t> counts(kPieces);
-  const auto pieceOf = [](std::size_t bin) { return bin * kPieces / kBins; };
-  for (const double a : squareAzimuths) ++counts[pieceOf(bins.Add(a))];
+  // Whether azimuths are stray ones is decided in bins of the turn, and the gaps are told in finer ones.
+  constexpr std::size_t kTurnBins = 256, kLeastValues = 1024, kFineBins = 16 * kTurnBins;
+  AzimuthBins bins(kFineBins);
+  std::vector<std::size_t> counts(kTurnBins);
+  const auto turnBinOf = [](std::size_t fine) { return fine * kTurnBins / kFineBins; };
+  for (const double a : squareAzimuths) ++counts[turnBinOf(bins.Add(a))];
   const double few = squareAzimuths.size() < kLeastValues ? 0 : kStrayShare * MedianCount(counts);
   const AzimuthGaps gaps =
-      bins.Gaps([&](std::size_t bin) { return static_cast<double>(counts[pieceOf(bin)]) >= few; });
+      bins.Gaps([&](std::size_t fine) { return static_cast<double>(counts[turnBinOf(fine)]) >= few; });
   const double gapAcrossZero = gaps.first + 2 * pi - gaps.last;
   const bool wraps = gaps.gap >= gapAcrossZero;
   const double start = wraps ? gaps.behindGap : gaps.first;
   return {start, start + 2 * pi - (wraps ? gaps.gap : gapAcrossZero)};
+}
+
+namespace {
+
+/// What `of` says of each point, about the frame's centre.
+template <class Of>
+std::vector<double> Each(const AxisFrame& frame, const Of& of) {
+  std::vector<double> values(frame.points.size());
+  std::transform(frame.points.begin(), frame.points.end(), values.begin(),
+                 [&](const Vector3d& p) { return of(Vector3d(p - frame.center)); });
+  return values;
+}
+
+}  // namespace
+
+AxisFrame::AxisFrame(const Model& model, std::span<const Vector3d> inliers)
+    : center(model.center),
+      axis(model.axis),
+      u(UnitOrthogonal(model.axis)),
+      w(axis.cross(u)),
+      points(inliers) {}
+
+Extent MeasureExtent(Bounds bounds, const AxisFrame& frame) {
+  if (bounds == Bounds::kAlongAxis) {
+    const Reach reach = ReachAlong(Each(frame, [&](const Vector3d& q) { return q.dot(frame.axis); }));
+    return {reach.low, reach.high, Vector3d::Zero()};
+  }
+  if (bounds == Bounds::kAboutAxis) {
+    const Reach reach = ReachAround(
+        Each(frame, [&](const Vector3d& q) { return SquareAzimuth(q.dot(frame.u), q.dot(frame.w)); }));
+    return {reach.low, reach.high, std::cos(reach.low) * frame.u + std::sin(reach.low) * frame.w};
+  }
+  return {};
+}
+
+Loop MeasureOutline(const AxisFrame& frame) {
+  std::vector<double> projected;
+  projected.reserve(2 * frame.points.size());
+  for (const Vector3d& p : frame.points) {
+    projected.push_back((p - frame.center).dot(frame.u));
+    projected.push_back((p - frame.center).dot(frame.w));
+  }
+  return OutlineOf(projected.data(), static_cast<int>(frame.points.size()));
 }
 
 }  // namespace primfit::adaptive

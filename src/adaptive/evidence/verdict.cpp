@@ -6,12 +6,15 @@
 #include <numbers>
 #include <string>
 
+#include "adaptive/converge/noise.h"
 #include "optimize/covariance.h"
 
 namespace primfit::adaptive {
 
 namespace {
 
+/// A shape that fewer points support may be true, but a person should look whether it is the one that was
+/// meant.
 constexpr double kWeakShare = 0.1;
 /// A size or direction is hardly known when it is not known to this share, respectively to these radians.
 constexpr double kHardly = 0.1;
@@ -39,12 +42,14 @@ double LargestKnown(ParameterKind kind, const Converged& c) {
 
 }  // namespace
 
+// Noise squared times the inverse of the normal equations, enlarged by what the cut of the distribution's
+// ends costs, and by the rounding that all inliers have in common.
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const FreeParameters parameters = FreeParametersOf(c.model, held | c.atEnd);
   FitCovariance covariance;
   covariance.matrix = primfit::CovarianceOf(
       c.sums, c.squared ? &*c.squared : nullptr, parameters.count, static_cast<double>(c.inliers.size()),
-      c.noise * c.noise * InflationOf(c.model.IsCurve()) + c.rounding.common);
+      c.noise * c.noise * VarianceInflation(c.model.IsCurve()) + c.rounding.common);
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too
@@ -70,6 +75,8 @@ std::string WhyHardly(const FitParameter& p, const Model& m) {
 
 }  // namespace
 
+// The first of these that holds is said: a parameter that is hardly known makes all else about the shape
+// doubtful, an end of a range tells that the options may be wrong, few inliers are the mildest.
 void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport& report) {
   const Model& m = c.model;
   report.verdict = Verdict::kGood;

@@ -1,4 +1,8 @@
 // How exactly a shape is known, and what a person should know of it.
+//
+// The covariance follows from the normal equations of the inliers and their noise: it says how far each
+// parameter may be off by chance. The verdict puts in words what would mislead: a parameter that the points
+// hardly determine, a size at the end of its allowed range, a shape that few points support.
 #ifndef PRIMFIT_SRC_ADAPTIVE_EVIDENCE_VERDICT_H_
 #define PRIMFIT_SRC_ADAPTIVE_EVIDENCE_VERDICT_H_
 

@@ -25,12 +25,12 @@ const Clock& SteadyClock() {
   return clock;
 }
 
-Budget::Budget(double timeLimit, FitProgressUpdater* host, const Clock& clock)
-    : limit_(timeLimit), host_(host), clock_(clock), start_(clock.Seconds()) {}
+Budget::Budget(const BudgetLimits& limits, FitProgressUpdater* host, const Clock& clock)
+    : limits_(limits), host_(host), clock_(clock), start_(clock.Seconds()) {}
 
 bool Budget::Ask() {
   if (IsOver()) return false;
-  late_ = clock_.Seconds() - start_ > limit_;
+  late_ = clock_.Seconds() - start_ > limits_.seconds;
   if (host_ != nullptr) {
     host_->ReportProgress(progress_);
     stopped_ = host_->StopRequested();

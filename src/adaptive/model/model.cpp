@@ -77,10 +77,10 @@ ShapeParameters LocalOf(ShapeParameters::Kind kind, const Model& m) {
   return WithFrame(shape);
 }
 
-/// AccumulateGram in pieces, for which the budget is asked. Where it ends, the sums are not complete.
+/// AccumulateGram in blocks, for which the budget is asked. Where it ends, the sums are not complete.
 void SumUpGram(const ShapeParameters& shape, const PointRefs& points, Budget& budget, SmallMatrix& gram) {
   std::fill_n(gram[0], sizeof gram / sizeof(double), 0.0);
-  budget.InPieces(static_cast<std::size_t>(points.count), [&](std::size_t begin, std::size_t count) {
+  budget.InBlocks(static_cast<std::size_t>(points.count), [&](std::size_t begin, std::size_t count) {
     PointRefs piece = points;
     piece.count = static_cast<int>(count);
     piece.rows += begin;

@@ -1,4 +1,8 @@
 // Random numbers of a fit.
+//
+// The distributions of the standard library differ between its implementations, so that the same seed would
+// give another shape elsewhere. The engine is the same everywhere, and what is made of its numbers is written
+// here.
 #ifndef PRIMFIT_SRC_ADAPTIVE_SCENE_DICE_H_
 #define PRIMFIT_SRC_ADAPTIVE_SCENE_DICE_H_
 

@@ -1,61 +1,49 @@
 #include "adaptive/scene/local_geometry.h"
 
 #include <Eigen/Eigenvalues>
-#include <algorithm>
 #include <array>
-#include <nanoflann.hpp>
 
 using Eigen::Vector3d;
 
-namespace primfit {
+namespace primfit::adaptive {
 
 namespace {
 
-/// Neighbours that say how a point lies: few enough to stay in the piece, enough to average its noise.
+/// Neighbours that say how a point lies, itself among them: few enough to stay on the same surface, enough to
+/// average its noise.
 constexpr std::size_t kNeighbours = 16;
 
-/// The points as the k-d tree asks for them.
-struct Cloud {
-  std::span<const Vector3d> points;
-  std::size_t kdtree_get_point_count() const { return points.size(); }
-  double kdtree_get_pt(std::size_t i, std::size_t axis) const {
-    return points[i][static_cast<Eigen::Index>(axis)];
+/// The principal directions of the neighbours' scatter about their mean.
+LocalGeometry OfNeighbours(std::span<const Vector3d> points, std::size_t index,
+                           std::span<const std::size_t> neighbours, bool curve) {
+  Vector3d mean = Vector3d::Zero();
+  for (const std::size_t i : neighbours) mean += points[i];
+  mean /= static_cast<double>(neighbours.size());
+  Eigen::Matrix3d scatter = Eigen::Matrix3d::Zero();
+  for (const std::size_t i : neighbours) {
+    const Vector3d v = points[i] - mean;
+    scatter += v * v.transpose();
   }
-  template <class Box>
-  bool kdtree_get_bbox(Box&) const {
-    return false;
-  }
-};
-using Tree =
-    nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<double, Cloud>, Cloud, 3, std::size_t>;
+  Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
+  solver.computeDirect(scatter);
+  const Vector3d e = solver.eigenvalues();  // ascending
+  const double all = e.sum(), across = curve ? e[0] + e[1] : e[0];
+  return {index, mean, solver.eigenvectors().col(curve ? 2 : 0), all > 0 ? across / all : 0};
+}
 
 }  // namespace
 
-std::vector<LocalGeometry> LocalGeometryAt(std::span<const Vector3d> points, std::span<const std::size_t> at,
-                                           bool curve) {
-  const Cloud cloud{points};
-  const Tree tree(3, cloud, nanoflann::KDTreeSingleIndexAdaptorParams(16));
-  std::vector<LocalGeometry> pieces;
-  pieces.reserve(at.size());
+std::vector<LocalGeometry> LocalGeometryAt(std::span<const Vector3d> points,
+                                           const NeighbourSearch& neighbours, const FreePoints& free,
+                                           std::span<const std::size_t> at, bool curve) {
+  std::vector<LocalGeometry> local;
+  local.reserve(at.size());
+  std::array<std::size_t, kNeighbours> found{};
   for (const std::size_t i : at) {
-    std::array<std::size_t, kNeighbours> indices{};
-    std::array<double, kNeighbours> squared{};
-    const std::size_t found = tree.knnSearch(points[i].data(), kNeighbours, indices.data(), squared.data());
-    Vector3d mean = Vector3d::Zero();
-    for (std::size_t k = 0; k < found; ++k) mean += points[indices[k]];
-    mean /= static_cast<double>(found);
-    Eigen::Matrix3d scatter = Eigen::Matrix3d::Zero();
-    for (std::size_t k = 0; k < found; ++k) {
-      const Vector3d v = points[indices[k]] - mean;
-      scatter += v * v.transpose();
-    }
-    Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
-    solver.computeDirect(scatter);
-    const Vector3d e = solver.eigenvalues();  // ascending
-    const double all = e.sum(), variation = curve ? e[0] + e[1] : e[0];
-    pieces.push_back({i, mean, solver.eigenvectors().col(curve ? 2 : 0), all > 0 ? variation / all : 0});
+    const std::size_t count = neighbours.Nearest(points[i], free, found);
+    local.push_back(OfNeighbours(points, i, std::span(found).first(count), curve));
   }
-  return pieces;
+  return local;
 }
 
-}  // namespace primfit
+}  // namespace primfit::adaptive

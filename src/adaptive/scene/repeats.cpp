@@ -49,6 +49,7 @@ void RepeatsDetector::AddSampled(std::uint64_t key) {
   copies_ += sampled_.Insert(key) ? 1 : 0;
 }
 
+// Of points from all over the cloud, three at one place tell of a place that holds hundredths of all.
 void RepeatsDetector::AddSpread(std::uint64_t key) {
   nextSpread_ += stride_;
   if (once_.Insert(key) && twice_.Insert(key)) crowded_ = true;
@@ -59,6 +60,8 @@ bool RepeatsDetector::Found() const {
   return crowded_ || static_cast<double>(copies_) >= kMany * static_cast<double>(count_);
 }
 
+// A hash table with open addressing over the points, then the members sorted by group in one pass (counting
+// sort): groups come in the order of their first points, whatever the hashes are.
 Groups GroupEqual(std::span<const Vector3d> points) {
   const std::size_t mask = TableSize(points.size()) - 1;
   std::vector<std::uint32_t> slots(mask + 1, kNone), firsts, groupOf(points.size());

@@ -36,6 +36,7 @@ constexpr double kSampled = 3;
 /// Up to so many steps the points may be on two levels, half of them on each, half a step from their middle.
 constexpr double kFewSteps = 2;
 
+/// The gap from a number to the next larger one of its format.
 double UlpOf(double value, bool floats) {
   if (!floats)
     return std::nextafter(std::abs(value), std::numeric_limits<double>::infinity()) - std::abs(value);
@@ -82,6 +83,9 @@ Vector3d AcrossAt(const Model& m, const Vector3d& p) {
 
 }  // namespace
 
+// Each axis is looked at by itself, strays left out. Then an axis that shows no step may still have that of
+// the others. A cloud that fills its lattice was sampled there rather than rounded, which is decided by the
+// number of points for each cell of the largest side of the box.
 Resolution::Resolution(std::span<const Vector3d> sample, const Vector3d& origin, std::size_t all)
     : origin_(origin) {
   if (sample.empty()) return;
@@ -115,6 +119,8 @@ Resolution::Resolution(std::span<const Vector3d> sample, const Vector3d& origin,
   coarsest_ = (FormatAt(middle - origin_) + steps).norm();
 }
 
+// A grid shows in the gaps between different values: all are multiples of the smallest. Levels of unequal
+// steps show in the values, which repeat.
 Resolution::Axis Resolution::AxisOf(std::vector<double> values) {
   Axis axis;
   if (values.empty()) return axis;
@@ -137,6 +143,7 @@ Resolution::Axis Resolution::AxisOf(std::vector<double> values) {
   return axis;
 }
 
+// Steps of a number format grow with the numbers, so they are those of the caller's coordinates.
 Vector3d Resolution::FormatAt(const Vector3d& p) const {
   const Vector3d given = p + origin_;
   return {UlpOf(given.x(), floats_), UlpOf(given.y(), floats_), UlpOf(given.z(), floats_)};
@@ -172,9 +179,12 @@ struct StepsAcross {
   Vector3d format = Vector3d::Zero();   ///< square of the number format's step across the shape
   Vector3d rounded = Vector3d::Zero();  ///< the same of the step of rounding
   Vector3d passed = Vector3d::Zero();   ///< steps that the inliers pass
-  double reach = 0;                     ///< largest distance from the shape's centre
+  double farthest = 0;                  ///< largest distance from the shape's centre
 };
 
+/// The mean over the inliers. A step along an axis moves a point across the shape by its share of the normal,
+/// so the squares of steps count by the squares of the normal's components. The spread is taken about the
+/// first inlier, which keeps the digits that squares of large coordinates would lose.
 StepsAcross StepsAcrossOf(const Resolution& resolution, const Model& model,
                           std::span<const Vector3d> inliers) {
   const auto n = static_cast<double>(inliers.size());
@@ -187,7 +197,7 @@ StepsAcross StepsAcrossOf(const Resolution& resolution, const Model& model,
     step += steps / n;
     mean += (p - inliers[0]) / n;
     squared += (p - inliers[0]).cwiseAbs2() / n;
-    s.reach = std::max(s.reach, (p - model.center).norm());
+    s.farthest = std::max(s.farthest, (p - model.center).norm());
   }
   for (Eigen::Index i = 0; i < 3; ++i) {
     if (!(step[i] > 0)) continue;
@@ -199,6 +209,9 @@ StepsAcross StepsAcrossOf(const Resolution& resolution, const Model& model,
 
 }  // namespace
 
+// Values that are spread evenly over a step have a variance of its square over 12, those on two levels, half
+// of them on each, a quarter of it. What the noise has beyond that is other noise, which makes the errors of
+// neighbours independent: it damps the part that they have in common.
 RoundingEffect RoundingOf(const Resolution& resolution, const Model& model, std::span<const Vector3d> inliers,
                           std::size_t all, double noise) {
   RoundingEffect effect;
@@ -215,7 +228,7 @@ RoundingEffect RoundingOf(const Resolution& resolution, const Model& model, std:
   }
   const double across = std::sqrt(squares);
   const double arithmetic =
-      kArithmetic * (s.reach + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
+      kArithmetic * (s.farthest + model.major + (model.kind == ShapeKind::kCone ? 0 : model.minor));
   effect.noise = std::max(across / std::sqrt(12.0), arithmetic);
   effect.tolerance = std::max(kStepsOfInliers * across, 3 * arithmetic);
   const double rest = std::max(0.0, noise * noise - most);

@@ -19,13 +19,13 @@ class Resolution {
  public:
   Resolution() = default;
   /// @param sample  some hundreds of the points, in the caller's coordinates
-  /// @param origin  of the frame in which it will be asked
+  /// @param origin  of the scene, to which the points asked about are relative
   /// @param all     how many points there are where no two are equal; 0 where some are
   Resolution(std::span<const Eigen::Vector3d> sample, const Eigen::Vector3d& origin, std::size_t all);
 
-  /// Steps of the number format about a point of the frame.
+  /// Steps of the number format about a point of the scene.
   Eigen::Vector3d FormatAt(const Eigen::Vector3d& p) const;
-  /// Steps about a point of the frame by which coordinates were rounded, zero along axes where there are
+  /// Steps about a point of the scene by which coordinates were rounded, zero along axes where there are
   /// none.
   Eigen::Vector3d RoundedAt(const Eigen::Vector3d& p) const;
   /// About the largest distance between a point and its rounded one, to tell whether any of this matters.

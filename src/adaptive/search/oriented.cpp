@@ -26,70 +26,78 @@ std::optional<Vector3d> Meeting(const Vector3d& p, const Vector3d& u, const Vect
   return (p + s * u + q + t * w) / 2;
 }
 
+/// Degenerate samples give numbers that are no shape; these are dropped here.
 void Add(const std::optional<Model>& model, Candidates& candidates) {
   if (model && IsValid(*model)) candidates.models[static_cast<std::size_t>(candidates.count++)] = *model;
 }
 
+Candidates OneOrNone(const std::optional<Model>& model) {
+  Candidates candidates;
+  Add(model, candidates);
+  return candidates;
+}
+
 /// The circle through two points that has the direction of the first there.
-std::optional<Model> Arc(std::span<const OrientedPoint> s) {
-  const Vector3d chord = s[1].place - s[0].place, axis = s[0].direction.cross(chord);
+std::optional<Model> Arc(OrientedPoints s) {
+  const Vector3d chord = s[1].position - s[0].position, axis = s[0].direction.cross(chord);
   if (!(axis.norm() > kParallel * chord.norm())) return std::nullopt;
   const Vector3d inward = axis.cross(s[0].direction).normalized();
   const double radius = chord.squaredNorm() / (2 * inward.dot(chord));
-  return Model{ShapeKind::kArc, s[0].place + radius * inward, axis.normalized(), 0, std::abs(radius)};
+  return Model{ShapeKind::kArc, s[0].position + radius * inward, axis.normalized(), 0, std::abs(radius)};
 }
 
-std::optional<Model> Sphere(std::span<const OrientedPoint> s) {
-  const auto center = Meeting(s[0].place, s[0].direction, s[1].place, s[1].direction);
+/// Its normals meet in the centre. Two rough ones miss each other, so the middle of their shortest way is
+/// taken.
+std::optional<Model> Sphere(OrientedPoints s) {
+  const auto center = Meeting(s[0].position, s[0].direction, s[1].position, s[1].direction);
   if (!center) return std::nullopt;
-  const double radius = ((s[0].place - *center).norm() + (s[1].place - *center).norm()) / 2;
+  const double radius = ((s[0].position - *center).norm() + (s[1].position - *center).norm()) / 2;
   return Model{ShapeKind::kSphere, *center, Vector3d::UnitZ(), 0, radius};
 }
 
 /// Its normals are perpendicular to the axis and meet it (Schnabel, Wahl and Klein 2007).
-std::optional<Model> Cylinder(std::span<const OrientedPoint> s) {
+std::optional<Model> Cylinder(OrientedPoints s) {
   const Vector3d axis = s[0].direction.cross(s[1].direction);
   if (!(axis.norm() > kParallel)) return std::nullopt;
   const Vector3d a = axis.normalized();
-  const Vector3d beside = s[1].place - a * a.dot(s[1].place - s[0].place);
-  const auto center = Meeting(s[0].place, s[0].direction, beside, s[1].direction);
+  const Vector3d level = s[1].position - a * a.dot(s[1].position - s[0].position);
+  const auto center = Meeting(s[0].position, s[0].direction, level, s[1].direction);
   if (!center) return std::nullopt;
   return Model{ShapeKind::kCylinder, *center, a, 0,
-               ((s[0].place - *center).norm() + (beside - *center).norm()) / 2};
+               ((s[0].position - *center).norm() + (level - *center).norm()) / 2};
 }
 
 /// The apex is where the tangent planes meet; the unit vectors from it to the points end in a plane across
 /// the axis (Schnabel, Wahl and Klein 2007).
-std::optional<Model> Cone(std::span<const OrientedPoint> s) {
+std::optional<Model> Cone(OrientedPoints s) {
   Eigen::Matrix3d normals;
   Vector3d heights;
   for (int i = 0; i < 3; ++i) {
     const OrientedPoint& p = s[static_cast<std::size_t>(i)];
     normals.row(i) = p.direction;
-    heights[i] = p.direction.dot(p.place);
+    heights[i] = p.direction.dot(p.position);
   }
   if (!(std::abs(normals.determinant()) > kParallel * kParallel * kParallel)) return std::nullopt;
   const Vector3d apex = normals.inverse() * heights;
   std::array<Vector3d, 3> out;
   std::transform(s.begin(), s.end(), out.begin(),
-                 [&](const auto& p) { return (p.place - apex).normalized(); });
+                 [&](const auto& p) { return (p.position - apex).normalized(); });
   Vector3d axis = (out[1] - out[0]).cross(out[2] - out[0]);
   if (!(axis.norm() > 1e-6)) return std::nullopt;
   axis.normalize();
   double height = 0;
   for (const Vector3d& v : out) height += axis.dot(v) / 3;
-  if (height < 0) axis = -axis, height = -height;
+  if (height < 0) axis = -axis, height = -height;  // the axis points to the side of the points
   return Model{ShapeKind::kCone, apex, axis, 0, std::acos(std::min(height, 1.0))};
 }
 
 /// The torus about an axis: in the half-plane of distance from the axis and height along it its points lie on
 /// a circle.
-std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis,
-                                std::span<const OrientedPoint> s) {
+std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis, OrientedPoints s) {
   Eigen::Matrix<double, kMostOriented, 3> rows;
   Eigen::Matrix<double, kMostOriented, 1> squares;
-  for (int i = 0; i < kMostOriented; ++i) {
-    const Vector3d q = s[static_cast<std::size_t>(i)].place - origin;
+  for (Eigen::Index i = 0; i < rows.rows(); ++i) {
+    const Vector3d q = s[static_cast<std::size_t>(i)].position - origin;
     const double h = axis.dot(q), rho = (q - h * axis).norm();
     rows.row(i) << rho, h, 1;
     squares[i] = rho * rho + h * h;
@@ -101,18 +109,31 @@ std::optional<Model> TorusAbout(const Vector3d& origin, const Vector3d& axis,
   return Model{ShapeKind::kTorus, origin + height * axis, axis, major, std::sqrt(squared)};
 }
 
-/// The normals of a torus meet its axis. Two lines meet when the reciprocal product of their Pluecker
-/// coordinates vanishes, so that the four normals leave a pencil of coordinates for the axis, in which up to
-/// two are those of lines (Pottmann and Wallner 2001).
-Candidates Torus(std::span<const OrientedPoint> s) {
+}  // namespace
+
+Candidates LineThroughOne(OrientedPoints s) {
+  return OneOrNone(Model{ShapeKind::kLine, s[0].position, s[0].direction, 0, 0});
+}
+Candidates PlaneThroughOne(OrientedPoints s) {
+  return OneOrNone(Model{ShapeKind::kPlane, s[0].position, s[0].direction, 0, 0});
+}
+Candidates ArcThroughTwo(OrientedPoints s) { return OneOrNone(Arc(s)); }
+Candidates SphereThroughTwo(OrientedPoints s) { return OneOrNone(Sphere(s)); }
+Candidates CylinderThroughTwo(OrientedPoints s) { return OneOrNone(Cylinder(s)); }
+Candidates ConeThroughThree(OrientedPoints s) { return OneOrNone(Cone(s)); }
+// The normals of a torus meet its axis. Two lines meet when the reciprocal product of their Pluecker
+// coordinates vanishes, so that the four normals leave a pencil of coordinates for the axis, in which up to
+// two are those of lines (Pottmann and Wallner 2001).
+Candidates ToriThroughFour(OrientedPoints s) {
   Vector3d middle = Vector3d::Zero();
-  for (const OrientedPoint& p : s) middle += p.place / kMostOriented;
-  double size = 0;
-  for (const OrientedPoint& p : s) size = std::max(size, (p.place - middle).norm());
+  for (const OrientedPoint& p : s) middle += p.position / kMostOriented;
+  double size = 0;  // directions and moments in units of about one, so that the rank can be told
+  for (const OrientedPoint& p : s) size = std::max(size, (p.position - middle).norm());
   Eigen::Matrix<double, kMostOriented, 6> meets;  // of the axis's direction, then of its moment
-  for (int i = 0; i < kMostOriented; ++i) {
-    const OrientedPoint& p = s[static_cast<std::size_t>(i)];
-    meets.row(i) << ((p.place - middle) / size).cross(p.direction).transpose(), p.direction.transpose();
+  for (std::size_t i = 0; i < kMostOriented; ++i) {
+    const OrientedPoint& p = s[i];
+    meets.row(static_cast<Eigen::Index>(i)) << ((p.position - middle) / size).cross(p.direction).transpose(),
+        p.direction.transpose();
   }
   const Eigen::FullPivLU<Eigen::Matrix<double, kMostOriented, 6>> lu(meets);
   if (lu.dimensionOfKernel() != 2) return {};
@@ -129,38 +150,6 @@ Candidates Torus(std::span<const OrientedPoint> s) {
     if (!(direction.norm() > 1e-6 * line.norm())) continue;
     const Vector3d foot = direction.cross(moment) / direction.squaredNorm();
     Add(TorusAbout(middle + size * foot, direction.normalized(), s), found);
-  }
-  return found;
-}
-
-}  // namespace
-
-int OrientedSampleSize(ShapeKind kind) {
-  constexpr int kSizes[] = {1, 2, 1, 2, 2, 3, 4};
-  return kSizes[static_cast<int>(kind)];
-}
-
-Candidates ThroughOriented(ShapeKind kind, std::span<const OrientedPoint> s) {
-  Candidates found;
-  switch (kind) {
-    case ShapeKind::kLine:
-    case ShapeKind::kPlane:
-      Add(Model{kind, s[0].place, s[0].direction, 0, 0}, found);
-      break;
-    case ShapeKind::kArc:
-      Add(Arc(s), found);
-      break;
-    case ShapeKind::kSphere:
-      Add(Sphere(s), found);
-      break;
-    case ShapeKind::kCylinder:
-      Add(Cylinder(s), found);
-      break;
-    case ShapeKind::kCone:
-      Add(Cone(s), found);
-      break;
-    case ShapeKind::kTorus:
-      found = Torus(s);
   }
   return found;
 }

@@ -1,21 +1,14 @@
 #include "adaptive/search/search.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <memory>
-#include <numeric>
-#include <utility>
-#include <vector>
+#include <cstddef>
+#include <limits>
+#include <span>
 
+#include "adaptive/search/confidence.h"
+#include "adaptive/search/local_optimisation.h"
+#include "adaptive/search/sampler.h"
 #include "adaptive/search/simpler.h"
-#include "estimators/cone_fit.h"
-#include "estimators/cylinder_fit.h"
-#include "estimators/line_circle_fit.h"
-#include "estimators/plane_fit.h"
-#include "estimators/sphere_fit.h"
-#include "estimators/torus_fit.h"
-#include "ransac/search_of.h"
 
 using Eigen::Vector3d;
 
@@ -24,333 +17,169 @@ namespace primfit::adaptive {
 namespace {
 
 /// Points that score a candidate: enough to tell shapes apart, few enough to stay in the nearest cache.
-constexpr std::size_t kScored = 2048;
-/// Samples from anywhere before the points are ordered by how their neighbourhood looks, which costs as much
-/// as some thousand samples.
-constexpr int kPlainDraws = 400;
-/// Points that are ordered so, and the parts of them, best first, from which samples are taken in turn.
-constexpr std::size_t kOrdered = 1024;
-constexpr int kTiers = 4;
-constexpr int kTiersAround = 8;  ///< of the points about a place
+constexpr std::size_t kScoringPoints = 2048;
+/// Draws from anywhere before the points are ranked, which costs as much as some thousand draws.
+constexpr int kDrawsFromAnywhere = 400;
 /// How far a candidate may miss a place that the shape has to pass, in sizes of the cloud.
-constexpr double kPlaceSlack = 0.1;
-/// Steps of a refinement between two judgements.
-constexpr int kSteps = 4;
-constexpr int kRounds = 12;
-constexpr std::size_t kLargestSample = 13;
-/// Draws by trust for one sample; where few points have most of it, the others have to come in as well.
-constexpr int kMostTries = 32;
+constexpr double kSlackOfCandidate = 0.1;
 /// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
-/// share.
-constexpr double kShareOfSimpler = 0.25;
+/// share of them.
+constexpr double kShareWithSimpler = 0.25;
 /// What the search is of the work of a fit, for its progress.
-constexpr double kShareOfSearch = 0.8;
-/// How many pieces compete to be near the first.
-constexpr std::array<int, 3> kNeighbourRivals = {1, 4, 16};
+constexpr double kShareOfWork = 0.8;
+/// Draws between two questions to clock and host.
+constexpr int kAskEveryDraws = 16;
 
-struct Maker {
-  std::size_t sample;  ///< points that determine a candidate
-  Estimator estimate;
-  /// How often a sample without outliers leads to the shape, at noise of a two-hundredth of the size: from a
-  /// sixth of a turn; whole shapes are found more often.
-  double efficiency;
-  /// The same for points with their directions.
-  double orientedEfficiency;
-};
-Maker MakerOf(ShapeKind kind) {
-  switch (kind) {
-    case ShapeKind::kLine:
-      return {2, EstimateLine, 0.5, 0.5};
-    case ShapeKind::kArc:
-      return {3, EstimateCircle, 0.2, 0.1};
-    case ShapeKind::kPlane:
-      return {3, EstimateBy<PlaneFit>, 0.3, 0.3};
-    case ShapeKind::kSphere:
-      return {4, EstimateBy<SphereFit>, 0.2, 0.1};
-    case ShapeKind::kCylinder:
-      return {9, EstimateBy<CylinderFit>, 0.15, 0.1};
-    case ShapeKind::kCone:
-      return {9, EstimateBy<ConeFit>, 0.06, 0.01};
-    case ShapeKind::kTorus:
-      break;
+/// The first free points, which score all candidates of a search.
+struct ScoringPoints {
+  explicit ScoringPoints(const Sample& sample) : points(std::min(sample.free.Count(), kScoringPoints)) {
+    for (std::size_t k = 0; k < points.size(); ++k) points[k] = sample.points[sample.free[k]];
+    if (sample.trust.empty()) return;
+    trust.resize(points.size());
+    for (std::size_t k = 0; k < points.size(); ++k) trust[k] = sample.trust[sample.free[k]];
   }
-  return {13, EstimateBy<TorusFit>, 0.15, 0.01};
+  std::vector<Vector3d> points;
+  std::vector<double> trust;
+};
+
+/// A search that is under way. A search that is under way: what the stages below hand on from draw to draw.
+struct RunningSearch {
+  RunningSearch(const SearchTask& theTask, const Sample& sample, Budget& theBudget)
+      : task(theTask),
+        budget(theBudget),
+        drawsBefore(theBudget.Draws()),
+        sampler(theTask.kind, sample),
+        scoring(sample),
+        scorer(theTask.IsOfCurve(), scoring.points, theTask.bounds,
+               std::max(1, FreeParametersOf(Model{.kind = theTask.kind}, 0).count), scoring.trust) {}
+
+  const SearchTask& task;
+  Budget& budget;
+  int drawsBefore;  // by other searches of the same fit
+  Sampler sampler;
+  ScoringPoints scoring;
+  Scorer scorer;
+  Inliers inliers;  // of the candidate that was scored last
+  Leaders leaders;
+  const RankedPoints* ranked = nullptr;  // null while points are drawn from anywhere
+  double natsOfDraw = 0;
+  int refinements = 0;
+
+  int Draws() const { return budget.Draws() - drawsBefore; }
+  double ShareDone() const { return ShareOfConfidence(Draws(), natsOfDraw, task.confidence); }
+};
+
+/// What a draw is worth follows from the leader's inliers, so it is updated when the leader changes, or the
+/// points that are drawn from.
+void UpdateConfidence(RunningSearch& search) {
+  const Hypothesis* leader = search.leaders.Leader();
+  if (leader == nullptr) return;
+  const MinimalSolver& solver = search.sampler.solver;
+  const double share = search.task.inlierShare.value_or(search.scorer.ShareOfAsGood(leader->score));
+  search.natsOfDraw = search.ranked == nullptr ? NatsOfDraw(share, solver.sample, solver.efficiency)
+                                               : NatsOfRankedDraw(*leader, share, solver, *search.ranked);
 }
 
-/// All indices, those of the nearest points first.
-std::vector<std::size_t> OrderByDistance(std::span<const Vector3d> points, const Vector3d& from) {
-  std::vector<std::size_t> order(points.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    return (points[a] - from).squaredNorm() < (points[b] - from).squaredNorm();
-  });
-  return order;
+/// Estimators know nothing of parts that are held, so a candidate takes these over afterwards; the local
+/// optimisation then fits the other parts to them.
+Model WithHeldParts(Model m, const SearchTask& task) {
+  if ((task.held & kCenter) != 0) m.center = task.given.center;
+  if ((task.held & kAxis) != 0) m.axis = task.given.axis;
+  if ((task.held & kMajor) != 0) m.major = task.given.major;
+  if ((task.held & kMinor) != 0) m.minor = task.given.minor;
+  return m;
 }
 
-/// Draws indices, each with a chance in proportion to its weight.
-class WeightedDraw {
- public:
-  explicit WeightedDraw(std::span<const double> weights) : sums_(weights.size()) {
-    std::partial_sum(weights.begin(), weights.end(), sums_.begin());
-  }
-  std::size_t Draw(Dice& dice) const {
-    const auto at = std::lower_bound(sums_.begin(), sums_.end() - 1, dice.Share() * sums_.back());
-    return static_cast<std::size_t>(at - sums_.begin());
-  }
+/// Scores a candidate, and optimises it where it scores more than any before of those that have a simpler
+/// shape, or of those that have none.
+void Evaluate(Model candidate, RunningSearch& search) {
+  const SearchTask& task = search.task;
+  Leaders& leaders = search.leaders;
+  if (!IsValid(candidate)) return;
+  task.plausible.Clamp(candidate);
+  if (!task.plausible.Passes(candidate, kSlackOfCandidate)) return;
+  if (!search.budget.Spend(search.scorer.Points().size())) return;
+  const Score score = search.scorer(candidate);
+  if (score.value <= leaders.withoutSimpler.candidateScore) return;
+  CopyInliers(search.scorer, score.tolerance, search.inliers);
+  if (score.value <= leaders.withSimpler.candidateScore &&
+      HasSimpler(candidate, search.inliers.points, search.budget))
+    return;
+  const Optimised optimised = OptimiseLocally(candidate, score, task.held, task.plausible, search.scorer,
+                                              search.inliers, search.budget);
+  search.refinements += optimised.refinements;
+  if (!task.plausible.Passes(optimised.model, optimised.score.tolerance)) return;
+  const bool hasSimpler = HasSimpler(optimised.model, search.inliers.points, search.budget);
+  Leaders::Best& best = hasSimpler ? leaders.withSimpler : leaders.withoutSimpler;
+  best.candidateScore = score.value;
+  if (best.hypothesis && optimised.score.value <= best.hypothesis->score.value) return;
+  best.hypothesis = {optimised.model, optimised.score, hasSimpler};
+  UpdateConfidence(search);
+}
 
- private:
-  std::vector<double> sums_;
-};
+/// Why a stage of the search ended.
+enum class DrawsEnd { kConfident, kBudget, kTooMany };
 
-class Searcher {
- public:
-  Searcher(const SearchTask& task, Dice& dice, SearchReport& report)
-      : task_(task),
-        dice_(dice),
-        report_(report),
-        drawnBefore_(report.draws),
-        maker_(MakerOf(task.kind)),
-        scorer_(FactsOf(task.kind).isCurve, task.points.first(std::min(task.points.size(), kScored)),
-                task.least, task.most, task.leastReach,
-                std::max(1, FreeParametersOf(Model{.kind = task.kind}, 0).count),
-                task.trust.first(std::min(task.trust.size(), kScored))),
-        trusted_(task.trust) {}
+/// Draws candidates with draw(number) until the search is confident, the budget ends, or it has drawn `most`.
+template <class Draw>
+DrawsEnd DrawUntil(int most, RunningSearch& search, const Draw& draw) {
+  Budget& budget = search.budget;
+  for (; search.Draws() < most && budget.Draws() < budget.DrawLimit(); budget.CountDraw()) {
+    if (search.leaders.LeaderHasSimpler() && search.Draws() > kShareWithSimpler * budget.DrawLimit())
+      return DrawsEnd::kTooMany;
+    budget.Advance(kShareOfWork * search.ShareDone());
+    if (budget.Draws() % kAskEveryDraws == 0) budget.Ask();
+    if (budget.IsOver()) return DrawsEnd::kBudget;
+    if (search.ShareDone() >= 1) return DrawsEnd::kConfident;
+    const Candidates candidates = draw(budget.Draws());
+    for (int i = 0; i < candidates.count; ++i)
+      Evaluate(WithHeldParts(candidates.models[static_cast<std::size_t>(i)], search.task), search);
+  }
+  return search.ShareDone() >= 1 ? DrawsEnd::kConfident : DrawsEnd::kTooMany;
+}
 
-  std::vector<SearchResult> Run() {
-    if (task_.startsFromGiven) Consider(task_.given);
-    if (task_.points.size() >= maker_.sample) {
-      report_.why = StopReason::kConfident;
-      if (!DrawFrom(task_.passes ? 0 : kPlainDraws, [&] { FromAnywhere(); }) &&
-          !DrawFrom(task_.mostDraws, [&] { FromOrder(); }))
-        report_.why = StopReason::kDrawLimit;
-    }
-    std::vector<SearchResult> found;
-    if (Leader()) found.push_back(*Leader());
-    if (best_ && leadsToSimpler_) found.push_back(*best_);
-    return found;
+/// From now on points are drawn by their rank. The ranking is made only here, as most searches end before.
+void UseRanked(const Sample& sample, RankedPoints& ranked, RunningSearch& search) {
+  const SearchTask& task = search.task;
+  if (ranked.IsEmpty()) {
+    search.budget.Spend(sample.free.Count());
+    ranked = task.passes ? RankByDistance(sample, *task.passes, task.IsOfCurve())
+                         : RankByVariation(sample, task.IsOfCurve());
   }
+  search.ranked = &ranked;
+  UpdateConfidence(search);
+}
 
- private:
-  using Sample = std::array<Vector3d, kLargestSample>;
-
-  /// Draws until it is confident, told to stop, or has drawn `most` samples; false for the last.
-  template <class Take>
-  bool DrawFrom(int most, const Take& take) {
-    for (; Drawn() < most && report_.draws < task_.mostDraws; ++report_.draws) {
-      if (leadsToSimpler_ && Drawn() > kShareOfSimpler * task_.mostDraws) return false;
-      task_.budget->Advance(kShareOfSearch * Done());
-      if (report_.draws % 16 == 0) task_.budget->Ask();
-      if (task_.budget->IsOver()) {
-        report_.why = task_.budget->Why();
-        return true;
-      }
-      if (Done() >= 1) return true;
-      take();
-    }
-    return Done() >= 1;
+/// Draws from anywhere first, which costs nothing beforehand, then from the ranked points. Where the shape
+/// has to pass a place, points from anywhere are no use, so it starts with the points about that place.
+StopReason DrawAll(const Sample& sample, RankedPoints& ranked, Dice& dice, RunningSearch& search) {
+  DrawsEnd end = DrawUntil(search.task.passes ? 0 : kDrawsFromAnywhere, search,
+                           [&](int number) { return DrawFromAnywhere(search.sampler, number, dice); });
+  if (end == DrawsEnd::kTooMany) {
+    end = DrawUntil(std::numeric_limits<int>::max(), search, [&](int number) {
+      if (search.ranked == nullptr) UseRanked(sample, ranked, search);
+      return DrawFromRanked(search.sampler, ranked, number, dice);
+    });
   }
-
-  int Drawn() const { return report_.draws - drawnBefore_; }
-  double Done() const { return Drawn() * drawWorth_ / std::log(1 / (1 - task_.confidence)); }
-
-  /// Considers the shape through points whose indices `next` gives.
-  template <class Next>
-  void Estimate(const Next& next) {
-    Sample sample;
-    std::array<std::size_t, kLargestSample> indices{};
-    for (std::size_t i = 0; i < maker_.sample; ++i) {
-      do {
-        indices[i] = next();
-      } while (std::find(indices.begin(), indices.begin() + i, indices[i]) != indices.begin() + i);
-      sample[i] = task_.points[indices[i]];
-    }
-    const std::unique_ptr<OutputShape> shape(maker_.estimate(static_cast<int>(maker_.sample), sample.data()));
-    if (shape) Consider(WithHeldParts(ModelOf(*shape)));
-  }
-  /// Every other sample takes each point with a chance that is its share of the trust; not only those, as a
-  /// point of great trust that lies off the shape would be in all of them.
-  void FromAnywhere() {
-    if (task_.trust.empty() || report_.draws % 2 == 0)
-      return Estimate([&] { return dice_.Below(task_.points.size()); });
-    int tries = 0;
-    Estimate([&] { return ++tries < kMostTries ? trusted_.Draw(dice_) : dice_.Below(task_.points.size()); });
-  }
-  /// Samples of the points whose neighbourhood looks most like a piece of the shape (Chum and Matas 2005 draw
-  /// so by any measure of quality), and of all of them; in turn of many points and of few with their
-  /// directions.
-  void FromOrder() {
-    if (order_.empty()) OrderByVariation();
-    const int turn = report_.draws;
-    const std::size_t tier = TierSize(order_, turn % tiers_);
-    if (turn / tiers_ % 2 == 0) return Estimate([&] { return order_[dice_.Below(tier)]; });
-    ConsiderOriented(TierSize(pieces_, turn % tiers_),
-                     kNeighbourRivals[turn / tiers_ / 2 % kNeighbourRivals.size()]);
-  }
-  void OrderByVariation() {
-    tiers_ = task_.passes ? kTiersAround : kTiers;
-    order_.resize(task_.passes ? task_.points.size() : std::min(task_.points.size(), kOrdered));
-    std::iota(order_.begin(), order_.end(), std::size_t{0});
-    if (task_.passes) order_ = OrderByDistance(task_.points, *task_.passes);
-    task_.budget->Spend(task_.points.size());
-    pieces_ = LocalGeometryAt(task_.points, std::span(order_).first(std::min(order_.size(), kOrdered)),
-                              scorer_.IsOfCurve());
-    if (!task_.passes) {
-      std::sort(pieces_.begin(), pieces_.end(), [](const LocalGeometry& a, const LocalGeometry& b) {
-        return std::pair(a.variation, a.index) < std::pair(b.variation, b.index);
-      });
-      std::transform(pieces_.begin(), pieces_.end(), order_.begin(), [](const auto& p) { return p.index; });
-    }
-    UpdateDrawWorth();
-  }
-  /// Considers the shapes through few pieces of the tier.
-  void ConsiderOriented(std::size_t tier, int rivals) {
-    const auto size = static_cast<std::size_t>(OrientedSampleSize(task_.kind));
-    if (tier < size) return;
-    const auto drawn = DrawDistinct(std::span(pieces_).first(tier), size, rivals, dice_);
-    std::array<OrientedPoint, kMostOriented> sample;
-    for (std::size_t i = 0; i < size; ++i) sample[i] = {pieces_[drawn[i]].place, pieces_[drawn[i]].direction};
-    const Candidates found = ThroughOriented(task_.kind, std::span(sample).first(size));
-    for (int i = 0; i < found.count; ++i) Consider(WithHeldParts(found.models[static_cast<std::size_t>(i)]));
-  }
-  template <class Ordered>
-  std::size_t TierSize(const Ordered& ordered, int tier) const {
-    return std::max(ordered.size() >> tier, std::min(ordered.size(), 4 * maker_.sample));
-  }
-
-  Model WithHeldParts(const Model& m) const { return WithComponents(m, task_.held, task_.given); }
-
-  /// Copies the points near a shape that the scorer has just judged. @return their mean
-  Vector3d Gather(double tolerance) {
-    close_.clear();
-    Vector3d mean = Vector3d::Zero();
-    for (std::size_t i = 0; i < scorer_.Points().size(); ++i) {
-      if (!(scorer_.Distances()[i] <= tolerance)) continue;
-      close_.push_back(scorer_.Points()[i]);
-      mean += close_.back();
-    }
-    return mean / static_cast<double>(close_.size());
-  }
-
-  /// Local optimisation (Chum, Matas and Kittler 2003): a candidate that scores more than any before is
-  /// refined on its inliers and judged again, until that gains nothing. Candidates that are hardly bent have
-  /// a competition of their own.
-  void Consider(Model m) {
-    if (!IsValid(m)) return;
-    if (task_.clamp) task_.clamp(m);
-    if (task_.isPlausible && !task_.isPlausible(m, kPlaceSlack)) return;
-    if (!task_.budget->Spend(scorer_.Points().size())) return;
-    Score score = scorer_(m);
-    const double raw = score.value;
-    if (raw <= bestRaw_) return;
-    Vector3d mean = Gather(score.tolerance);
-    if (raw <= simplerRaw_ && HasSimpler(m, close_)) return;
-    for (int round = 0; round < kRounds; ++round) {
-      CenterAt(mean, task_.held, m);
-      if (m.kind == ShapeKind::kCone && (task_.held & kAxis) == 0 && (mean - m.center).dot(m.axis) < 0)
-        m.axis = -m.axis;
-      ++report_.refinements;
-      auto refined = Refine(m, task_.held, RefsOf(close_), kSteps, *task_.budget);
-      if (!refined) break;
-      if (const unsigned atEnd = task_.clamp ? task_.clamp(*refined) : 0; atEnd != 0) {
-        refined = Refine(*refined, task_.held | atEnd, RefsOf(close_), kSteps, *task_.budget);
-        if (!refined) break;
-      }
-      const Score better = scorer_(*refined);
-      if (better.value <= score.value * (1 + 1e-3)) {
-        if (better.value > score.value) m = *refined, score = better;
-        break;
-      }
-      m = *refined;
-      score = better;
-      mean = Gather(score.tolerance);
-    }
-    if (task_.isPlausible && !task_.isPlausible(m, score.tolerance)) return;
-    const bool simple = HasSimpler(m, close_);
-    (simple ? simplerRaw_ : bestRaw_) = raw;
-    std::optional<SearchResult>& best = simple ? simpler_ : best_;
-    if (best && score.value <= best->score.value) return;
-    best = {m, score, simple};
-    UpdateDrawWorth();
-  }
-  const std::optional<SearchResult>& Leader() const {
-    return !best_ || (simpler_ && simpler_->score.value > best_->score.value) ? simpler_ : best_;
-  }
-
-  /// What one draw adds to the confidence, given the inlier shares that the best shape has where samples come
-  /// from.
-  void UpdateDrawWorth() {
-    const std::optional<SearchResult>& leader = Leader();
-    if (!leader) return;
-    leadsToSimpler_ = leader->hasSimpler;
-    const auto worth = [&](double share) {
-      return -std::log1p(-maker_.efficiency * std::pow(share, maker_.sample));
-    };
-    const double share = leader->score.share;
-    const double asGood = task_.inlierShare.value_or(scorer_.ShareOfAsGood(leader->score));
-    if (order_.empty()) {
-      drawWorth_ = worth(asGood);
-      return;
-    }
-    std::vector<Vector3d> points(order_.size());
-    std::vector<double> distances(order_.size());
-    std::transform(order_.begin(), order_.end(), points.begin(),
-                   [&](std::size_t i) { return task_.points[i]; });
-    adaptive::Distances(leader->model, points.data(), static_cast<int>(points.size()), distances.data());
-    const auto shareOf = [&](std::size_t tier) {
-      const auto inliers =
-          std::count_if(distances.begin(), distances.begin() + static_cast<std::ptrdiff_t>(tier),
-                        [&](double d) { return d <= leader->score.tolerance; });
-      return static_cast<double>(inliers) / static_cast<double>(tier) * asGood / share;
-    };
-    drawWorth_ = 0;
-    for (int tier = 0; tier < tiers_; ++tier) {
-      drawWorth_ += worth(shareOf(TierSize(order_, tier))) / (2 * tiers_);
-      drawWorth_ -= std::log1p(-maker_.orientedEfficiency *
-                               std::pow(shareOf(TierSize(pieces_, tier)), OrientedSampleSize(task_.kind))) /
-                    (2 * tiers_);
-    }
-  }
-
-  const SearchTask& task_;
-  Dice& dice_;
-  SearchReport& report_;
-  int drawnBefore_;  ///< by another search of the same fit
-  Maker maker_;
-  Scorer scorer_;
-  WeightedDraw trusted_;
-  std::vector<Vector3d> close_;
-  std::vector<std::size_t> order_;
-  std::vector<LocalGeometry> pieces_;  // the first of them
-  std::optional<SearchResult> best_;
-  std::optional<SearchResult> simpler_;  // the best one of those that are hardly bent
-  int tiers_ = kTiers;
-  double bestRaw_ = 0, simplerRaw_ = 0;  // scores of candidates before they were refined
-  double drawWorth_ = 0;                 ///< nats
-  bool leadsToSimpler_ = false;
-};
+  if (end == DrawsEnd::kBudget) return search.budget.Why();
+  return end == DrawsEnd::kConfident ? StopReason::kConfident : StopReason::kDrawLimit;
+}
 
 }  // namespace
 
-std::array<std::size_t, kMostOriented> DrawDistinct(std::span<const LocalGeometry> pieces, std::size_t size,
-                                                    int rivals, Dice& dice) {
-  std::array<std::size_t, kMostOriented> drawn{};
-  for (std::size_t i = 0; i < size; ++i) {
-    const auto end = drawn.begin() + static_cast<std::ptrdiff_t>(i);
-    const auto isDrawn = [&](std::size_t piece) { return std::find(drawn.begin(), end, piece) != end; };
-    const auto far = [&](std::size_t piece) {
-      return (pieces[piece].place - pieces[drawn[0]].place).squaredNorm();
-    };
-    for (int rival = 0; rival < (i == 0 ? 1 : rivals); ++rival) {
-      std::size_t piece = dice.Below(pieces.size());
-      while (isDrawn(piece)) piece = dice.Below(pieces.size());
-      if (rival == 0 || far(piece) < far(*end)) *end = piece;
-    }
-  }
-  return drawn;
-}
-
-std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report) {
-  return Searcher(task, dice, report).Run();
+SearchOutcome Search(const SearchTask& task, const Sample& sample, RankedPoints& ranked, Dice& dice,
+                     Budget& budget) {
+  RunningSearch search(task, sample, budget);
+  SearchOutcome outcome;
+  if (task.startsFromGiven) Evaluate(task.given, search);
+  if (sample.free.Count() >= search.sampler.solver.sample)
+    outcome.why = DrawAll(sample, ranked, dice, search);
+  const Leaders& leaders = search.leaders;
+  if (leaders.Leader() != nullptr) outcome.found.push_back(*leaders.Leader());
+  if (leaders.LeaderHasSimpler() && leaders.withoutSimpler.hypothesis)
+    outcome.found.push_back(*leaders.withoutSimpler.hypothesis);
+  outcome.refinements = search.refinements;
+  return outcome;
 }
 
 }  // namespace primfit::adaptive

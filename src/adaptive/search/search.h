@@ -1,68 +1,53 @@
-// The random search of the adaptive fit.
+// The random search: from a sample of the scene to the hypotheses that explain it best.
+//
+// Candidates through minimal samples (sampler.h) are scored (score.h). One that scores more than any before
+// is optimised (local_optimisation.h) and becomes a hypothesis (hypothesis.h). The search ends when a better
+// shape was most probably not missed (confidence.h), or when the budget ends.
 #ifndef PRIMFIT_SRC_ADAPTIVE_SEARCH_SEARCH_H_
 #define PRIMFIT_SRC_ADAPTIVE_SEARCH_SEARCH_H_
 
 #include <Eigen/Core>
-#include <array>
-#include <cstdint>
-#include <functional>
 #include <optional>
-#include <span>
 #include <vector>
 
 #include "adaptive/model/model.h"
 #include "adaptive/scene/dice.h"
-#include "adaptive/scene/local_geometry.h"
-#include "adaptive/search/oriented.h"
+#include "adaptive/scene/plausible.h"
+#include "adaptive/scene/sample.h"
+#include "adaptive/search/hypothesis.h"
+#include "adaptive/search/ranked_points.h"
 #include "adaptive/search/score.h"
 #include "primfit/fit.h"
 
 namespace primfit::adaptive {
 
-/// What a search is told; lengths in the unit of its points.
+/// What a search is asked for; lengths in the units of its sample.
 struct SearchTask {
   ShapeKind kind{};
-  std::span<const Eigen::Vector3d> points;  ///< in random order
-  std::span<const double> trust;            ///< how far each is trusted; none where all are alike
+  Plausible plausible;  ///< in the units of the sample
   unsigned held = 0;
   Model given{};                 ///< values of the parts held
-  bool startsFromGiven = false;  ///< whether it is judged first
-  double leastReach = 0.5;       ///< see Scorer
-  double least = 0, most = 0;    ///< smallest and largest bound of an inlier
+  bool startsFromGiven = false;  ///< whether it is scored first
+  ScoreBounds bounds{};
   double confidence = 0.99;
-  std::optional<double> inlierShare;  ///< that the number of samples is to be enough for
-  int mostDraws = 0;
-  /// Moves a model into the plausible ranges. @return the parts to be held there
-  std::function<unsigned(Model&)> clamp;
-  /// What no range can say, with a slack in lengths for a model that is still to be refined.
-  std::function<bool(const Model&, double slack)> isPlausible;
-  std::optional<Eigen::Vector3d> passes;  ///< samples come from around it
-  Budget* budget = nullptr;
+  std::optional<double> inlierShare{};      ///< that the number of draws is to be enough for
+  std::optional<Eigen::Vector3d> passes{};  ///< points are drawn from around it
+
+  bool IsOfCurve() const { return FactsOf(kind).isCurve; }
 };
 
-/// Draws a sample of pieces, no two the same: the first may be any, each other one is the nearest to the
-/// first of so many rivals, as pieces that are near each other belong to the same small shape.
-/// @param size  at most as many as there are pieces
-/// @return indices of pieces; the first `size` count
-std::array<std::size_t, kMostOriented> DrawDistinct(std::span<const LocalGeometry> pieces, std::size_t size,
-                                                    int rivals, Dice& dice);
-
-struct SearchReport {
-  int draws = 0;
-  int refinements = 0;
+struct SearchOutcome {
+  /// The best one, and after one that has a simpler shape the best that has none; nothing where no sample
+  /// gave any.
+  std::vector<Hypothesis> found;
   StopReason why = StopReason::kDrawLimit;
+  int refinements = 0;
 };
 
-/// A shape found and its score.
-struct SearchResult {
-  Model model;
-  Score score;
-  bool hasSimpler = false;  ///< see HasSimpler
-};
-
-/// @return the best shape, and after one that has a simpler one the best that has none; nothing where no
-///     sample gave any
-std::vector<SearchResult> Search(const SearchTask& task, Dice& dice, SearchReport& report);
+/// Searches the free points of a sample.
+/// @param ranked  those points in their order, where a search before has made it; else it is left there
+SearchOutcome Search(const SearchTask& task, const Sample& sample, RankedPoints& ranked, Dice& dice,
+                     Budget& budget);
 
 }  // namespace primfit::adaptive
 

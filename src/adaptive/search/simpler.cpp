@@ -17,7 +17,7 @@ namespace primfit::adaptive {
 namespace {
 
 /// Of so many points the root mean square is known to some hundredths.
-constexpr std::size_t kPointsJudged = 512;
+constexpr std::size_t kMostPoints = 512;
 /// Most of the points: this share of them, the nearest.
 constexpr double kTrimmedShare = 0.6;
 /// A simpler shape explains them as well when they are not farther from it than by this factor, root mean
@@ -28,48 +28,49 @@ constexpr double kLeastSpread = 3;
 constexpr int kRounds = 5;
 constexpr int kSteps = 3;
 
-/// Least trimmed squares (Rousseeuw 1984), by steps of concentration (Rousseeuw and Van Driessen 1999).
-class Trimmed {
- public:
-  explicit Trimmed(std::span<const Vector3d> points)
-      : points_(points),
-        most_(static_cast<std::size_t>(std::ceil(kTrimmedShare * static_cast<double>(points.size())))),
-        distances_(points.size()),
-        order_(points.size()),
-        near_(most_) {}
+/// The nearest points to a shape, as least trimmed squares (Rousseeuw 1984) takes them, and buffers for them.
+struct NearestMost {
+  explicit NearestMost(std::span<const Vector3d> all)
+      : points(all),
+        count(static_cast<std::size_t>(std::ceil(kTrimmedShare * static_cast<double>(all.size())))),
+        distances(all.size()),
+        order(all.size()),
+        nearest(count) {}
 
-  /// Sum of the squared distances of the nearest points, which come first in the order then.
-  double SquaresOf(const Model& model) {
-    Distances(model, points_.data(), static_cast<int>(points_.size()), distances_.data());
-    std::iota(order_.begin(), order_.end(), std::size_t{0});
-    std::nth_element(order_.begin(), order_.begin() + static_cast<std::ptrdiff_t>(most_ - 1), order_.end(),
-                     [&](std::size_t a, std::size_t b) { return distances_[a] < distances_[b]; });
-    double squares = 0;
-    for (std::size_t k = 0; k < most_; ++k) {
-      squares += distances_[order_[k]] * distances_[order_[k]];
-      near_[k] = points_[order_[k]];
-    }
-    return squares;
-  }
-  /// Whether a shape of the kind of `start`, found from there, has at most so many.
-  bool Reaches(Model start, double limit) {
-    for (int round = 0; IsValid(start); ++round) {
-      if (SquaresOf(start) <= limit) return true;
-      if (round == kRounds) break;
-      const auto refined = Refine(start, 0, RefsOf(near_), kSteps);
-      if (!refined) break;
-      start = *refined;
-    }
-    return false;
-  }
-
- private:
-  std::span<const Vector3d> points_;
-  std::size_t most_;
-  std::vector<double> distances_;
-  std::vector<std::size_t> order_;
-  std::vector<Vector3d> near_;
+  std::span<const Vector3d> points;
+  std::size_t count;
+  std::vector<double> distances;
+  std::vector<std::size_t> order;
+  std::vector<Vector3d> nearest;
 };
+
+/// Sum of the squared distances of the nearest points, which are left in `most`.
+double TrimmedSquares(const Model& model, NearestMost& most) {
+  auto& [points, count, distances, order, nearest] = most;
+  Distances(model, points.data(), static_cast<int>(points.size()), distances.data());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::nth_element(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(count - 1), order.end(),
+                   [&d = most.distances](std::size_t a, std::size_t b) { return d[a] < d[b]; });
+  double squares = 0;
+  for (std::size_t k = 0; k < count; ++k) {
+    squares += distances[order[k]] * distances[order[k]];
+    nearest[k] = points[order[k]];
+  }
+  return squares;
+}
+
+/// Whether a shape of the kind of `start`, found from there, has at most so many trimmed squares: refined on
+/// its nearest points and again, the steps of concentration of Rousseeuw and Van Driessen (1999).
+bool Explains(Model start, double limit, NearestMost& most, Budget& budget) {
+  for (int round = 0; IsValid(start); ++round) {
+    if (TrimmedSquares(start, most) <= limit) return true;
+    if (round == kRounds) break;
+    const auto refined = Refine(start, 0, RefsOf(most.nearest), kSteps, budget);
+    if (!refined) break;
+    start = *refined;
+  }
+  return false;
+}
 
 /// The least-squares line, or plane where the points spread along one: about a rod any plane goes.
 std::optional<Model> Flat(std::span<const Vector3d> points, const Vector3d& mean, ShapeKind kind) {
@@ -85,27 +86,30 @@ std::optional<Model> Flat(std::span<const Vector3d> points, const Vector3d& mean
 
 }  // namespace
 
-bool HasSimpler(const Model& m, std::span<const Vector3d> all) {
-  const std::span<const Vector3d> points = all.first(std::min(all.size(), kPointsJudged));
+// The simpler shapes start from the model itself, so a few steps of concentration find their optimum: the
+// plane or line through the points, the cylinder about a cone's axis at the height of the points, and of a
+// torus the cylinder along its tube, the one within its ring and the sphere around it.
+bool HasSimpler(const Model& m, std::span<const Vector3d> all, Budget& budget) {
+  const std::span<const Vector3d> points = all.first(std::min(all.size(), kMostPoints));
   if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kPlane || points.empty()) return false;
-  Trimmed trimmed(points);
-  const double limit = kLargestRatio * kLargestRatio * trimmed.SquaresOf(m);
-  const auto reaches = [&](const Model& start) { return trimmed.Reaches(start, limit); };
+  NearestMost most(points);
+  const double limit = kLargestRatio * kLargestRatio * TrimmedSquares(m, most);
+  const auto explains = [&](const Model& start) { return Explains(start, limit, most, budget); };
   const Vector3d mean =
       std::accumulate(points.begin(), points.end(), Vector3d(0, 0, 0)) / static_cast<double>(points.size());
   const auto flat = Flat(points, mean, m.IsCurve() ? ShapeKind::kLine : ShapeKind::kPlane);
-  if (flat && reaches(*flat)) return true;
+  if (flat && explains(*flat)) return true;
   const Vector3d q = mean - m.center;
   const double height = m.axis.dot(q);
   const Vector3d foot = m.center + height * m.axis;
   if (m.kind == ShapeKind::kCone)
-    return reaches({ShapeKind::kCylinder, foot, m.axis, 0, std::abs(height) * std::tan(m.minor)});
+    return explains({ShapeKind::kCylinder, foot, m.axis, 0, std::abs(height) * std::tan(m.minor)});
   if (m.kind != ShapeKind::kTorus) return false;
   const Vector3d across = mean - foot;
   const Vector3d radial = across.norm() > 0 ? across.normalized() : UnitOrthogonal(m.axis);
-  return reaches({ShapeKind::kCylinder, m.center + m.major * radial, m.axis.cross(radial), 0, m.minor}) ||
-         reaches({ShapeKind::kCylinder, foot, m.axis, 0, m.major - m.minor}) ||
-         reaches({ShapeKind::kSphere, m.center, Vector3d::UnitZ(), 0, m.major + m.minor});
+  return explains({ShapeKind::kCylinder, m.center + m.major * radial, m.axis.cross(radial), 0, m.minor}) ||
+         explains({ShapeKind::kCylinder, foot, m.axis, 0, m.major - m.minor}) ||
+         explains({ShapeKind::kSphere, m.center, Vector3d::UnitZ(), 0, m.major + m.minor});
 }
 
 }  // namespace primfit::adaptive

@@ -1,4 +1,4 @@
-#include "adaptive/search/plausible.h"
+#include "adaptive/scene/plausible.h"
 
 #include <algorithm>
 #include <chrono>
@@ -29,6 +29,7 @@ const SizeRange& RangeOf(ParameterKind size, const FitOptionsBase& options) {
 
 }  // namespace
 
+// Comparisons are written so that a NaN fails them.
 void RequireInRange(const FitOptionsBase& o, std::size_t points) {
   const auto positive = [](const std::optional<double>& v) { return !v || (*v > 0 && std::isfinite(*v)); };
   const auto range = [](const SizeRange& r) { return r.low >= 0 && r.high >= r.low; };
@@ -75,7 +76,22 @@ std::uint64_t SeedOf(const FitOptionsBase& options) {
   return seed;
 }
 
+Plausible Plausible::In(const Units& units) const {
+  Plausible other = *this;
+  other.units_ = units;
+  return other;
+}
+
+// Options are in the caller's lengths, so a model in other units goes there and back.
 unsigned Plausible::Clamp(Model& m) const {
+  m = units_.Back(m);
+  const unsigned atEnd = ClampSizes(m) | ClampAxis(m);
+  m = units_.Into(m);
+  return atEnd;
+}
+
+// A part that was moved into its range is at the end of it, and is held there while the others are refined.
+unsigned Plausible::ClampSizes(Model& m) const {
   unsigned atEnd = 0;
   const auto into = [&](const SizeRange& range, unsigned part, double& value) {
     const double inside = std::clamp(value, range.low, range.high);
@@ -84,26 +100,30 @@ unsigned Plausible::Clamp(Model& m) const {
     atEnd |= part;
   };
   const KindFacts& facts = FactsOf(kind_);
-  if (facts.major) into(RangeOf(*facts.major, options_), kMajor, m.major);
-  if (facts.minor) into(RangeOf(*facts.minor, options_), kMinor, m.minor);
-  if (options_.axisNear && (held_ & kAxis) == 0 && facts.hasAxis) {
-    const Vector3d near = Normalised(*options_.axisNear);
-    const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
-    const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
-    if (std::atan2(side.norm(), wanted.dot(m.axis)) > options_.axisWithin) {
-      m.axis = std::cos(options_.axisWithin) * wanted + std::sin(options_.axisWithin) * side.normalized();
-      atEnd |= kAxis;
-    }
-  }
+  if (facts.major) into(RangeOf(*facts.major, *options_), kMajor, m.major);
+  if (facts.minor) into(RangeOf(*facts.minor, *options_), kMinor, m.minor);
   return atEnd;
 }
 
+// An axis too far from the wanted direction is turned back in the plane of both, to the edge of the cone that
+// is allowed. Either sense of an axis is the same shape, so the nearer sense of the wanted direction counts.
+unsigned Plausible::ClampAxis(Model& m) const {
+  if (!options_->axisNear || (held_ & kAxis) != 0 || !FactsOf(kind_).hasAxis) return 0;
+  const Vector3d near = Normalised(*options_->axisNear);
+  const Vector3d wanted = near * (m.axis.dot(near) < 0 ? -1 : 1);
+  const Vector3d side = m.axis - wanted * wanted.dot(m.axis);
+  const double within = options_->axisWithin;
+  if (!(std::atan2(side.norm(), wanted.dot(m.axis)) > within)) return 0;
+  m.axis = std::cos(within) * wanted + std::sin(within) * side.normalized();
+  return kAxis;
+}
+
 bool Plausible::Passes(const Model& m, double slack) const {
-  if (!options_.passes) return true;
-  const Vector3d p = *options_.passes - origin_;
+  if (!options_->passes) return true;
+  const Vector3d p = *options_->passes - origin_;
   double distance = 0;
-  Distances(m, &p, 1, &distance);
-  return distance <= options_.passesWithin + slack;
+  Distances(units_.Back(m), &p, 1, &distance);
+  return distance <= options_->passesWithin + slack * units_.size;
 }
 
 }  // namespace primfit::adaptive

@@ -1,0 +1,23 @@
+#include "adaptive/evidence/report.h"
+
+#include "adaptive/evidence/verdict.h"
+
+namespace primfit::adaptive {
+
+FitReport ReportOf(const Converged& converged, const FitCovariance& covariance, const SearchOutcome& search,
+                   const Scene& scene, const Budget& budget) {
+  FitReport report;
+  report.draws = budget.Draws();
+  report.refinements = search.refinements;
+  report.inlierShare = scene.ShareOf(converged.inliers);
+  report.setAside = scene.SetAside();
+  report.step = converged.rounding.coarse;
+  report.noise = converged.noise;
+  report.tolerance = converged.tolerance;
+  report.stopReason = budget.IsOver() ? budget.Why() : search.why;
+  report.converged = converged.converged;
+  StateVerdict(converged, covariance, report);
+  return report;
+}
+
+}  // namespace primfit::adaptive

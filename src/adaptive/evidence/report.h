@@ -1,0 +1,18 @@
+// What a fit reports of itself beside the shape and its covariance.
+#ifndef PRIMFIT_SRC_ADAPTIVE_EVIDENCE_REPORT_H_
+#define PRIMFIT_SRC_ADAPTIVE_EVIDENCE_REPORT_H_
+
+#include "adaptive/converge/converge.h"
+#include "adaptive/scene/scene.h"
+#include "adaptive/search/search.h"
+#include "primfit/fit.h"
+
+namespace primfit::adaptive {
+
+/// The report, verdict included.
+FitReport ReportOf(const Converged& converged, const FitCovariance& covariance, const SearchOutcome& search,
+                   const Scene& scene, const Budget& budget);
+
+}  // namespace primfit::adaptive
+
+#endif  // PRIMFIT_SRC_ADAPTIVE_EVIDENCE_REPORT_H_
