@@ -1,3 +1,5 @@
+// A circular cone of two nappes. The distance is that from the surface line in the plane of the point and the
+// axis. It is exact unless the foot point would lie beyond the apex.
 #include "primfit/shapes/output_cone.h"
 
 #include <cmath>
@@ -47,6 +49,7 @@ Vector3d OutputCone::EvalNormal(const Vector3d& p) const {
   return primfit::Normalised(v.dot(axis_) * v - v.squaredNorm() * axis_);
 }
 
+/// Sine and cosine are taken here, once for many calls of IsClosePoint.
 void OutputCone::SetDistSqrdThreshod(double t) {
   sinAngle_ = std::sin(angle_);
   cosAngle_ = std::cos(angle_);

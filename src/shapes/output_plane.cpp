@@ -1,3 +1,4 @@
+// A plane. Its close band is about the plain distance.
 #include "primfit/shapes/output_plane.h"
 
 #include "fit/vector_math.h"

@@ -1,3 +1,4 @@
+// A ring torus. Its close band is about the squared distance from the centre circle.
 #include "primfit/shapes/output_torus.h"
 
 #include <cmath>

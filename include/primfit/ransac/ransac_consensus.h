@@ -65,7 +65,7 @@ class PRIMFIT_API RansacConsensus {
   RansacConsensus(const Eigen::Vector3d& seed, double radiusHint, int n, const Eigen::Vector3d* points,
                   int sampleSize, double successProbability, double goodSampleRate, double scannerError,
                   double distanceTolerance);
-  /// Copies everything but the lock.
+  /// A copy searches the same points with the same settings.
   RansacConsensus(const RansacConsensus& other);
 
   int sampleSize() const { return sampleSize_; }
@@ -92,7 +92,7 @@ class PRIMFIT_API RansacConsensus {
   double successProbability_;
   double goodSampleRate_;
   double scannerError_;
-  double distanceTolerance_;
+  double distanceTolerance_;  // a documented field, which no search reads
   int n_;
   const Eigen::Vector3d* points_;
   Eigen::Vector3d seed_;
