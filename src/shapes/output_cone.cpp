@@ -27,6 +27,7 @@ void OutputCone::Printout(std::FILE* f) const {
                axis_.x(), axis_.y(), axis_.z());
 }
 
+/// Against the normal by the signed distance: n = cos w / |w| - sin a points out of the surface.
 Vector3d OutputCone::ClosestPoint(const Vector3d& p) const {
   const Vector3d v = p - apex_;
   const double s = v.dot(axis_);
@@ -62,6 +63,7 @@ bool OutputCone::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(formula, p, CloseLow(), CloseHigh());
 }
 
+/// The largest distance of the points from the mean of both cones.
 double OutputCone::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* cone = dynamic_cast<const OutputCone*>(other);
   if (cone == nullptr) return primfit::kDifferentKinds;

@@ -36,6 +36,7 @@ bool OutputPlane::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(primfit::FormulaOf(*this), p, CloseLow(), CloseHigh());
 }
 
+/// The largest distance of the points from the mean of both planes.
 double OutputPlane::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* plane = dynamic_cast<const OutputPlane*>(other);
   if (plane == nullptr) return primfit::kDifferentKinds;

@@ -73,6 +73,8 @@ class PRIMFIT_API RansacConsensus {
   double successProbability() const { return successProbability_; }
   double goodSampleRate() const { return goodSampleRate_; }
   double scannerError() const { return scannerError_; }
+  /// For subclasses; the search of cylinders refits with a tolerance of its own.
+  double distanceTolerance() const { return distanceTolerance_; }
   int count() const { return n_; }
   const Eigen::Vector3d* points() const { return points_; }
   const Eigen::Vector3d& seed() const { return seed_; }
@@ -92,7 +94,7 @@ class PRIMFIT_API RansacConsensus {
   double successProbability_;
   double goodSampleRate_;
   double scannerError_;
-  double distanceTolerance_;  // a documented field, which no search reads
+  double distanceTolerance_;
   int n_;
   const Eigen::Vector3d* points_;
   Eigen::Vector3d seed_;
