@@ -1,3 +1,5 @@
+// The sub-sampler: above a limit a fit uses a random subset of the points. A hundred thousand points
+// determine a shape far better than a scanner measures, and more only take time.
 #include "api/array_sampler.h"
 
 #include <algorithm>
@@ -9,7 +11,7 @@
 
 namespace {
 
-/// The thread's scope has seeds over the generator's whole range; the clock gives 1 to 32766.
+/// The seed: from the thread's ScopedSeed, else from the clock, microseconds of the day modulo 32767.
 std::uint32_t SamplerSeed() {
   std::uint64_t number = 0;
   if (primfit::ScopedSeed::Next(number)) return static_cast<std::uint32_t>(number);
@@ -24,16 +26,16 @@ std::uint32_t SamplerSeed() {
 primfit::Scratch<unsigned char> Tls::MakeSelectionMask(std::uint64_t n, std::uint64_t k) {
   std::minstd_rand generator(SamplerSeed());
   boost::random::uniform_int_distribution<std::uint64_t> index(0, n - 1);
-  // Flip whichever are fewer: the ones that stay or the ones that go.
+  // Draws whichever are fewer, the elements that stay or those that go: draws that repeat stay below half.
   const bool invert = k > n / 2;
   const unsigned char target = invert ? 0 : 1;
   primfit::Scratch<unsigned char> mask(n);
   std::fill_n(mask.data(), n, invert ? 1 : 0);
-  for (std::uint64_t left = invert ? n - k : k; left > 0;) {
+  for (std::uint64_t remaining = invert ? n - k : k; remaining > 0;) {
     unsigned char& chosen = mask[index(generator)];
     if (chosen == target) continue;
     chosen = target;
-    --left;
+    --remaining;
   }
   return mask;
 }

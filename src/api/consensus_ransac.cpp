@@ -1,3 +1,5 @@
+// The entry points of the cylinder search around a seed point. It is a search of its own, so these do not run
+// the pipeline of fit_pipeline.h, but they take the points and measure the result as it does.
 #include "primfit/api/consensus_ransac.h"
 
 #include <memory>
@@ -50,8 +52,9 @@ FitOutput<FitOutputParamsCylinder> ConsensusRansacFit(const Vector3d& seed, doub
   if (!fitted.shape) throw FitError(primfit::CylinderPrimitive::Failed());
   if (!primfit::SelectClose(limits, all, fitted)) {
     throw FitError(
-        primfit::PlanePrimitive::PoorQuality());  // Deliberate: hosts know this failure by the plane's text
+        primfit::PlanePrimitive::PoorQuality());  // Deliberate: the documented text names the plane
   }
-  primfit::Judge(limits, params.OutputAnyQuality(), primfit::CylinderPrimitive::PoorQuality(), fitted);
+  primfit::AssessQuality(limits, params.OutputAnyQuality(), primfit::CylinderPrimitive::PoorQuality(),
+                         fitted);
   return {primfit::CylinderPrimitive::ToRecord(fitted, nullptr), fitted.quality};
 }

@@ -1,3 +1,5 @@
+// The entry points for lines and arcs. As for surfaces each is one call of the pipeline, written out by name
+// so that a search for the exported function finds it.
 #include "api/primitives.h"
 #include "primfit/api/arc_from_points.h"
 #include "primfit/api/line_from_points.h"

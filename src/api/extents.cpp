@@ -1,3 +1,4 @@
+// The extents of bounded shapes: of points along an axis, and of their azimuths about one.
 #include "api/extents.h"
 
 #include <Eigen/Geometry>
@@ -18,18 +19,20 @@ namespace primfit {
 
 namespace {
 
-/// The range over the points whose quantity lies in [low, high], else over the close points.
+/// The range along the axis of the points whose quantity lies in [low, high]; where there are none, of the
+/// close points.
 template <class S>
 AxialRange Range(const Fitted<S>& fitted, double low, double high, const Vector3d& root,
                  const Vector3d& axis) {
   const AxialRange range =
       RangeOf(fitted.Shape(), low, high, root, axis, fitted.used.Points(), fitted.used.Count());
   if (range.low <= range.high) return range;
-  constexpr double kAny = std::numeric_limits<double>::infinity();
-  return RangeOf(fitted.Shape(), -kAny, kAny, root, axis, fitted.close.data(),
+  constexpr double kUnbounded = std::numeric_limits<double>::infinity();
+  return RangeOf(fitted.Shape(), -kUnbounded, kUnbounded, root, axis, fitted.close.data(),
                  static_cast<int>(fitted.close.size()));
 }
 
+/// The distance within which a point belongs to the shape: three standard deviations of the fit's residuals.
 template <class S>
 double Tolerance(const Fitted<S>& fitted) {
   return std::max(1e-6, 3 * fitted.quality.rmsDistance);

@@ -1,6 +1,9 @@
 #ifndef PRIMFIT_SRC_API_FIT_PIPELINE_H_
 #define PRIMFIT_SRC_API_FIT_PIPELINE_H_
 
+// The one pipeline of all parameterised fits, as a template over a description of the primitive. FitShape at
+// the end names its steps in order; what is above it are the steps.
+
 #include <Eigen/Core>
 #include <algorithm>
 #include <concepts>
@@ -126,15 +129,18 @@ bool SelectClose(const FitLimits& limits, bool all, Fitted<S>& fitted) {
   return count > 0;
 }
 
-/// Measures the close points and judges the fit by their histogram.
+/// Measures the close points. A fit is good when half of their distances are below the scanner error and four
+/// fifths below twice the scanner error.
+/// @param anyQuality  accepts every fit
+/// @throws FitError poorQuality
 template <class S>
-void Judge(const FitLimits& limits, bool anyQuality, const Failure& poorQuality, Fitted<S>& fitted) {
+void AssessQuality(const FitLimits& limits, bool anyQuality, const Failure& poorQuality, Fitted<S>& fitted) {
   fitted.quality = fitted.shape->CalculateQuality(limits.scannerError, static_cast<int>(fitted.close.size()),
                                                   fitted.close.data());
   if (!anyQuality && !fitted.quality.histogram.Successful(0.5, 0.8)) throw FitError(poorQuality);
 }
 
-/// The one pipeline: check, take the points, start shape, holds, search, refine, select, judge. P describes
+/// The one pipeline: check, take the points, start shape, holds, search, refine, select, assess. P describes
 /// the primitive; the entry point converts what comes out.
 template <PipelinePrimitive P>
 Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
@@ -167,7 +173,7 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
   }
   if (!fitted.shape) throw FitError(P::Failed());
   if (!SelectClose(limits, all, fitted)) throw FitError(P::PoorQuality());
-  Judge(limits, params.OutputAnyQuality(), P::PoorQuality(), fitted);
+  AssessQuality(limits, params.OutputAnyQuality(), P::PoorQuality(), fitted);
   return fitted;
 }
 

@@ -1,3 +1,4 @@
+// The entry point for a planar patch: a plane, then the outline of the points on it.
 #include "primfit/api/patch_from_points.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The entry points for planes: the search, and least-squares fits without a search.
 #include "primfit/api/plane_from_points.h"
 
 #include <memory>

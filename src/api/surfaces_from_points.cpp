@@ -1,3 +1,5 @@
+// The entry points for spheres, cylinders, cones and tori, and for the bounded ones among them: an infinite
+// shape, then how far its points reach.
 #include <cmath>
 
 #include "api/primitives.h"

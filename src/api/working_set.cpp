@@ -1,3 +1,4 @@
+// The caller's points taken into the working frame of a fit.
 #include "api/working_set.h"
 
 #include <algorithm>

@@ -6,8 +6,8 @@
 namespace primfit {
 
 /// The points that a fit works on: the finite ones of the caller's, at most 100000 of them chosen at random,
-/// relative to a place among most of them. Survey coordinates hold millimetres beside thousands of
-/// kilometres; squares and finite differences taken there would lose them.
+/// relative to their RobustOrigin. Survey coordinates hold millimetres beside thousands of kilometres;
+/// squares and finite differences of them would lose the millimetres.
 class WorkingSet final : public Tls::ArraySampler<Eigen::Vector3d> {
  public:
   static constexpr std::uint64_t kCap = 100000;

@@ -1,3 +1,5 @@
+// The matrix of a cone's quadric has a pair of equal eigenvalues, for the directions across the axis, and one
+// of the other sign, for the axis. Points with noise give a pair that is nearly equal.
 #include "estimators/cone_fit.h"
 
 #include <algorithm>

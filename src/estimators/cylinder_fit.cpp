@@ -1,3 +1,6 @@
+// A cylinder's quadric is flat along the axis, so the axis is the eigenvector of an eigenvalue near zero. The
+// quadric serves for the axis alone: centre and radius come from a circle fitted to the points as seen along
+// it.
 #include "estimators/cylinder_fit.h"
 
 #include <cmath>
@@ -11,7 +14,7 @@ using Eigen::Vector3d;
 
 namespace {
 
-/// The eigenvector whose eigenvalue is nearest to zero.
+/// The direction in which the quadric does not curve: the eigenvector whose eigenvalue is nearest to zero.
 Vector3d FlatDirection(const SymmetricEigen3& eigen) {
   int k = 0;
   for (const int i : {1, 2}) {

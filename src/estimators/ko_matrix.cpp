@@ -1,3 +1,5 @@
+// The dense matrix class over LAPACK. Every routine is called with shapes that have been checked: its own
+// checks would print and may end the process.
 #include "estimators/ko_matrix.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The band matrix class over LAPACK, checked like the dense one.
 #include "estimators/ko_matrix_banded.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Line and circle from the principal axes of the points: the directions of most, middle and least scatter.
 #include "estimators/line_circle_fit.h"
 
 #include <algorithm>
@@ -13,10 +14,10 @@ using Eigen::Vector3d;
 
 namespace {
 
-/// Mean, scale and directions of spread of a few points.
+/// The mean of points and the unit directions in which they scatter most and least.
 struct PrincipalAxes {
   Vector3d mean;
-  double scale;  // largest extent of the bounding box; conditions the numbers
+  double scale;  // the longest side of the bounding box, by which points are divided to keep squares near 1
   Vector3d most, middle, least;
 };
 
@@ -58,7 +59,7 @@ OutputShape* EstimateCircle(int count, const Vector3d* points) {
   const auto axes = FindPrincipalAxes(count, points);
   if (!axes) return nullptr;
   primfit::PlaneCircle circle;
-  double widest = 0;  // the points are scaled to a size of 1
+  double widest = 0;  // of the points across the line through them, as a share of their size
   for (int i = 0; i < count; ++i) {
     const Vector3d q = (points[i] - axes->mean) / axes->scale;
     const double along = q.dot(axes->most);
@@ -66,8 +67,7 @@ OutputShape* EstimateCircle(int count, const Vector3d* points) {
     circle.Add(along, across);
     widest = std::max(widest, std::abs(across));
   }
-  // Collinear to rounding: a circle through such points would have any radius.
-  constexpr double kRounding = 1e-13;
+  constexpr double kRounding = 1e-13;  // collinear points: a circle through them would have any radius
   if (widest <= kRounding) return nullptr;
   double s = 0;
   double t = 0;

@@ -1,3 +1,4 @@
+// The plane through the reference point whose normal is the direction of least scatter.
 #include "estimators/plane_fit.h"
 
 #include "estimators/weighted_plane_fit.h"

@@ -1,3 +1,4 @@
+// What the direct estimators share: the check of their points, and the mean.
 #include "estimators/polynomial_fit.h"
 
 #include "fit/messages.h"

@@ -1,3 +1,6 @@
+// The quadric that cylinder and cone are read from. Dividing an equation by the squared distance from the
+// expansion point brings its residual near a distance: otherwise far points would weigh with the fourth power
+// of theirs.
 #include "estimators/quadric_form.h"
 
 #include <algorithm>
@@ -16,7 +19,8 @@ bool QuadricForm::Fit() {
   for (int i = 0; i < count_; ++i) {
     const Eigen::Vector3d d = points_[i] - center_;
     const std::array<double, 10> m = Monomials(d);
-    const double w = d.squaredNorm() + 1e-5;
+    const double w =
+        d.squaredNorm() + 1e-5;  // the constant keeps a point at the centre from dividing by zero
     primfit::RowLeastSquares<9>::Row row;
     std::transform(m.begin(), m.end() - 1, row.begin(), [w](double monomial) { return monomial / w; });
     equations.Add(row, -1 / w);

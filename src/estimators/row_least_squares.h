@@ -9,8 +9,8 @@ namespace primfit {
 
 /// Linear least squares in N unknowns, min |A u - b|, for rows that arrive one by one. Rows are collected in
 /// blocks and folded into the triangle R of A = Q R by Householder reflections (Golub and Van Loan 2013,
-/// section 5.2), so the memory is fixed and nothing is allocated. Normal equations would square the condition
-/// number: of nine points that determine a quadric they leave no digits.
+/// section 5.2). So the memory is fixed and nothing is allocated. Normal equations would be faster, but they
+/// square the condition number: of nine points that determine a quadric they leave no digits.
 template <int N>
 class RowLeastSquares {
  public:
@@ -64,7 +64,8 @@ class RowLeastSquares {
 
   /// Whether every column stands out of the span of those before it by more than rounding.
   bool FullRank() const {
-    constexpr double kRounding = 1e-13;
+    constexpr double kRounding =
+        1e-13;  // of a column's length, what reflections may leave of a dependent one
     for (int j = 0; j < N; ++j) {
       double squared = 0;
       for (int r = 0; r <= j; ++r) squared += triangle_[j][r] * triangle_[j][r];
@@ -74,7 +75,7 @@ class RowLeastSquares {
   }
 
   double triangle_[N + 1][N] = {};  // columns of R, then Q^T b
-  double block_[N + 1][kBlock];     // columns of the rows that wait
+  double block_[N + 1][kBlock];     // columns of the rows not yet folded in
   int filled_ = 0;
 };
 

@@ -1,3 +1,5 @@
+// |p - m|^2 = R^2 is linear in the centre m and R^2 - |m|^2, so that one linear least-squares solve gives the
+// sphere.
 #include "estimators/sphere_fit.h"
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// QL iteration with implicit shifts on three rows. A search decomposes thousands of such matrices, and in
+// fixed space this is faster than a general routine.
 #include "estimators/symmetric_eigen3.h"
 
 #include <cmath>
@@ -26,6 +28,7 @@ bool SymmetricEigen3::Solve() {
   return converged;
 }
 
+/// Iterates until subdiagonal[k] vanishes.
 bool SymmetricEigen3::Converge(int k) {
   constexpr int kMaxIterations = 32;
   for (int iteration = 0; iteration < kMaxIterations; ++iteration) {
@@ -45,6 +48,8 @@ int SymmetricEigen3::FirstNegligible(int k) const {
   return 2;
 }
 
+/// One QL sweep with Wilkinson's shift over rows k to m; the rotations are gathered in the matrix of
+/// eigenvectors.
 void SymmetricEigen3::QlStep(int k, int m) {
   double g = (diagonal[k + 1] - diagonal[k]) / (2 * subdiagonal[k]);
   double r = std::hypot(g, 1.0);

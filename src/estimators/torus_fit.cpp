@@ -1,3 +1,5 @@
+// A torus is a quartic with 14 coefficients, of which a sample of 13 points determines the ratios. Two linear
+// fits use it in turn: the first for the centre alone, the second, about that centre, for axis and radii.
 #include "estimators/torus_fit.h"
 
 #include <algorithm>
@@ -26,7 +28,8 @@ bool TorusFit::FitQuartic() {
   return true;
 }
 
-/// A length near the torus's size, from a few points drawn at random: it only conditions the second fit.
+/// A length near the size of the torus, from a few points: the second fit divides by it, so that fourth
+/// powers stay near 1. Any such length will do, and the fixed seed of the generator keeps it the same.
 double TorusFit::Scale(const Vector3d& centre) const {
   std::minstd_rand generator;
   double largest = 0;

@@ -1,3 +1,6 @@
+// A plane from weighted points. Sums of squares overflow for coordinates beyond 1e154 and vanish below
+// 1e-162; where that happened, points and weights are scaled by powers of two, which costs no bit, and summed
+// up again.
 #include "estimators/weighted_plane_fit.h"
 
 #include <Eigen/Core>
@@ -63,9 +66,9 @@ struct Scatter {
 
 /// The power of two that brings a magnitude near 1.
 double ScaleOf(double largest) {
-  constexpr int kMost = 1000;  // within the range of normal numbers
+  constexpr int kLargestExponent = 1000;  // keeps the scaled numbers normal
   return largest > 0 && std::isfinite(largest)
-             ? std::ldexp(1, std::clamp(-std::ilogb(largest), -kMost, kMost))
+             ? std::ldexp(1, std::clamp(-std::ilogb(largest), -kLargestExponent, kLargestExponent))
              : 1;
 }
 

@@ -1,3 +1,4 @@
+// The histogram of residuals by which a fit is accepted or refused.
 #include "primfit/fit/fit_histogram.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 
 namespace primfit {
 
-/// Stands in front of the room that it hands out.
+/// The head of a block; the room that it hands out follows it in memory.
 struct FitMemory::Block {
   Block* outer;
   std::size_t room;

@@ -8,10 +8,10 @@
 
 namespace primfit {
 
-/// The memory of one fit: a single block, from which the buffers of everything that runs on this thread
-/// while it lives are taken, the last one to be given back first. Allocators return large buffers to the
-/// system when they are freed, and to clear the pages of new ones can cost more than the fit itself; one
-/// block a fit is what they keep.
+/// The memory of one fit: a single block, from which all buffers are taken that are made on this thread while
+/// it lives. The last buffer taken is the first to be given back. Allocators return large buffers to the
+/// system when they are freed, and clearing the pages of new ones can cost more than the fit itself; a single
+/// block they keep for the next fit.
 class FitMemory {
  public:
   explicit FitMemory(std::size_t bytes);
@@ -38,7 +38,8 @@ class FitMemory {
   std::unique_ptr<Block, Free> block_;
 };
 
-/// A buffer of n elements, not initialised: of the fit that runs on this thread, else of the heap.
+/// A buffer of n elements, not initialised: from the FitMemory of this thread, or from the heap where there
+/// is none or it is full.
 template <class T>
 class Scratch {
  public:

@@ -1,5 +1,5 @@
-// What parts of a shape a fit can hold. Records take whatever they are given; a fit that held a part which no
-// shape has would measure its points against nothing.
+// Which values a fit can hold a part at. Records take whatever they are given, but with a NaN or a zero
+// direction held no point has a distance.
 #ifndef PRIMFIT_SRC_FIT_HELD_PARTS_H_
 #define PRIMFIT_SRC_FIT_HELD_PARTS_H_
 

@@ -13,8 +13,8 @@ HistogramBins::HistogramBins(double sigma) {
   inverseWidth_ = 1 / width;
 }
 
-/// The slot by division, put right by the bounds themselves, which decide. Without branches: residuals are
-/// noise, and no processor foresees them.
+/// The slot by a multiplication, which may round into a neighbour, corrected by the bounds themselves. There
+/// are no branches, because no processor predicts which slot noise falls into.
 int HistogramBins::SlotOf(double residual) const {
   const double quotient = residual * inverseWidth_;
   const int slot = quotient < 8 ? static_cast<int>(std::max(quotient, 0.0)) : 8;

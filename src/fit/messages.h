@@ -1,4 +1,5 @@
-// All failures: codes and texts, each written once.
+// All failures: a stable code for programs and a text for people, each written once. The texts are part of
+// the interface too: callers may compare them, so spellings stay, also odd ones.
 #ifndef PRIMFIT_SRC_FIT_MESSAGES_H_
 #define PRIMFIT_SRC_FIT_MESSAGES_H_
 
@@ -28,7 +29,8 @@ inline constexpr Failure kHeldUnusable{
 inline constexpr Failure kHalfAngleUnusable{
     FitErrorCode::kHalfAngleUnusable, "A half-angle must be above zero and below a quarter turn, in radians"};
 inline constexpr Failure kTorusNotProvided{
-    FitErrorCode::kShapeMissing, "FitOutputParamsTorus is not provieded"};  // Deliberate: the known text
+    FitErrorCode::kShapeMissing,
+    "FitOutputParamsTorus is not provieded"};  // Deliberate: callers may compare this spelling
 inline constexpr Failure kConstraintMissing{FitErrorCode::kShapeMissing, "Constraint is not provided"};
 inline constexpr Failure kGoodSampleRate{FitErrorCode::kSampleRate, "Good Sample Rate < 0.1"};
 inline constexpr Failure kDistanceTolerance{FitErrorCode::kDistanceTolerance, "Distance Tolerance < 0.001"};
@@ -43,8 +45,8 @@ inline constexpr Failure kNothingBeforeStop{FitErrorCode::kNothingBeforeStop,
 inline constexpr Failure kHullFailed{FitErrorCode::kHullFailed, "QuickConvexHull failed"};
 
 // The machine and the host.
-inline constexpr Failure kNoMemory{FitErrorCode::kNoMemory,
-                                   "Cannot allocate memmory"};  // Deliberate: hosts compare this very text
+inline constexpr Failure kNoMemory{
+    FitErrorCode::kNoMemory, "Cannot allocate memmory"};  // Deliberate: callers may compare this spelling
 inline constexpr Failure kOutOfMemory{FitErrorCode::kNoMemory, "There is not enough memory"};
 inline constexpr Failure kHostThrew{FitErrorCode::kHostThrew, "The host's function threw"};
 

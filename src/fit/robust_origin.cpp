@@ -16,8 +16,8 @@ Vector3d MiddleOf(const Vector3d& a, const Vector3d& b, const Vector3d& c) {
   return a.cwiseMin(b).cwiseMax(a.cwiseMax(b).cwiseMin(c));
 }
 
-/// The median of medians of three of medians of three and so on (the remedian of Rousseeuw and Bassett 1990),
-/// a few nanoseconds where a selection takes hundreds.
+/// The median of medians of three of medians of three and so on (the remedian of Rousseeuw and Bassett 1990).
+/// It takes nanoseconds where the selection of the true median takes hundreds of them.
 /// @param count  a power of three
 template <class T>
 T Remedian(T* values, int count) {
@@ -30,24 +30,24 @@ T Remedian(T* values, int count) {
 
 }  // namespace
 
-bool FindPlaceOfFew(const Vector3d* points, int count, Vector3d& place) {
-  constexpr double kFar = 64;
-  constexpr int kLeast = 9;
-  if (count < kLeast) return false;
-  int used = kLeast;
+bool FindOrigin(const Vector3d* points, int count, Vector3d& origin) {
+  constexpr double kStrayDistance = 64;  // in medians of the distances from the origin
+  constexpr int kFewestPoints = 9;
+  if (count < kFewestPoints) return false;
+  int used = kFewestPoints;
   while (3 * used <= count) used *= 3;
-  Vector3d places[kFewForOrigin];
-  std::fill(std::copy_n(points, used, places), std::end(places), points[0]);
-  place = Remedian(places, used);
-  double distances[kFewForOrigin] = {}, ordered[kFewForOrigin] = {};
-  for (int i = 0; i < count; ++i) distances[i] = (points[i] - place).lpNorm<Eigen::Infinity>();
+  Vector3d sample[kOriginSample];
+  std::fill(std::copy_n(points, used, sample), std::end(sample), points[0]);
+  origin = Remedian(sample, used);
+  double distances[kOriginSample] = {}, ordered[kOriginSample] = {};
+  for (int i = 0; i < count; ++i) distances[i] = (points[i] - origin).lpNorm<Eigen::Infinity>();
   std::copy_n(distances, used, ordered);
-  const double bound = kFar * Remedian(ordered, used);
+  const double bound = kStrayDistance * Remedian(ordered, used);
   const auto beyond = std::count_if(distances, distances + count, [&](double d) { return !(d <= bound); });
   return 8 * beyond <= count;
 }
 
-Vector3d MedianPlace(Vector3d* points, int count) {
+Vector3d MedianOfComponents(Vector3d* points, int count) {
   if (count == 0) return Vector3d::Zero();
   Vector3d median;
   for (Eigen::Index axis = 0; axis < 3; ++axis) {

@@ -9,10 +9,11 @@
 namespace primfit {
 
 /// v divided by its length; a zero vector stays zero and a NaN vector stays NaN. Lengths whose square would
-/// overflow or lose bits to underflow are taken with hypot. A vector that is of unit length as well as
-/// doubles can tell is left as it is: the rounding of three squares, two sums, a root and a division leaves
-/// the square of what was normalised within 5 epsilon of 1, so normalising twice is normalising once and a
-/// direction keeps its bits on its way from record to record.
+/// overflow or lose bits to underflow are taken with hypot.
+///
+/// A vector that is of unit length as well as doubles can tell is left as it is, so that a direction keeps
+/// its bits on its way from record to record. The rounding of three squares, two sums, a root and a division
+/// leaves the square of a normalised length within 5 epsilon of 1.
 inline Eigen::Vector3d Normalised(const Eigen::Vector3d& v) {
   const double s = v.x() * v.x() + v.y() * v.y() + v.z() * v.z();
   if (std::abs(s - 1) <= 5 * std::numeric_limits<double>::epsilon()) return v;

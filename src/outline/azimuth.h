@@ -14,8 +14,9 @@
 
 namespace primfit {
 
-/// Rises with the azimuth of (x, y) from 0 to 4, a quarter turn each: of the point where its ray meets the
-/// square |x| + |y| = 1. Directions within 1e-8 of the y axis are taken for it.
+/// The square azimuth of (x, y): how far along the square |x| + |y| = 1, a side for each quarter turn, its
+/// ray meets the square. It rises with the azimuth from 0 to 4. Directions within 1e-8 of the y axis count as
+/// that axis.
 inline double SquareAzimuth(double x, double y) {
   if (std::abs(x) < 1e-8) return y > 0 ? 1 : 3;
   const double t = y / (std::abs(x) + std::abs(y));
@@ -23,7 +24,7 @@ inline double SquareAzimuth(double x, double y) {
   return y < 0 ? 4 + t : t;
 }
 
-/// The azimuth in [0, 2 pi) that rises so.
+/// The azimuth in [0, 2 pi) of a square azimuth.
 inline double AzimuthOf(double square) {
   const double y = square <= 1 ? square : square < 3 ? 2 - square : square - 4;
   const double x = square <= 1 || square >= 3 ? 1 - std::abs(y) : std::abs(y) - 1;

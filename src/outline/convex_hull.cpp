@@ -1,3 +1,5 @@
+// Convex hull with exact decisions: a fast test decides where its rounding error cannot matter, and exact
+// arithmetic decides the rest. So the hull is convex for any input, also for many collinear points.
 #include "outline/convex_hull.h"
 
 #include <algorithm>
@@ -80,21 +82,49 @@ int Turn(const Point& a, const Point& b, const Point& c) {
   return ExactTurn(a, b, c);
 }
 
-double Flushed(double coordinate) { return std::abs(coordinate) < kSmallest ? 0 : coordinate; }
+/// Coordinates whose products would underflow count as 0.
+double WithoutTiny(double coordinate) { return std::abs(coordinate) < kSmallest ? 0 : coordinate; }
 
 Point PointAt(const double* coordinates, int i) {
-  return {Flushed(coordinates[2 * std::ptrdiff_t{i}]), Flushed(coordinates[2 * std::ptrdiff_t{i} + 1]), i};
+  return {WithoutTiny(coordinates[2 * std::ptrdiff_t{i}]),
+          WithoutTiny(coordinates[2 * std::ptrdiff_t{i} + 1]), i};
 }
 
-/// The inside of a convex polygon of a few of the points: no vertex of the hull lies in it (S. G. Akl and G.
-/// T. Toussaint, A fast convex hull algorithm, 1978). The corners are the extreme points in eight directions.
-class Inside {
+/// The inside of a convex polygon of up to eight of the points, the extreme ones in eight directions. No
+/// vertex of the hull lies in it, and most points of a cloud do, so they need not be sorted (S. G. Akl and G.
+/// T. Toussaint, A fast convex hull algorithm, 1978).
+class InnerPolygon {
  public:
-  Inside(int m, const double* coordinates) {
+  InnerPolygon(int m, const double* coordinates) {
+    double largest = 0;
+    const auto corners = ExtremePoints(m, coordinates, largest);
+    // Counter-clockwise: a x + b y >= c to the left of an edge. The margin is far above its rounding error,
+    // so that no point of the boundary counts as inside.
+    for (std::size_t k = 0; k < kDirections; ++k) {
+      const Point& from = corners[k];
+      const Point& to = corners[(k + 1) % kDirections];
+      const double a = from.y - to.y, b = to.x - from.x;
+      if (a == 0 && b == 0) continue;  // the same corner twice
+      a_[edges_] = a;
+      b_[edges_] = b;
+      c_[edges_++] = a * from.x + b * from.y + 1e-14 * (std::abs(a) + std::abs(b)) * largest;
+    }
+  }
+  bool Contains(const Point& p) const {
+    if (edges_ < 3) return false;
+    bool inside = true;
+    for (std::size_t k = 0; k < edges_; ++k) inside &= a_[k] * p.x + b_[k] * p.y > c_[k];
+    return inside;
+  }
+
+ private:
+  static constexpr std::size_t kDirections = 8;
+
+  /// The farthest points along x, x + y, y and so on, counter-clockwise, and the largest coordinate.
+  static std::array<Point, kDirections> ExtremePoints(int m, const double* coordinates, double& largest) {
     std::array<double, kDirections> farthest;
     farthest.fill(-std::numeric_limits<double>::infinity());
     std::array<Point, kDirections> corners{};
-    double largest = 0;
     for (int i = 0; i < m; ++i) {
       const Point p = PointAt(coordinates, i);
       const double sum = p.x + p.y, difference = p.x - p.y;
@@ -108,50 +138,31 @@ class Inside {
       }
       largest = std::max({largest, std::abs(p.x), std::abs(p.y)});
     }
-    // Counter-clockwise: a x + b y >= c to the left of an edge. The margin is far above its rounding error,
-    // so that no point of the boundary counts as inside.
-    for (std::size_t k = 0; k < kDirections; ++k) {
-      const Point& from = corners[k];
-      const Point& to = corners[(k + 1) % kDirections];
-      const double a = from.y - to.y, b = to.x - from.x;
-      if (a == 0 && b == 0) continue;  // the same corner twice
-      a_[edges_] = a;
-      b_[edges_] = b;
-      c_[edges_++] = a * from.x + b * from.y + 1e-14 * (std::abs(a) + std::abs(b)) * largest;
-    }
-  }
-  bool Holds(const Point& p) const {
-    if (edges_ < 3) return false;
-    bool inside = true;
-    for (std::size_t k = 0; k < edges_; ++k) inside &= a_[k] * p.x + b_[k] * p.y > c_[k];
-    return inside;
+    return corners;
   }
 
- private:
-  static constexpr std::size_t kDirections = 8;
   std::array<double, kDirections> a_, b_, c_;
   std::size_t edges_ = 0;
 };
 
-/// The distinct places that can be corners, from left to right, from below where x is equal; each by its
-/// first point.
-std::vector<Point> SortedPlaces(int m, const double* coordinates) {
-  std::vector<Point> places;
-  const Inside inside(m, coordinates);
+/// The points that can be corners, ordered by x and then y; of points with equal coordinates the first.
+std::vector<Point> SortedCandidates(int m, const double* coordinates) {
+  std::vector<Point> candidates;
+  const InnerPolygon inner(m, coordinates);
   for (int i = 0; i < m; ++i) {
     const Point p = PointAt(coordinates, i);
-    if (!inside.Holds(p)) places.push_back(p);
+    if (!inner.Contains(p)) candidates.push_back(p);
   }
-  std::sort(places.begin(), places.end(), [](const Point& a, const Point& b) {
+  std::sort(candidates.begin(), candidates.end(), [](const Point& a, const Point& b) {
     return std::tie(a.x, a.y, a.index) < std::tie(b.x, b.y, b.index);
   });
-  const auto samePlace = [](const Point& a, const Point& b) { return a.x == b.x && a.y == b.y; };
-  places.erase(std::unique(places.begin(), places.end(), samePlace), places.end());
-  return places;
+  const auto coincide = [](const Point& a, const Point& b) { return a.x == b.x && a.y == b.y; };
+  candidates.erase(std::unique(candidates.begin(), candidates.end(), coincide), candidates.end());
+  return candidates;
 }
 
-/// Appends the part of the hull from the first place to the last one, which is left out: it begins the way
-/// back.
+/// Appends the chain of the hull from the first point to the last one, which is left out because it begins
+/// the chain back. A point at which the chain does not turn left is no corner (Andrew 1979).
 template <class Iterator>
 void AppendChain(Iterator first, Iterator last, std::vector<Point>& hull) {
   const std::size_t start = hull.size();
@@ -162,11 +173,11 @@ void AppendChain(Iterator first, Iterator last, std::vector<Point>& hull) {
   hull.pop_back();
 }
 
-std::vector<Point> Hull(const std::vector<Point>& places) {
-  if (places.size() < 2) return places;
+std::vector<Point> Hull(const std::vector<Point>& candidates) {
+  if (candidates.size() < 2) return candidates;
   std::vector<Point> hull;
-  AppendChain(places.begin(), places.end(), hull);
-  AppendChain(places.rbegin(), places.rend(), hull);
+  AppendChain(candidates.begin(), candidates.end(), hull);
+  AppendChain(candidates.rbegin(), candidates.rend(), hull);
   return hull;
 }
 
@@ -182,7 +193,7 @@ int QuickConvexHull2d(int m, const double* points, int* hullCount, int** hullInd
   const auto usable = [](double coordinate) { return std::abs(coordinate) <= kLargest; };  // false for NaN
   if (!std::all_of(points, points + 2 * std::ptrdiff_t{m}, usable)) return primfit::kHullBadCoordinate;
 
-  const std::vector<Point> hull = Hull(SortedPlaces(m, points));
+  const std::vector<Point> hull = Hull(SortedCandidates(m, points));
   auto indices = std::make_unique_for_overwrite<int[]>(hull.size());
   std::transform(hull.begin(), hull.end(), indices.get(), [](const Point& p) { return p.index; });
   *hullCount = static_cast<int>(hull.size());

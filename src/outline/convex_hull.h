@@ -7,20 +7,20 @@ namespace primfit {
 enum HullStatus : int {
   kHullOk = 0,
   kHullNegativeCount = 1,  ///< m < 0
-  kHullNullPointer = 2,    ///< no points although m > 0, or no place for the result
+  kHullNullPointer = 2,    ///< no points although m > 0, or null where the result is to go
   kHullBadCoordinate = 3,  ///< a coordinate is not finite or beyond 1e150
 };
 
 }  // namespace primfit
 
-/// Convex hull of points in the plane: the positions of its extreme points, each place once, none in the
-/// middle of a straight edge, counter-clockwise from the leftmost (the lowest of these).
+/// Convex hull of points in the plane: the indices of its corners, no two with equal coordinates and none in
+/// the middle of a straight edge, counter-clockwise from the leftmost (of several, the lowest).
 ///
 /// All decisions are exact for the coordinates as given, so that neither many collinear points nor an offset
 /// that eats up most digits gives a hull that is not convex or misses a point. Coordinates smaller than
-/// 1e-130 count as 0. Of points at the same place the first in the array is taken. Fewer than three indices
-/// come back where the points span no area: two for points on one line, one for a single place, none (and a
-/// null array) for m = 0.
+/// 1e-130 count as 0. Of points with equal coordinates the first in the array is taken. Fewer than three
+/// indices come back where the points span no area: two for points on one line, one where all coincide, none
+/// (and a null array) for m = 0.
 ///
 /// @param m            number of points
 /// @param points       x0, y0, x1, y1, ...; may be null when m is 0

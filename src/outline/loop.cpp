@@ -1,3 +1,5 @@
+// Vertices of a loop put in order by angle and thinned: corners of a boundary that a viewer would not see are
+// remaining out.
 #include "outline/loop.h"
 
 #include <Eigen/Core>
@@ -12,7 +14,7 @@ namespace {
 using Eigen::Vector2d;
 using Vertices = std::vector<Vector2d>;
 
-/// A vertex's position in the loop and its angle around the centroid, radians in [0, 2 pi).
+/// A vertex's index in the loop and its angle around the centroid, radians in [0, 2 pi).
 struct index_angle {
   std::size_t index;
   double angle;
@@ -39,8 +41,9 @@ Vertices SortedByAngle(const Vertices& loop) {
   return sorted;
 }
 
-/// True where the outline hardly turns at `vertex`, turns back, or hardly moves on. Squares keep a root out
-/// of it: cos^2 of the turn is (in . out)^2 / (|in|^2 |out|^2).
+/// True where the outline turns by less than 5 degrees at `vertex`, turns back within 5 degrees, or moves by
+/// less than 1e-5. The test is on squares and takes no root: cos^2 of the turn is (in . out)^2 / (|in|^2
+/// |out|^2).
 bool IsRedundant(const Vector2d& previous, const Vector2d& vertex, const Vector2d& next) {
   constexpr double kShortSquared = 1e-10;
   static const double kCosLimit = std::cos(8 * std::atan(1.0) * 5 / 360);
@@ -53,13 +56,14 @@ bool IsRedundant(const Vector2d& previous, const Vector2d& vertex, const Vector2
          dot * dot > inSquared * outSquared * kCosLimit * kCosLimit;
 }
 
-/// Each vertex is judged between the last one that was kept and the next one of the whole loop.
+/// The loop without redundant vertices, as long as at least three are remaining. The neighbours of a vertex
+/// are the last one that was kept and the next one of the whole loop.
 Vertices Thinned(const Vertices& loop) {
   Vertices kept = {loop.front()};
   for (std::size_t i = 1; i < loop.size(); ++i) {
-    const std::size_t left = kept.size() + loop.size() - i;
+    const std::size_t remaining = kept.size() + loop.size() - i;
     const Vector2d& next = i + 1 < loop.size() ? loop[i + 1] : loop.front();
-    if (left < 4 || !IsRedundant(kept.back(), loop[i], next)) kept.push_back(loop[i]);
+    if (remaining < 4 || !IsRedundant(kept.back(), loop[i], next)) kept.push_back(loop[i]);
   }
   return kept;
 }

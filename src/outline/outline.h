@@ -3,6 +3,7 @@
 
 #include <memory>
 
+// The boundary loop of a planar patch.
 namespace primfit {
 
 /// A closed loop of vertices u0, v0, u1, v1, ...; the array comes from new[].

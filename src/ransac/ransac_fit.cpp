@@ -1,3 +1,4 @@
+// Random-sample consensus: draw, make a candidate, count its consensus set, keep the best, refit that one.
 #include "ransac/ransac_fit.h"
 
 #include <algorithm>
@@ -24,6 +25,7 @@ constexpr double kScoreBand = 0.012;
 /// So many candidates above the expected number of inliers end a search that may stop early.
 constexpr int kEarlyStopCandidates = 10;
 
+/// The number of worker passes of a search: one for each hardware thread, unless a SuppressFitterMT lives.
 int WorkerCount() {
   if (primfit::SuppressionCount() > 0) return 1;
   return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));

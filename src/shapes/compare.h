@@ -1,4 +1,6 @@
-// What the shapes' Similarity and Difference share.
+// What Similarity and Difference of the shapes share: comparisons of parts, and means of two shapes against
+// which points are measured. Similarity works on plain coordinates in the unit of the points, so a centre one
+// unit away is not similar at all, whatever the size of the shape.
 #ifndef PRIMFIT_SRC_SHAPES_COMPARE_H_
 #define PRIMFIT_SRC_SHAPES_COMPARE_H_
 
@@ -11,6 +13,7 @@
 
 namespace primfit {
 
+/// The Difference of shapes of different kinds.
 inline constexpr double kDifferentKinds = std::numeric_limits<double>::max();
 
 /// sqrt(1 - |c - c'|^2), or 0 for centres 1 or more apart.
@@ -19,6 +22,7 @@ inline double CentreSimilarity(const Eigen::Vector3d& c, const Eigen::Vector3d& 
   return x > 0 ? std::sqrt(x) : 0;
 }
 
+/// The cosine of the angle between two axes, whose signs are arbitrary.
 inline double AxisSimilarity(const Eigen::Vector3d& a, const Eigen::Vector3d& other) {
   return std::abs(a.dot(other));
 }

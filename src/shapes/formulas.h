@@ -1,6 +1,7 @@
-// The deviation of a point from each shape, written once and generic in the number type T, so that the answer
-// for one point and the batch answer cannot disagree. Operations stand in a fixed order; contraction into
-// fused multiply-adds is off for the whole build.
+// The orthogonal distance of a point from each shape, written once and generic in the number type T, so that
+// the answer for one point and that of the kernels cannot disagree: T is double or a packet of them.
+// Operations stand in a fixed order and contraction into fused multiply-adds is off for the whole build,
+// because a point on the bound of an inlier band must count the same everywhere.
 //
 // Each formula offers
 //   Quantity(x, y, z)  what the shape's close band bounds: a squared distance, or a plain one for plane and cone;

@@ -1,3 +1,5 @@
+// A circle in space. Its close band is about the distance from the axis alone, so it is a cylindrical shell:
+// a search for arcs counts points above and below the plane too.
 #include "primfit/shapes/output_circle.h"
 
 #include <cmath>

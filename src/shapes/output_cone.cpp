@@ -1,3 +1,5 @@
+// A circular cone of two nappes. The distance is that from the surface line in the plane of the point and the
+// axis. It is exact unless the foot point would lie beyond the apex.
 #include "primfit/shapes/output_cone.h"
 
 #include <cmath>
@@ -25,6 +27,7 @@ void OutputCone::Printout(std::FILE* f) const {
                axis_.x(), axis_.y(), axis_.z());
 }
 
+/// Against the normal by the signed distance: n = cos w / |w| - sin a points out of the surface.
 Vector3d OutputCone::ClosestPoint(const Vector3d& p) const {
   const Vector3d v = p - apex_;
   const double s = v.dot(axis_);
@@ -47,6 +50,7 @@ Vector3d OutputCone::EvalNormal(const Vector3d& p) const {
   return primfit::Normalised(v.dot(axis_) * v - v.squaredNorm() * axis_);
 }
 
+/// Sine and cosine are taken here, once for many calls of IsClosePoint.
 void OutputCone::SetDistSqrdThreshod(double t) {
   sinAngle_ = std::sin(angle_);
   cosAngle_ = std::cos(angle_);
@@ -59,6 +63,7 @@ bool OutputCone::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(formula, p, CloseLow(), CloseHigh());
 }
 
+/// The largest distance of the points from the mean of both cones.
 double OutputCone::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* cone = dynamic_cast<const OutputCone*>(other);
   if (cone == nullptr) return primfit::kDifferentKinds;

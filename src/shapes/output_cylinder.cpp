@@ -1,3 +1,5 @@
+// An infinite circular cylinder. Its close band is about the squared distance from the axis, which takes no
+// root.
 #include "primfit/shapes/output_cylinder.h"
 
 #include <cmath>
@@ -32,6 +34,7 @@ Vector3d OutputCylinder::ClosestPoint(const Vector3d& p) const {
   const double s = v.dot(axis_);
   const Vector3d w = v - s * axis_;
   const double rho = w.norm();
+  // Deliberate: on the axis a fixed offset along x, whatever the axis is. It keeps the result repeatable.
   if (rho < 1e-8) return center_ + s * axis_ + Vector3d(radius_, 0, 0);
   return center_ + s * axis_ + (radius_ / rho) * w;
 }
@@ -47,6 +50,7 @@ bool OutputCylinder::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(primfit::FormulaOf(*this), p, CloseLow(), CloseHigh());
 }
 
+/// How far the roots of the points' squared distances from the mean axis differ from the mean radius.
 double OutputCylinder::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* cylinder = dynamic_cast<const OutputCylinder*>(other);
   if (cylinder == nullptr) return primfit::kDifferentKinds;

@@ -1,3 +1,4 @@
+// An infinite line. Its quantity for the close band is the squared distance from it.
 #include "primfit/shapes/output_line.h"
 
 #include "fit/vector_math.h"

@@ -1,3 +1,4 @@
+// A plane. Its close band is about the plain distance.
 #include "primfit/shapes/output_plane.h"
 
 #include "fit/vector_math.h"
@@ -35,6 +36,7 @@ bool OutputPlane::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(primfit::FormulaOf(*this), p, CloseLow(), CloseHigh());
 }
 
+/// The largest distance of the points from the mean of both planes.
 double OutputPlane::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* plane = dynamic_cast<const OutputPlane*>(other);
   if (plane == nullptr) return primfit::kDifferentKinds;

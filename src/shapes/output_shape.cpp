@@ -1,4 +1,5 @@
-// What all shapes share: point-set evaluation over the virtual interface, names, summaries.
+// What all shapes share: selection of close points, the quality record, names, and summaries over point sets.
+// The hot loops are in kernels/batch.h.
 #include "primfit/shapes/output_shape.h"
 
 #include <algorithm>
@@ -37,8 +38,8 @@ bool OutputShape::GetClosePoints(const Vector3d* points, int n, double t, std::v
 
 namespace {
 
-/// Sums over residuals. Eight of each, added up in a fixed order at the end, so that they can be taken
-/// together and come out alike on every machine.
+/// Sums over residuals. Each is kept in eight lanes that are added up in a fixed order at the end, so that
+/// the compiler may use vectors of any width and the sums have the same bits on every machine.
 class ResidualSums {
  public:
   /// Adds residuals and replaces them by their magnitudes.
@@ -116,7 +117,8 @@ double OutputShape::RootMeanSquare(int n, const Vector3d* points) const {
 
 namespace {
 
-/// Writes the name of the exact dynamic type; a subclass of a named class has none.
+/// Writes a name and a terminating zero. Names are those of the exact dynamic type: a subclass of a named
+/// class may be another shape, and is "Unknown".
 void WriteName(std::string_view name, char* buffer) { buffer[name.copy(buffer, name.size())] = '\0'; }
 
 }  // namespace
@@ -151,10 +153,11 @@ double OutputSurface::Check(int n, Vector3d* points) { return RootMeanSquare(n, 
 bool OutputSurface::GoodFit(int n, Vector3d* points, double fraction, double tolerance) {
   if (n < 1 || points == nullptr) return false;
   const double allowed = n - std::trunc(n * fraction);
-  const double budget = allowed > 0 ? allowed : 0;
+  const double mostOutliers = allowed > 0 ? allowed : 0;
   int outliers = 0;
   for (int i = 0; i < n; ++i) {
-    if (Distance(points[i]) > tolerance && ++outliers > budget) return false;
+    // Deliberate: the distance with its sign, so points behind the surface never count as outliers.
+    if (Distance(points[i]) > tolerance && ++outliers > mostOutliers) return false;
   }
   return true;
 }

@@ -1,3 +1,4 @@
+// A sphere. Its close band is about the squared distance from the centre, which takes no root.
 #include "primfit/shapes/output_sphere.h"
 
 #include <cmath>
@@ -26,6 +27,7 @@ void OutputSphere::Printout(std::FILE* f) const {
 Vector3d OutputSphere::ClosestPoint(const Vector3d& p) const {
   const Vector3d v = p - center_;
   const double length = v.norm();
+  // At the centre every direction is nearest; the fixed choice keeps the result repeatable.
   if (length < 1e-8) return center_ + Vector3d(radius_, 0, 0);
   return center_ + (radius_ / length) * v;
 }
@@ -38,6 +40,7 @@ bool OutputSphere::IsClosePoint(const Vector3d& p) {
   return primfit::InBand(primfit::FormulaOf(*this), p, CloseLow(), CloseHigh());
 }
 
+/// How far the points' distances from the mean centre differ from the mean radius.
 double OutputSphere::Difference(const OutputSurface* other, int n, const Vector3d* points) const {
   const auto* sphere = dynamic_cast<const OutputSphere*>(other);
   if (sphere == nullptr) return primfit::kDifferentKinds;

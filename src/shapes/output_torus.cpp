@@ -1,3 +1,4 @@
+// A ring torus. Its close band is about the squared distance from the centre circle.
 #include "primfit/shapes/output_torus.h"
 
 #include <cmath>
@@ -28,6 +29,7 @@ void OutputTorus::Printout(std::FILE* f) const {
                majorRadius_, minorRadius_, axis_.x(), axis_.y(), axis_.z());
 }
 
+/// From the foot point on the centre circle on towards p, by the radius of the tube.
 Vector3d OutputTorus::ClosestPoint(const Vector3d& p) const {
   const Vector3d v = p - center_;
   const Vector3d w = v - v.dot(axis_) * axis_;

@@ -19,6 +19,8 @@
 
 namespace {
 
+/// The scale of the histogram, in the unit of the points: the default scanner error of a fit. A record does
+/// not know the one that it was fitted with.
 constexpr double kRecordScannerError = 0.006;
 
 FitQuality Measure(OutputShape&& shape, int n, const Eigen::Vector3d* points) {

@@ -24,8 +24,10 @@ class PRIMFIT_API FitHistogram {
 
   double Sigma() const { return sigma_; }
   double CountOnSlot(int k) const { return counts_[k]; }
-  /// Share of all residuals that fell into slot k.
+  /// Share of all residuals that fell into slot k. "Splot" stands for slot here and below: the spellings are
+  /// exported, and callers link against them.
   double DistributionOnSplot(int k) const { return distribution_[k]; }
+  /// The number of slots, 10.
   static int NumberSplots() { return NUMSLOTS; }
   int GetTotalCount() const;
   /// Whether a share of at least a of the residuals is below sigma and at least b below 2 sigma.

@@ -65,7 +65,7 @@ class PRIMFIT_API RansacConsensus {
   RansacConsensus(const Eigen::Vector3d& seed, double radiusHint, int n, const Eigen::Vector3d* points,
                   int sampleSize, double successProbability, double goodSampleRate, double scannerError,
                   double distanceTolerance);
-  /// Copies everything but the lock.
+  /// A copy searches the same points with the same settings.
   RansacConsensus(const RansacConsensus& other);
 
   int sampleSize() const { return sampleSize_; }
@@ -73,6 +73,8 @@ class PRIMFIT_API RansacConsensus {
   double successProbability() const { return successProbability_; }
   double goodSampleRate() const { return goodSampleRate_; }
   double scannerError() const { return scannerError_; }
+  /// For subclasses; the search of cylinders refits with a tolerance of its own.
+  double distanceTolerance() const { return distanceTolerance_; }
   int count() const { return n_; }
   const Eigen::Vector3d* points() const { return points_; }
   const Eigen::Vector3d& seed() const { return seed_; }

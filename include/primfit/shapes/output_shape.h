@@ -31,7 +31,8 @@ class PRIMFIT_API OutputShape {
   virtual Eigen::Vector3d ClosestPoint(const Eigen::Vector3d& p) const = 0;
   /// Unit normal at the point of the shape nearest p.
   virtual Eigen::Vector3d EvalNormal(const Eigen::Vector3d& p) const = 0;
-  /// Sets the close band for the distance tolerance t (a plain distance, in spite of the name).
+  /// Sets the close band for the distance tolerance t, which is a plain distance and not squared. The
+  /// spelling is that of an exported symbol, which callers link against.
   virtual void SetDistSqrdThreshod(double t) = 0;
   /// Whether p lies within the close band; takes no square root where the shape's formula needs none.
   virtual bool IsClosePoint(const Eigen::Vector3d& p) = 0;
