@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "adaptive/model/model.h"
+#include "adaptive/model/refine.h"
 #include "primfit/fit/scoped_seed.h"
 #include "scenes.h"
 

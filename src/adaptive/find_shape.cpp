@@ -47,11 +47,11 @@ double LeastBound(bool curve, const FitOptionsBase& options, Scene& scene) {
 
 /// What the options and constraints say, in the units of the sample.
 SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOptionsBase& options,
-                        const Given& given, const Units& units, Scene& scene) {
+                        const Start& start, const Units& units, Scene& scene) {
   SearchTask task{.kind = kind, .plausible = plausible.In(units)};
-  task.held = given.held;
-  task.startsFromGiven = given.model.has_value();
-  if (given.model) task.given = units.Into(*given.model);
+  task.held = start.held;
+  task.evaluatesStart = start.model.has_value();
+  if (start.model) task.start = units.Into(*start.model);
   const double least = LeastBound(task.IsOfCurve(), options, scene) / units.size;
   task.bounds.least = std::clamp(least, kLeastBound, kLargestBound);
   task.bounds.most = kLargestBound;
@@ -119,10 +119,10 @@ Converged ConvergeFirst(const std::vector<Hypothesis>& hypotheses, const Converg
 }
 
 /// Refuses what has no answer whatever the points are, and too few points for the free parameters.
-void RequirePossible(ShapeKind kind, const Scene& scene, const Given& given) {
-  const FreeParameters parameters = FreeParametersOf(Model{.kind = kind, .major = 2, .minor = 1}, given.held);
+void RequirePossible(ShapeKind kind, const Scene& scene, const Start& start) {
+  const FreeParameters parameters = FreeParametersOf(Model{.kind = kind, .major = 2, .minor = 1}, start.held);
   if (parameters.count == 0) throw FitError(messages::kOverConstrained);
-  if (given.model) RequireUsable(*given.model, given.held);
+  if (start.model) RequireUsable(*start.model, start.held);
   if (scene.Points().size() <= static_cast<std::size_t>(parameters.count))
     throw FitError(messages::kNotEnoughPoints);
 }
@@ -131,25 +131,25 @@ void RequirePossible(ShapeKind kind, const Scene& scene, const Given& given) {
 
 // The random numbers continue from stage to stage, so the order of the calls below decides which samples are
 // drawn.
-Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Given& given,
+Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Start& start,
                   Budget& budget) {
-  RequirePossible(kind, scene, given);
+  RequirePossible(kind, scene, start);
   const bool isNoiseKnown = IsNoiseKnown(options);
-  const Plausible plausible(kind, options, scene.Origin(), given.held);
+  const Plausible plausible(kind, options, scene.Origin(), start.held);
   Dice dice(SeedOf(options));
   Sample& sample = scene.RandomSample(dice);
   if (!(sample.units.size > 0)) throw FitError(messages::kNothingStandsOut);
-  const SearchTask searchTask = SearchTaskOf(kind, plausible, options, given, sample.units, scene);
+  const SearchTask searchTask = SearchTaskOf(kind, plausible, options, start, sample.units, scene);
   SearchOutcome search = SearchNested(searchTask, isNoiseKnown, sample, dice, budget);
   search = SearchRivals(std::move(search), searchTask, isNoiseKnown, sample, dice, budget);
-  ConvergeTask task{.held = given.held, .noise = options.noise, .tolerance = options.tolerance};
+  ConvergeTask task{.held = start.held, .noise = options.noise, .tolerance = options.tolerance};
   task.plausible = &plausible;
   task.size = sample.units.size;
   task.resolution = &scene.CoordinateResolution();
   Outcome outcome;
   outcome.converged = ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget);
   outcome.model = outcome.converged.model;
-  outcome.covariance = CovarianceOf(outcome.converged, given.held);
+  outcome.covariance = CovarianceOf(outcome.converged, start.held);
   outcome.report = ReportOf(outcome.converged, outcome.covariance, search, scene, budget);
   return outcome;
 }

@@ -26,13 +26,13 @@ struct Outcome {
 };
 
 /// Parts that constraints hold, and their values as a model relative to the scene's origin.
-struct Given {
+struct Start {
   unsigned held = 0;
   std::optional<Model> model;
 };
 
 /// @throws FitError as primfit::fit says
-Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Given& given,
+Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Start& start,
                   Budget& budget);
 
 }  // namespace primfit::adaptive

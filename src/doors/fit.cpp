@@ -1,4 +1,4 @@
-// primfit::fit: checks what it is given, turns constraints into a model, has the shape found, and turns what
+// primfit::fit: checks what it is start, turns constraints into a model, has the shape found, and turns what
 // was found into the caller's record. The work is done below, in adaptive/.
 #include "primfit/fit.h"
 
@@ -25,11 +25,11 @@ using adaptive::Scene;
 
 /// The values of constraints, in the caller's coordinates.
 template <class D>
-adaptive::Given GivenBy(const typename D::Constraints* constraints) {
-  using Start = typename D::Start;
-  const auto* start = constraints != nullptr ? (constraints->*D::kStartOf)() : nullptr;
-  if (start == nullptr) return {};
-  return {HeldComponents<Start>(*constraints), ModelFrom<Start>(*start)};
+adaptive::Start StartOf(const typename D::Constraints* constraints) {
+  using StartD = typename D::Start;
+  const auto* record = constraints != nullptr ? (constraints->*D::kStartOf)() : nullptr;
+  if (record == nullptr) return {};
+  return {HeldComponents<StartD>(*constraints), ModelFrom<StartD>(*record)};
 }
 
 /// @param m      in the caller's coordinates
@@ -46,7 +46,7 @@ typename D::Record RecordOf(const Model& m, const AxisFrame& frame) {
 
 /// What was found, as the caller sees it.
 template <class Shape>
-FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Given& given, const Scene& scene) {
+FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene) {
   FitResult<Shape> result;
   std::vector<std::uint32_t> chosen = scene.WithCopies(std::move(out.converged.inliers));
   const Scratch<Vector3d> inliers(chosen.size());
@@ -58,7 +58,7 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Given& given, c
   AxisFrame frame(out.model, {inliers.data(), chosen.size()});
   Model m = out.model;
   m.center += scene.Origin();
-  if (given.model) m = WithComponents(m, given.held, *given.model);
+  if (start.model) m = WithComponents(m, start.held, *start.model);
   frame.axis = m.axis;
   result.shape = RecordOf<Description<Shape>>(m, frame);
   result.inliers = scene.GivenIndices(std::move(chosen));
@@ -82,10 +82,10 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   Scene scene(points, options.weights, budget);
   if (scene.Points().empty()) throw FitError(messages::kPointsMissing);
 
-  const adaptive::Given given = GivenBy<D>(options.constraints);
-  adaptive::Given inScene = given;
+  const adaptive::Start start = StartOf<D>(options.constraints);
+  adaptive::Start inScene = start;
   if (inScene.model) inScene.model->center -= scene.Origin();
-  return ResultOf<Shape>(adaptive::FindShape(D::kKind, scene, options, inScene, budget), given, scene);
+  return ResultOf<Shape>(adaptive::FindShape(D::kKind, scene, options, inScene, budget), start, scene);
 }
 
 template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);

@@ -3,11 +3,12 @@
 #include <cmath>
 
 using Eigen::Vector3d;
-using primfit::Part;
+using primfit::ParameterGroup;
 using Kind = primfit::ShapeParameters::Kind;
 
 TRLine::TRLine(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kPlane, {Part::kDistance, Part::kDirectionInPlane}, points, tolerance) {}
+    : ResidualModel(Kind::kPlane, {ParameterGroup::kDistance, ParameterGroup::kDirectionInPlane}, points,
+                    tolerance) {}
 
 void TRLine::FixDirection(const Vector3d& direction) {
   direction_ = direction;
@@ -21,7 +22,8 @@ void TRLine::GetResult(Vector3d& root, Vector3d& direction) const {
 }
 
 TRCircle::TRCircle(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kSphere, {Part::kCenterInPlane, Part::kMinor}, points, tolerance) {}
+    : ResidualModel(Kind::kSphere, {ParameterGroup::kCenterInPlane, ParameterGroup::kMinor}, points,
+                    tolerance) {}
 
 void TRCircle::GetResult(Vector3d& center, double& radius) const {
   const auto circle = Result();
@@ -30,7 +32,8 @@ void TRCircle::GetResult(Vector3d& center, double& radius) const {
 }
 
 TRPlane::TRPlane(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kPlane, {Part::kDistance, Part::kDirection}, points, tolerance) {}
+    : ResidualModel(Kind::kPlane, {ParameterGroup::kDistance, ParameterGroup::kDirection}, points,
+                    tolerance) {}
 
 void TRPlane::GetResult(Vector3d& origin, Vector3d& normal) const {
   const auto plane = Result();
@@ -39,7 +42,7 @@ void TRPlane::GetResult(Vector3d& origin, Vector3d& normal) const {
 }
 
 TRSphere::TRSphere(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kSphere, {Part::kCenter, Part::kMinor}, points, tolerance) {}
+    : ResidualModel(Kind::kSphere, {ParameterGroup::kCenter, ParameterGroup::kMinor}, points, tolerance) {}
 
 void TRSphere::GetResult(Vector3d& center, double& radius) const {
   const auto sphere = Result();
@@ -48,7 +51,9 @@ void TRSphere::GetResult(Vector3d& center, double& radius) const {
 }
 
 TRCylinder::TRCylinder(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kCylinder, {Part::kCenter, Part::kMinor, Part::kDirection}, points, tolerance) {}
+    : ResidualModel(Kind::kCylinder,
+                    {ParameterGroup::kCenter, ParameterGroup::kMinor, ParameterGroup::kDirection}, points,
+                    tolerance) {}
 
 void TRCylinder::GetResult(Vector3d& origin, double& radius, Vector3d& axis) const {
   const auto cylinder = Result();
@@ -58,7 +63,9 @@ void TRCylinder::GetResult(Vector3d& origin, double& radius, Vector3d& axis) con
 }
 
 TRCone::TRCone(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kCone, {Part::kCenter, Part::kMinor, Part::kDirection}, points, tolerance) {}
+    : ResidualModel(Kind::kCone,
+                    {ParameterGroup::kCenter, ParameterGroup::kMinor, ParameterGroup::kDirection}, points,
+                    tolerance) {}
 
 void TRCone::GetResult(Vector3d& apex, double& angle, Vector3d& axis) const {
   const auto cone = Result();
@@ -80,8 +87,10 @@ void ReadTorus(const primfit::ShapeParameters& torus, Vector3d& center, double& 
 }  // namespace
 
 TRTorus::TRTorus(const primfit::PointRefs& points, double tolerance)
-    : ResidualModel(Kind::kTorus, {Part::kCenter, Part::kMajor, Part::kMinor, Part::kDirection}, points,
-                    tolerance) {}
+    : ResidualModel(Kind::kTorus,
+                    {ParameterGroup::kCenter, ParameterGroup::kMajor, ParameterGroup::kMinor,
+                     ParameterGroup::kDirection},
+                    points, tolerance) {}
 
 void TRTorus::GetResult(Vector3d& center, double& majorRadius, double& minorRadius, Vector3d& axis) const {
   ReadTorus(Result(), center, majorRadius, minorRadius, axis);
@@ -90,7 +99,8 @@ void TRTorus::GetResult(Vector3d& center, double& majorRadius, double& minorRadi
 /// The groups only count the parameters here: At and Differentiate say what they mean.
 TRTorusProfile::TRTorusProfile(const primfit::PointRefs& points, double tolerance, const Vector3d& p,
                                double r, const Vector3d& u, const Vector3d& w)
-    : ResidualModel(Kind::kTorus, {Part::kMajor, Part::kDirectionInPlane}, points, tolerance),
+    : ResidualModel(Kind::kTorus, {ParameterGroup::kMajor, ParameterGroup::kDirectionInPlane}, points,
+                    tolerance),
       p_(p),
       r_(r),
       u_(u),

@@ -16,21 +16,21 @@ namespace {
 /// The limits of iterations and of trial steps that every model has.
 constexpr int kIterations = 20;
 
-constexpr int SizeOf(Part part) {
-  switch (part) {
-    case Part::kCenter:
+constexpr int SizeOf(ParameterGroup group) {
+  switch (group) {
+    case ParameterGroup::kCenter:
       return 3;
-    case Part::kCenterInPlane:
-    case Part::kDirection:
+    case ParameterGroup::kCenterInPlane:
+    case ParameterGroup::kDirection:
       return 2;
     default:
       return 1;
   }
 }
 
-int SizeOf(std::initializer_list<Part> parts) {
+int SizeOf(std::initializer_list<ParameterGroup> groups) {
   int size = 0;
-  for (const Part part : parts) size += SizeOf(part);
+  for (const ParameterGroup group : groups) size += SizeOf(group);
   return size;
 }
 
@@ -67,18 +67,18 @@ double SignedDistance(const ShapeParameters& shape, const Vector3d& p) {
   }
 }
 
-ResidualModel::ResidualModel(ShapeParameters::Kind kind, std::initializer_list<Part> parts,
+ResidualModel::ResidualModel(ShapeParameters::Kind kind, std::initializer_list<ParameterGroup> groups,
                              const PointRefs& points, double tolerance)
-    : TRLeastSquares(SizeOf(parts), points.count, tolerance, kIterations, kIterations, true),
+    : TRLeastSquares(SizeOf(groups), points.count, tolerance, kIterations, kIterations, true),
       points_(points) {
-  for (const Part part : parts) groups_[groupCount_++] = {part, SizeOf(part)};
+  for (const ParameterGroup group : groups) groups_[groupCount_++] = {group, SizeOf(group)};
   held_.kind = kind;
   SetResidualFunction(&Residuals);
 }
 
-void ResidualModel::Hold(std::initializer_list<Part> parts) {
+void ResidualModel::Hold(std::initializer_list<ParameterGroup> groups) {
   for (Group& group : std::span(groups_, groupCount_)) {
-    if (group.held || std::find(parts.begin(), parts.end(), group.part) == parts.end()) continue;
+    if (group.held || std::find(groups.begin(), groups.end(), group.kind) == groups.end()) continue;
     group.held = true;
     RemoveParameters(group.size);
   }
@@ -86,22 +86,22 @@ void ResidualModel::Hold(std::initializer_list<Part> parts) {
 
 void ResidualModel::HoldCenter(const Vector3d& center) {
   held_.center = center;
-  Hold({Part::kCenter, Part::kCenterInPlane, Part::kDistance});
+  Hold({ParameterGroup::kCenter, ParameterGroup::kCenterInPlane, ParameterGroup::kDistance});
 }
 
 void ResidualModel::HoldAxis(const Vector3d& axis) {
   held_.axis = axis;
-  Hold({Part::kDirection, Part::kDirectionInPlane});
+  Hold({ParameterGroup::kDirection, ParameterGroup::kDirectionInPlane});
 }
 
 void ResidualModel::HoldMajor(double major) {
   held_.major = major;
-  Hold({Part::kMajor});
+  Hold({ParameterGroup::kMajor});
 }
 
 void ResidualModel::HoldMinor(double minor) {
   held_.minor = minor;
-  Hold({Part::kMinor});
+  Hold({ParameterGroup::kMinor});
 }
 
 bool ResidualModel::Refine(const ShapeParameters& start) {
@@ -109,44 +109,44 @@ bool ResidualModel::Refine(const ShapeParameters& start) {
   double* x = free;
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
-    SetStart(group.part, start, x);
+    SetStart(group.kind, start, x);
     x += group.size;
   }
   return Initialize(free) && Solve();
 }
 
 /// Writes the parameters of a part of the start shape, and for a direction chooses their frame.
-void ResidualModel::SetStart(Part part, const ShapeParameters& start, double* x) {
-  switch (part) {
-    case Part::kCenter:
+void ResidualModel::SetStart(ParameterGroup group, const ShapeParameters& start, double* x) {
+  switch (group) {
+    case ParameterGroup::kCenter:
       std::copy_n(start.center.data(), 3, x);
       break;
-    case Part::kCenterInPlane:
+    case ParameterGroup::kCenterInPlane:
       std::copy_n(start.center.data(), 2, x);
       break;
-    case Part::kDistance:
-      *x = start.center.dot(IsHeld(Part::kDirection) ? held_.axis : start.axis);
+    case ParameterGroup::kDistance:
+      *x = start.center.dot(IsHeld(ParameterGroup::kDirection) ? held_.axis : start.axis);
       break;
-    case Part::kMajor:
+    case ParameterGroup::kMajor:
       *x = start.major;
       break;
-    case Part::kMinor:
+    case ParameterGroup::kMinor:
       *x = start.minor;
       break;
-    case Part::kDirection:
+    case ParameterGroup::kDirection:
       frame_ = EquatorFrame(start.axis);
       AxisToAngles(frame_.transpose() * start.axis, x[0], x[1]);
       break;
-    case Part::kDirectionInPlane:
+    case ParameterGroup::kDirectionInPlane:
       *x = std::atan2(0 - start.axis.x(), start.axis.y());
       break;
   }
 }
 
-bool ResidualModel::IsHeld(Part part) const {
+bool ResidualModel::IsHeld(ParameterGroup group) const {
   const auto groups = std::span(groups_, groupCount_);
   return std::any_of(groups.begin(), groups.end(),
-                     [part](const Group& g) { return g.part == part && g.held; });
+                     [group](const Group& g) { return g.kind == group && g.held; });
 }
 
 ShapeParameters ResidualModel::At(const double* x) const {
@@ -154,26 +154,26 @@ ShapeParameters ResidualModel::At(const double* x) const {
   const double* distance = nullptr;
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
-    switch (group.part) {
-      case Part::kCenter:
+    switch (group.kind) {
+      case ParameterGroup::kCenter:
         shape.center = Vector3d(x);
         break;
-      case Part::kCenterInPlane:
+      case ParameterGroup::kCenterInPlane:
         shape.center = {x[0], x[1], 0};
         break;
-      case Part::kDistance:
+      case ParameterGroup::kDistance:
         distance = x;
         break;
-      case Part::kMajor:
+      case ParameterGroup::kMajor:
         shape.major = *x;
         break;
-      case Part::kMinor:
+      case ParameterGroup::kMinor:
         shape.minor = *x;
         break;
-      case Part::kDirection:
+      case ParameterGroup::kDirection:
         shape.axis = frame_ * AnglesToAxis(x[0], x[1]);
         break;
-      case Part::kDirectionInPlane:
+      case ParameterGroup::kDirectionInPlane:
         shape.axis = {-std::sin(*x), std::cos(*x), 0};
         break;
     }
@@ -187,27 +187,27 @@ void ResidualModel::Differentiate(const double* x, const ShapeParameters& shape,
                                   ShapeDerivative* derivatives) const {
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
-    switch (group.part) {
-      case Part::kCenter:
-      case Part::kCenterInPlane:
+    switch (group.kind) {
+      case ParameterGroup::kCenter:
+      case ParameterGroup::kCenterInPlane:
         for (int i = 0; i < group.size; ++i) derivatives[i].center = Vector3d::Unit(i);
         break;
-      case Part::kDistance:
+      case ParameterGroup::kDistance:
         derivatives->center = shape.axis;
         break;
-      case Part::kMajor:
+      case ParameterGroup::kMajor:
         derivatives->major = 1;
         break;
-      case Part::kMinor:
+      case ParameterGroup::kMinor:
         derivatives->minor = 1;
         break;
-      case Part::kDirection: {
+      case ParameterGroup::kDirection: {
         const DirectionDerivatives axis(x[0], x[1]);
         derivatives[0].axis = frame_ * axis.byAzimuth;
         derivatives[1].axis = frame_ * axis.byElevation;
         break;
       }
-      case Part::kDirectionInPlane:
+      case ParameterGroup::kDirectionInPlane:
         derivatives->axis = {-shape.axis.y(), shape.axis.x(), 0};
         break;
     }
@@ -236,7 +236,7 @@ void ResidualModel::ShareSensitivities(NormalEquations& equations) const {
   double* sensitivity = equations.sensitivity;
   for (const Group& group : std::span(groups_, groupCount_)) {
     if (group.held) continue;
-    if (group.part == Part::kCenter || group.part == Part::kCenterInPlane) {
+    if (group.kind == ParameterGroup::kCenter || group.kind == ParameterGroup::kCenterInPlane) {
       double squared = 0;
       for (int i = 0; i < group.size; ++i) squared += sensitivity[i] * sensitivity[i];
       std::fill_n(sensitivity, group.size, std::sqrt(squared));

@@ -13,8 +13,8 @@
 
 namespace primfit {
 
-/// A part of a shape as a group of parameters.
-enum class Part {
+/// A group of parameters: those of one part of a shape.
+enum class ParameterGroup {
   kCenter,            ///< a point: x, y, z
   kCenterInPlane,     ///< a point of the x-y plane: x, y
   kDistance,          ///< of a plane or line from the origin, along its normal; the foot is the centre
@@ -35,8 +35,8 @@ class ResidualModel : public TRLeastSquares {
   virtual ShapeParameters At(const double* x) const;
 
  protected:
-  ResidualModel(ShapeParameters::Kind kind, std::initializer_list<Part> parts, const PointRefs& points,
-                double tolerance);
+  ResidualModel(ShapeParameters::Kind kind, std::initializer_list<ParameterGroup> groups,
+                const PointRefs& points, double tolerance);
 
   // Each of these holds a part at a value. A held direction enters the formulas as it is given, of unit
   // length or not, and a held centre is a point of space also where the free one is confined to a plane.
@@ -50,7 +50,7 @@ class ResidualModel : public TRLeastSquares {
 
  private:
   struct Group {
-    Part part;
+    ParameterGroup kind;
     int size;
     bool held = false;
   };
@@ -62,9 +62,9 @@ class ResidualModel : public TRLeastSquares {
   virtual void Differentiate(const double* x, const ShapeParameters& shape,
                              ShapeDerivative* derivatives) const;
   void ShareSensitivities(NormalEquations& equations) const;
-  void Hold(std::initializer_list<Part> parts);
-  bool IsHeld(Part part) const;
-  void SetStart(Part part, const ShapeParameters& start, double* x);
+  void Hold(std::initializer_list<ParameterGroup> groups);
+  bool IsHeld(ParameterGroup group) const;
+  void SetStart(ParameterGroup group, const ShapeParameters& start, double* x);
 
   PointRefs points_;
   Group groups_[kMostGroups]{};

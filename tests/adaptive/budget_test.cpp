@@ -1,5 +1,6 @@
 // Who may end a fit: time limit and host are asked in every stage, and what was complete by then comes out.
 #include "adaptive/model/budget.h"
+#include "adaptive/model/refine.h"
 
 #include <gtest/gtest.h>
 

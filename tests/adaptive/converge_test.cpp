@@ -1,5 +1,6 @@
 // The stages of the convergence: noise, tolerance, selection, points that stand alone, and refits.
 #include "adaptive/converge/converge.h"
+#include "adaptive/model/refine.h"
 
 #include <gtest/gtest.h>
 

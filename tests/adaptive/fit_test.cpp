@@ -11,6 +11,7 @@
 #include <numeric>
 
 #include "adaptive/model/model.h"
+#include "adaptive/model/refine.h"
 #include "primfit/fit/scoped_seed.h"
 #include "support/gtest_support.h"
 #include "support/scenes.h"

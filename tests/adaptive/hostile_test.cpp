@@ -12,6 +12,7 @@
 
 #include "adaptive/converge/noise.h"
 #include "adaptive/model/model.h"
+#include "adaptive/model/refine.h"
 #include "adaptive/search/sampler.h"
 #include "primfit/fit.h"
 #include "support/gtest_support.h"

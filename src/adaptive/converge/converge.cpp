@@ -1,4 +1,5 @@
 #include "adaptive/converge/converge.h"
+#include "adaptive/model/refine.h"
 
 #include <algorithm>
 #include <span>

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "adaptive/converge/converge_task.h"
+#include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
 
 namespace primfit::adaptive {

@@ -1,4 +1,5 @@
 #include "adaptive/converge/refit.h"
+#include "adaptive/model/refine.h"
 
 using Eigen::Vector3d;
 

@@ -12,7 +12,9 @@
 
 #include "adaptive/converge/converge_task.h"
 #include "adaptive/converge/inlier_selection.h"
+#include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
+#include "adaptive/model/refine.h"
 #include "fit/fit_memory.h"
 
 namespace primfit::adaptive {

@@ -1,4 +1,5 @@
 #include "adaptive/search/local_optimisation.h"
+#include "adaptive/model/refine.h"
 
 #include <cstddef>
 #include <optional>

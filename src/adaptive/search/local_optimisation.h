@@ -9,6 +9,7 @@
 #include <Eigen/Core>
 #include <vector>
 
+#include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
 #include "adaptive/scene/plausible.h"
 #include "adaptive/search/score.h"

@@ -8,6 +8,7 @@
 #ifndef PRIMFIT_SRC_ADAPTIVE_SEARCH_NESTED_SEARCH_H_
 #define PRIMFIT_SRC_ADAPTIVE_SEARCH_NESTED_SEARCH_H_
 
+#include "adaptive/model/budget.h"
 #include "adaptive/search/search.h"
 
 namespace primfit::adaptive {

@@ -61,7 +61,7 @@ SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseK
       std::find_if(found.begin(), found.end(), [](const Hypothesis& h) { return !h.hasSimpler; });
   const std::vector<Hypothesis> across(firstBent, found.end());
   found.erase(firstBent, found.end());
-  task.startsFromGiven = false;
+  task.evaluatesStart = false;
   while (found.front().hasSimpler) {
     TakePointsOf(found.front(), sample);
     if (!AreEnough(sample.free.Count(), sample.points.size(), found.front().model)) break;

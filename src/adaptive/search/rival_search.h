@@ -9,6 +9,7 @@
 #ifndef PRIMFIT_SRC_ADAPTIVE_SEARCH_RIVAL_SEARCH_H_
 #define PRIMFIT_SRC_ADAPTIVE_SEARCH_RIVAL_SEARCH_H_
 
+#include "adaptive/model/budget.h"
 #include "adaptive/search/nested_search.h"
 
 namespace primfit::adaptive {

@@ -82,12 +82,8 @@ void UpdateConfidence(RunningSearch& search) {
 
 /// Estimators know nothing of parts that are held, so a candidate takes these over afterwards; the local
 /// optimisation then fits the other parts to them.
-Model WithHeldParts(Model m, const SearchTask& task) {
-  if ((task.held & kCenter) != 0) m.center = task.given.center;
-  if ((task.held & kAxis) != 0) m.axis = task.given.axis;
-  if ((task.held & kMajor) != 0) m.major = task.given.major;
-  if ((task.held & kMinor) != 0) m.minor = task.given.minor;
-  return m;
+Model WithHeldParts(const Model& m, const SearchTask& task) {
+  return WithComponents(m, task.held, task.start);
 }
 
 /// Scores a candidate, and optimises it where it scores more than any before of those that have a simpler
@@ -171,7 +167,7 @@ SearchOutcome Search(const SearchTask& task, const Sample& sample, RankedPoints&
                      Budget& budget) {
   RunningSearch search(task, sample, budget);
   SearchOutcome outcome;
-  if (task.startsFromGiven) Evaluate(task.given, search);
+  if (task.evaluatesStart) Evaluate(task.start, search);
   if (sample.free.Count() >= search.sampler.solver.sample)
     outcome.why = DrawAll(sample, ranked, dice, search);
   const Leaders& leaders = search.leaders;

@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
 #include "adaptive/scene/dice.h"
 #include "adaptive/scene/plausible.h"
@@ -26,8 +27,8 @@ struct SearchTask {
   ShapeKind kind{};
   Plausible plausible;  ///< in the units of the sample
   unsigned held = 0;
-  Model given{};                 ///< values of the parts held
-  bool startsFromGiven = false;  ///< whether it is scored first
+  Model start{};                ///< values of the parts held
+  bool evaluatesStart = false;  ///< whether it is scored first
   ScoreBounds bounds{};
   double confidence = 0.99;
   std::optional<double> inlierShare{};      ///< that the number of draws is to be enough for

@@ -1,4 +1,5 @@
 #include "adaptive/search/simpler.h"
+#include "adaptive/model/refine.h"
 
 #include <Eigen/Eigenvalues>
 #include <Eigen/Geometry>

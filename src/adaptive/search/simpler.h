@@ -10,6 +10,7 @@
 #include <Eigen/Core>
 #include <span>
 
+#include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
 
 namespace primfit::adaptive {
