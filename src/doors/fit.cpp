@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 #include <utility>
 
 #include "adaptive/evidence/extent.h"
@@ -88,16 +89,15 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   return ResultOf<Shape>(adaptive::FindShape(D::kKind, scene, options, inScene, budget), start, scene);
 }
 
-template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);
-template PRIMFIT_API FitResult<Arc> fit(PointView, const FitOptions<Arc>&);
-template PRIMFIT_API FitResult<Plane> fit(PointView, const FitOptions<Plane>&);
-template PRIMFIT_API FitResult<Patch> fit(PointView, const FitOptions<Patch>&);
-template PRIMFIT_API FitResult<Sphere> fit(PointView, const FitOptions<Sphere>&);
-template PRIMFIT_API FitResult<Cylinder> fit(PointView, const FitOptions<Cylinder>&);
-template PRIMFIT_API FitResult<BoundedCylinder> fit(PointView, const FitOptions<BoundedCylinder>&);
-template PRIMFIT_API FitResult<Cone> fit(PointView, const FitOptions<Cone>&);
-template PRIMFIT_API FitResult<BoundedCone> fit(PointView, const FitOptions<BoundedCone>&);
-template PRIMFIT_API FitResult<Torus> fit(PointView, const FitOptions<Torus>&);
-template PRIMFIT_API FitResult<Elbow> fit(PointView, const FitOptions<Elbow>&);
+namespace {
+
+template <class... Shapes>
+constexpr auto AddressesOf(ShapeList<Shapes...> /*all*/) {
+  return std::tuple{&fit<Shapes>...};
+}
+/// The library exports the fit of each primitive because its address is taken here.
+[[gnu::used]] constexpr auto kFits = AddressesOf(AllShapes());
+
+}  // namespace
 
 }  // namespace primfit
