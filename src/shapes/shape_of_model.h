@@ -64,8 +64,16 @@ inline Model ModelOf(const OutputTorus& s) {
   return {ShapeKind::kTorus, s.Center(), s.Axis(), s.MajorRadius(), s.MinorRadius()};
 }
 
-/// The model of an object of any of the seven classes.
-Model ModelOf(const OutputShape& shape);
+/// The model of an object of any of these classes.
+inline Model ModelOf(const OutputShape& shape) {
+  if (const auto* line = dynamic_cast<const OutputLine*>(&shape)) return ModelOf(*line);
+  if (const auto* circle = dynamic_cast<const OutputCircle*>(&shape)) return ModelOf(*circle);
+  if (const auto* sphere = dynamic_cast<const OutputSphere*>(&shape)) return ModelOf(*sphere);
+  if (const auto* cylinder = dynamic_cast<const OutputCylinder*>(&shape)) return ModelOf(*cylinder);
+  if (const auto* cone = dynamic_cast<const OutputCone*>(&shape)) return ModelOf(*cone);
+  if (const auto* torus = dynamic_cast<const OutputTorus*>(&shape)) return ModelOf(*torus);
+  return ModelOf(dynamic_cast<const OutputPlane&>(shape));
+}
 
 }  // namespace primfit
 
