@@ -71,7 +71,7 @@ void Append(std::vector<double>& numbers, const Vector3d& v) {
 template <class Shape>
 std::vector<double> NumbersOf(const typename Shape::Record& record) {
   double parts[PRIMFIT_MOST_NUMBERS];
-  std::vector<double> numbers(parts, WriteRecord<Description<Shape>, Listed::kInArrays>(record, parts));
+  std::vector<double> numbers(parts, WriteRecord<Description<Shape>, Listed::kForArrays>(record, parts));
   if constexpr (std::is_same_v<Shape, Patch>) {
     const double* loop = nullptr;
     Vector3d axis;
@@ -84,9 +84,9 @@ std::vector<double> NumbersOf(const typename Shape::Record& record) {
 /// The start shape of a request and which of its parts are held.
 template <class Shape>
 struct Held {
-  using D = typename Description<Shape>::Start;
+  using D = typename Description<Shape>::StartDescription;
   explicit Held(const Request& r)
-      : start(StartRecord<D, Listed::kInArrays>(r.start.data())), constraints(&start) {
+      : start(ReadStart<D, Listed::kForArrays>(r.start.data())), constraints(&start) {
     Hold<D>(r.fix, constraints);
   }
   typename D::Record start;

@@ -33,7 +33,7 @@ Vector3d RefinedPlane(const OutputShape& curve, const Points& points, double out
   params.SetOutlierPercentage(outlierShare);
   const ScopedSeed scope(seed);
   const auto fitted =
-      FitShape<LinePrimitive>(points.data(), static_cast<int>(points.size()), params, nullptr);
+      RunPipeline<LinePrimitive>(points.data(), static_cast<int>(points.size()), params, nullptr);
   return fitted.Shape().Direction().cross(fitted.Shape().Normal());
 }
 

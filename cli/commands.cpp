@@ -1,3 +1,6 @@
+// One run of a command: read what is asked, read the points, fit, report. The library works in metres and
+// radians; what the user gave and sees is converted here, at the edge, and held numbers come back as the user
+// typed them. Every failure ends as one line that says what was wrong and what to try.
 #include "cli/commands.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// The library's functions as the program calls them. Each primitive has an adaptive fit, most have one of the
+// fixed pipeline; which, is asked of the library's types, so that no list of primitives stands here.
 #include "cli/fit_commands.h"
 
 #include <Eigen/Geometry>
@@ -14,9 +16,9 @@ namespace primfit::cli {
 namespace {
 
 using report::FitRequest;
-using report::FitResult;
+using report::FittedShape;
 
-constexpr auto kByName = Listed::kByName;
+constexpr auto kForPeople = Listed::kForPeople;
 
 /// Sets what every fit of the fixed pipeline takes.
 template <class Params>
@@ -61,7 +63,7 @@ class Start {
  public:
   explicit Start(const FitRequest& request)
       : record_(request.start.empty() ? std::nullopt
-                                      : std::optional(StartRecord<D, kByName>(request.start.data()))),
+                                      : std::optional(ReadStart<D, kForPeople>(request.start.data()))),
         constraints_(record_ ? &*record_ : nullptr) {
     Hold<D>(request.fixed, constraints_);
   }
@@ -91,21 +93,21 @@ std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
 
 /// A fitted record in the program's form.
 template <class D>
-FitResult ResultOf(const typename D::Record& shape, const FitQuality& quality) {
-  FitResult result{std::vector<double>(NumbersIn(kPartsIn<D, kByName>)), quality, {}, {}};
-  WriteRecord<D, kByName>(shape, result.shape.data());
+FittedShape ResultOf(const typename D::Record& shape, const FitQuality& quality) {
+  FittedShape result{std::vector<double>(NumbersIn(kPartsIn<D, kForPeople>)), quality, {}, {}};
+  WriteRecord<D, kForPeople>(shape, result.shape.data());
   if constexpr (D::kBounds == Bounds::kOutline) result.outline = OutlineOf(shape);
   return result;
 }
 
 /// The adaptive fit of the library.
 template <class Shape>
-FitResult FitAdaptive(std::span<const Eigen::Vector3d> points, const FitRequest& request,
-                      FitProgressUpdater* updater) {
+FittedShape FitAdaptive(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                        FitProgressUpdater* updater) {
   using D = Description<Shape>;
-  const Start<typename D::Start> start(request);
+  const Start<typename D::StartDescription> start(request);
   auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), start.Constraints()});
-  FitResult result = ResultOf<D>(output.shape, output.quality);
+  FittedShape result = ResultOf<D>(output.shape, output.quality);
   result.evidence = {std::move(output.covariance), std::move(output.report)};
   return result;
 }
@@ -116,9 +118,9 @@ using FrontOf = IFit<FitInputParams<C>, typename D::Record>;
 
 /// The fixed pipeline's fit.
 template <class D>
-FitResult FitClassic(std::span<const Eigen::Vector3d> points, const FitRequest& request,
-                     FitProgressUpdater* updater) {
-  const Start<typename D::Start> start(request);
+FittedShape FitClassic(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                       FitProgressUpdater* updater) {
+  const Start<typename D::StartDescription> start(request);
   FitInputParams<typename D::Constraints> params(start.Constraints(), request.skipSearch, request.anyQuality);
   if (request.refineOnce || request.skipSearch) params.SetOptimizeOnce();
   SetSearch(request, params);
@@ -136,8 +138,8 @@ FitResult FitClassic(std::span<const Eigen::Vector3d> points, const FitRequest& 
 
 /// The fixed pipeline's fit of a bent pipe through a given cross-section.
 template <class D>
-FitResult FitThrough(std::span<const Eigen::Vector3d> points, const FitRequest& request,
-                     FitProgressUpdater* updater) {
+FittedShape FitThrough(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                       FitProgressUpdater* updater) {
   const double* v = request.section.data();
   const FitOutputParamsArc section(Eigen::Vector3d(v), v[3], Eigen::Vector3d(v + 4));
   const FitConstraintsArc constraints(&section);
@@ -150,8 +152,8 @@ FitResult FitThrough(std::span<const Eigen::Vector3d> points, const FitRequest& 
 }
 
 /// The fixed pipeline's fit of the pipe that a point was picked on.
-FitResult FitPicked(std::span<const Eigen::Vector3d> points, const FitRequest& request,
-                    FitProgressUpdater* updater) {
+FittedShape FitPicked(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                      FitProgressUpdater* updater) {
   FitInputParams<FitConstraintsCylinder> params(nullptr, false, request.anyQuality);
   SetSearch(request, params);
   const auto output = ConsensusRansacFit(Eigen::Vector3d(request.pick.data()), request.pick[3], points.data(),
@@ -165,7 +167,7 @@ constexpr FitCommand CommandOf() {
   using D = Description<Shape>;
   FitCommand command{.name = D::kName,
                      .summary = D::kSummary,
-                     .parts = kPartsIn<D, kByName>,
+                     .parts = kPartsIn<D, kForPeople>,
                      .sampleSize = D::Constraints::kDefaultSampleSize,
                      .minimumPoints = D::kMinimumPoints,
                      .adaptive = &FitAdaptive<Shape>};

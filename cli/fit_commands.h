@@ -16,8 +16,8 @@
 namespace primfit::cli {
 
 /// A fit of the library. Takes and gives metres and radians. @throws primfit::FitError as the library does
-using FitFunction = report::FitResult (*)(std::span<const Eigen::Vector3d> points, const report::FitRequest&,
-                                          FitProgressUpdater*);
+using FitFunction = report::FittedShape (*)(std::span<const Eigen::Vector3d> points,
+                                            const report::FitRequest&, FitProgressUpdater*);
 
 struct FitCommand {
   std::string_view name;     ///< of the sub-command

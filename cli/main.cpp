@@ -1,3 +1,5 @@
+// The program from its arguments to its exit status. It touches nothing of the process but through the host,
+// so that an interpreter can run the same program.
 #include "cli/main.h"
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// Numbers are read by the same parser as those of point files: it takes no hexadecimal and no octal ones.
 #include "cli/numbers.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// The options of the commands and their help. An option that only one of the two methods has is known to
+// both, so that it can be refused with the reason instead of as an unknown one.
 #include "cli/options.h"
 
 #include <fmt/format.h>
@@ -174,7 +176,7 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
-  const bool both = fit.adaptive != nullptr;
+  const bool both = fit.adaptive != nullptr && fit.classic != nullptr;
   AddSharedOptions(both, options, option);
   if (fit.picked) {
     option("--pick", options.pick, "x,y,z", "A point on the pipe, in the file's unit (required)");
@@ -187,11 +189,11 @@ void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   option("--seed", options.seed, "NUMBER",
          "Seed of the random choices; the same seed gives the same result (default: from the clock)");
   flag("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");
-  flag(
-      "--classic", options.classic,
-      both
-          ? "Take the fixed pipeline, whose bounds are not those of the points (default: the adaptive method)"
-          : "Take the fixed pipeline (default for this command)");
+  if (fit.classic != nullptr)
+    flag("--classic", options.classic,
+         both ? "Take the fixed pipeline, whose bounds are not those of the points (default: the adaptive "
+                "method)"
+              : "Take the fixed pipeline (default for this command)");
 
   // An option of the method that a command never takes is known, so that it can be refused with the reason,
   // but its help does not show it.
@@ -200,6 +202,7 @@ void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   };
   AddAdaptiveOptions(fit, options, to(options.ofAdaptive, both ? "Adaptive method" : "", option));
   const char* classic = both ? "Fixed pipeline, with --classic" : "Options";
+  if (fit.classic == nullptr) return;
   AddClassicOptions(fit, options, to(options.ofClassic, classic, option),
                     to(options.ofClassic, classic, flag));
 }

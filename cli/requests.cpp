@@ -1,3 +1,5 @@
+// Contradictions are found here and not in the library: only here are the names known under which the user
+// gave the numbers.
 #include "cli/requests.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// What is said of a command line that cannot be understood. The parser's own messages name neither the likely
+// option nor what to do.
 #include "cli/usage.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// Text and JSON of a run. Lengths are in the unit of the file and angles in degrees; a value that is known to
+// a standard deviation is written with as many digits as that lets mean something.
 #include "report/report.h"
 
 #include <fmt/format.h>
@@ -307,13 +309,14 @@ void AppendCircumstances(const FitRun& run, Json& json) {
 // A file name need not be UTF-8, JSON has to be.
 std::string Dump(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"; }
 
-struct Extent {
+/// The smallest box about the points.
+struct Box {
   Eigen::Vector3d low;
   Eigen::Vector3d high;
 };
 
-Extent ExtentOf(const io::Selection& cloud) {
-  Extent e{Eigen::Vector3d::Constant(HUGE_VAL), Eigen::Vector3d::Constant(-HUGE_VAL)};
+Box BoxOf(const io::Selection& cloud) {
+  Box e{Eigen::Vector3d::Constant(HUGE_VAL), Eigen::Vector3d::Constant(-HUGE_VAL)};
   for (const Eigen::Vector3d& p : cloud.file.points) e = {e.low.cwiseMin(p), e.high.cwiseMax(p)};
   return e;
 }
@@ -401,7 +404,7 @@ std::string TextInfo(const Input& input, const io::Selection& cloud) {
   }
   text += names + "\npoints\n" + CountsText(input, cloud);
   if (cloud.Used() > 0) {
-    const Extent e = ExtentOf(cloud);
+    const Box e = BoxOf(cloud);
     text += "extent\n";
     for (Eigen::Index axis = 0; axis < 3; ++axis) {
       text += fmt::format("  {:<16} {} to {}\n", "xyz"[axis], Fixed(e.low[axis], input.unit->decimals),
@@ -420,7 +423,7 @@ std::string JsonInfo(const Input& input, const io::Selection& cloud) {
   json["points"] = CountsJson(cloud);
   json["extent"] = Json();
   if (cloud.Used() > 0) {
-    const Extent e = ExtentOf(cloud);
+    const Box e = BoxOf(cloud);
     json["extent"] = {{"low", {e.low.x(), e.low.y(), e.low.z()}},
                       {"high", {e.high.x(), e.high.y(), e.high.z()}}};
   }

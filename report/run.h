@@ -64,7 +64,7 @@ struct Evidence {
   FitReport report;
 };
 
-struct FitResult {
+struct FittedShape {
   std::vector<double> shape;  ///< its parts, one after the other
   FitQuality quality;
   std::vector<double> outline;  ///< of a patch: its corners, three numbers each, counter-clockwise
@@ -78,7 +78,7 @@ struct FitRun {
   const Input* input;
   const io::Selection* cloud;
   FitRequest request;  ///< in the units that the user sees
-  FitResult result;    ///< the shape in these units; the quality as the library gave it, in metres
+  FittedShape result;  ///< the shape in these units; the quality as the library gave it, in metres
   std::size_t judged;  ///< points among which the inliers were counted
   std::uint64_t seed;
   bool stopped;  ///< by Ctrl-C

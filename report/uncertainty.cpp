@@ -1,3 +1,6 @@
+// From the covariance of the free parameters to the standard deviation of each part of the record. A position
+// may be stated elsewhere than the covariance's own: there it moves with the direction too, by the distance
+// between them.
 #include "report/uncertainty.h"
 
 #include <Eigen/Core>

@@ -100,7 +100,7 @@ std::optional<Converged> ConvergeInStages(const Hypothesis& from, ConvergeTask t
 /// curve there is thrice the room.
 bool StandsOut(const Converged& c, const Plausible& plausible, bool isNoiseKnown, double size) {
   if (!plausible.Passes(c.model, c.tolerance)) return false;
-  const double beyond = static_cast<double>(c.beyond) / (c.model.IsCurve() ? 3 : 1);
+  const double beyond = static_cast<double>(c.justBeyond) / (c.model.IsCurve() ? 3 : 1);
   return isNoiseKnown ||
          (static_cast<double>(c.inliers.size()) >= kStandsOut * beyond && c.noise <= kCoarsestNoise * size);
 }

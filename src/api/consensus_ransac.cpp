@@ -21,7 +21,7 @@ std::unique_ptr<OutputShape> SearchInFrame(const Vector3d& seed, double radiusHi
                                            primfit::WorkingSet& set, double* bands) {
   try {
     primfit::TakePoints(points, n, true, set);
-    const primfit::FitLimits limits(params, params.ScannerError());
+    const primfit::ClampedParams limits(params, params.ScannerError());
     RansacConsensusCylinder search(seed - set.Origin(), radiusHint, set.Count(), set.Points(),
                                    limits.sampleSize, limits.successProbability, limits.goodSampleRate,
                                    limits.scannerError, distanceTolerance);
@@ -45,7 +45,7 @@ OutputCylinder* ConsensusRansacCylinder(const Vector3d& seed, double radiusHint,
 FitOutput<FitOutputParamsCylinder> ConsensusRansacFit(const Vector3d& seed, double radiusHint,
                                                       const Vector3d* points, int n, const Params& params,
                                                       FitProgressUpdater* /*updater*/) {
-  const primfit::FitLimits limits(params, params.ScannerError());
+  const primfit::ClampedParams limits(params, params.ScannerError());
   const bool all = params.SampleSize() == n;
   primfit::Fitted<OutputCylinder> fitted(n, true);
   fitted.shape = SearchInFrame(seed, radiusHint, points, n, params, limits.distance, fitted.used, nullptr);

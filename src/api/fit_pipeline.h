@@ -29,8 +29,8 @@ inline double Within(double low, double value, double high) {
 }
 
 /// What a fit uses of its input record, each value within its range.
-struct FitLimits {
-  FitLimits(const FitInputParamsBase& params, double recordScannerError)
+struct ClampedParams {
+  ClampedParams(const FitInputParamsBase& params, double recordScannerError)
       : sampleSize(std::max(2, params.SampleSize())),
         successProbability(Within(0, params.SuccessProbability(), 0.99)),
         // 1 - 0.9 rounds below 0.1, which a search would refuse.
@@ -66,7 +66,7 @@ struct Fitted {
 /// What a primitive tells the pipeline; api/primitives.h describes each.
 template <class P>
 concept PipelinePrimitive = requires(const typename P::Constraints& constraints,
-                                     const typename P::Start& record, const typename P::Shape* start,
+                                     const typename P::StartRecord& record, const typename P::Shape* start,
                                      typename P::Optimizer& optimizer, const Eigen::Vector3d& origin,
                                      int held, double scannerError, bool flag) {
   typename P::Search;
@@ -75,7 +75,7 @@ concept PipelinePrimitive = requires(const typename P::Constraints& constraints,
   { P::NotProvided() } -> std::convertible_to<Failure>;
   { P::Failed() } -> std::convertible_to<Failure>;
   { P::PoorQuality() } -> std::convertible_to<Failure>;
-  { P::StartOf(constraints) } -> std::convertible_to<const typename P::Start*>;
+  { P::StartOf(constraints) } -> std::convertible_to<const typename P::StartRecord*>;
   { P::StartShape(record, origin) } -> std::same_as<std::unique_ptr<const typename P::Shape>>;
   { P::MakeOptimizer(scannerError, flag, start, &record, origin) } -> std::same_as<typename P::Optimizer>;
   { P::Hold(constraints, record, origin, optimizer) } -> std::same_as<int>;
@@ -88,7 +88,7 @@ concept PipelinePrimitive = requires(const typename P::Constraints& constraints,
 
 /// The search and the refinement that follows it.
 template <PipelinePrimitive P>
-std::unique_ptr<OutputShape> SearchShape(const WorkingSet& set, const FitLimits& limits,
+std::unique_ptr<OutputShape> SearchShape(const WorkingSet& set, const ClampedParams& limits,
                                          const typename P::Optimizer& optimizer, int held, bool optimizeOnce,
                                          FitProgressUpdater* updater, bool earlyStop) {
   typename P::Search search(set.Count(), set.Points(), limits.sampleSize, limits.successProbability,
@@ -118,7 +118,7 @@ inline void TakePoints(const Eigen::Vector3d* points, int n, bool all, WorkingSe
 /// Selects the points within the limits' distance, or all.
 /// @return false for none
 template <class S>
-bool SelectClose(const FitLimits& limits, bool all, Fitted<S>& fitted) {
+bool SelectClose(const ClampedParams& limits, bool all, Fitted<S>& fitted) {
   const WorkingSet& set = fitted.used;
   fitted.close = {set.Points(), static_cast<std::size_t>(set.Count())};
   if (all) return true;
@@ -134,7 +134,8 @@ bool SelectClose(const FitLimits& limits, bool all, Fitted<S>& fitted) {
 /// @param anyQuality  accepts every fit
 /// @throws FitError poorQuality
 template <class S>
-void AssessQuality(const FitLimits& limits, bool anyQuality, const Failure& poorQuality, Fitted<S>& fitted) {
+void AssessQuality(const ClampedParams& limits, bool anyQuality, const Failure& poorQuality,
+                   Fitted<S>& fitted) {
   fitted.quality = fitted.shape->CalculateQuality(limits.scannerError, static_cast<int>(fitted.close.size()),
                                                   fitted.close.data());
   if (!anyQuality && !fitted.quality.histogram.Successful(0.5, 0.8)) throw FitError(poorQuality);
@@ -143,9 +144,9 @@ void AssessQuality(const FitLimits& limits, bool anyQuality, const Failure& poor
 /// The one pipeline: check, take the points, start shape, holds, search, refine, select, assess. P describes
 /// the primitive; the entry point converts what comes out.
 template <PipelinePrimitive P>
-Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
-                                   const FitInputParams<typename P::Constraints>& params,
-                                   FitProgressUpdater* updater, bool earlyStop = false) {
+Fitted<typename P::Shape> RunPipeline(const Eigen::Vector3d* points, int n,
+                                      const FitInputParams<typename P::Constraints>& params,
+                                      FitProgressUpdater* updater, bool earlyStop = false) {
   const auto* constraints = params.Constraints();
   const auto* record = constraints != nullptr ? P::StartOf(*constraints) : nullptr;
   if (P::NeedsStart(params.SkipEstimator()) && record == nullptr) throw FitError(P::NotProvided());
@@ -155,7 +156,7 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
   WorkingSet& set = fitted.used;
   TakePoints(points, n, all, set);
 
-  const FitLimits limits(params, params.ScannerError());
+  const ClampedParams limits(params, params.ScannerError());
   const bool fromStart = P::StartsFromConstraints(params.SkipEstimator());
   const auto start = fromStart ? P::StartShape(*record, set.Origin()) : nullptr;
   auto optimizer = P::MakeOptimizer(limits.scannerError, fromStart || params.OptimizeOnce(), start.get(),
@@ -177,12 +178,12 @@ Fitted<typename P::Shape> FitShape(const Eigen::Vector3d* points, int n,
   return fitted;
 }
 
-/// FitShape and the conversion into P's record.
+/// RunPipeline and the conversion into P's record.
 template <PipelinePrimitive P>
 FitOutput<typename P::Record> FitFromPoints(const Eigen::Vector3d* points, int n,
                                             const FitInputParams<typename P::Constraints>& params,
                                             FitProgressUpdater* updater, bool earlyStop = false) {
-  const auto fitted = FitShape<P>(points, n, params, updater, earlyStop);
+  const auto fitted = RunPipeline<P>(points, n, params, updater, earlyStop);
   return {P::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr), fitted.quality};
 }
 

@@ -38,7 +38,7 @@ using FlatCylinder = Flat<primfit::CylinderPrimitive, CylinderFit>;
 using FlatCone = Flat<primfit::ConePrimitive, ConeFit>;
 using FlatTorus = Flat<primfit::TorusPrimitive, TorusFit>;
 
-constexpr auto kInArrays = primfit::Listed::kInArrays;
+constexpr auto kForArrays = primfit::Listed::kForArrays;
 
 /// -1 and 1 before anything is read, 0 to go on.
 int CheckArrays(int n, std::initializer_list<const void*> arrays) {
@@ -61,7 +61,7 @@ struct FlatHolds {
   using Numbers = std::array<double, kMostNumbers>;
 
   FlatHolds(const int* fix, const double* values)
-      : record(primfit::StartRecord<D, kInArrays>(KeepFixed(fix, values).data())), constraints(&record) {
+      : record(primfit::ReadStart<D, kForArrays>(KeepFixed(fix, values).data())), constraints(&record) {
     primfit::Hold<D>(fix, constraints);
   }
   FlatHolds(const FlatHolds&) = delete;  // the constraints point at the record
@@ -69,7 +69,7 @@ struct FlatHolds {
 
   /// Copies the numbers of the parts whose flag is set to the same places.
   static void CopyFixed(const int* fix, const double* from, double* to) {
-    primfit::ForEachPart(primfit::kPartsIn<D, kInArrays>, kMostNumbers,
+    primfit::ForEachPart(primfit::kPartsIn<D, kForArrays>, kMostNumbers,
                          [&](const primfit::Part& part, std::size_t i, std::size_t offset) {
                            if (fix[i] != 0) std::copy_n(from + offset, part.Size(), to + offset);
                          });
@@ -83,7 +83,7 @@ struct FlatHolds {
   /// has lost bits. A direction is given at unit length.
   void WriteHeld(const int* fix, double* shape) const {
     Numbers given{};
-    primfit::WriteRecord<D, kInArrays>(record, given.data());
+    primfit::WriteRecord<D, kForArrays>(record, given.data());
     CopyFixed(fix, given.data(), shape);
   }
 
@@ -100,7 +100,7 @@ int FitFlat(int n, const double* points, double* shape, double* quality, double 
     params.SetScannerError(scannerError);
     const auto result = fit(vectors.data(), n, params);
     const FitQuality& q = result.GetFitQuality();
-    primfit::WriteRecord<typename Flat::D, kInArrays>(result.GetFitShape(), shape);
+    primfit::WriteRecord<typename Flat::D, kForArrays>(result.GetFitShape(), shape);
     for (const double distance : {q.rmsDistance, q.meanDistance, q.meanSignedDistance, q.maxDistance})
       *quality++ = distance;
     return kDone;
@@ -153,7 +153,7 @@ int Refine(int n, const double* points, double* shape, double scannerError, cons
     typename Flat::Optimizer optimizer(scannerError, false, nullptr);
     hold(set, optimizer);
     const auto start =
-        Flat::StartShape(primfit::StartRecord<typename Flat::D, kInArrays>(shape), set.Origin());
+        Flat::StartShape(primfit::ReadStart<typename Flat::D, kForArrays>(shape), set.Origin());
     return optimizer.Optimize(set.Count(), set.Points(), start.get());
   });
 }

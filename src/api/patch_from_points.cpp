@@ -47,7 +47,7 @@ FitOutput<FitOutputParamsPatch> PatchFromPoints(const Vector3d* points, int n,
                                                 const FitInputParams<FitConstraintsPlane>& params,
                                                 FitProgressUpdater* updater) {
   using primfit::PlanePrimitive;
-  auto fitted = primfit::FitShape<PlanePrimitive>(points, n, params, updater);
+  auto fitted = primfit::RunPipeline<PlanePrimitive>(points, n, params, updater);
   const FitOutputParamsPlane plane =
       PlanePrimitive::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr);
   const Vector3d xAxis = primfit::UnitOrthogonal(plane.Normal());

@@ -42,7 +42,7 @@ struct RefineNoisy {
   static bool RefinesInSearch(int held, double scannerError) { return held > 0 || scannerError > 1e-6; }
 };
 
-/// The refinement of a single pass always runs, respectively only where a part is held.
+/// The refinement of a single pass: it always runs, or only where a part is held.
 struct RefineOnceAlways : RefineNoisy {
   static bool RefinesAfterSearch(int /*held*/) { return true; }
 };
@@ -56,25 +56,25 @@ struct PrimitiveOf {
   using D = D_;
   using Record = typename D::Record;
   using Constraints = typename D::Constraints;
-  using Start = Record;  ///< the record that constraints bring
+  using StartRecord = Record;  ///< the record that constraints bring
   using Shape = S;
   using Optimizer = O;
   using Search = Ransac;
   static constexpr int kFixable = kHoldableCount<D>;
 
-  static const Start* StartOf(const Constraints& c) { return (c.*D::kStartOf)(); }
+  static const StartRecord* StartOf(const Constraints& c) { return (c.*D::kStartOf)(); }
   /// The start in the working frame.
-  static std::unique_ptr<const Shape> StartShape(const Start& start, const Eigen::Vector3d& origin) {
+  static std::unique_ptr<const Shape> StartShape(const StartRecord& start, const Eigen::Vector3d& origin) {
     Model m = ModelFrom<D>(start);
     m.center -= origin;
     return std::make_unique<const Shape>(ShapeFrom<Shape>(m));
   }
   /// An optimizer that owns the start shape as its own.
   static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape* start,
-                                 const Start* /*record*/, const Eigen::Vector3d& /*origin*/) {
+                                 const StartRecord* /*record*/, const Eigen::Vector3d& /*origin*/) {
     return Optimizer(scannerError, screen, start);
   }
-  static bool CanHold(const Constraints& c, const Start& start, bool /*fromStart*/) {
+  static bool CanHold(const Constraints& c, const StartRecord& start, bool /*fromStart*/) {
     return primfit::CanHold<D>(c, start);
   }
   /// The unbounded shape in the caller's frame, with the numbers of the parts that were held.
@@ -93,8 +93,8 @@ struct PrimitiveOf {
 /// Holds the parts of constraints in an optimizer. @return how many
 /// @param setters  of the optimizer, in the order of the description's parts
 template <class P, class... Setters>
-int HoldIn(typename P::Optimizer& optimizer, const typename P::Constraints& c, const typename P::Start& start,
-           const Eigen::Vector3d& origin, Setters... setters) {
+int HoldIn(typename P::Optimizer& optimizer, const typename P::Constraints& c,
+           const typename P::StartRecord& start, const Eigen::Vector3d& origin, Setters... setters) {
   int held = 0;
   const auto hold = [&](const auto& part, auto setter) {
     if (!(c.*part.isHeld)()) return;
@@ -115,7 +115,8 @@ struct PlanePrimitive : PrimitiveOf<Description<Plane>, OutputPlane, PlaneOptimi
                         StartsWhenAsked,
                         SearchUnlessRefinedOnce,
                         RefineHeld {
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<PlanePrimitive>(to, c, start, origin, &Optimizer::FixOrigin, &Optimizer::FixNormal);
   }
 };
@@ -127,11 +128,12 @@ struct SpherePrimitive : PrimitiveOf<Description<Sphere>, OutputSphere, SphereOp
                          RefineHeld {
   /// Deliberate: no start shape of its own, so a sphere search never makes its candidates from the given
   /// sphere.
-  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const Start*,
+  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const StartRecord*,
                                  const Eigen::Vector3d&) {
     return Optimizer(scannerError, screen, nullptr);
   }
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<SpherePrimitive>(to, c, start, origin, &Optimizer::FixCenter, &Optimizer::FixRadius);
   }
 };
@@ -142,7 +144,8 @@ struct CylinderPrimitive
       StartsWhenAsked,
       SearchUnlessRefinedOnce,
       RefineOnceAlways {
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<CylinderPrimitive>(to, c, start, origin, &Optimizer::FixOrigin, &Optimizer::FixRadius,
                                      &Optimizer::FixAxis);
   }
@@ -153,7 +156,8 @@ struct ConePrimitive : PrimitiveOf<Description<Cone>, OutputCone, ConeOptimizer,
                        StartsWhenAsked,
                        SearchUnlessRefinedOnce,
                        RefineOnceAlways {
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<ConePrimitive>(to, c, start, origin, &Optimizer::FixApex, &Optimizer::FixAngle,
                                  &Optimizer::FixAxis);
   }
@@ -165,7 +169,8 @@ struct TorusPrimitive : PrimitiveOf<Description<Torus>, OutputTorus, TorusOptimi
                         RefineOnceAlways {
   static constexpr Failure NotProvided() { return messages::kTorusNotProvided; }
   static bool SkipsSearch(bool fromStart, bool /*optimizeOnce*/) { return fromStart; }
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<TorusPrimitive>(to, c, start, origin, &Optimizer::FixCenter, &Optimizer::FixMajorRadius,
                                   &Optimizer::FixMinorRadius, &Optimizer::FixAxis);
   }
@@ -176,7 +181,7 @@ struct TorusPrimitive : PrimitiveOf<Description<Torus>, OutputTorus, TorusOptimi
 struct TorusThroughArcPrimitive : MessagesOf<names::kTorus> {
   using Shape = OutputTorus;
   using Record = FitOutputParamsTorus;
-  using Start = FitOutputParamsArc;
+  using StartRecord = FitOutputParamsArc;
   using Constraints = FitConstraintsArc;
   using Optimizer = TorusProfileOptimizer;
   using Search = RansacTorus;
@@ -188,15 +193,17 @@ struct TorusThroughArcPrimitive : MessagesOf<names::kTorus> {
   static bool SkipsSearch(bool /*fromStart*/, bool /*optimizeOnce*/) { return false; }
   static bool RefinesInSearch(int /*held*/, double /*scannerError*/) { return true; }
   static bool RefinesAfterSearch(int /*held*/) { return true; }
-  static const Start* StartOf(const Constraints& c) { return c.GetArc(); }
-  static std::unique_ptr<const Shape> StartShape(const Start&, const Eigen::Vector3d&) { return nullptr; }
-  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const Start* arc,
+  static const StartRecord* StartOf(const Constraints& c) { return c.GetArc(); }
+  static std::unique_ptr<const Shape> StartShape(const StartRecord&, const Eigen::Vector3d&) {
+    return nullptr;
+  }
+  static Optimizer MakeOptimizer(double scannerError, bool screen, const Shape*, const StartRecord* arc,
                                  const Eigen::Vector3d& origin) {
     return Optimizer(scannerError, screen, arc->Center() - origin, arc->Radius(),
                      arc->XAxis().cross(arc->YAxis()));
   }
-  static int Hold(const Constraints&, const Start&, const Eigen::Vector3d&, Optimizer&) { return 0; }
-  static bool CanHold(const Constraints&, const Start& arc, bool /*fromStart*/) {
+  static int Hold(const Constraints&, const StartRecord&, const Eigen::Vector3d&, Optimizer&) { return 0; }
+  static bool CanHold(const Constraints&, const StartRecord& arc, bool /*fromStart*/) {
     return IsPlace(arc.Center()) && IsSize(arc.Radius()) && HasPlane(arc);
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints*) {
@@ -210,7 +217,8 @@ struct LinePrimitive : PrimitiveOf<Description<Line>, OutputLine, LineOptimizer,
                        StartsWhenAsked,
                        SearchUnlessRefinedOnce,
                        RefineOnceHeld {
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<LinePrimitive>(to, c, start, origin, &Optimizer::FixRoot, &Optimizer::FixDirection);
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* held) {
@@ -229,10 +237,11 @@ struct ArcPrimitive : PrimitiveOf<Description<Arc>, OutputCircle, CircleOptimize
                       StartsWhenAsked,
                       SearchUnlessRefinedOnce,
                       RefineOnceHeld {
-  static int Hold(const Constraints& c, const Start& start, const Eigen::Vector3d& origin, Optimizer& to) {
+  static int Hold(const Constraints& c, const StartRecord& start, const Eigen::Vector3d& origin,
+                  Optimizer& to) {
     return HoldIn<ArcPrimitive>(to, c, start, origin, &Optimizer::FixCenter, &Optimizer::FixRadius);
   }
-  static bool CanHold(const Constraints& c, const Start& start, bool fromStart) {
+  static bool CanHold(const Constraints& c, const StartRecord& start, bool fromStart) {
     return primfit::CanHold<D>(c, start) && (!fromStart || HasPlane(start));
   }
   static Record ToRecord(const Fitted<Shape>& f, const Constraints* held) {

@@ -50,9 +50,9 @@ FitOutput<typename Bounded::Record> FitBounded(const Vector3d* points, int n,
                                                const FitInputParams<typename P::Constraints>& params,
                                                FitProgressUpdater* updater, bool earlyStop,
                                                const Measure& measure) {
-  const auto fitted = FitShape<P>(points, n, params, updater, earlyStop);
+  const auto fitted = RunPipeline<P>(points, n, params, updater, earlyStop);
   const auto record = P::ToRecord(fitted, fitted.held ? params.Constraints() : nullptr);
-  Model model = ModelFrom<typename Bounded::Start>(record);
+  Model model = ModelFrom<typename Bounded::StartDescription>(record);
   const Extent extent = measure(fitted, model);
   return {RecordFrom<Bounded>(model, extent), fitted.quality};
 }

@@ -1,10 +1,9 @@
-// primfit::fit: checks what it is start, turns constraints into a model, has the shape found, and turns what
+// primfit::fit: checks what it is given, turns constraints into a model, has the shape found, and turns what
 // was found into the caller's record. The work is done below, in adaptive/.
 #include "primfit/fit.h"
 
 #include <algorithm>
 #include <limits>
-#include <tuple>
 #include <utility>
 
 #include "adaptive/evidence/extent.h"
@@ -27,7 +26,7 @@ using adaptive::Scene;
 /// The values of constraints, in the caller's coordinates.
 template <class D>
 adaptive::Start StartOf(const typename D::Constraints* constraints) {
-  using StartD = typename D::Start;
+  using StartD = typename D::StartDescription;
   const auto* record = constraints != nullptr ? (constraints->*D::kStartOf)() : nullptr;
   if (record == nullptr) return {};
   return {HeldComponents<StartD>(*constraints), ModelFrom<StartD>(*record)};
@@ -89,15 +88,16 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   return ResultOf<Shape>(adaptive::FindShape(D::kKind, scene, options, inScene, budget), start, scene);
 }
 
-namespace {
-
-template <class... Shapes>
-constexpr auto AddressesOf(ShapeList<Shapes...> /*all*/) {
-  return std::tuple{&fit<Shapes>...};
-}
-/// The library exports the fit of each primitive because its address is taken here.
-[[gnu::used]] constexpr auto kFits = AddressesOf(AllShapes());
-
-}  // namespace
+template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);
+template PRIMFIT_API FitResult<Arc> fit(PointView, const FitOptions<Arc>&);
+template PRIMFIT_API FitResult<Plane> fit(PointView, const FitOptions<Plane>&);
+template PRIMFIT_API FitResult<Patch> fit(PointView, const FitOptions<Patch>&);
+template PRIMFIT_API FitResult<Sphere> fit(PointView, const FitOptions<Sphere>&);
+template PRIMFIT_API FitResult<Cylinder> fit(PointView, const FitOptions<Cylinder>&);
+template PRIMFIT_API FitResult<BoundedCylinder> fit(PointView, const FitOptions<BoundedCylinder>&);
+template PRIMFIT_API FitResult<Cone> fit(PointView, const FitOptions<Cone>&);
+template PRIMFIT_API FitResult<BoundedCone> fit(PointView, const FitOptions<BoundedCone>&);
+template PRIMFIT_API FitResult<Torus> fit(PointView, const FitOptions<Torus>&);
+template PRIMFIT_API FitResult<Elbow> fit(PointView, const FitOptions<Elbow>&);
 
 }  // namespace primfit

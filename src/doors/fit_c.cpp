@@ -142,20 +142,20 @@ static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
 template <class Shape>
 std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_options& request) {
   using D = Description<Shape>;
-  using StartD = typename D::Start;
+  using StartD = typename D::StartDescription;
   FitOptions<Shape> options;
   ReadOptions(request, points.Count(), options);
   HostProgress progress(request);
   if (request.progress != nullptr) options.progress = &progress;
   typename StartD::Record start;
-  if (request.start != nullptr) start = StartRecord<StartD, Listed::kInArrays>(request.start);
+  if (request.start != nullptr) start = ReadStart<StartD, Listed::kForArrays>(request.start);
   typename D::Constraints constraints(&start);
   if (request.fix != nullptr) Hold<StartD>(request.fix, constraints);
   if (request.start != nullptr) options.constraints = &constraints;
   FitResult<Shape> found = fit<Shape>(points, options);
 
   auto out = std::make_unique<OwnedResult>();
-  const double* end = WriteRecord<D, Listed::kInArrays>(found.shape, out->numbers);
+  const double* end = WriteRecord<D, Listed::kForArrays>(found.shape, out->numbers);
   out->number_count = static_cast<int>(end - out->numbers);
   out->vertices = CornersOf(found.shape);
   WriteTo(found.quality, *out);

@@ -9,7 +9,7 @@
 
 namespace primfit {
 
-enum class ShapeKind { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
+enum class ShapeKind : int;  // the kinds are listed with the descriptions of primitives
 
 /// The components of a model, as bits of a set: those that a fit holds, for example.
 enum Component : unsigned { kCenter = 1, kAxis = 2, kMajor = 4, kMinor = 8 };
@@ -30,7 +30,7 @@ constexpr Component ComponentOf(ParameterKind parameter) {
 
 /// Lengths in the unit of the points, angles in radians. A kind leaves alone what it does not have.
 struct Model {
-  ShapeKind kind = ShapeKind::kPlane;
+  ShapeKind kind{};
   Eigen::Vector3d center = Eigen::Vector3d::Zero();  ///< an apex; of an axis, line or plane any point of it
   Eigen::Vector3d axis = Eigen::Vector3d::UnitZ();   ///< direction of a line, normal of a plane; unit length
   double major = 0;                                  ///< of a torus

@@ -1,6 +1,6 @@
 // The one description of each primitive. All that treats primitives alike follows from it: constraints and
-// models, arrays for C, names in options, JSON and reports, the sub-commands of the program. To add a
-// primitive is to write its record, its constraints and one Description here.
+// models, arrays for C, names in options, JSON and reports, the sub-commands of the program. What else a new
+// primitive needs is its geometry; docs/architecture.md lists the files.
 #ifndef PRIMFIT_SRC_PRIMITIVES_PRIMITIVES_H_
 #define PRIMFIT_SRC_PRIMITIVES_PRIMITIVES_H_
 
@@ -20,8 +20,11 @@
 
 namespace primfit {
 
+/// The kinds of unbounded shapes.
+enum class ShapeKind : int { kLine, kArc, kPlane, kSphere, kCylinder, kCone, kTorus };
+
 /// Where a part is listed. An arc's plane is two directions in arrays, and its normal where people read it.
-enum class Listed { kEverywhere, kInArrays, kByName };
+enum class Listed { kEverywhere, kForArrays, kForPeople };
 
 /// A part with the way to it in a record and, where it can be held, in the constraints.
 template <Role kItsRole, Listed kListed, class Get, class Hold, class IsHeld>
@@ -65,7 +68,7 @@ template <>
 struct Description<Line> {
   using Record = FitOutputParamsLine;
   using Constraints = FitConstraintsLine;
-  using Start = Description<Line>;  ///< of the shape that constraints hold
+  using StartDescription = Description<Line>;  ///< of the shape that constraints hold
   static constexpr int kCode = PRIMFIT_LINE;
   static constexpr std::string_view kName = "line";
   static constexpr std::string_view kSummary = "Fit a line segment";
@@ -86,7 +89,7 @@ template <>
 struct Description<Arc> {
   using Record = FitOutputParamsArc;
   using Constraints = FitConstraintsArc;
-  using Start = Description<Arc>;
+  using StartDescription = Description<Arc>;
   static constexpr int kCode = PRIMFIT_ARC;
   static constexpr std::string_view kName = "arc";
   static constexpr std::string_view kSummary = "Fit an arc of a circle";
@@ -102,9 +105,9 @@ struct Description<Arc> {
                &Constraints::CenterFixed),
       Holdable("radius", PartKind::kRadius, &Record::Radius, &Constraints::FixRadius,
                &Constraints::RadiusFixed),
-      Readable<Role::kStart, Listed::kByName>("normal", PartKind::kDirection, &Normal),
+      Readable<Role::kStart, Listed::kForPeople>("normal", PartKind::kDirection, &Normal),
       Readable("x-axis", PartKind::kStartDirection, &Record::XAxis),
-      Readable<Role::kResult, Listed::kInArrays>("y-axis", PartKind::kQuarterDirection, &Record::YAxis),
+      Readable<Role::kResult, Listed::kForArrays>("y-axis", PartKind::kQuarterDirection, &Record::YAxis),
       Readable("swept-angle", PartKind::kSweptAngle, &Record::Angle)};
 };
 
@@ -112,7 +115,7 @@ template <>
 struct Description<Plane> {
   using Record = FitOutputParamsPlane;
   using Constraints = FitConstraintsPlane;
-  using Start = Description<Plane>;
+  using StartDescription = Description<Plane>;
   static constexpr int kCode = PRIMFIT_PLANE;
   static constexpr std::string_view kName = "plane";
   static constexpr std::string_view kSummary = "Fit an unbounded plane";
@@ -143,7 +146,7 @@ struct Description<Patch> : Description<Plane> {
     return u;
   }
   static constexpr auto kParts =
-      std::tuple_cat(Description<Plane>::kParts, std::tuple{Readable<Role::kResult, Listed::kInArrays>(
+      std::tuple_cat(Description<Plane>::kParts, std::tuple{Readable<Role::kResult, Listed::kForArrays>(
                                                      "x-axis", PartKind::kStartDirection, &OutlineAxis)});
 };
 
@@ -151,7 +154,7 @@ template <>
 struct Description<Sphere> {
   using Record = FitOutputParamsSphere;
   using Constraints = FitConstraintsSphere;
-  using Start = Description<Sphere>;
+  using StartDescription = Description<Sphere>;
   static constexpr int kCode = PRIMFIT_SPHERE;
   static constexpr std::string_view kName = "sphere";
   static constexpr std::string_view kSummary = "Fit a sphere";
@@ -171,7 +174,7 @@ template <>
 struct Description<Cylinder> {
   using Record = FitOutputParamsCylinder;
   using Constraints = FitConstraintsCylinder;
-  using Start = Description<Cylinder>;
+  using StartDescription = Description<Cylinder>;
   static constexpr int kCode = PRIMFIT_CYLINDER;
   static constexpr std::string_view kName = "cylinder";
   static constexpr std::string_view kSummary = "Fit an unbounded cylinder";
@@ -207,7 +210,7 @@ template <>
 struct Description<Cone> {
   using Record = FitOutputParamsCone;
   using Constraints = FitConstraintsCone;
-  using Start = Description<Cone>;
+  using StartDescription = Description<Cone>;
   static constexpr int kCode = PRIMFIT_CONE;
   static constexpr std::string_view kName = "cone";
   static constexpr std::string_view kSummary = "Fit an unbounded cone";
@@ -240,7 +243,7 @@ template <>
 struct Description<Torus> {
   using Record = FitOutputParamsTorus;
   using Constraints = FitConstraintsTorus;
-  using Start = Description<Torus>;
+  using StartDescription = Description<Torus>;
   static constexpr int kCode = PRIMFIT_TORUS;
   static constexpr std::string_view kName = "torus";
   static constexpr std::string_view kSummary = "Fit a torus";

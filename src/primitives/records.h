@@ -88,12 +88,12 @@ double* WriteRecord(const typename D::Record& record, double* to) {
 /// The record that a fit starts from, out of numbers that are listed in a place. Lengths and angles of
 /// results are not read.
 template <class D, Listed kPlace>
-typename D::Record StartRecord(const double* numbers) {
+typename D::Record ReadStart(const double* numbers) {
   using Record = typename D::Record;
   constexpr auto read = []<class P>(const P& part, const double*& from) {
     using Value = std::invoke_result_t<decltype(part.get), const Record&>;
     constexpr bool starts =
-        P::kRole != Role::kResult || (kPlace == Listed::kInArrays && !std::is_same_v<Value, double>);
+        P::kRole != Role::kResult || (kPlace == Listed::kForArrays && !std::is_same_v<Value, double>);
     if constexpr (starts) {
       Value value;
       from = Read(from, value);
@@ -211,7 +211,7 @@ auto ArrayValues(const Model& model, const Extent& extent) {
     return value;
   };
   return std::apply([&](const auto&... parts) { return std::tuple{find(parts)...}; },
-                    RecordPartsIn<D, Listed::kInArrays>());
+                    RecordPartsIn<D, Listed::kForArrays>());
 }
 
 /// Writes the parts of arrays of an unbounded shape as they are. @return the end

@@ -11,7 +11,7 @@
 #include "primfit/shapes/output_plane.h"
 #include "primfit/shapes/output_sphere.h"
 #include "primfit/shapes/output_torus.h"
-#include "primitives/model.h"
+#include "primitives/primitives.h"
 
 namespace primfit {
 

@@ -50,7 +50,7 @@ TEST(Score, IsTheEntropyOfAPlantedShareAgainstChance) {
       const double ratio = 0.01 / score.backgroundRange, chance = m.IsCurve() ? ratio * ratio : ratio;
       EXPECT_NEAR(score.value, 2000 * Entropy(share - 3.0 / 2000, chance), 1e-9 * score.value);
       // Of a fine band the share that is as good is the share itself.
-      EXPECT_EQ(scorer.ShareOfAsGood(score), score.share);
+      EXPECT_EQ(scorer.ShareNeededAtFineBound(score), score.share);
     }
   }
 }
@@ -74,7 +74,7 @@ TEST(Score, FindsTheBandOfFineAndOfCoarseNoise) {
     EXPECT_NEAR(score.share, 0.5 + score.tolerance / 2, 0.07);
     // A coarse band has points by chance, so fewer in a fine one would say as much.
     if (noise >= 0.03) {
-      EXPECT_LT(scorer.ShareOfAsGood(score), score.share - 0.05);
+      EXPECT_LT(scorer.ShareNeededAtFineBound(score), score.share - 0.05);
     }
     // A tilted plane scores less, and one beside the points nothing.
     const Model tilted{ShapeKind::kPlane, Vector3d::Zero(), Vector3d(0.2, 0, 1).normalized(), 0, 0};

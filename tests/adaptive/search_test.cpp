@@ -54,7 +54,7 @@ TEST(Search, ExactDirectionsGiveTheShapeBack) {
       Random random(seed);
       const Model m = KnownShape(kind, random);
       std::vector<adaptive::OrientedPoint> sample;
-      for (const Vector3d& p : PointsOn(m, static_cast<int>(solver.orientedSample), 0, random))
+      for (const Vector3d& p : PointsOn(m, static_cast<int>(solver.orientedSampleSize), 0, random))
         sample.push_back({p, (random.Integer(0, 1) == 0 ? 1 : -1) * DirectionAt(m, p)});
       const Candidates candidates = solver.throughOriented(sample);
       const Points others = PointsOn(m, 50, 0, random);

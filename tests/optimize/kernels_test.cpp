@@ -51,7 +51,7 @@ Gram PlainGram(const ShapeParameters& shape, const PointRefs& points) {
   Gram gram(kStride * kStride, 0.0);
   for (int k = 0; k < points.count; ++k) {
     const std::vector<double> columns = ColumnsOf(shape, points[k]);
-    const double weight = points.rootWeights != nullptr ? points.rootWeights[k] * points.rootWeights[k] : 1;
+    const double weight = points.sqrtWeights != nullptr ? points.sqrtWeights[k] * points.sqrtWeights[k] : 1;
     for (std::size_t i = 0; i < columns.size(); ++i) {
       for (std::size_t j = 0; j < columns.size(); ++j)
         gram[i * kStride + j] += weight * columns[i] * columns[j];
@@ -154,7 +154,7 @@ TEST_F(Grams, ShowAPointThatIsNotANumber) {
         const Vector3d good = points[static_cast<std::size_t>(bad)];
         points[static_cast<std::size_t>(bad)] = Vector3d::Constant(std::nan(""));
         for (const View& view : Views(kind, n)) {
-          if (view.refs.rootWeights != nullptr) continue;
+          if (view.refs.sqrtWeights != nullptr) continue;
           OnEveryTarget([&] {
             Gram gram(kStride * kStride);
             AccumulateGram(shape, view.refs, gram.data());

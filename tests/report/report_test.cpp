@@ -28,8 +28,8 @@ struct Row {
   const char *originLine, *radiusLine, *axisLine;
 };
 
-FitResult ResultOf(const Row& row) {
-  FitResult result{{1, 2, 3 + row.along, 0.5, 0, 0, 1}, FitQuality(), {}, Evidence()};
+FittedShape ResultOf(const Row& row) {
+  FittedShape result{{1, 2, 3 + row.along, 0.5, 0, 0, 1}, FitQuality(), {}, Evidence()};
   FitCovariance& c = result.evidence->covariance;
   c.position = Vector3d(1, 2, 3);
   c.parameters = {{ParameterKind::kPosition, Vector3d::UnitX(), row.position},

@@ -107,10 +107,11 @@ bool IsOptimal(RunningFit& fit) {
 
 /// Refits the shape on the selection, from the few changes where these are enough. A part at an end of its
 /// range would have to be let go or held by such an update, so then all points are looked at.
-/// @param isFirst  of the rounds without fading, or one whose selection was refitted before
-bool RefitShape(bool isFirst, RunningFit& fit) {
+/// @param needsAllPoints in the first round without fading, whose sums are none of the selection before, and
+///     for a selection that was refitted before, on which updates have added up their errors
+bool RefitShape(bool needsAllPoints, RunningFit& fit) {
   std::optional<Refit> refit;
-  if (!isFirst && fit.now.atEnd == 0 && fit.selection.ChangedFew())
+  if (!needsAllPoints && fit.now.atEnd == 0 && fit.selection.ChangedFew())
     refit = RefitOnChanged(fit.now, fit.selection, fit.task, fit.copies);
   if (!refit) {
     refit =
@@ -199,7 +200,7 @@ void SumUpAtFeet(RunningFit& fit, Converged& result) {
   result.sums = SumsAt(fit.now.model, held, feet);
   if (!weighted) return;
   std::transform(sqrtWeights, sqrtWeights + count, sqrtWeights, [](double w) { return w * w; });
-  result.squared = SumsAt(fit.now.model, held, feet);
+  result.squaredWeightSums = SumsAt(fit.now.model, held, feet);
 }
 
 /// What is known of the final shape. Where the tolerance was given, or follows from the steps of the
@@ -223,7 +224,7 @@ Converged ResultOf(RunningFit& fit, bool converged) {
   result.rounding = RoundingWithin(result.tolerance, measured, result.model, fit.Distances(), task);
   if (isTold || fit.decided.isOfSteps) result.noise = std::max(noiseOfInliers(), result.rounding.noise);
   SumUpAtFeet(fit, result);
-  result.beyond = static_cast<std::size_t>(
+  result.justBeyond = static_cast<std::size_t>(
       std::count_if(fit.distances.data(), fit.distances.data() + task.points.size(),
                     [&](double d) { return d > result.tolerance && d <= 2 * result.tolerance; }));
   return result;

@@ -25,10 +25,11 @@ struct Converged {
   std::vector<std::uint32_t> inliers;
   double noise = 0, tolerance = 0;
   RoundingEffect rounding;
-  std::size_t beyond = 0;                  ///< points beyond the tolerance, but not beyond twice of it
-  unsigned atEnd = 0;                      ///< parts that are held at an end of their plausible range
-  NormalEquations sums{};                  ///< at the inliers' feet on the shape, of the parts that are free
-  std::optional<NormalEquations> squared;  ///< where there are weights: with their squares in their place
+  std::size_t justBeyond = 0;  ///< points beyond the tolerance, but not beyond twice of it
+  unsigned atEnd = 0;          ///< parts that are held at an end of their plausible range
+  NormalEquations sums{};      ///< at the inliers' feet on the shape, of the parts that are free
+  std::optional<NormalEquations>
+      squaredWeightSums;  ///< where there are weights: with their squares in their place
   /// Whether another selection of inliers would change nothing, and the next step of their optimisation less
   /// than 1e-9 of the cloud's size. Else the inliers are those of the shape, but it need not be their
   /// optimum.

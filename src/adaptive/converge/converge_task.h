@@ -19,7 +19,7 @@ struct ConvergeTask {
   std::optional<double> noise{}, tolerance{};  ///< that the options say
   double startTolerance = 0;                   ///< of the inliers that the start model comes with
   int fadingRounds = 2;  ///< first rounds with a wider band at whose edge weights fade; 0 to 2
-  const Plausible* plausible = nullptr;  ///< in the units of the points; null: any shape is
+  const Plausible* plausible = nullptr;  ///< in the units of the points; null: every shape is plausible
   double size = 0;  ///< of the cloud, to tell a small step from a large one; 0: the shape's own
   const Resolution* resolution = nullptr;  ///< of the coordinates; null: exact ones
 

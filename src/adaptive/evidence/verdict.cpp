@@ -16,7 +16,8 @@ namespace {
 /// A shape that fewer points support may be true, but a person should look whether it is the one that was
 /// meant.
 constexpr double kWeakShare = 0.1;
-/// A size or direction is hardly known when it is not known to this share, respectively to these radians.
+/// A size or direction is hardly known when it is not known to this share, a direction when not to these
+/// radians.
 constexpr double kHardly = 0.1;
 
 template <class... Values>
@@ -47,9 +48,10 @@ double LargestKnown(ParameterKind kind, const Converged& c) {
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const FreeParameters parameters = FreeParametersOf(c.model, held | c.atEnd);
   FitCovariance covariance;
-  covariance.matrix = primfit::CovarianceOf(
-      c.sums, c.squared ? &*c.squared : nullptr, parameters.count, static_cast<double>(c.inliers.size()),
-      c.noise * c.noise * VarianceInflation(c.model.IsCurve()) + c.rounding.common);
+  covariance.matrix =
+      primfit::CovarianceOf(c.sums, c.squaredWeightSums ? &*c.squaredWeightSums : nullptr, parameters.count,
+                            static_cast<double>(c.inliers.size()),
+                            c.noise * c.noise * VarianceInflation(c.model.IsCurve()) + c.rounding.common);
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too

@@ -11,8 +11,8 @@
 
 namespace primfit::adaptive {
 
-/// The covariance of the free parameters by the inliers' feet on the shape; a part at an end of its range is
-/// none.
+/// The covariance of the free parameters by the inliers' feet on the shape. A part at an end of its plausible
+/// range is held there, so it is no free parameter.
 FitCovariance CovarianceOf(const Converged& c, unsigned held);
 
 /// Fills in the verdict and its reason.

@@ -1,5 +1,5 @@
-// Nothing here but the cone's second side and the circle of an arc knows one kind from another: what a kind
-// has is read off the description of its parts.
+// Nothing here but the second side of a cone knows one kind from another: what a kind has is read off the
+// description of its parts.
 #include "adaptive/model/model.h"
 
 #include <Eigen/Geometry>

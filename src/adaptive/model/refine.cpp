@@ -65,7 +65,7 @@ void SumUpGram(const ShapeParameters& shape, const PointRefs& points, Budget& bu
     PointRefs block = points;
     block.count = static_cast<int>(count);
     block.rows += begin;
-    if (block.rootWeights != nullptr) block.rootWeights += begin;
+    if (block.sqrtWeights != nullptr) block.sqrtWeights += begin;
     if (begin == 0) return AccumulateGram(shape, block, gram[0]);
     SmallMatrix more;
     AccumulateGram(shape, block, more[0]);

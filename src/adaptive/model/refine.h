@@ -14,12 +14,12 @@
 
 namespace primfit::adaptive {
 
-/// @param rootWeights  square roots of the points' weights; null where these are all 1
-inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* rootWeights = nullptr) {
+/// @param sqrtWeights  square roots of the points' weights; null where these are all 1
+inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* sqrtWeights = nullptr) {
   PointRefs refs;
   refs.count = static_cast<int>(points.size());
   refs.rows = points.data();
-  refs.rootWeights = rootWeights;
+  refs.sqrtWeights = sqrtWeights;
   return refs;
 }
 

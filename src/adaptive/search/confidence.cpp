@@ -25,12 +25,12 @@ double NatsOfRankedDraw(const Hypothesis& leader, double inlierShare, const Mini
                       [&](double d) { return d <= leader.score.tolerance; });
     return static_cast<double>(inliers) / static_cast<double>(tier) * inlierShare / leader.score.share;
   };
-  const auto oriented = solver.orientedSample;
+  const auto oriented = solver.orientedSampleSize;
   double nats = 0;
   for (int tier = 0; tier < ranked.tiers; ++tier) {
-    const std::size_t points = TierSize(ranked.points.size(), tier, solver.sample);
-    const std::size_t local = TierSize(ranked.local.size(), tier, solver.sample);
-    nats += NatsOfDraw(shareOf(points), solver.sample, solver.efficiency) / (2 * ranked.tiers);
+    const std::size_t points = TierSize(ranked.points.size(), tier, solver.sampleSize);
+    const std::size_t local = TierSize(ranked.local.size(), tier, solver.sampleSize);
+    nats += NatsOfDraw(shareOf(points), solver.sampleSize, solver.efficiency) / (2 * ranked.tiers);
     nats += NatsOfDraw(shareOf(local), oriented, solver.orientedEfficiency) / (2 * ranked.tiers);
   }
   return nats;

@@ -23,8 +23,8 @@ double NatsOfDraw(double inlierShare, std::size_t sample, double efficiency);
 
 /// The same, on the mean, for draws from ranked points, whose tiers have inlier shares of their own.
 /// @param leader       tells which points are inliers
-/// @param inlierShare  of all points that is to be enough; the share in each tier is taken to be larger or
-///     smaller than the leader's there in the same proportion
+/// @param inlierShare  of all points, for which the draws are to be enough. Each tier has a share of its own:
+///     the leader's there, scaled by this share over the leader's among all points
 double NatsOfRankedDraw(const Hypothesis& leader, double inlierShare, const MinimalSolver& solver,
                         const RankedPoints& ranked);
 

@@ -17,12 +17,12 @@ namespace primfit::adaptive {
 inline constexpr std::size_t kLargestSample = 13;
 
 struct MinimalSolver {
-  std::size_t sample;  ///< points that determine a candidate, at most kLargestSample
+  std::size_t sampleSize;  ///< points that determine a candidate, at most kLargestSample
   Estimator estimate;
   /// How often a sample without outliers leads to the shape, at noise of a two-hundredth of the size: from a
   /// sixth of a turn; whole shapes are found more often.
   double efficiency;
-  std::size_t orientedSample;  ///< points with their directions that do, at most kMostOriented
+  std::size_t orientedSampleSize;  ///< points with their directions that do, at most kMostOriented
   Candidates (*throughOriented)(OrientedPoints);
   double orientedEfficiency;  ///< the same for these
 };

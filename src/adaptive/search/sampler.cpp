@@ -30,13 +30,14 @@ template <class DrawIndex, class PointAt>
 Candidates ThroughPoints(const MinimalSolver& solver, const DrawIndex& drawIndex, const PointAt& pointAt) {
   std::array<Vector3d, kLargestSample> points;
   std::array<std::size_t, kLargestSample> drawn{};
-  for (std::size_t i = 0; i < solver.sample; ++i) {
+  for (std::size_t i = 0; i < solver.sampleSize; ++i) {
     do {
       drawn[i] = drawIndex();
     } while (std::find(drawn.begin(), drawn.begin() + i, drawn[i]) != drawn.begin() + i);
     points[i] = pointAt(drawn[i]);
   }
-  const std::unique_ptr<OutputShape> shape(solver.estimate(static_cast<int>(solver.sample), points.data()));
+  const std::unique_ptr<OutputShape> shape(
+      solver.estimate(static_cast<int>(solver.sampleSize), points.data()));
   Candidates candidates;
   if (shape) candidates.models[static_cast<std::size_t>(candidates.count++)] = ModelOf(*shape);
   return candidates;
@@ -46,7 +47,7 @@ Candidates ThroughPoints(const MinimalSolver& solver, const DrawIndex& drawIndex
 /// @param rivals  see DrawNearEachOther
 Candidates ThroughOrientedPoints(const MinimalSolver& solver, std::span<const LocalGeometry> tier, int rivals,
                                  Dice& dice) {
-  const std::size_t size = solver.orientedSample;
+  const std::size_t size = solver.orientedSampleSize;
   if (tier.size() < size) return {};
   const auto drawn = DrawNearEachOther(tier, size, rivals, dice);
   std::array<OrientedPoint, kMostOriented> points;
@@ -103,7 +104,7 @@ Candidates DrawFromAnywhere(const Sampler& sampler, int draw, Dice& dice) {
 
 Candidates DrawFromRanked(const Sampler& sampler, const RankedPoints& ranked, int draw, Dice& dice) {
   const int tier = draw % ranked.tiers, cycle = draw / ranked.tiers;
-  const std::size_t minimal = sampler.solver.sample;
+  const std::size_t minimal = sampler.solver.sampleSize;
   if (cycle % 2 == 0) {
     const std::size_t count = TierSize(ranked.points.size(), tier, minimal);
     return ThroughPoints(

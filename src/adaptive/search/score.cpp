@@ -108,7 +108,7 @@ Score Scorer::operator()(const Model& model) {
 }
 
 // By bisection: the score within a fine bound rises with the share.
-double Scorer::ShareOfAsGood(const Score& score) const {
+double Scorer::ShareNeededAtFineBound(const Score& score) const {
   const auto n = static_cast<double>(points_.size());
   const double share = score.share;
   const double fine = std::max(kFineBound, limits_.least);

@@ -31,7 +31,7 @@ struct Score {
 
 /// The bounds that a score may choose from, in sizes of the cloud.
 struct ScoreBounds {
-  double least = 0;  ///< for a known noise what its points need
+  double least = 0;  ///< where the noise is known the inlier bound of it
   double most = 0;
   /// How far points anywhere may be from a shape at the least: where all points are near one, there are no
   /// others that tell.
@@ -53,7 +53,7 @@ class Scorer {
   Score operator()(const Model& model);
   /// Share of the points that a shape needs to score as much within a bound that is fine, where the score was
   /// reached within a coarse one: a coarse shape takes in points by chance, and a better one has fewer.
-  double ShareOfAsGood(const Score& score) const;
+  double ShareNeededAtFineBound(const Score& score) const;
   /// Distances of the points from the model that was scored last.
   std::span<const double> Distances() const { return distances_; }
   std::span<const Eigen::Vector3d> Points() const { return points_; }

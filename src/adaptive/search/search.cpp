@@ -25,7 +25,7 @@ constexpr double kSlackOfCandidate = 0.1;
 /// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
 /// share of them.
 constexpr double kShareWithSimpler = 0.25;
-/// What the search is of the work of a fit, for its progress.
+/// The share of a fit's work that the search is, to show the progress.
 constexpr double kShareOfWork = 0.8;
 /// Draws between two questions to clock and host.
 constexpr int kAskEveryDraws = 16;
@@ -42,7 +42,7 @@ struct ScoringPoints {
   std::vector<double> trust;
 };
 
-/// A search that is under way. A search that is under way: what the stages below hand on from draw to draw.
+/// A search that is under way: what the stages below hand on from draw to draw.
 struct RunningSearch {
   RunningSearch(const SearchTask& theTask, const Sample& sample, Budget& theBudget)
       : task(theTask),
@@ -75,8 +75,8 @@ void UpdateConfidence(RunningSearch& search) {
   const Hypothesis* leader = search.leaders.Leader();
   if (leader == nullptr) return;
   const MinimalSolver& solver = search.sampler.solver;
-  const double share = search.task.inlierShare.value_or(search.scorer.ShareOfAsGood(leader->score));
-  search.natsOfDraw = search.ranked == nullptr ? NatsOfDraw(share, solver.sample, solver.efficiency)
+  const double share = search.task.inlierShare.value_or(search.scorer.ShareNeededAtFineBound(leader->score));
+  search.natsOfDraw = search.ranked == nullptr ? NatsOfDraw(share, solver.sampleSize, solver.efficiency)
                                                : NatsOfRankedDraw(*leader, share, solver, *search.ranked);
 }
 
@@ -168,7 +168,7 @@ SearchOutcome Search(const SearchTask& task, const Sample& sample, RankedPoints&
   RunningSearch search(task, sample, budget);
   SearchOutcome outcome;
   if (task.evaluatesStart) Evaluate(task.start, search);
-  if (sample.free.Count() >= search.sampler.solver.sample)
+  if (sample.free.Count() >= search.sampler.solver.sampleSize)
     outcome.why = DrawAll(sample, ranked, dice, search);
   const Leaders& leaders = search.leaders;
   if (leaders.Leader() != nullptr) outcome.found.push_back(*leaders.Leader());

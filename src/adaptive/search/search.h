@@ -38,8 +38,8 @@ struct SearchTask {
 };
 
 struct SearchOutcome {
-  /// The best one, and after one that has a simpler shape the best that has none; nothing where no sample
-  /// gave any.
+  /// The best hypothesis. Where a simpler shape explains its points, the best of those without a simpler one
+  /// follows. Nothing where no sample gave a shape.
   std::vector<Hypothesis> found;
   StopReason why = StopReason::kDrawLimit;
   int refinements = 0;

@@ -153,9 +153,9 @@ struct Projected {
 };
 
 struct Weighted {
-  explicit Weighted(const double* of) : rootWeights(of) {}
+  explicit Weighted(const double* of) : sqrtWeights(of) {}
   Vector operator()(const Vector& p) const { return p; }
-  const double* rootWeights;
+  const double* sqrtWeights;
 };
 
 /// Writes the columns of a block of points. A weight multiplies squared residuals, so its root multiplies the
@@ -170,7 +170,7 @@ void FillBlock(const View& view, const Kind& kind, const Vector& center, const E
     kind(view(Vector(x, y, z)) - center, [&](auto... values) HWY_ATTR {
       int column = 0;
       if constexpr (std::is_same_v<View, Weighted>) {
-        const Packet root = LoadUnaligned(view.rootWeights + i);
+        const Packet root = LoadUnaligned(view.sqrtWeights + i);
         (Store(Mul(values.v, root), block.columns[column++] + i), ...);
       } else {
         (Store(values.v, block.columns[column++] + i), ...);
@@ -235,12 +235,12 @@ void Accumulate(const ShapeParameters& shape, const View& view, const PointRefs&
       rows = reinterpret_cast<const Eigen::Vector3d*>(copied);
     }
     if constexpr (std::is_same_v<View, Weighted>) {
-      const double* rootWeights = view.rootWeights + begin;
+      const double* sqrtWeights = view.sqrtWeights + begin;
       if (padded > count) {
-        for (int i = 0; i < padded; ++i) copiedWeights[i] = rootWeights[std::min(i, count - 1)];
-        rootWeights = copiedWeights;
+        for (int i = 0; i < padded; ++i) copiedWeights[i] = sqrtWeights[std::min(i, count - 1)];
+        sqrtWeights = copiedWeights;
       }
-      FillBlock(Weighted(rootWeights), kind, center, rows, padded, block);
+      FillBlock(Weighted(sqrtWeights), kind, center, rows, padded, block);
     } else {
       FillBlock(view, kind, center, rows, padded, block);
     }
@@ -256,8 +256,8 @@ void Accumulate(const ShapeParameters& shape, const View& view, const PointRefs&
 
 template <class Kind>
 void AccumulateInSpace(const ShapeParameters& shape, const PointRefs& points, double* gram) {
-  if (points.rootWeights == nullptr) return Accumulate<Kind>(shape, AsGiven(), points, gram);
-  Accumulate<Kind>(shape, Weighted(points.rootWeights), points, gram);
+  if (points.sqrtWeights == nullptr) return Accumulate<Kind>(shape, AsGiven(), points, gram);
+  Accumulate<Kind>(shape, Weighted(points.sqrtWeights), points, gram);
 }
 
 template <class Kind>

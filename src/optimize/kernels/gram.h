@@ -28,7 +28,7 @@ struct PointRefs {
   const Eigen::Vector3d* rows = nullptr;
   const Eigen::Vector3d* const* pointers = nullptr;  ///< where there are no rows
   const PlaneFrame* plane = nullptr;
-  const double* rootWeights = nullptr;  ///< square roots of the weights; null where these are all 1
+  const double* sqrtWeights = nullptr;  ///< square roots of the weights; null where these are all 1
   const Eigen::Vector3d& InSpace(int i) const {
     return rows != nullptr ? rows[i]
                            : *pointers[i];  // NOLINT(clang-analyzer-core.NullDereference): one is there
