@@ -179,6 +179,13 @@ struct FitParameter {
 
 /// How exactly the shape is known.
 struct FitCovariance {
+  static constexpr int kMostParameters = 7;  ///< those of a torus
+  /// As many rows and columns as there are parameters. They stand in the object itself and need no alignment:
+  /// how Eigen aligns and frees memory depends on the vector instructions that a compiler is told of, and
+  /// those of a host may be others than those of the library.
+  using Matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::DontAlign, kMostParameters,
+                               kMostParameters>;
+
   /// Where the position is stated: the centre or apex; of an axis, line or plane its point beside the mean of
   /// the inliers, unless it is held.
   Eigen::Vector3d position = Eigen::Vector3d::Zero();
@@ -186,7 +193,7 @@ struct FitCovariance {
   /// Of the parameters, in their order and units; infinite variances are those of what the points do not
   /// determine: a singular combination, or a quantity that is not known to its own size (a direction to a
   /// quarter turn).
-  Eigen::MatrixXd matrix;
+  Matrix matrix;
 };
 
 struct FitReport {

@@ -48,16 +48,17 @@ double LargestKnown(ParameterKind kind, const Converged& c) {
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const FreeParameters parameters = FreeParametersOf(c.model, held | c.atEnd);
   FitCovariance covariance;
-  covariance.matrix =
+  Eigen::MatrixXd matrix =
       primfit::CovarianceOf(c.sums, c.squaredWeightSums ? &*c.squaredWeightSums : nullptr, parameters.count,
                             static_cast<double>(c.inliers.size()),
                             c.noise * c.noise * VarianceInflation(c.model.IsCurve()) + c.rounding.common);
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too
-    if (!(std::sqrt(covariance.matrix(i, i)) <= LargestKnown(f.kind, c))) MakeUnknown(i, covariance.matrix);
-    covariance.parameters.push_back({f.kind, f.direction, std::sqrt(covariance.matrix(i, i))});
+    if (!(std::sqrt(matrix(i, i)) <= LargestKnown(f.kind, c))) MakeUnknown(i, matrix);
+    covariance.parameters.push_back({f.kind, f.direction, std::sqrt(matrix(i, i))});
   }
+  covariance.matrix = matrix;
   return covariance;
 }
 
