@@ -56,7 +56,7 @@ class Scratch {
       : data_(std::exchange(other.data_, nullptr)), heap_(std::move(other.heap_)) {}
   Scratch& operator=(Scratch&& other) noexcept {
     std::swap(data_, other.data_);
-    std::swap(heap_, other.heap_);
+    heap_.swap(other.heap_);
     return *this;
   }
   ~Scratch() {

@@ -23,7 +23,8 @@ template <class T>
 T Remedian(T* values, int count) {
   while (count > 1) {
     count /= 3;
-    for (int i = 0; i < count; ++i) values[i] = MiddleOf(values[3 * i], values[3 * i + 1], values[3 * i + 2]);
+    const T* three = values;
+    for (int i = 0; i < count; ++i, three += 3) values[i] = MiddleOf(three[0], three[1], three[2]);
   }
   return values[0];
 }

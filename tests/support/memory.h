@@ -5,19 +5,12 @@
 
 #include <atomic>
 
+#include "support/thread_sanitizer.h"
+
 namespace primfit::testing {
 
 /// Whether this build counts: the thread sanitizer has its own operator new.
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define PRIMFIT_COUNTS_MEMORY 0
-#endif
-#elif defined(__SANITIZE_THREAD__)
-#define PRIMFIT_COUNTS_MEMORY 0
-#endif
-#ifndef PRIMFIT_COUNTS_MEMORY
-#define PRIMFIT_COUNTS_MEMORY 1
-#endif
+#define PRIMFIT_COUNTS_MEMORY (1 - PRIMFIT_THREAD_SANITIZER)
 
 /// How often operator new was called; how often for a buffer of 32 KB or more.
 extern std::atomic<int> allocations, largeAllocations;
