@@ -13,6 +13,10 @@ void DecodePoints(const BinaryLayout& layout, std::string_view body, std::size_t
     const Column& column = layout.coordinates[axis];
     const char* at = body.data() + column.offset + first * column.stride;
     LoadNumbers({at, column.stride, column.type}, layout.order, n, out->data() + axis, 3);
+    const double scale = layout.scale[axis], offset = layout.offset[axis];
+    if (scale == 1 && offset == 0) continue;
+    const auto k = static_cast<Eigen::Index>(axis);
+    std::for_each(out, out + n, [&](Eigen::Vector3d& p) { p[k] = scale * p[k] + offset; });
   }
 }
 

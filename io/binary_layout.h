@@ -29,6 +29,9 @@ struct BinaryLayout {
   std::size_t points;
   std::array<Column, 3> coordinates;  ///< x, y, z
   std::endian order;
+  /// A coordinate is scale * number + offset; the format's numbers are integers then.
+  std::array<double, 3> scale = {1, 1, 1};
+  std::array<double, 3> offset = {0, 0, 0};
 };
 
 /// Decodes the points first, first + 1, ..., first + n - 1.

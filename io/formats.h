@@ -16,6 +16,9 @@ PointCloud ReadPly(const Source& source);
 bool LooksLikePcd(std::string_view bytes);
 PointCloud ReadPcd(const Source& source);
 
+bool LooksLikeLas(std::string_view bytes);
+PointCloud ReadLas(const Source& source);
+
 PointCloud ReadText(const Source& source);
 
 }  // namespace primfit::io

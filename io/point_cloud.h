@@ -19,6 +19,14 @@ struct Field {
   std::string type;  ///< such as "float32"; empty in text clouds, which name no types
 };
 
+/// What a file says of its coordinates; nothing of it changes them.
+struct CoordinateReference {
+  /// Metres in the file's unit of length, horizontally and vertically; 0 where it says nothing.
+  double horizontalMetres = 0;
+  double verticalMetres = 0;
+  std::string system;  ///< name of the coordinate system, or its code such as "EPSG:25832"; empty for none
+};
+
 /// The points of a file, in its order, unit and frame.
 struct PointCloud {
   std::vector<Eigen::Vector3d> points;  ///< points without measurement (NaN, infinite) included
@@ -26,6 +34,7 @@ struct PointCloud {
   std::string format;                   ///< such as "PLY binary_little_endian"
   std::vector<Field> fields;            ///< what the file says of each point, coordinates included
   std::size_t bytes = 0;                ///< size of the file
+  CoordinateReference reference;
 };
 
 /// The names by which headers call the coordinates.

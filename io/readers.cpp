@@ -30,8 +30,7 @@ constexpr UnsupportedFormat kUnsupported[] = {
     {"\xfd"
      "7zXZ",
      "is compressed with xz; unpack it first"},
-    {"LASF", "is a LAS or LAZ file; convert it to PLY, PCD or text first"},
-    {"ASTM-E57", "is an E57 file; convert it to PLY, PCD or text first"},
+    {"ASTM-E57", "is an E57 file; convert it to PLY, PCD, LAS or text first"},
     {"\xff\xfe", "is text in UTF-16; save it as UTF-8"},
     {"\xfe\xff", "is text in UTF-16; save it as UTF-8"},
 };
@@ -72,7 +71,9 @@ std::string Readers::Names() const {
 
 Readers NativeReaders() {
   return {
-      {{"PLY", {".ply"}, LooksLikePly, ReadPly}, {"PCD", {".pcd"}, LooksLikePcd, ReadPcd}},
+      {{"PLY", {".ply"}, LooksLikePly, ReadPly},
+       {"PCD", {".pcd"}, LooksLikePcd, ReadPcd},
+       {"LAS", {".las"}, LooksLikeLas, ReadLas}},
       {"text", {".xyz", ".asc", ".txt", ".csv", ".pts"}, [](std::string_view) { return true; }, ReadText}};
 }
 

@@ -29,16 +29,19 @@ struct Readers {
   /// The one that a file is for. The contents decide; where they do not, the name's extension does.
   /// @throws ReadError for contents that are empty or of a known format that no reader has
   const Reader& For(const Source& source) const;
-  /// Names of all, for people: "PLY, PCD, or text: XYZ, ASC".
+  /// Names of all, for people: "PLY, PCD, LAS, or text: XYZ, ASC".
   std::string Names() const;
 };
 
-/// PLY, PCD, and text for all else (XYZ, ASC, TXT, CSV, PTS and the like).
+/// PLY, PCD, LAS, and text for all else (XYZ, ASC, TXT, CSV, PTS and the like).
 ///
 /// - PLY: ascii and both binary byte orders; the element "vertex" with numbers x, y, z of any type. What
 ///   follows the vertices is not read.
 /// - PCD: ascii, binary, binary_compressed; fields x, y, z of any type. The viewpoint is not applied: the
 ///   points stay in the frame in which the file has them.
+/// - LAS 1.0 to 1.4: every point format, by the scale and offset of the header. Units and coordinate system
+/// are
+///   told and change nothing. Compressed points (LAZ) are refused.
 /// - Text: a point a line; blanks or tabs, commas, or semicolons between the values, as the first point has
 ///   them. Columns named x, y, z in a header line are used, the first three otherwise. Lines that begin with
 ///   #, //, ; or % are comments; the count lines of PTS are checked. Between semicolons a comma is a decimal

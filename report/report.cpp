@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 
+#include "io/read_error.h"
 #include "io/words.h"
 #include "report/uncertainty.h"
 #include "report/verdicts.h"
@@ -392,6 +393,37 @@ std::string JsonNothing(const FitRun& run, const std::string& reason) {
   return Dump(json);
 }
 
+namespace {
+
+/// What the file says of its unit of length; horizontally and vertically where these differ.
+std::string UnitText(const io::CoordinateReference& reference) {
+  const auto metres = [](double value) {
+    return value > 0 ? fmt::format("{:.10g} m", value) : std::string("not told");
+  };
+  std::string text = metres(reference.horizontalMetres);
+  if (reference.verticalMetres > 0 && reference.verticalMetres != reference.horizontalMetres)
+    text += fmt::format(", vertically {}", metres(reference.verticalMetres));
+  return text;
+}
+
+std::string ReferenceText(const io::CoordinateReference& reference) {
+  std::string text;
+  if (!reference.system.empty())
+    text += fmt::format("  {:<16} {}\n", "coordinates", io::Quoted(reference.system));
+  if (reference.horizontalMetres > 0 || reference.verticalMetres > 0)
+    text += fmt::format("  {:<16} {}\n", "unit in the file", UnitText(reference));
+  return text;
+}
+
+Json ReferenceJson(const io::CoordinateReference& reference) {
+  const auto metres = [](double value) { return value > 0 ? Json(value) : Json(); };
+  return {{"system", reference.system.empty() ? Json() : Json(reference.system)},
+          {"horizontal_unit_metres", metres(reference.horizontalMetres)},
+          {"vertical_unit_metres", metres(reference.verticalMetres)}};
+}
+
+}  // namespace
+
 std::string TextInfo(const Input& input, const io::Selection& cloud) {
   std::string text = fmt::format("{}\n", input.path);
   text += fmt::format("  {:<16} {} bytes\n", "size", cloud.file.bytes);
@@ -402,7 +434,7 @@ std::string TextInfo(const Input& input, const io::Selection& cloud) {
     names += fmt::format("{}{}{}{}", names.empty() ? ": " : ", ", field.name, field.type.empty() ? "" : " ",
                          field.type);
   }
-  text += names + "\npoints\n" + CountsText(input, cloud);
+  text += names + "\n" + ReferenceText(cloud.file.reference) + "points\n" + CountsText(input, cloud);
   if (cloud.Used() > 0) {
     const Box e = BoxOf(cloud);
     text += "extent\n";
@@ -420,6 +452,7 @@ std::string JsonInfo(const Input& input, const io::Selection& cloud) {
   json["fields"] = Json::array();
   for (const io::Field& field : cloud.file.fields)
     json["fields"].push_back({{"name", field.name}, {"type", field.type}});
+  json["reference"] = ReferenceJson(cloud.file.reference);
   json["points"] = CountsJson(cloud);
   json["extent"] = Json();
   if (cloud.Used() > 0) {

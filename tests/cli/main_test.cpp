@@ -60,7 +60,7 @@ TEST_F(Main, ReadsWhatItsHostCanRead) {
   EXPECT_EQ(Run({"info", Write("b.LVL", "x")}), primfit::cli::kTrouble);
   EXPECT_EQ(err_.str(), "primfit: " + Path("b.LVL") + ": byte 1: has no height\n");
   EXPECT_EQ(Run({"info", "--help"}), 0);
-  EXPECT_NE(out_.str().find("PLY, PCD, LEVEL, or text: XYZ, ASC"), std::string::npos) << out_.str();
+  EXPECT_NE(out_.str().find("PLY, PCD, LAS, LEVEL, or text: XYZ, ASC"), std::string::npos) << out_.str();
 
   // The row was that run's: a host without it reads text.
   EXPECT_EQ(Run(byContents, primfit::io::NativeReaders()), primfit::cli::kTrouble);
