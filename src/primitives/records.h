@@ -4,6 +4,7 @@
 #define PRIMFIT_SRC_PRIMITIVES_RECORDS_H_
 
 #include <Eigen/Core>
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <functional>
