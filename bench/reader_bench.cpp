@@ -110,7 +110,7 @@ void Register(const File& file, const Points& expected) {
   benchmark::RegisterBenchmark((file.name + "/bytes_and_memory").c_str(), [path](benchmark::State& state) {
     Measure(state, path, [&] {
       primfit::io::PointCloud cloud;
-      primfit::io::Reserve(cloud, kPoints);
+      primfit::io::Reserve(cloud.points, kPoints);
       cloud.points.assign(kPoints, Eigen::Vector3d::Zero());
       benchmark::DoNotOptimize(cloud.points.data());
       benchmark::DoNotOptimize(ReadBytes(path));

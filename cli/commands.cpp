@@ -226,7 +226,7 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
   FitRequest request = RequestOf(options, command, *input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, input.unit->metres);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, {input.region}, input.unit->metres);
   if (cloud.Used() > INT_MAX) {
     throw UsageError(
         fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
@@ -251,7 +251,7 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region, 1.0);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, {input.region}, 1.0);
   WriteOutput(host, options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
   return kFitted;
 }

@@ -1,36 +1,81 @@
-// Decoding goes block by block. The coordinates are decoded one after the other, which takes three passes
-// over the rows, and a fourth looks for numbers that are not finite. Blocks of 1024 rows stay in the
-// first-level cache meanwhile, so that each byte comes from memory once.
+// Decoding goes block by block, and within a block column by column. Blocks are so small that their rows stay
+// in the first-level cache meanwhile, so that each byte comes from memory once.
 #include "io/binary_layout.h"
 
 #include <algorithm>
+#include <cstdint>
+
+#include "io/attributes.h"
 
 namespace primfit::io {
 
-void DecodePoints(const BinaryLayout& layout, std::string_view body, std::size_t first, std::size_t n,
-                  Eigen::Vector3d* out) {
+namespace {
+
+/// Decodes a column.
+/// @param out   where the first value goes
+/// @param step  doubles from there to the place of the next
+void DecodeColumn(const Column& column, std::endian order, const char* at, std::size_t n, double* out,
+                  std::size_t step) {
+  LoadNumbers({at, column.stride, column.type}, order, n, out, step);
+  if (column.bits != 0) {
+    const std::uint64_t mask = (std::uint64_t{1} << column.bits) - 1;
+    for (std::size_t i = 0; i < n; ++i) {
+      const auto number = static_cast<std::uint64_t>(out[i * step]);
+      out[i * step] = static_cast<double>(number >> column.firstBit & mask);
+    }
+  }
+  if (column.scale == 1 && column.origin == 0) return;
+  for (std::size_t i = 0; i < n; ++i) out[i * step] = column.scale * out[i * step] + column.origin;
+}
+
+}  // namespace
+
+std::vector<Field> FieldsOf(const std::vector<NamedColumn>& columns) {
+  std::vector<Field> fields;
+  for (const NamedColumn& c : columns) fields.push_back(c.field);
+  return fields;
+}
+
+std::vector<Column> ColumnsOf(const Source& source, const std::vector<NamedColumn>& columns,
+                              const ReadRequest& request) {
+  std::vector<Column> found;
+  for (const std::size_t k : FindAttributes(source, FieldsOf(columns), request.attributes)) {
+    if (!columns[k].column)
+      throw ReadError(source.name, "",
+                      "the attribute " + Quoted(columns[k].field.name) + " is no number (" +
+                          columns[k].field.type + "); choose another one");
+    found.push_back(*columns[k].column);
+  }
+  return found;
+}
+
+void DecodePoints(const BinaryLayout& layout, std::string_view body, std::size_t first, PointBlock& block) {
+  const std::size_t n = block.points.size();
+  if (n == 0) return;
+  const auto begin = [&](const Column& c) { return body.data() + c.offset + first * c.stride; };
   for (std::size_t axis = 0; axis < 3; ++axis) {
     const Column& column = layout.coordinates[axis];
-    const char* at = body.data() + column.offset + first * column.stride;
-    LoadNumbers({at, column.stride, column.type}, layout.order, n, out->data() + axis, 3);
-    const double scale = layout.scale[axis], offset = layout.offset[axis];
-    if (scale == 1 && offset == 0) continue;
-    const auto k = static_cast<Eigen::Index>(axis);
-    std::for_each(out, out + n, [&](Eigen::Vector3d& p) { p[k] = scale * p[k] + offset; });
+    DecodeColumn(column, layout.order, begin(column), n, block.points.front().data() + axis, 3);
+  }
+  for (std::size_t k = 0; k < layout.attributes.size(); ++k) {
+    const Column& column = layout.attributes[k];
+    DecodeColumn(column, layout.order, begin(column), n, block.attributes[k].data(), 1);
   }
 }
 
-void AppendPoints(const BinaryLayout& layout, std::string_view body, PointCloud& cloud) {
-  constexpr std::size_t kBlock = 1024;
-  Reserve(cloud, layout.points);
-  const std::size_t before = cloud.points.size();
-  cloud.points.resize(before + layout.points);
-  for (std::size_t first = 0; first < layout.points; first += kBlock) {
-    const std::size_t n = std::min(kBlock, layout.points - first);
-    Eigen::Vector3d* block = cloud.points.data() + before + first;
-    DecodePoints(layout, body, first, n, block);
-    cloud.nonFinite += static_cast<std::size_t>(
-        std::count_if(block, block + n, [](const Eigen::Vector3d& p) { return !p.allFinite(); }));
+void StreamPoints(const BinaryLayout& layout, const Source& source, std::size_t body, PointSink& sink) {
+  sink.Expect(layout.points);
+  // Columns that stand one after the other are all needed to the end.
+  const std::size_t row = layout.coordinates[0].stride;
+  const bool byRow = std::all_of(layout.coordinates.begin(), layout.coordinates.end(),
+                                 [&](const Column& c) { return c.stride == row && c.offset < row; });
+  PointBlock block;
+  block.attributes.resize(layout.attributes.size());
+  for (std::size_t first = 0; first < layout.points; first += PointBlock::kMostPoints) {
+    block.Resize(std::min(PointBlock::kMostPoints, layout.points - first));
+    DecodePoints(layout, source.bytes.substr(body), first, block);
+    sink.Take(block);
+    if (byRow) source.DoneBefore(body + first * row);
   }
 }
 

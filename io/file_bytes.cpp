@@ -7,10 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
+#include "io/gzip.h"
 #include "io/read_error.h"
+#include "io/spool.h"
 
 namespace primfit::io {
 
@@ -40,21 +43,37 @@ class Descriptor {
   int fd_;
 };
 
-std::string ReadToEnd(const std::string& path, int fd) {
-  std::string bytes;
-  std::size_t size = 0;
+void ReadToEnd(const std::string& path, int fd, Spool& to) {
+  std::string piece(std::size_t{1} << 17, '\0');
   for (;;) {
-    if (size == bytes.size()) bytes.resize(2 * size + (std::size_t{1} << 16));
-    const ssize_t got = ::read(fd, bytes.data() + size, bytes.size() - size);
-    if (got > 0) size += static_cast<std::size_t>(got);
-    if (got == 0) break;
+    const ssize_t got = ::read(fd, piece.data(), piece.size());
+    if (got > 0) to.Append({piece.data(), static_cast<std::size_t>(got)});
+    if (got == 0) return;
     if (got < 0 && errno != EINTR) Fail(path, "cannot be read", errno, "check the device or connection");
   }
-  bytes.resize(size);
-  return bytes;
 }
 
 }  // namespace
+
+Mapping::Mapping(int fd, std::size_t size) {
+  void* mapping = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+  if (mapping == MAP_FAILED) return;
+  ::madvise(mapping, size, MADV_SEQUENTIAL);
+  first_ = static_cast<char*>(mapping);
+  size_ = size;
+}
+
+Mapping::~Mapping() {
+  if (first_ != nullptr) ::munmap(first_, size_);
+}
+
+void Mapping::DoneBefore(std::size_t byte) {
+  constexpr std::size_t kStep = std::size_t{1} << 23;  // the system is seldom asked, and little waits for it
+  if (first_ == nullptr || byte < done_ + kStep) return;
+  const std::size_t end = std::min(byte, size_) / kStep * kStep;
+  ::madvise(first_ + done_, end - done_, MADV_DONTNEED);
+  done_ = end;
+}
 
 FileBytes::FileBytes(const std::string& path) {
   const Descriptor file(path);
@@ -64,22 +83,21 @@ FileBytes::FileBytes(const std::string& path) {
   if (S_ISBLK(status.st_mode) || (S_ISCHR(status.st_mode) && ::isatty(file.Get()) == 0)) {
     throw ReadError(path, "", "is a device; name a file or a pipe");
   }
-  if (S_ISREG(status.st_mode) && status.st_size > 0) {
-    mappedSize_ = static_cast<std::size_t>(status.st_size);
-    void* mapping = ::mmap(nullptr, mappedSize_, PROT_READ, MAP_PRIVATE, file.Get(), 0);
-    if (mapping != MAP_FAILED) {
-      mapping_ = mapping;
-      ::madvise(mapping_, mappedSize_, MADV_SEQUENTIAL);
-      view_ = {static_cast<const char*>(mapping_), mappedSize_};
-      return;
-    }
+  if (S_ISREG(status.st_mode) && status.st_size > 0)
+    mapping_ = Mapping(file.Get(), static_cast<std::size_t>(status.st_size));
+  if (mapping_.IsEmpty()) {  // pipes, terminals, and what cannot be mapped
+    Spool spool(path);
+    ReadToEnd(path, file.Get(), spool);
+    spool.Finish(read_, mapping_);
   }
-  read_ = ReadToEnd(path, file.Get());  // pipes, terminals, and what cannot be mapped
-  view_ = read_;
-}
-
-FileBytes::~FileBytes() {
-  if (mapping_ != nullptr) ::munmap(mapping_, mappedSize_);
+  size_ = View().size();
+  wasPacked_ = IsGzip(View());
+  if (!wasPacked_) return;
+  Spool spool(path);
+  UnpackGzip(path, View(), mapping_, spool);
+  Mapping unpacked;
+  spool.Finish(read_, unpacked);
+  mapping_ = std::move(unpacked);
 }
 
 }  // namespace primfit::io

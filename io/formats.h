@@ -11,15 +11,21 @@
 namespace primfit::io {
 
 bool LooksLikePly(std::string_view bytes);
-PointCloud ReadPly(const Source& source);
+FileHead ReadPly(const Source& source, const ReadRequest& request, PointSink& sink);
 
 bool LooksLikePcd(std::string_view bytes);
-PointCloud ReadPcd(const Source& source);
+FileHead ReadPcd(const Source& source, const ReadRequest& request, PointSink& sink);
 
 bool LooksLikeLas(std::string_view bytes);
-PointCloud ReadLas(const Source& source);
+FileHead ReadLas(const Source& source, const ReadRequest& request, PointSink& sink);
 
-PointCloud ReadText(const Source& source);
+bool LooksLikePtx(std::string_view bytes);
+FileHead ReadPtx(const Source& source, const ReadRequest& request, PointSink& sink);
+
+bool LooksLikePts(std::string_view bytes);
+FileHead ReadPts(const Source& source, const ReadRequest& request, PointSink& sink);
+
+FileHead ReadText(const Source& source, const ReadRequest& request, PointSink& sink);
 
 }  // namespace primfit::io
 

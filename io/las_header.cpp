@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "io/scalar.h"
 #include "io/words.h"
 
 namespace primfit::io {
@@ -74,7 +75,8 @@ int PointFormatOf(const Source& source) {
   const int format = static_cast<unsigned char>(source.bytes[kPointFormat]);
   if ((format & kCompressed) != 0)
     source.FailAtByte(kPointFormat,
-                      "the points are compressed (LAZ), which this program does not read; convert it to LAS");
+                      "the points are compressed (LAZ), which this program reads only with a library that "
+                      "its host adds; unpack them, such as with: pdal translate in.laz out.las");
   if (format >= std::ssize(kPointSizes))
     source.FailAtByte(kPointFormat,
                       "point format " + std::to_string(format) + " is none of LAS 1.0 to 1.4 (0 to 10)");
@@ -146,28 +148,6 @@ void AppendRecords(const Source& source, std::size_t begin, std::uint64_t count,
   }
 }
 
-/// The fields of a point format.
-std::vector<Field> StandardFields(int format) {
-  const bool legacy = format < 6;
-  std::vector<Field> fields = {{"X", "int32"}, {"Y", "int32"}, {"Z", "int32"}, {"intensity", "uint16"}};
-  const char* bits = legacy ? "3 bits" : "4 bits";
-  fields.push_back({"return_number", bits});
-  fields.push_back({"number_of_returns", bits});
-  fields.push_back({"classification", legacy ? "5 bits" : "uint8"});
-  fields.push_back({"scan_angle", legacy ? "int8" : "int16"});
-  fields.push_back({"user_data", "uint8"});
-  fields.push_back({"point_source_id", "uint16"});
-  const auto is = [&](std::initializer_list<int> formats) {
-    return std::find(formats.begin(), formats.end(), format) != formats.end();
-  };
-  if (is({1, 3, 4, 5, 6, 7, 8, 9, 10})) fields.push_back({"gps_time", "float64"});
-  if (is({2, 3, 5, 7, 8, 10}))
-    for (const char* colour : {"red", "green", "blue"}) fields.push_back({colour, "uint16"});
-  if (is({8, 10})) fields.push_back({"near_infrared", "uint16"});
-  if (is({4, 5, 9, 10})) fields.push_back({"wave_packet", "29 bytes"});
-  return fields;
-}
-
 }  // namespace
 
 std::vector<LasRecord> FindLasRecords(const Source& source, const LasHeader& header) {
@@ -180,32 +160,6 @@ std::vector<LasRecord> FindLasRecords(const Source& source, const LasHeader& hea
       AppendRecords(source, static_cast<std::size_t>(begin), CountAt(source, kExtendedCount, 4), 8, records);
   }
   return records;
-}
-
-std::vector<Field> LasFields(const LasHeader& header, const std::vector<LasRecord>& records) {
-  constexpr std::size_t kDescription = 192;
-  constexpr const char* kTypes[] = {"bytes", "uint8",  "int8",  "uint16",  "int16",  "uint32",
-                                    "int32", "uint64", "int64", "float32", "float64"};
-  std::vector<Field> fields = StandardFields(header.pointFormat);
-  for (const LasRecord& record : records) {
-    if (record.user != "LASF_Spec" || record.id != 4) continue;
-    for (std::size_t at = 0; at + kDescription <= record.data.size(); at += kDescription) {
-      const auto type = static_cast<unsigned char>(record.data[at + 2]);
-      fields.push_back(
-          {std::string(TextAt(record.data, at + 4, 32)), type < std::size(kTypes) ? kTypes[type] : ""});
-    }
-  }
-  return fields;
-}
-
-BinaryLayout LasLayout(const LasHeader& header) {
-  BinaryLayout layout{static_cast<std::size_t>(header.points), {}, std::endian::little};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    layout.coordinates[axis] = {4 * axis, header.recordLength, ScalarType::kInt32};
-  }
-  layout.scale = header.scale;
-  layout.offset = header.offset;
-  return layout;
 }
 
 }  // namespace primfit::io

@@ -12,8 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "io/binary_layout.h"
-#include "io/point_cloud.h"
 #include "io/read_error.h"
 
 namespace primfit::io {
@@ -42,12 +40,6 @@ LasHeader ParseLasHeader(const Source& source);
 /// The records before the points and, of version 1.4, behind them. A record that the file ends in is left
 /// out, as the points may be whole.
 std::vector<LasRecord> FindLasRecords(const Source& source, const LasHeader& header);
-
-/// What every point has, by the names of the format: X, Y, Z, intensity, ..., then the extra bytes of the
-/// records that describe them.
-std::vector<Field> LasFields(const LasHeader& header, const std::vector<LasRecord>& records);
-
-BinaryLayout LasLayout(const LasHeader& header);
 
 }  // namespace primfit::io
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "io/attributes.h"
 #include "io/formats.h"
 #include "io/pcd_header.h"
 #include "io/words.h"
@@ -16,27 +17,29 @@ namespace primfit::io {
 
 namespace {
 
-std::vector<Field> FieldsOf(const PcdPoints& points) {
-  std::vector<Field> fields;
-  for (std::size_t k = 0; k < points.fields.size(); ++k) {
-    fields.push_back({points.fields[k].name, std::string(NameOf(points.types[k]))});
-  }
-  return fields;
-}
-
-void ReadTextBody(const Source& source, const TextPlace& begin, const PcdPoints& points, PointCloud& cloud) {
+void ReadTextBody(const Source& source, const TextPlace& begin, const PcdPoints& points,
+                  const ReadRequest& request, PointSink& sink) {
   CheckRoomForRows(source, begin, points.number, points.RowValues());
-  Reserve(cloud, points.number);
+  sink.Expect(points.number);
   LineReader lines(source.bytes, begin);
-  const TextLayout layout = PcdTextLayout(points);
+  const std::vector<Field> fields = FieldsOf(PcdColumns(points, PcdRowColumn));
+  std::vector<std::size_t> attributes = FindAttributes(source, fields, request.attributes);
+  for (const std::size_t k : attributes) {
+    if (k >= points.fields.size())
+      throw ReadError(source.name, "",
+                      "the colours are packed into one number, which text does not keep; export the file as "
+                      "DATA binary");
+  }
+  const TextLayout layout = PcdTextLayout(points, attributes);
   const auto same = [&](std::string_view) -> const TextLayout& { return layout; };
-  const std::uint64_t rows = AppendRows(source, lines, points.number, same, cloud);
+  const std::uint64_t rows = StreamRows(source, lines, points.number, same, attributes.size(), sink);
   if (rows == points.number) return;
   source.FailAtLine(lines.Number(), "the file ends after " + std::to_string(rows) + " of " +
                                         Counted(points.number, "point") + "; copy or export it again");
 }
 
-void ReadBinaryBody(const Source& source, std::size_t begin, const PcdPoints& points, PointCloud& cloud) {
+void ReadBinaryBody(const Source& source, std::size_t begin, const PcdPoints& points,
+                    const ReadRequest& request, PointSink& sink) {
   const std::uint64_t row = points.RowBytes();
   const std::size_t room = (source.bytes.size() - begin) / row;
   if (points.number > room) {
@@ -45,7 +48,9 @@ void ReadBinaryBody(const Source& source, std::size_t begin, const PcdPoints& po
                                                Counted(row, "byte") + " from byte " + std::to_string(begin) +
                                                " on; copy or export it again");
   }
-  AppendPoints(PcdRowLayout(points), source.bytes.substr(begin), cloud);
+  BinaryLayout layout = PcdRowLayout(points);
+  layout.attributes = ColumnsOf(source, PcdColumns(points, PcdRowColumn), request);
+  StreamPoints(layout, source, begin, sink);
 }
 
 /// The compressed body: two lengths of 32 bits, then a stream of LZF.
@@ -106,13 +111,16 @@ std::vector<char> Unpack(const Source& source, std::size_t begin, const PackedVa
   return values;
 }
 
-void ReadCompressedBody(const Source& source, std::size_t begin, PcdPoints points, PointCloud& cloud) {
+void ReadCompressedBody(const Source& source, std::size_t begin, PcdPoints points, const ReadRequest& request,
+                        PointSink& sink) {
   const PackedValues packed = FindPackedValues(source, begin);
   // Most writers leave the bytes of padding out of the compressed data although the header names it; the size
   // tells.
   if (!TakeExactly(points, packed.unpackedSize)) points = WithoutPadding(std::move(points));
   const std::vector<char> values = Unpack(source, begin, packed, points);
-  AppendPoints(PcdColumnLayout(points), {values.data(), values.size()}, cloud);
+  BinaryLayout layout = PcdColumnLayout(points);
+  layout.attributes = ColumnsOf(source, PcdColumns(points, PcdFieldColumn), request);
+  StreamPoints(layout, {source.name, {values.data(), values.size()}}, 0, sink);
 }
 
 }  // namespace
@@ -127,20 +135,23 @@ bool LooksLikePcd(std::string_view bytes) {
   return false;
 }
 
-PointCloud ReadPcd(const Source& source) {
+FileHead ReadPcd(const Source& source, const ReadRequest& request, PointSink& sink) {
   const PcdHeader header = ParsePcdHeader(source);
   const PcdPoints points = FindPcdPoints(source, header);
-  PointCloud cloud;
-  cloud.format = "PCD " + header.encoding;
-  cloud.fields = FieldsOf(points);
-  if (header.encoding == "ascii") {
-    ReadTextBody(source, header.end, points, cloud);
-  } else if (header.encoding == "binary") {
-    ReadBinaryBody(source, header.end.byte, points, cloud);
-  } else {
-    ReadCompressedBody(source, header.end.byte, points, cloud);
+  FileHead head;
+  head.format = "PCD " + header.encoding;
+  for (const NamedColumn& c : PcdColumns(points, PcdRowColumn)) {
+    if (head.fields.size() < points.fields.size()) head.fields.push_back(c.field);
   }
-  return cloud;
+  if (header.viewpoint) head.scans.push_back({points.number, header.viewpoint});
+  if (header.encoding == "ascii") {
+    ReadTextBody(source, header.end, points, request, sink);
+  } else if (header.encoding == "binary") {
+    ReadBinaryBody(source, header.end.byte, points, request, sink);
+  } else {
+    ReadCompressedBody(source, header.end.byte, points, request, sink);
+  }
+  return head;
 }
 
 }  // namespace primfit::io

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "io/attributes.h"
 #include "io/header_line.h"
 
 namespace primfit::io {
@@ -52,9 +53,21 @@ std::string ParseEncoding(HeaderLine& line) {
   return std::string(encoding);
 }
 
+/// Where the sensor was; nothing for what writers put there who do not know it, the origin and no turn.
+std::optional<Eigen::Vector3d> ParseViewpoint(HeaderLine& line) {
+  Eigen::Matrix<double, 7, 1> numbers;  // place, and a quaternion w, x, y, z
+  std::string_view value;
+  for (double& number : numbers) {
+    if (!line.values.Next(value) || !ParseNumber(value, number)) return std::nullopt;
+  }
+  const Eigen::Vector3d place = numbers.head<3>();
+  const bool unknown = place.isZero(0) && numbers.tail<3>().isZero(0);
+  return unknown || !place.allFinite() ? std::nullopt : std::optional(place);
+}
+
 void ParseEntry(HeaderLine& line, PcdHeader& header) {
   const std::string_view keyword = line.keyword;
-  if (keyword.starts_with('#') || keyword == "VERSION" || keyword == "VIEWPOINT") return;
+  if (keyword.starts_with('#') || keyword == "VERSION") return;
   if (keyword == "FIELDS" || keyword == "COLUMNS") {
     header.fields = ParseNames(line);
   } else if (keyword == "SIZE") {
@@ -72,6 +85,8 @@ void ParseEntry(HeaderLine& line, PcdHeader& header) {
     header.height = ParseOnlyNumber32(line);
   } else if (keyword == "POINTS") {
     header.points = ParseOnlyNumber32(line);
+  } else if (keyword == "VIEWPOINT") {
+    header.viewpoint = ParseViewpoint(line);
   } else {
     line.Fail(Quoted(keyword) + " is no entry of a PCD header; correct the line or export the file again");
   }
@@ -81,7 +96,7 @@ std::array<std::size_t, 3> FindCoordinates(const Source& source, const PcdHeader
   std::array<std::size_t, 3> coordinates{};
   for (std::size_t axis = 0; axis < 3; ++axis) {
     const auto at = std::find_if(header.fields.begin(), header.fields.end(), [&](const PcdField& f) {
-      return f.name == kAxisNames[axis] && f.count > 0;
+      return BareName(f.name) == kAxisNames[axis] && f.count > 0;
     });
     if (at == header.fields.end()) {
       source.FailAtLine(header.end.line, "the header has no field " + Quoted(kAxisNames[axis]) +
@@ -159,31 +174,57 @@ std::uint64_t PcdPoints::RowValues() const {
   return values;
 }
 
-TextLayout PcdTextLayout(const PcdPoints& points) {
-  std::array<std::size_t, 3> columns{};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    for (std::size_t k = 0; k < points.coordinates[axis]; ++k) columns[axis] += points.fields[k].count;
+TextLayout PcdTextLayout(const PcdPoints& points, const std::vector<std::size_t>& attributes) {
+  std::vector<std::size_t> fields(points.coordinates.begin(), points.coordinates.end());
+  fields.insert(fields.end(), attributes.begin(), attributes.end());
+  std::vector<std::size_t> columns;
+  for (const std::size_t field : fields) {
+    std::uint64_t before = 0;
+    for (std::size_t k = 0; k < field; ++k) before += points.fields[k].count;
+    columns.push_back(static_cast<std::size_t>(before));
   }
   return {Separator::kBlanks, columns, points.RowValues()};
 }
 
-BinaryLayout PcdRowLayout(const PcdPoints& points) {
-  BinaryLayout layout{points.number, {}, std::endian::little};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const std::size_t field = points.coordinates[axis];
-    layout.coordinates[axis] = {points.BytesBefore(field), points.RowBytes(), points.types[field]};
-  }
-  return layout;
+Column PcdRowColumn(const PcdPoints& points, std::size_t field) {
+  return {points.BytesBefore(field), points.RowBytes(), points.types[field]};
 }
 
-BinaryLayout PcdColumnLayout(const PcdPoints& points) {
-  BinaryLayout layout{points.number, {}, std::endian::little};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const std::size_t field = points.coordinates[axis];
-    layout.coordinates[axis] = {points.BytesBefore(field) * points.number, points.fields[field].Bytes(),
-                                points.types[field]};
+Column PcdFieldColumn(const PcdPoints& points, std::size_t field) {
+  return {points.BytesBefore(field) * points.number, points.fields[field].Bytes(), points.types[field]};
+}
+
+namespace {
+
+BinaryLayout LayoutBy(Column (*column)(const PcdPoints&, std::size_t), const PcdPoints& points) {
+  const auto [x, y, z] = points.coordinates;
+  return {points.number, {column(points, x), column(points, y), column(points, z)}, {}, std::endian::little};
+}
+
+}  // namespace
+
+BinaryLayout PcdRowLayout(const PcdPoints& points) { return LayoutBy(PcdRowColumn, points); }
+BinaryLayout PcdColumnLayout(const PcdPoints& points) { return LayoutBy(PcdFieldColumn, points); }
+
+std::vector<NamedColumn> PcdColumns(const PcdPoints& points,
+                                    Column (*column)(const PcdPoints&, std::size_t)) {
+  std::vector<NamedColumn> columns;
+  for (std::size_t k = 0; k < points.fields.size(); ++k) {
+    columns.push_back({{points.fields[k].name, std::string(NameOf(points.types[k]))}, column(points, k)});
   }
-  return layout;
+  for (std::size_t k = 0; k < points.fields.size(); ++k) {
+    const PcdField& field = points.fields[k];
+    if ((field.name != "rgb" && field.name != "rgba") || field.size != 4 || field.count != 1) continue;
+    // Bytes of an integer from the highest: unused or alpha, red, green, blue; often declared as a float.
+    Column packed = column(points, k);
+    packed.type = ScalarType::kUint32;
+    packed.bits = 8;
+    for (const char* name : {"blue", "green", "red"}) {
+      columns.push_back({{name, "8 bits of " + field.name}, packed});
+      packed.firstBit += 8;
+    }
+  }
+  return columns;
 }
 
 }  // namespace primfit::io

@@ -5,6 +5,7 @@
 #ifndef PRIMFIT_IO_PCD_HEADER_H_
 #define PRIMFIT_IO_PCD_HEADER_H_
 
+#include <Eigen/Core>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -34,8 +35,9 @@ struct PcdHeader {
   std::optional<std::uint64_t> width;
   std::optional<std::uint64_t> height;
   std::optional<std::uint64_t> points;
-  std::string encoding;  ///< ascii, binary or binary_compressed
-  TextPlace end;         ///< where the body begins
+  std::optional<Eigen::Vector3d> viewpoint;  ///< where the sensor was, in the frame of the points
+  std::string encoding;                      ///< ascii, binary or binary_compressed
+  TextPlace end;                             ///< where the body begins
 };
 
 /// @throws ReadError when a line is no entry of a header or does not fit the fields, or when the "DATA" line
@@ -61,12 +63,19 @@ struct PcdPoints {
 PcdPoints FindPcdPoints(const Source& source, const PcdHeader& header);
 
 /// One point a line.
-TextLayout PcdTextLayout(const PcdPoints& points);
-/// One point after the other, as "binary" has them.
+/// @param attributes  indices of the fields that are attributes
+TextLayout PcdTextLayout(const PcdPoints& points, const std::vector<std::size_t>& attributes);
+/// One point after the other, as "binary" has them, without attributes.
 BinaryLayout PcdRowLayout(const PcdPoints& points);
 /// All values of the first field, then all of the second, as "binary_compressed" has them when it is
-/// unpacked.
+/// unpacked; without attributes.
 BinaryLayout PcdColumnLayout(const PcdPoints& points);
+/// The fields with their columns in one of these layouts. A colour that is packed into one field stands for
+/// red, green and blue as well.
+/// @param column  of a field, by its index
+std::vector<NamedColumn> PcdColumns(const PcdPoints& points, Column (*column)(const PcdPoints&, std::size_t));
+Column PcdRowColumn(const PcdPoints& points, std::size_t field);
+Column PcdFieldColumn(const PcdPoints& points, std::size_t field);
 
 }  // namespace primfit::io
 

@@ -1,12 +1,12 @@
 // PLY (Turk 1994, Stanford triangle format). Only the element "vertex" matters here; elements before it are
 // skipped, and what follows it is not looked at. The stages: header (ply_header.h), the layout of a row
 // (ply_rows.h), the points.
-#include <array>
 #include <bit>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "io/attributes.h"
 #include "io/formats.h"
 #include "io/ply_header.h"
 #include "io/ply_rows.h"
@@ -39,23 +39,38 @@ void SkipTextElement(const Source& source, const PlyElement& element, LineReader
   }
 }
 
-void ReadTextBody(const Source& source, const PlyHeader& header, const PlyVertices& vertices,
-                  PointCloud& cloud) {
+/// The indices of x, y and z among the properties, then those of the attributes that a request names.
+std::vector<std::size_t> PropertiesOf(const Source& source, const PlyElement& vertex,
+                                      const PlyVertices& vertices, const ReadRequest& request) {
+  std::vector<std::size_t> properties(vertices.coordinates.begin(), vertices.coordinates.end());
+  for (const std::size_t k : FindAttributes(source, FieldsOf(vertex), request.attributes)) {
+    if (vertex.properties[k].IsList())
+      throw ReadError(
+          source.name, "",
+          "the attribute " + Quoted(vertex.properties[k].name) + " is a list; choose another one");
+    properties.push_back(k);
+  }
+  return properties;
+}
+
+void ReadTextBody(const Source& source, const PlyHeader& header, std::size_t element,
+                  const std::vector<std::size_t>& properties, PointSink& sink) {
   LineReader lines(source.bytes, header.end);
-  for (std::size_t e = 0; e < vertices.element; ++e) SkipTextElement(source, header.elements[e], lines);
-  const PlyElement& vertex = header.elements[vertices.element];
+  for (std::size_t e = 0; e < element; ++e) SkipTextElement(source, header.elements[e], lines);
+  const PlyElement& vertex = header.elements[element];
   CheckRoomForRows(source, lines.Place(), vertex.rows, vertex.properties.size());
-  Reserve(cloud, vertex.rows);
+  sink.Expect(vertex.rows);
+  const std::size_t attributes = properties.size() - 3;
   std::uint64_t rows = 0;
   if (vertex.HasList()) {
     const auto ofLine = [&](std::string_view line) {
-      return PlyTextLayout(source, lines.Number(), vertex, vertices.coordinates, line);
+      return PlyTextLayout(source, lines.Number(), vertex, properties, line);
     };
-    rows = AppendRows(source, lines, vertex.rows, ofLine, cloud);
+    rows = StreamRows(source, lines, vertex.rows, ofLine, attributes, sink);
   } else {
-    const TextLayout layout(Separator::kBlanks, vertices.coordinates, vertex.properties.size());
+    const TextLayout layout(Separator::kBlanks, properties, vertex.properties.size());
     const auto same = [&](std::string_view) -> const TextLayout& { return layout; };
-    rows = AppendRows(source, lines, vertex.rows, same, cloud);
+    rows = StreamRows(source, lines, vertex.rows, same, attributes, sink);
   }
   if (rows < vertex.rows) FailAtEndOfText(source, lines, vertex, rows);
 }
@@ -83,35 +98,35 @@ std::size_t SkipBinaryElement(const Source& source, const PlyElement& element, s
 }
 
 void ReadRowsWithLists(const Source& source, const PlyElement& vertex,
-                       const std::array<std::size_t, 3>& coordinates, std::endian order, std::size_t from,
-                       PointCloud& cloud) {
-  Reserve(cloud, vertex.rows);
+                       const std::vector<std::size_t>& properties, std::endian order, std::size_t from,
+                       PointSink& sink) {
+  sink.Expect(vertex.rows);
   PlyRow row{{}, from};
-  Eigen::Vector3d point;
+  BlockBuilder block(properties.size() - 3, sink);
+  std::vector<double> values(properties.size());
   for (std::uint64_t i = 0; i < vertex.rows; ++i) {
     LocatePlyRow(source, vertex, order, row.end, row);
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      const std::size_t property = coordinates[axis];
+    for (std::size_t v = 0; v < properties.size(); ++v) {
+      const std::size_t property = properties[v];
       const char* at = source.bytes.data() + row.properties[property];
-      point[static_cast<Eigen::Index>(axis)] = LoadNumber(vertex.properties[property].type, at, order);
+      values[v] = LoadNumber(vertex.properties[property].type, at, order);
     }
-    AppendPoint(point, cloud);
+    block.Add(values.data());
   }
+  block.Flush();
 }
 
-void ReadBinaryBody(const Source& source, const PlyHeader& header, const PlyVertices& vertices,
-                    PointCloud& cloud) {
+void ReadBinaryBody(const Source& source, const PlyHeader& header, std::size_t element,
+                    const std::vector<std::size_t>& properties, PointSink& sink) {
   const std::endian order = header.encoding == "binary_big_endian" ? std::endian::big : std::endian::little;
   std::size_t from = header.end.byte;
-  for (std::size_t e = 0; e < vertices.element; ++e) {
-    from = SkipBinaryElement(source, header.elements[e], order, from);
-  }
-  const PlyElement& vertex = header.elements[vertices.element];
+  for (std::size_t e = 0; e < element; ++e) from = SkipBinaryElement(source, header.elements[e], order, from);
+  const PlyElement& vertex = header.elements[element];
   CheckRoom(source, vertex, from);
   if (vertex.HasList()) {
-    ReadRowsWithLists(source, vertex, vertices.coordinates, order, from, cloud);
+    ReadRowsWithLists(source, vertex, properties, order, from, sink);
   } else {
-    AppendPoints(PlyBinaryLayout(vertex, vertices.coordinates, order), source.bytes.substr(from), cloud);
+    StreamPoints(PlyBinaryLayout(vertex, properties, order), source, from, sink);
   }
 }
 
@@ -122,20 +137,22 @@ bool LooksLikePly(std::string_view bytes) {
          (bytes.size() == 3 || std::string_view(" \t\r\n").find(bytes[3]) != std::string_view::npos);
 }
 
-PointCloud ReadPly(const Source& source) {
+FileHead ReadPly(const Source& source, const ReadRequest& request, PointSink& sink) {
   if (!LooksLikePly(source.bytes))
     source.FailAtByte(0, "is no PLY file: it does not begin with the line \"ply\"; check what wrote it");
   const PlyHeader header = ParsePlyHeader(source);
   const PlyVertices vertices = FindPlyVertices(source, header);
-  PointCloud cloud;
-  cloud.format = "PLY " + header.encoding;
-  cloud.fields = FieldsOf(header.elements[vertices.element]);
+  const PlyElement& vertex = header.elements[vertices.element];
+  const std::vector<std::size_t> properties = PropertiesOf(source, vertex, vertices, request);
+  FileHead head;
+  head.format = "PLY " + header.encoding;
+  head.fields = FieldsOf(vertex);
   if (header.encoding == "ascii") {
-    ReadTextBody(source, header, vertices, cloud);
+    ReadTextBody(source, header, vertices.element, properties, sink);
   } else {
-    ReadBinaryBody(source, header, vertices, cloud);
+    ReadBinaryBody(source, header, vertices.element, properties, sink);
   }
-  return cloud;
+  return head;
 }
 
 }  // namespace primfit::io

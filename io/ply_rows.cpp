@@ -8,25 +8,25 @@
 
 namespace primfit::io {
 
-BinaryLayout PlyBinaryLayout(const PlyElement& element, const std::array<std::size_t, 3>& coordinates,
+BinaryLayout PlyBinaryLayout(const PlyElement& element, const std::vector<std::size_t>& properties,
                              std::endian order) {
-  BinaryLayout layout{element.rows, {}, order};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
+  std::vector<Column> columns;
+  for (const std::size_t property : properties) {
     std::size_t offset = 0;
-    for (std::size_t k = 0; k < coordinates[axis]; ++k) offset += element.properties[k].SmallestSize();
-    layout.coordinates[axis] = {offset, element.SmallestRow(), element.properties[coordinates[axis]].type};
+    for (std::size_t k = 0; k < property; ++k) offset += element.properties[k].SmallestSize();
+    columns.push_back({offset, element.SmallestRow(), element.properties[property].type});
   }
-  return layout;
+  return {element.rows, {columns[0], columns[1], columns[2]}, {columns.begin() + 3, columns.end()}, order};
 }
 
 TextLayout PlyTextLayout(const Source& source, std::size_t line, const PlyElement& element,
-                         const std::array<std::size_t, 3>& coordinates, std::string_view text) {
-  std::array<std::size_t, 3> columns{};
+                         const std::vector<std::size_t>& properties, std::string_view text) {
+  std::vector<std::size_t> columns(properties.size());
   FieldCursor fields(text, Separator::kBlanks);
   std::size_t column = 0;
   for (std::size_t k = 0; k < element.properties.size(); ++k) {
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (coordinates[axis] == k) columns[axis] = column;
+    for (std::size_t v = 0; v < properties.size(); ++v) {
+      if (properties[v] == k) columns[v] = column;
     }
     ++column;
     std::string_view field;

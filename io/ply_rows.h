@@ -4,7 +4,6 @@
 #ifndef PRIMFIT_IO_PLY_ROWS_H_
 #define PRIMFIT_IO_PLY_ROWS_H_
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <string_view>
@@ -17,15 +16,16 @@
 namespace primfit::io {
 
 /// Where the points stand in the binary rows of an element without lists.
-/// @param coordinates  indices of the properties x, y and z
-BinaryLayout PlyBinaryLayout(const PlyElement& element, const std::array<std::size_t, 3>& coordinates,
+/// @param properties  indices of x, y and z, then those of attributes
+BinaryLayout PlyBinaryLayout(const PlyElement& element, const std::vector<std::size_t>& properties,
                              std::endian order);
 
-/// Where the coordinates stand in one line of an element, which may have lists.
-/// @param line  number of the line, for errors
+/// Where the values stand in one line of an element, which may have lists.
+/// @param line        number of the line, for errors
+/// @param properties  as above
 /// @throws ReadError where the length of a list is no number
 TextLayout PlyTextLayout(const Source& source, std::size_t line, const PlyElement& element,
-                         const std::array<std::size_t, 3>& coordinates, std::string_view text);
+                         const std::vector<std::size_t>& properties, std::string_view text);
 
 /// A binary row of an element with lists, taken apart.
 struct PlyRow {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "io/file_bytes.h"
+
 namespace primfit::io {
 
 namespace {
@@ -26,6 +28,10 @@ std::string Text(std::string_view file, std::string_view where, std::string_view
 
 ReadError::ReadError(std::string_view file, std::string_view where, std::string_view reason)
     : std::runtime_error(Text(file, where, reason)) {}
+
+void Source::DoneBefore(std::size_t byte) const {
+  if (file != nullptr) file->DoneBefore(byte);
+}
 
 void Source::FailAtLine(std::size_t line, std::string_view reason) const {
   throw ReadError(name, "line " + std::to_string(line), reason);

@@ -18,10 +18,16 @@ class ReadError : public std::runtime_error {
   ReadError(std::string_view file, std::string_view where, std::string_view reason);
 };
 
+class FileBytes;
+
 /// Contents of a file, and its name for errors. Lines count from 1, bytes from 0.
 struct Source {
   std::string_view name;
   std::string_view bytes;
+  FileBytes* file = nullptr;  ///< that the bytes are mapped from, if they are
+
+  /// Says that the bytes before one are not needed again soon, so that they need not stay in memory.
+  void DoneBefore(std::size_t byte) const;
 
   [[noreturn]] void FailAtLine(std::size_t line, std::string_view reason) const;
   [[noreturn]] void FailAtByte(std::size_t byte, std::string_view reason) const;

@@ -25,12 +25,21 @@ struct UnsupportedFormat {
   std::string_view reason;
 };
 constexpr UnsupportedFormat kUnsupported[] = {
-    {"\x1f\x8b", "is compressed with gzip; unpack it first, or pipe it: zcat FILE | primfit ... -"},
+    {"\x1f\x8b", "is compressed with gzip twice; unpack it first"},
     {"PK\x03\x04", "is a zip archive; unpack it first"},
     {"\xfd"
      "7zXZ",
-     "is compressed with xz; unpack it first"},
-    {"ASTM-E57", "is an E57 file; convert it to PLY, PCD, LAS or text first"},
+     "is compressed with xz; unpack it first (xz -dk), or pipe it: xzcat FILE | primfit ... -"},
+    {"BZh", "is compressed with bzip2; unpack it first, or pipe it: bzcat FILE | primfit ... -"},
+    {"\x28\xb5\x2f\xfd",
+     "is compressed with zstd; unpack it first, or pipe it: zstdcat FILE | primfit ... -"},
+    {"\x04\x22\x4d\x18", "is compressed with lz4; unpack it first, or pipe it: lz4cat FILE | primfit ... -"},
+    {"7z\xbc\xaf\x27\x1c", "is a 7z archive; unpack it first"},
+    {"Rar!", "is a rar archive; unpack it first"},
+    {"ASTM-E57",
+     "is an E57 file, which this program reads only with a library that its host adds; convert it, such as "
+     "with: pdal translate in.e57 out.las"},
+    {"\x89HDF", "is an HDF5 file; convert it to LAS, PLY or text first"},
     {"\xff\xfe", "is text in UTF-16; save it as UTF-8"},
     {"\xfe\xff", "is text in UTF-16; save it as UTF-8"},
 };
@@ -70,11 +79,12 @@ std::string Readers::Names() const {
 }
 
 Readers NativeReaders() {
-  return {
-      {{"PLY", {".ply"}, LooksLikePly, ReadPly},
-       {"PCD", {".pcd"}, LooksLikePcd, ReadPcd},
-       {"LAS", {".las"}, LooksLikeLas, ReadLas}},
-      {"text", {".xyz", ".asc", ".txt", ".csv", ".pts"}, [](std::string_view) { return true; }, ReadText}};
+  return {{{"PLY", {".ply"}, LooksLikePly, ReadPly},
+           {"PCD", {".pcd"}, LooksLikePcd, ReadPcd},
+           {"LAS", {".las"}, LooksLikeLas, ReadLas},
+           {"PTX", {".ptx"}, LooksLikePtx, ReadPtx},
+           {"PTS", {".pts"}, LooksLikePts, ReadPts}},
+          {"text", {".xyz", ".asc", ".txt", ".csv"}, [](std::string_view) { return true; }, ReadText}};
 }
 
 }  // namespace primfit::io

@@ -100,6 +100,35 @@ bool FieldCursor::Next(std::string_view& field) {
   return true;
 }
 
+Separator SeparatorOf(std::string_view line) {
+  if (line.find(';') != std::string_view::npos) return Separator::kSemicolon;
+  return line.find(',') != std::string_view::npos ? Separator::kComma : Separator::kBlanks;
+}
+
+std::size_t CommentMarkLength(std::string_view line) {
+  if (line.starts_with("//")) return 2;
+  return line.starts_with('#') || line.starts_with(';') || line.starts_with('%') ? 1 : 0;
+}
+
+bool FieldCursor::NextNumber(double& value) {
+  const char* at = rest_.data();
+  const char* const last = at + rest_.size();
+  while (at != last && IsBlank(*at)) ++at;
+  const auto [end, error] = fast_float::from_chars(at, last, value);
+  const char* behind = end;
+  while (behind != last && IsBlank(*behind)) ++behind;
+  const bool blanks = separator_ == Separator::kBlanks;
+  const bool whole =
+      blanks ? end == last || behind != end : behind == last || *behind == static_cast<char>(separator_);
+  if (error == std::errc() && whole) {
+    if (!blanks && behind != last) ++behind;
+    rest_ = {behind, static_cast<std::size_t>(last - behind)};
+    return true;
+  }
+  std::string_view field;
+  return Next(field) && ParseNumber(field, value, separator_ == Separator::kSemicolon);
+}
+
 std::size_t CountFields(std::string_view line, Separator separator) {
   FieldCursor cursor(line, separator);
   std::size_t count = 0;

@@ -52,6 +52,9 @@ class FieldCursor {
 
   /// @return false after the last field; field then stays as it is
   bool Next(std::string_view& field);
+  /// Takes the next field as a number, in one pass where it is written in the usual way.
+  /// @return false when there is none, or it is no number; value is then undefined
+  bool NextNumber(double& value);
   /// @return false when the line has fewer
   bool Skip(std::size_t fields) {
     std::string_view field;
@@ -65,6 +68,11 @@ class FieldCursor {
   std::string_view rest_;
   Separator separator_;
 };
+
+/// The separator that a line of numbers shows: semicolons before commas, which may be decimal then.
+Separator SeparatorOf(std::string_view line);
+/// Length of the mark that begins a comment (#, //, ; or %), 0 when the line is none.
+std::size_t CommentMarkLength(std::string_view line);
 
 std::size_t CountFields(std::string_view line, Separator separator);
 

@@ -1,6 +1,6 @@
-// The selection is made after reading, and in place: the points that count move to the front of their array.
 #include "io/selection.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "io/read_points.h"
@@ -16,23 +16,56 @@ bool Region::InBox(const Eigen::Vector3d& p) const {
                          (p.array() <= Eigen::Array3d(box.data() + 3)).all());
 }
 
-Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region, double scale) {
+bool Condition::Holds(double value) const {
+  return std::any_of(ranges.begin(), ranges.end(),
+                     [&](const Range& r) { return value >= r.low && value <= r.high; });
+}
+
+bool Selector::Counts(const PointBlock& block, std::size_t i) {
+  const auto leaveOut = [](std::size_t& count) {
+    ++count;
+    return false;
+  };
+  const std::size_t place = counts_.total++;
+  if (filter_.every > 1 && place % filter_.every != 0) return leaveOut(counts_.notEvery);
+  const Eigen::Vector3d& p = block.points[i];
+  if (!p.allFinite()) return leaveOut(counts_.nonFinite);
+  for (std::size_t k = 0; k < filter_.where.size(); ++k) {
+    if (!filter_.where[k].Holds(block.attributes[kept_ + k][i])) return leaveOut(counts_.notWhere);
+  }
+  if (filter_.region.Everywhere()) return true;
+  const bool inBall = filter_.region.InBall(p), inBox = filter_.region.InBox(p);
+  counts_.inBall += inBall ? 1 : 0;
+  counts_.inBox += inBox ? 1 : 0;
+  return (inBall && inBox) || leaveOut(counts_.outside);
+}
+
+void Selector::Take(PointBlock& block) {
+  mask_.resize(block.points.size());
+  for (std::size_t i = 0; i < mask_.size(); ++i) mask_[i] = Counts(block, i) ? 1 : 0;
+  std::vector<std::vector<double>> rest;  // the reader gets its room back
+  while (block.attributes.size() > kept_) {
+    rest.push_back(std::move(block.attributes.back()));
+    block.attributes.pop_back();
+  }
+  block.Keep(mask_);
+  if (scale_ != 1) {
+    for (Eigen::Vector3d& p : block.points) p *= scale_;
+  }
+  next_.Take(block);
+  for (; !rest.empty(); rest.pop_back()) block.attributes.push_back(std::move(rest.back()));
+}
+
+Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter, double scale,
+                        ReadRequest request) {
   const auto start = std::chrono::steady_clock::now();
   Selection cloud;
-  cloud.file = ReadPoints(readers, path);
-  std::vector<Eigen::Vector3d>& points = cloud.file.points;
-  cloud.total = points.size();
-  // In place: a second array would cost more than the reading of a binary file.
-  std::size_t used = 0;
-  for (const Eigen::Vector3d& p : points) {
-    if (!p.allFinite()) continue;
-    const bool inBall = region.InBall(p), inBox = region.InBox(p);
-    cloud.inBall += inBall ? 1 : 0;
-    cloud.inBox += inBox ? 1 : 0;
-    if (inBall && inBox) points[used++] = scale * p;
-  }
-  points.resize(used);
-  cloud.outside = cloud.total - cloud.file.nonFinite - used;
+  Collector collector(cloud.file);
+  Selector selector(filter, request.attributes.size(), scale, collector);
+  for (const Condition& condition : filter.where) request.attributes.push_back(condition.attribute);
+  static_cast<FileHead&>(cloud.file) = StreamPoints(readers, path, request, selector);
+  static_cast<SelectionCounts&>(cloud) = selector.Counts();
+  cloud.file.nonFinite = cloud.nonFinite;
   cloud.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return cloud;
 }

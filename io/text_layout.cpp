@@ -8,35 +8,41 @@
 
 namespace primfit::io {
 
-TextLayout::TextLayout(Separator separator, std::array<std::size_t, 3> columns,
+TextLayout::TextLayout(Separator separator, const std::vector<std::size_t>& columns,
                        std::optional<std::size_t> fieldsPerLine)
-    : separator_(separator),
-      coordinates_{{{columns[0], 0}, {columns[1], 1}, {columns[2], 2}}},
-      fieldsPerLine_(fieldsPerLine) {
-  std::sort(coordinates_.begin(), coordinates_.end(),
-            [](const Coordinate& a, const Coordinate& b) { return a.column < b.column; });
+    : separator_(separator), fieldsPerLine_(fieldsPerLine) {
+  for (std::size_t k = 0; k < columns.size(); ++k) {
+    if (columns[k] != kNotInLine) values_.push_back({columns[k], k});
+  }
+  std::stable_sort(values_.begin(), values_.end(),
+                   [](const Value& a, const Value& b) { return a.column < b.column; });
 }
 
-bool TextLayout::Read(std::string_view line, Eigen::Vector3d& point) const {
+bool TextLayout::Read(std::string_view line, double* values) const {
   FieldCursor fields(line, separator_);
-  std::size_t read = 0;
-  std::string_view field;
-  for (const Coordinate& c : coordinates_) {
-    if (!fields.Skip(c.column - read) || !fields.Next(field)) return false;
-    if (!ParseNumber(field, point[c.axis], separator_ == Separator::kSemicolon)) return false;
-    read = c.column + 1;
+  std::size_t read = 0;  // columns
+  std::size_t last = 0;  // place of the value of the last of them
+  for (const Value& v : values_) {
+    if (v.column < read) {  // asked for twice
+      values[v.place] = values[last];
+      continue;
+    }
+    if (!fields.Skip(v.column - read) || !fields.NextNumber(values[v.place])) return false;
+    read = v.column + 1;
+    last = v.place;
   }
+  std::string_view field;
   return !fieldsPerLine_ || (fields.Skip(*fieldsPerLine_ - read) && !fields.Next(field));
 }
 
 std::string TextLayout::Fault(std::string_view line) const {
-  const std::size_t needed = fieldsPerLine_.value_or(coordinates_.back().column + 1);
+  const std::size_t needed = fieldsPerLine_.value_or(values_.back().column + 1);
   const std::size_t count = CountFields(line, separator_);
   if (count < needed || (fieldsPerLine_ && count > needed)) {
     return Counted(count, "value") + " where " + (fieldsPerLine_ ? "" : "at least ") +
            std::to_string(needed) + " are needed; correct the line or export the file again";
   }
-  for (const Coordinate& c : coordinates_) {
+  for (const Value& c : values_) {
     FieldCursor fields(line, separator_);
     fields.Skip(c.column);
     std::string_view field;
@@ -56,6 +62,15 @@ void CheckRoomForRows(const Source& source, const TextPlace& from, std::uint64_t
   source.FailAtLine(from.line, "the header promises " + Counted(rows, "point") +
                                    ", but the rest of the file has room for " + std::to_string(room) +
                                    " at most; copy or export it again");
+}
+
+std::uint64_t EstimateRows(std::string_view text) {
+  constexpr std::size_t kShortestRow = 6;  // "1 2 3" and a line end
+  if (text.empty()) return 0;
+  const std::string_view sample = text.substr(0, std::size_t{1} << 16);
+  const auto lines = static_cast<double>(std::count(sample.begin(), sample.end(), '\n') + 1);
+  const double rows = 1.02 * lines * (static_cast<double>(text.size()) / static_cast<double>(sample.size()));
+  return std::min<std::uint64_t>(static_cast<std::uint64_t>(rows) + 1, text.size() / kShortestRow + 1);
 }
 
 }  // namespace primfit::io

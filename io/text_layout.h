@@ -4,13 +4,12 @@
 #ifndef PRIMFIT_IO_TEXT_LAYOUT_H_
 #define PRIMFIT_IO_TEXT_LAYOUT_H_
 
-#include <Eigen/Core>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "io/point_cloud.h"
 #include "io/read_error.h"
@@ -18,26 +17,31 @@
 
 namespace primfit::io {
 
-/// Where the coordinates stand among the fields of a line.
+/// The column of a value that does not stand in the line, such as the number of the scan.
+inline constexpr std::size_t kNotInLine = static_cast<std::size_t>(-1);
+
+/// Where the values stand among the fields of a line.
 class TextLayout {
  public:
-  /// @param columns        of x, y and z, from 0
-  /// @param fieldsPerLine  that every line has; none: any number that reaches to the coordinates
-  TextLayout(Separator separator, std::array<std::size_t, 3> columns,
+  /// @param columns        of x, y and z, from 0, then those of attributes; values of kNotInLine are left as
+  ///                       they are
+  /// @param fieldsPerLine  that every line has; none: any number that reaches to the values
+  TextLayout(Separator separator, const std::vector<std::size_t>& columns,
              std::optional<std::size_t> fieldsPerLine);
 
-  /// @return false when the line does not have this layout; point is then undefined
-  bool Read(std::string_view line, Eigen::Vector3d& point) const;
+  /// @param values  room for coordinates and attributes, in the order of the columns
+  /// @return        false when the line does not have this layout; the values are then undefined
+  bool Read(std::string_view line, double* values) const;
   /// Why Read() returned false, with what to do about it.
   std::string Fault(std::string_view line) const;
 
  private:
-  struct Coordinate {
+  struct Value {
     std::size_t column;
-    Eigen::Index axis;
+    std::size_t place;  // among the values
   };
   Separator separator_;
-  std::array<Coordinate, 3> coordinates_;  // by column, since a line is read from left to right
+  std::vector<Value> values_;  // by column, since a line is read from left to right
   std::optional<std::size_t> fieldsPerLine_;
 };
 
@@ -48,21 +52,31 @@ class TextLayout {
 /// @throws ReadError
 void CheckRoomForRows(const Source& source, const TextPlace& from, std::uint64_t rows, std::size_t fields);
 
-/// Appends the points of the next lines, and stops early where the text ends.
-/// @param layoutOf  the layout of a line: layoutOf(line) -> TextLayout or a reference to one
-/// @return          number of points
+/// Number of points to make room for, by the lengths of the first lines of a text.
+std::uint64_t EstimateRows(std::string_view text);
+
+/// Passes on the points of the next lines, and stops early where the text ends.
+/// @param layoutOf    the layout of a line: layoutOf(line) -> TextLayout or a reference to one
+/// @param attributes  that a point has
+/// @return            number of points
 /// @throws ReadError at a line that does not have its layout
 template <class LayoutOf>
-std::uint64_t AppendRows(const Source& source, LineReader& lines, std::uint64_t rows, LayoutOf layoutOf,
-                         PointCloud& cloud) {
+std::uint64_t StreamRows(const Source& source, LineReader& lines, std::uint64_t rows, LayoutOf layoutOf,
+                         std::size_t attributes, PointSink& sink) {
+  BlockBuilder block(attributes, sink);
+  std::vector<double> values(3 + attributes);
   std::string_view line;
-  Eigen::Vector3d point;
   for (std::uint64_t i = 0; i < rows; ++i) {
-    if (!lines.NextFilled(line)) return i;
+    if (i % PointBlock::kMostPoints == 0) source.DoneBefore(lines.Place().byte);
+    if (!lines.NextFilled(line)) {
+      rows = i;
+      break;
+    }
     const TextLayout& layout = layoutOf(line);
-    if (!layout.Read(line, point)) source.FailAtLine(lines.Number(), layout.Fault(line));
-    AppendPoint(point, cloud);
+    if (!layout.Read(line, values.data())) source.FailAtLine(lines.Number(), layout.Fault(line));
+    block.Add(values.data());
   }
+  block.Flush();
   return rows;
 }
 

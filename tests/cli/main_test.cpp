@@ -13,25 +13,30 @@
 namespace {
 
 using primfit::cli::Host;
-using primfit::io::PointCloud;
+using primfit::io::FileHead;
+using primfit::io::PointBlock;
+using primfit::io::PointSink;
 using primfit::io::Readers;
+using primfit::io::ReadRequest;
 using primfit::io::Source;
 using Arguments = std::vector<std::string>;
 
 /// What is read from a file of a format that only this host knows: a level square whose height is in the
 /// file.
-PointCloud ReadLevel(const Source& source) {
+FileHead ReadLevel(const Source& source, const ReadRequest&, PointSink& sink) {
   if (source.bytes.size() < 7) source.FailAtByte(source.bytes.size(), "has no height");
-  PointCloud cloud;
-  cloud.format = "level";
   const double height = std::stod(std::string(source.bytes.substr(6)));
-  for (int i = 0; i < 400; ++i) cloud.points.emplace_back(0.1 * (i % 20), 0.1 * (i / 20), height);
-  return cloud;
+  PointBlock block;
+  for (int i = 0; i < 400; ++i) block.points.emplace_back(0.1 * (i % 20), 0.1 * (i / 20), height);
+  sink.Take(block);
+  FileHead head;
+  head.format = "level";
+  return head;
 }
 
 Readers WithLevel() {
   Readers readers = primfit::io::NativeReaders();
-  readers.formats.push_back(
+  readers.Add(
       {"LEVEL", {".lvl"}, [](std::string_view bytes) { return bytes.starts_with("LEVEL "); }, ReadLevel});
   return readers;
 }
@@ -60,7 +65,7 @@ TEST_F(Main, ReadsWhatItsHostCanRead) {
   EXPECT_EQ(Run({"info", Write("b.LVL", "x")}), primfit::cli::kTrouble);
   EXPECT_EQ(err_.str(), "primfit: " + Path("b.LVL") + ": byte 1: has no height\n");
   EXPECT_EQ(Run({"info", "--help"}), 0);
-  EXPECT_NE(out_.str().find("PLY, PCD, LAS, LEVEL, or text: XYZ, ASC"), std::string::npos) << out_.str();
+  EXPECT_NE(out_.str().find("LEVEL, PLY, PCD, LAS, PTX, PTS, or text:"), std::string::npos) << out_.str();
 
   // The row was that run's: a host without it reads text.
   EXPECT_EQ(Run(byContents, primfit::io::NativeReaders()), primfit::cli::kTrouble);

@@ -58,7 +58,7 @@ struct LasFile {
     Put(bytes, 96, static_cast<std::uint32_t>(bytes.size()));
     for (const auto& p : points) {
       const std::size_t at = bytes.size();
-      bytes.resize(at + static_cast<std::size_t>(size), '\x55');
+      bytes.resize(at + static_cast<std::size_t>(size), '\x51');
       for (std::size_t axis = 0; axis < 3; ++axis) Put(bytes, at + 4 * axis, p[axis]);
     }
     if (minor == 4) {
@@ -81,8 +81,14 @@ struct LasFile {
   }
 };
 
-PointCloud Parse(const std::string& bytes) {
-  return primfit::io::ParsePoints(primfit::io::NativeReaders(), "a.las", bytes);
+std::uint32_t Get32(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  std::memcpy(&value, bytes.data() + at, sizeof value);
+  return value;
+}
+
+PointCloud Parse(const std::string& bytes, const std::vector<std::string>& attributes = {}) {
+  return primfit::io::ParsePoints(primfit::io::NativeReaders(), "a.las", bytes, {attributes, {}});
 }
 std::string FaultOf(const std::string& bytes) {
   try {
@@ -121,6 +127,85 @@ TEST(Las, TellsExtraBytesByTheirNames) {
   const PointCloud cloud = Parse(file.Bytes());
   EXPECT_EQ(cloud.fields.back().name, "amplitude");
   EXPECT_EQ(cloud.fields.back().type, "float32");
+}
+
+TEST(Las, ReadsAttributesOfEveryPointFormat) {
+  using Values = std::vector<double>;
+  const std::vector<std::string> names = {
+      "intensity", "return_number", "number_of_returns", "classification", "scan_angle", "user_data", "scan"};
+  for (int format = 0; format <= 10; ++format) {
+    const bool old = format < 6;
+    std::string bytes = LasFile{.minor = 4, .format = format}.Bytes();
+    const auto begin = static_cast<std::size_t>(Get32(bytes, 96));
+    Put(bytes, begin + 12, std::uint16_t{60000});
+    bytes[begin + 14] = static_cast<char>(old ? 0b11'101'010 : 0b1101'1010);
+    bytes[begin + 15] = static_cast<char>(old ? 0b011'00110 : 0b1111'1011);
+    if (old) {
+      bytes[begin + 16] = -90;
+      bytes[begin + 17] = static_cast<char>(250);
+      Put(bytes, begin + 18, std::uint16_t{4660});
+    } else {
+      bytes[begin + 16] = static_cast<char>(200);
+      bytes[begin + 17] = static_cast<char>(250);
+      Put(bytes, begin + 18, static_cast<std::uint16_t>(-30000));
+      Put(bytes, begin + 20, std::uint16_t{4660});
+    }
+    const Values expected =
+        old ? Values{60000, 2, 5, 6, -90, 250, 4660} : Values{60000, 10, 13, 200, -30000, 250, 4660};
+    const PointCloud cloud = Parse(bytes, names);
+    for (std::size_t k = 0; k < names.size(); ++k)
+      EXPECT_EQ(cloud.attributes[k][0], expected[k]) << names[k] << " of format " << format;
+  }
+}
+
+TEST(Las, ReadsTimeAndColoursWhereTheyStand) {
+  // Places in formats 0 to 10 of the time, of red and of the near infrared; 0 for none.
+  constexpr std::size_t kTime[] = {0, 20, 0, 20, 20, 20, 22, 22, 22, 22, 22};
+  constexpr std::size_t kRed[] = {0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
+  constexpr std::size_t kInfrared[] = {0, 0, 0, 0, 0, 0, 0, 0, 36, 0, 36};
+  for (std::size_t format = 0; format <= 10; ++format) {
+    std::string bytes = LasFile{.minor = 4, .format = static_cast<int>(format)}.Bytes();
+    const auto begin = static_cast<std::size_t>(Get32(bytes, 96));
+    const auto expectReads = [&](const char* name, std::size_t place, auto value) {
+      if (place == 0) return;
+      Put(bytes, begin + place, value);
+      EXPECT_EQ(Parse(bytes, {name}).attributes[0][0], value) << name << " of format " << format;
+    };
+    expectReads("time", kTime[format], 1234.5);
+    expectReads("blue", kRed[format] == 0 ? 0 : kRed[format] + 4, std::uint16_t{777});
+    expectReads("near_infrared", kInfrared[format], std::uint16_t{555});
+  }
+}
+
+TEST(Las, LeavesWithheldPointsOut) {
+  for (const int format : {0, 6}) {
+    std::string bytes = LasFile{.minor = 4, .format = format}.Bytes();
+    const auto begin = static_cast<std::size_t>(Get32(bytes, 96));
+    bytes[begin + 15] = static_cast<char>(format == 0 ? 0x80 : 0x04);
+    const PointCloud cloud = Parse(bytes, {"user_data"});
+    EXPECT_EQ(cloud.points.size(), 2U) << format;
+    EXPECT_EQ(cloud.attributes[0].size(), 2U) << format;
+    EXPECT_EQ(cloud.marked, 1U) << format;
+  }
+}
+
+TEST(Las, ExtraBytesHaveScaleAndOffset) {
+  std::string scaled(192, '\0'), pair(192, '\0');
+  scaled[2] = 4;       // int16
+  scaled[3] = 8 + 16;  // with scale and offset
+  scaled.replace(4, 9, "Amplitude");
+  Put(scaled, 112, 0.5);
+  Put(scaled, 136, 100.0);
+  pair[2] = 11;  // two uint8
+  pair.replace(4, 4, "pair");
+  const LasFile file{.extraBytes = 4, .records = {{"LASF_Spec", 4, scaled + pair}}};
+  std::string bytes = file.Bytes();
+  const auto first = static_cast<std::size_t>(Get32(bytes, 96)) + 20;
+  Put(bytes, first, static_cast<std::uint16_t>(-6));
+  bytes[first + 3] = 9;
+  const PointCloud cloud = Parse(bytes, {"amplitude", "pair_1"});
+  EXPECT_EQ(cloud.attributes[0][0], 97);
+  EXPECT_EQ(cloud.attributes[1][0], 9);
 }
 
 std::string GeoKeys(const std::vector<std::array<std::uint16_t, 4>>& keys) {

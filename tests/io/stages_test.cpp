@@ -170,15 +170,18 @@ TEST(Layout, DecodesAnyBlockOfRows) {
   const io::BinaryLayout columnLayout = io::PcdColumnLayout(MixedPcd());
   for (std::size_t first = 0; first < kPoints; ++first) {
     for (std::size_t n = 0; first + n <= kPoints; ++n) {
-      std::vector<Eigen::Vector3d> a(n + 1, Eigen::Vector3d::Constant(-7)), b = a, expected = a;
+      std::vector<Eigen::Vector3d> expected(n);
+      io::PointBlock a, b;
+      a.Resize(n);
+      b.Resize(n);
       for (std::size_t k = 0; k < n; ++k) {
         const auto i = static_cast<double>(first + k);
         expected[k] = {i + 0.5, -100 * i, 1e9 + i};
       }
-      io::DecodePoints(rowLayout, byRow, first, n, a.data());
-      io::DecodePoints(columnLayout, byColumn, first, n, b.data());
-      EXPECT_EQ(a, expected) << n << " rows from " << first;
-      EXPECT_EQ(b, expected) << n << " rows from " << first;
+      io::DecodePoints(rowLayout, byRow, first, a);
+      io::DecodePoints(columnLayout, byColumn, first, b);
+      EXPECT_EQ(a.points, expected) << n << " rows from " << first;
+      EXPECT_EQ(b.points, expected) << n << " rows from " << first;
     }
   }
 }
@@ -188,7 +191,8 @@ TEST(Layout, CountsPointsThatAreNotFiniteInEveryBlock) {
   for (int i = 0; i < 3000; ++i) body += Packed(kLittle, 1.0, i % 1000 == 999 ? std::nan("") : 2.0, 3.0);
   const auto column = [](std::size_t offset) { return Column{offset, 24, ScalarType::kFloat64}; };
   io::PointCloud cloud;
-  io::AppendPoints({3000, {column(0), column(8), column(16)}, kLittle}, body, cloud);
+  io::Collector collector(cloud);
+  io::StreamPoints({3000, {column(0), column(8), column(16)}, {}, kLittle}, {"a", body}, 0, collector);
   EXPECT_EQ(cloud.nonFinite, 3U);
 }
 
@@ -208,9 +212,9 @@ TEST(PlyRows, ListsMoveWhatFollowsThem) {
   EXPECT_EQ(row.end, bytes.size());
 
   const std::string line = "1 2 50 60 2 0 3";
-  Eigen::Vector3d point;
-  ASSERT_TRUE(io::PlyTextLayout({"a", line}, 1, element, {0, 2, 4}, line).Read(line, point));
-  EXPECT_EQ(point, Eigen::Vector3d(1, 2, 3));
+  std::array<double, 4> values{};
+  ASSERT_TRUE(io::PlyTextLayout({"a", line}, 1, element, {0, 2, 4, 2}, line).Read(line, values.data()));
+  EXPECT_EQ(values, (std::array<double, 4>{1, 2, 3, 2}));
 }
 
 }  // namespace
