@@ -51,7 +51,8 @@ struct FileHead {
 struct ReadRequest {
   /// Names of attributes, as attributes.h knows them.
   std::vector<std::string> attributes;
-  /// The columns of text that are x, y and z, by number from 1 or by name; empty: what the file suggests.
+  /// The three columns of text that are x, y and z, by number from 1 or by name; none: what the file
+  /// suggests.
   std::vector<std::string> columns;
 };
 

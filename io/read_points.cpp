@@ -18,7 +18,11 @@ std::string_view UnpackedName(std::string_view name) {
 
 FileHead StreamPoints(const Readers& readers, const Source& source, const ReadRequest& request,
                       PointSink& sink) {
-  FileHead head = readers.For(source).read(source, request, sink);
+  const Reader& reader = readers.For(source);
+  if (!request.columns.empty() && &reader != &readers.fallback)
+    throw ReadError(source.name, "",
+                    "columns can be chosen in text only; this is " + reader.name + ", which names its own");
+  FileHead head = reader.read(source, request, sink);
   head.bytes = source.bytes.size();
   return head;
 }

@@ -18,8 +18,8 @@ namespace primfit::io {
 
 /// The part of space that counts, in the unit of the file. Both kinds given mean what lies in both.
 struct Region {
-  std::vector<double> ball;  ///< x, y, z, radius; empty for none
-  std::vector<double> box;   ///< smallest x, y, z, largest x, y, z; empty for none
+  std::vector<double> ball = {};  ///< x, y, z, radius; empty for none
+  std::vector<double> box = {};   ///< smallest x, y, z, largest x, y, z; empty for none
   bool Everywhere() const { return ball.empty() && box.empty(); }
   bool InBall(const Eigen::Vector3d& p) const;  ///< true where there is none
   bool InBox(const Eigen::Vector3d& p) const;   ///< true where there is none

@@ -9,12 +9,14 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <random>
 #include <regex>
 #include <sstream>
 
 #include "io/attributes.h"
 #include "io/read_points.h"
 #include "io/rows.h"
+#include "io/summary.h"
 #include "support/point_files.h"
 #include "support/scratch_folder.h"
 
@@ -201,6 +203,43 @@ TEST_F(Selection, CountsEachReasonForWhichPointsAreLeftOut) {
   EXPECT_EQ(got.inBox, expected.inBox);
   EXPECT_EQ(got.outside, expected.outside);
   EXPECT_EQ(io::ReadSelection(kReaders, path, {}, 1).nonFinite, 500U);
+}
+
+TEST(CoordinateStep, IsWhatTheValuesWereRoundedTo) {
+  std::mt19937 random(1);
+  std::uniform_real_distribution<double> uniform(0, 100);
+  const auto of = [&](std::size_t n, const auto& rounded) {
+    std::vector<double> values;
+    for (std::size_t i = 0; i < n; ++i) values.push_back(rounded(uniform(random)));
+    return io::CoordinateStep(values);
+  };
+  const auto exact = [](double v) { return v; };
+  EXPECT_EQ(of(20000, exact), 0);
+  EXPECT_EQ(of(2, exact), 0);
+  EXPECT_EQ(of(50, [](double) { return 7.25; }), 0) << "a plane of the axes";
+  EXPECT_NEAR(of(50, [](double v) { return 4e5 + std::round(v * 100) / 100; }), 0.01, 1e-12);
+  EXPECT_NEAR(of(50, [](double v) { return std::round(v * 1e4) * 1e-4 + 5e6; }), 1e-4, 1e-12);
+  EXPECT_EQ(of(50, [](double v) { return static_cast<double>(static_cast<float>(5e6 + v)); }), 0.5);
+  EXPECT_EQ(of(50, [](double v) { return static_cast<double>(static_cast<float>(v - 50)); }), std::exp2(-18));
+  // A camera whose depth is one over whole numbers: its levels are 1.5 to 3 cm apart from 3 to 4 m on.
+  const double depth = of(20000, [](double v) { return 500 / std::round(125 + 0.4 * v); });
+  EXPECT_GT(depth, 0.015);
+  EXPECT_LT(depth, 0.035);
+  // A step that is no decimal shows in levels that many values share.
+  EXPECT_NEAR(of(3000, [](double v) { return std::round(v * 3) / 3; }), 1.0 / 3, 1e-9);
+}
+
+TEST_F(Selection, OfAFileIsSummedUpWithoutItsPoints) {
+  std::string text;
+  for (int i = 0; i < 600000; ++i)
+    text += std::to_string(i % 1000) + " " + std::to_string(0.001 * (i % 777)) + " -5\n";
+  const io::Summary summary = io::ReadSummary(kReaders, Write("a.xyz", text + "nan 1 2\n"),
+                                              {.region = {.box = {0, 0, -9, 500, 9, 9}}});
+  EXPECT_EQ(summary.used, 300600U);
+  EXPECT_EQ(summary.nonFinite, 1U);
+  EXPECT_EQ(summary.low, Eigen::Vector3d(0, 0, -5));
+  EXPECT_EQ(summary.high, Eigen::Vector3d(500, 0.776, -5));
+  EXPECT_NEAR((summary.step - Eigen::Vector3d(1, 0.001, 0)).norm(), 0, 1e-9);
 }
 
 std::string Gzip(const std::string& bytes) {
