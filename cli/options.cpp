@@ -18,18 +18,6 @@ using report::kSectionParts;
 
 namespace {
 
-/// Descriptions wrap, so that the help fits a terminal.
-std::string Wrapped(std::string_view text) {
-  constexpr std::size_t kWidth = 68;
-  std::string wrapped;
-  while (text.size() > kWidth) {
-    const std::size_t end = text.rfind(' ', kWidth);
-    wrapped.append(text.substr(0, end)) += '\n';
-    text.remove_prefix(end + 1);
-  }
-  return wrapped.append(text);
-}
-
 /// What the help shows for the numbers of parts, such as "x,y,z,within".
 std::string TypeOf(std::span<const Part> parts) {
   std::string text;
@@ -55,12 +43,12 @@ auto OptionsTo(CLI::App& command) {
     } else {
       option = command.add_option(name, value);
     }
-    return option->description(Wrapped(help))->type_name(type);
+    return option->description(std::string(help))->type_name(type);
   };
 }
 auto FlagsTo(CLI::App& command) {
   return [&command](const std::string& name, bool& value, std::string_view help) {
-    return command.add_flag(name, value, Wrapped(help));
+    return command.add_flag(name, value, std::string(help));
   };
 }
 
@@ -157,12 +145,12 @@ void AddSharedOptions(bool both, Options& options, const Add& option) {
 }  // namespace
 
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options) {
-  command.get_formatter()->column_width(30);
-  command
-      .add_option("FILE", options.path,
-                  Wrapped(fmt::format("Point file ({}); - reads standard input", readers.Names())))
-      ->required()
-      ->type_name("");
+  CLI::Option* file = command.add_option("FILE", options.path)->type_name("");
+  file->description(
+      fmt::format("Point file ({}); - is standard input, which is also read without FILE when "
+                  "it comes from a file or a pipe",
+                  readers.Names()));
+  file->required(options.path.empty());
   const auto option = OptionsTo(command);
   option("--unit", options.unit, "m|mm|cm|ft|in",
          "Unit of the lengths in the file, on the command line and in the result (default m)");

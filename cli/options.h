@@ -31,7 +31,7 @@ inline FitInputParams<FitConstraintsPlane> ClassicDefaults() { return FitInputPa
 
 /// The options as given; one command runs, so one set serves all of them.
 struct Options {
-  std::string path;
+  std::string path;  ///< the host's before options are read: empty where a file has to be named
   std::string unit = "m";
   std::optional<std::string> near;
   std::optional<std::string> box;

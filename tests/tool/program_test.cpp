@@ -339,8 +339,11 @@ TEST_F(Program, TellsWhatAFileHolds) {
 
 TEST_F(Program, ReadsStandardInput) {
   const How how{.input = WriteScene()};
-  EXPECT_EQ(JsonOf(Launch({"plane", "--seed", "5", "--json", "-"}, how))["points"]["used"],
-            kInliers + kOutliers);
+  for (const Arguments& file : {Arguments{"-"}, {}, {"--", "-"}}) {
+    Arguments arguments = {"plane", "--seed", "5", "--json"};
+    arguments.insert(arguments.end(), file.begin(), file.end());
+    EXPECT_EQ(JsonOf(Launch(arguments, how))["points"]["used"], kInliers + kOutliers) << file.size();
+  }
 }
 
 TEST_F(Program, TellsWhatTheCoordinatesLack) {
@@ -377,7 +380,6 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
     const char* arguments;  // what follows the command lies in the folder of the test
     const char* reason;
   } rows[] = {
-      {2, "", "A subcommand is required"},
       {2, "plain scene.ply", "\"plain\" is no command of this program; did you mean plane?"},
       {2, "xyzzy scene.ply", "\"xyzzy\" is no command of this program; see primfit --help"},
       {2, "--verison", "\"--verison\" is no option of this program; did you mean --version?"},
@@ -402,6 +404,7 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --most-draws 0x10", "--most-draws \"0x10\" is not a whole number from 1 to"},
       {2, "plane scene.ply --most-draws 2147483648", "is not a whole number from 1 to 2147483647"},
       {2, "plane", "FILE is required"},
+      {2, "plane --", "FILE is required"},
       {2, "plane scene.ply scene.ply", "not expected"},
       {2, "plane no.ply", "no.ply: cannot be opened: No such file"},
       {2, "info .", "is a directory"},
@@ -520,8 +523,35 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
   EXPECT_EQ(Launch({"plane", WriteScene(1.0, 0), "--classic", "--seed", "5", "--outliers", "0"}).status, 0);
 }
 
+TEST_F(Program, TellsAboutItselfInEveryUsualWay) {
+  const std::string help = Launch({"--help"}).out, planeHelp = Launch({"plane", "--help"}).out;
+  const struct {
+    Arguments arguments;
+    int status;
+    std::string out, err;
+  } rows[] = {
+      {{"--version"}, 0, "primfit " PRIMFIT_VERSION "\n", ""},
+      {{"-v"}, 0, "primfit " PRIMFIT_VERSION "\n", ""},
+      {{"plane", "-v"}, 0, "primfit " PRIMFIT_VERSION "\n", ""},
+      {{"-h"}, 0, help, ""},
+      {{"help"}, 0, help, ""},
+      {{"help", "plane"}, 0, planeHelp, ""},
+      {{"plane", "-h"}, 0, planeHelp, ""},
+      {{"help", "plain"},
+       2,
+       "",
+       "primfit: \"plain\" is no command of this program; did you mean plane? See primfit --help\n"},
+      {{}, 2, "", help},  // a script that has lost its arguments must not pass for a success
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = Launch(row.arguments);
+    EXPECT_EQ(outcome.status, row.status);
+    EXPECT_EQ(outcome.out, row.out);
+    EXPECT_EQ(outcome.err, row.err);
+  }
+}
+
 TEST_F(Program, HelpsForEveryCommand) {
-  EXPECT_EQ(Launch({"--version"}).out, "primfit " PRIMFIT_VERSION "\n");
   const Outcome help = Launch({"plane", "--help"});
   EXPECT_EQ(help.status, 0);
   for (const char* option :
