@@ -97,7 +97,7 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
     return kTrouble;
   }
   RefuseEmptyValues(arguments);
-  if (const std::optional<std::string> text = Parse(arguments, host, parser)) {
+  if (const std::optional<std::string> text = Parse(WithHeldValues(arguments), host, parser)) {
     WriteOutput(host, *text);
     return kFitted;
   }

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "cli/numbers.h"
+#include "io/rows.h"
 #include "report/verdicts.h"
 
 namespace primfit::cli {
@@ -26,6 +27,18 @@ std::string TypeOf(std::span<const Part> parts) {
     text += part.Size() == 3 ? "x,y,z" : part.name;
   }
   return text;
+}
+
+/// What the help shows for the value of a part.
+const char* ValueOf(const Part& part) {
+  if (part.Size() == 3) return "x,y,z";
+  return QuantityOf(part) == Quantity::kAngle ? "DEGREES" : "LENGTH";
+}
+
+/// Whether a text is a number, or begins with one and a comma.
+bool IsNumeric(const std::string& text) {
+  double number = 0;
+  return io::ParseNumber(std::string_view(text).substr(0, text.find(',')), number);
 }
 
 /// Adds an option that takes a value of a type. Numbers are read here: the parser of the command line would
@@ -55,15 +68,16 @@ auto FlagsTo(CLI::App& command) {
 /// Options of a fit that can begin at a shape or hold parts of one.
 void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
-  const auto flag = FlagsTo(command);
   option(
       "--start", options.start, "NUMBERS",
       fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
                   fit.name, NamesOf(fit.parts, fit.StartSize())));
   ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     if (!part.CanBeHeld()) return;
-    flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
-         fmt::format("Hold the {} of --start (default: free)", part.name));
+    command.add_flag("--fix-" + std::string(part.name), options.fixed.at(i))
+        ->description(
+            fmt::format("Hold the {} at this value, or at that of --start (default: free)", part.name))
+        ->option_text(fmt::format("[{}]", ValueOf(part)));
   });
   if (fit.fitThrough != nullptr) {
     option("--through", options.through, "NUMBERS",
@@ -143,6 +157,21 @@ void AddSharedOptions(bool both, Options& options, const Add& option) {
 }
 
 }  // namespace
+
+std::vector<std::string> WithHeldValues(std::span<const std::string> arguments) {
+  std::vector<std::string> joined;
+  bool areOptions = true;
+  for (const std::string& argument : arguments) {
+    const bool isValue = areOptions && !joined.empty() && joined.back().starts_with("--fix-") &&
+                         joined.back().find('=') == std::string::npos && IsNumeric(argument);
+    areOptions = areOptions && argument != "--";
+    if (isValue)
+      joined.back() += "=" + argument;
+    else
+      joined.push_back(argument);
+  }
+  return joined;
+}
 
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options) {
   CLI::Option* file = command.add_option("FILE", options.path)->type_name("");

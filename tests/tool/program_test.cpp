@@ -262,6 +262,17 @@ TEST_F(Program, HoldsAndStartsAsAsked) {
   EXPECT_LT(std::abs(kNormal.dot(VectorOf(normalHeld["shape"]["origin"]) - kOrigin)), 4e-4);
   EXPECT_EQ(normalHeld["parameters"]["fixed"], Json({"normal"}));
 
+  // A value beside its option needs no start, and goes before that of one.
+  for (const Arguments& start : {Arguments{}, {"--start", "0,0,0,1,0,0"}}) {
+    for (const Arguments& held : {Arguments{"--fix-normal", "0,-3,4"}, {"--fix-normal=0,-3,4"}}) {
+      Arguments arguments = held;
+      arguments.insert(arguments.end(), start.begin(), start.end());
+      const Json json = Fit(arguments, metres);
+      EXPECT_EQ(json["shape"], normalHeld["shape"]) << held.size();
+      EXPECT_EQ(json["parameters"]["start"]["normal"], Json({0.0, -3.0, 4.0}));
+    }
+  }
+
   // 1.1 and so on are no round numbers of binary metres: the conversions would change them.
   const std::string millimetres = WriteScene(0.001);
   const Json originHeld =
@@ -429,7 +440,15 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --box 1,2,3,4,5,6,7", "--box needs 6 numbers between commas (x0,y0,z0,x1,y1,z1)"},
       {2, "plane scene.ply --box 0,0,1,1,1,0", "smallest x, y, z first"},
       {2, "plane scene.ply --box 0,0,inf,1,1,1", "--box needs 6 numbers"},
-      {2, "plane scene.ply --fix-origin", "needs --start"},
+      {2, "plane scene.ply --fix-origin", "--fix-origin needs a value, or --start with the plane to take"},
+      {2, "plane scene.ply --fix-origin 1,2", "--fix-origin needs 3 numbers between commas (origin x,y,z)"},
+      {2, "plane scene.ply --fix-origin 1,2,3 --fix-normal 0,0,1", "every part of the plane is held"},
+      {2, "plane scene.ply --fix-normal=0,0,0", "--fix-normal has a normal of length 0"},
+      {2, "sphere scene.ply --fix-radius=x", "--fix-radius \"x\" is not a finite number"},
+      {2, "sphere scene.ply --fix-radius -1", "--fix-radius -1 is not a length above 0 m"},
+      {2, "cone scene.ply --fix-angle 90", "--fix-angle has an angle of 90 degrees, which is not between"},
+      {2, "plane scene.ply --classic --skip-search --fix-normal 0,0,1", "--skip-search needs --start"},
+      {2, "elbow scene.ply --through 0,0,0,1,0,0,1 --fix-minor-radius 1", "exclude each other"},
       {2, "plane scene.ply --classic --skip-search", "--skip-search needs --start"},
       {2, "plane scene.ply --classic --start 0,0,0,0,0,1", "--start alone changes nothing"},
       {2, "plane scene.ply --start 0,0,0,0,0,1 --fix-origin --fix-normal", "every part of the plane is held"},
