@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "cli/examples.h"
 #include "report/verdicts.h"
 
 namespace primfit::cli {
@@ -58,9 +60,20 @@ std::string NameOf(const CLI::Option& option) {
   return name + (value.empty() ? "" : " ") + value;
 }
 
-std::vector<const CLI::Option*> OptionsIn(const CLI::App& app, const std::string& group) {
-  return app.get_options(
-      [&](const CLI::Option* option) { return option->nonpositional() && option->get_group() == group; });
+std::string EntryOf(const CLI::Option& option, std::size_t width) {
+  return Entry(NameOf(option), option.get_description(), kTextColumn, width);
+}
+
+/// The options that help shows, group by group.
+std::vector<const CLI::Option*> VisibleOptions(const CLI::App& app) {
+  std::vector<const CLI::Option*> all;
+  for (const std::string& group : app.get_groups()) {
+    const auto members = app.get_options([&](const CLI::Option* option) {
+      return !group.empty() && option->nonpositional() && option->get_group() == group;
+    });
+    all.insert(all.end(), members.begin(), members.end());
+  }
+  return all;
 }
 
 std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
@@ -70,13 +83,10 @@ std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
 bool ReadsFile(const CLI::App& command) { return command.get_option_no_throw("FILE") != nullptr; }
 
 std::string OptionsText(const CLI::App& app, std::size_t width) {
-  std::string text;
-  for (const std::string& group : app.get_groups()) {
-    const auto options = OptionsIn(app, group);
-    if (group.empty() || options.empty()) continue;
-    text += fmt::format("\n{}:\n", group);
-    for (const CLI::Option* option : options)
-      text += Entry(NameOf(*option), option->get_description(), kTextColumn, width);
+  std::string text, heading;
+  for (const CLI::Option* option : VisibleOptions(app)) {
+    if (option->get_group() != heading) text += fmt::format("\n{}:\n", heading = option->get_group());
+    text += EntryOf(*option, width);
   }
   return text;
 }
@@ -112,6 +122,39 @@ std::string FilesText(std::size_t width) {
              width);
 }
 
+/// A line of a shell, broken so that it can still be copied into one.
+std::string WrappedCommand(std::string_view line, std::size_t width) {
+  constexpr std::size_t kContinued = 2 * kIndent + 2;
+  std::string lines(kIndent, ' ');
+  std::size_t used = kIndent;
+  while (used + line.size() > width) {
+    // A value stays beside its option where there is room for both.
+    std::size_t end = line.rfind(" --", width - used - 2);
+    if (end == std::string_view::npos) end = line.rfind(' ', width - used - 2);
+    if (end == std::string_view::npos) break;
+    lines.append(line.substr(0, end)).append(" \\\n").append(kContinued, ' ');
+    line.remove_prefix(end + 1);
+    used = kContinued;
+  }
+  return lines.append(line) + "\n";
+}
+
+std::string ExamplesOf(std::string_view command, std::size_t width) {
+  constexpr std::size_t kTextIndent = 3 * kIndent;
+  std::string text;
+  for (const Example& example : Examples()) {
+    if (example.command != command) continue;
+    const std::string_view blank = command.empty() ? "" : " ";
+    text += WrappedCommand(fmt::format("primfit {}{}{}", command, blank, example.arguments), width);
+    text += std::string(kTextIndent, ' ') + Wrapped(example.text, width, kTextIndent);
+  }
+  return text;
+}
+
+std::string ExamplesText(std::string_view command, std::size_t width) {
+  return "\nExamples:\n" + ExamplesOf(command, width);
+}
+
 std::string HelpOfCommand(const CLI::App& command, std::size_t width) {
   std::string usage =
       fmt::format("{}\n\nUsage: primfit {} [OPTIONS]", command.get_description(), command.get_name());
@@ -121,7 +164,8 @@ std::string HelpOfCommand(const CLI::App& command, std::size_t width) {
     arguments += "\n" + Entry(option->get_name(true), option->get_description(), kTextColumn, width);
   }
   const std::string text = usage + "\n" + arguments + OptionsText(command, width);
-  return ReadsFile(command) ? text + StatusText(width) + FilesText(width) : text;
+  if (!ReadsFile(command)) return text;
+  return text + StatusText(width) + FilesText(width) + ExamplesText(command.get_name(), width);
 }
 
 std::string Head(const CLI::App& app, std::size_t width) {
@@ -131,40 +175,72 @@ std::string Head(const CLI::App& app, std::size_t width) {
 
 /// An option as several commands have it.
 struct SharedOption {
-  std::string name, text, group;
+  const CLI::Option* option;
   std::vector<std::string> commands;
 };
 
-/// The different options of all commands, in the order in which they come first.
+bool IsSame(const CLI::Option& a, const CLI::Option& b) {
+  return NameOf(a) == NameOf(b) && a.get_description() == b.get_description();
+}
+
+/// The different options of commands, but for that of help, in the order in which they come first.
 std::vector<SharedOption> DifferentOptions(const std::vector<const CLI::App*>& commands) {
   std::vector<SharedOption> different;
   for (const CLI::App* command : commands) {
-    for (const std::string& group : command->get_groups()) {
-      for (const CLI::Option* option : OptionsIn(*command, group)) {
-        if (group.empty()) continue;
-        SharedOption shared{NameOf(*option), option->get_description(), group, {}};
-        auto same = std::find_if(different.begin(), different.end(), [&](const SharedOption& other) {
-          return other.name == shared.name && other.text == shared.text;
-        });
-        if (same == different.end()) same = different.insert(different.end(), std::move(shared));
-        same->commands.push_back(command->get_name());
-      }
+    for (const CLI::Option* option : VisibleOptions(*command)) {
+      if (option == command->get_help_ptr()) continue;
+      auto same = std::find_if(different.begin(), different.end(),
+                               [&](const SharedOption& other) { return IsSame(*other.option, *option); });
+      if (same == different.end()) same = different.insert(same, {option, {}});
+      same->commands.push_back(command->get_name());
     }
   }
   return different;
 }
 
-/// The commands that have an option, or the few that have it not; nothing when all have it.
-std::string Having(const SharedOption& option, const std::vector<const CLI::App*>& commands) {
+/// "--noise LENGTH" and its text, with the commands that have it not.
+std::string CommonEntry(const SharedOption& option, const std::vector<const CLI::App*>& commands,
+                        std::size_t width) {
   std::vector<std::string> lacking;
   for (const CLI::App* command : commands) {
-    if (std::find(option.commands.begin(), option.commands.end(), command->get_name()) ==
-        option.commands.end())
+    if (std::count(option.commands.begin(), option.commands.end(), command->get_name()) == 0)
       lacking.push_back(command->get_name());
   }
-  if (lacking.empty()) return "";
-  return lacking.size() < option.commands.size() ? fmt::format(" [all but {}]", fmt::join(lacking, ", "))
-                                                 : fmt::format(" [{}]", fmt::join(option.commands, ", "));
+  const std::string but = lacking.empty() ? "" : fmt::format(" [not {}]", fmt::join(lacking, ", "));
+  return Entry(NameOf(*option.option), option.option->get_description() + but, kTextColumn, width);
+}
+
+/// Options of the program and those that more than half of the commands have, by their groups.
+std::string CommonOptionsText(const CLI::App& app, const std::vector<SharedOption>& options,
+                              const std::vector<const CLI::App*>& commands, std::size_t width) {
+  std::vector<std::pair<std::string, std::string>> groups;  // heading and entries
+  const auto add = [&](const std::string& heading, const std::string& entry) {
+    auto group = std::find_if(groups.begin(), groups.end(), [&](auto& g) { return g.first == heading; });
+    if (group == groups.end()) group = groups.insert(group, {heading, ""});
+    group->second += entry;
+  };
+  for (const CLI::Option* option : VisibleOptions(app)) add(option->get_group(), EntryOf(*option, width));
+  for (const SharedOption& option : options) {
+    if (option.commands.size() > commands.size() / 2)
+      add(option.option->get_group(), CommonEntry(option, commands, width));
+  }
+  std::string text;
+  for (const auto& [heading, entries] : groups) text += fmt::format("\n{}:\n{}", heading, entries);
+  return text;
+}
+
+/// What a command has beside the common options.
+std::string OwnText(const CLI::App& command, const std::vector<SharedOption>& options, std::size_t commands,
+                    std::size_t width) {
+  std::string text =
+      fmt::format("\nprimfit {}:\n", command.get_name()) + Paragraph(command.get_description() + ".", width);
+  for (const CLI::Option* option : VisibleOptions(command)) {
+    const auto shared = std::find_if(options.begin(), options.end(), [&](const SharedOption& other) {
+      return IsSame(*other.option, *option);
+    });
+    if (shared != options.end() && shared->commands.size() <= commands / 2) text += EntryOf(*option, width);
+  }
+  return text + ExamplesOf(command.get_name(), width);
 }
 
 }  // namespace
@@ -174,25 +250,17 @@ HelpFormatter::HelpFormatter(int columns) : width_(WidthFor(columns)) {}
 std::string HelpFormatter::make_help(const CLI::App* app, std::string /*name*/,
                                      CLI::AppFormatMode /*mode*/) const {
   if (app->get_parent() != nullptr) return HelpOfCommand(*app, width_);
-  return Head(*app, width_) + OptionsText(*app, width_) + StatusText(width_) + FilesText(width_);
+  return Head(*app, width_) + OptionsText(*app, width_) + StatusText(width_) + FilesText(width_) +
+         ExamplesText("", width_);
 }
 
 std::string HelpOfAll(const CLI::App& app, int columns) {
   const std::size_t width = WidthFor(columns);
-  const std::vector<const CLI::App*> commands = CommandsOf(app);
+  std::vector<const CLI::App*> commands = CommandsOf(app);
+  std::erase_if(commands, [](const CLI::App* command) { return !ReadsFile(*command); });
   const std::vector<SharedOption> options = DifferentOptions(commands);
-  std::string text = Head(app, width);
-  std::vector<std::string> groups;
-  for (const SharedOption& option : options) {
-    if (std::find(groups.begin(), groups.end(), option.group) == groups.end()) groups.push_back(option.group);
-  }
-  for (const std::string& group : groups) {
-    text += fmt::format("\n{}:\n", group);
-    for (const SharedOption& option : options) {
-      if (option.group == group)
-        text += Entry(option.name, option.text + Having(option, commands), kTextColumn, width);
-    }
-  }
+  std::string text = Head(app, width) + CommonOptionsText(app, options, commands, width);
+  for (const CLI::App* command : commands) text += OwnText(*command, options, commands.size(), width);
   return text + StatusText(width) + FilesText(width);
 }
 

@@ -21,8 +21,7 @@ class HelpFormatter : public CLI::FormatterBase {
   std::size_t width_;
 };
 
-/// All commands, each different option once with the commands that have it, exit statuses, files and
-/// examples.
+/// All commands: the options that most of them have once, then what each has beside these.
 std::string HelpOfAll(const CLI::App& app, int columns);
 
 }  // namespace primfit::cli

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <type_traits>
 
@@ -33,6 +34,13 @@ std::string TypeOf(std::span<const Part> parts) {
 const char* ValueOf(const Part& part) {
   if (part.Size() == 3) return "x,y,z";
   return QuantityOf(part) == Quantity::kAngle ? "DEGREES" : "LENGTH";
+}
+
+/// What has to be known of a part to give its value.
+const char* MeaningOf(const Part& part, const FitCommand& fit) {
+  const bool hasApex = std::any_of(fit.parts.begin(), fit.parts.end(),
+                                   [](const Part& other) { return other.kind == PartKind::kHalfAngle; });
+  return hasApex && part.kind == PartKind::kDirection ? ", from the apex into the cone," : "";
 }
 
 /// Whether a text is a number, or begins with one and a comma.
@@ -75,8 +83,8 @@ void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options)
   ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     if (!part.CanBeHeld()) return;
     command.add_flag("--fix-" + std::string(part.name), options.fixed.at(i))
-        ->description(
-            fmt::format("Hold the {} at this value, or at that of --start (default: free)", part.name))
+        ->description(fmt::format("Hold the {}{} at this value, or at that of --start (default: free)",
+                                  part.name, MeaningOf(part, fit)))
         ->option_text(fmt::format("[{}]", ValueOf(part)));
   });
   if (fit.fitThrough != nullptr) {
@@ -101,11 +109,9 @@ void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& opti
   option("--time-limit", options.timeLimit, "SECONDS",
          fmt::format("After so long the best shape found until then counts (default{})",
                      std::isinf(defaults.timeLimit) ? ": no limit" : fmt::format(" {}", defaults.timeLimit)));
-  option(
-      "--accept", options.accept, "VERDICTS",
-      fmt::format("Verdicts with which a fit ends with exit status 0 as a good one does, between commas: {} "
-                  "(default: none)",
-                  DoubtfulVerdicts()));
+  option("--accept", options.accept, DoubtfulVerdicts("|"),
+         "Verdicts, one or more between commas, with which a fit ends with exit status 0 as a good one does "
+         "(default: none)");
   for (std::size_t i = 0; i < kLimits.size(); ++i) {
     if (fit.Has(kLimits[i]))
       option(kLimits[i].option, options.limits[i], TypeOf(kLimits[i].parts), kLimits[i].help);

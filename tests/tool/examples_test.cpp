@@ -1,0 +1,81 @@
+// What the help, the documents and the completion tell users to type.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "run_program.h"
+#include "support/scratch_folder.h"
+
+namespace {
+
+struct Example {
+  std::string line, text;  ///< for a shell, and what the help says of it
+};
+
+/// The lines under "Examples:", where a text stands further right than its line.
+std::vector<Example> ExamplesIn(const std::string& help) {
+  std::vector<Example> examples;
+  std::istringstream lines(help.substr(std::min(help.size(), help.find("\nExamples:\n"))));
+  bool continues = false;
+  for (std::string line; std::getline(lines, line); continues = line.ends_with('\\')) {
+    if (continues)
+      examples.back().line += "\n" + line;
+    else if (line.starts_with("  primfit "))
+      examples.push_back({line, ""});
+    else if (!examples.empty())
+      examples.back().text += line;
+  }
+  return examples;
+}
+
+class Examples : public ScratchFolder {
+ protected:
+  /// Runs a line in the folder of the test, as a shell does. @return its exit status
+  int Shell(const std::string& line) const {
+    const int status = std::system(("cd '" + Path("") + "' && " + line).c_str());  // NOLINT(cert-env33-c)
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  void UnpackScans() const {
+    ASSERT_EQ(Shell("for scan in '" PRIMFIT_TEST_DATA "'/*.xyz.gz; do "
+                    "gunzip -c \"$scan\" >\"$(basename \"$scan\" .gz)\"; done"),
+              0);
+  }
+};
+
+/// The exit status that a text promises: 0, unless it names another.
+int StatusIn(const std::string& text) {
+  std::smatch match;
+  return std::regex_search(text, match, std::regex("exit status ([0-9]+)")) ? std::stoi(match[1]) : 0;
+}
+
+TEST_F(Examples, EndAsTheHelpPromises) {
+  UnpackScans();
+  const std::string help = run_program::Launch({"--help"}).out;
+  std::vector<std::string> commands = {""};
+  std::istringstream lines(help.substr(help.find("\nCommands:\n") + 11));
+  for (std::string line; std::getline(lines, line) && !line.empty();)
+    commands.push_back(line.substr(2, line.find(' ', 2) - 2));
+  ASSERT_GT(commands.size(), 10U);
+  for (const std::string& command : commands) {
+    if (command == "help") continue;
+    const auto examples = ExamplesIn(command.empty() ? help : run_program::Launch({command, "--help"}).out);
+    EXPECT_EQ(examples.size(), 2U) << command;
+    for (const auto& [line, text] : examples) {
+      EXPECT_TRUE(line.starts_with("  primfit " + command)) << line;
+      // An example has to hold whatever the seed, since it shows none.
+      for (const char* seed : {" --seed 1", " --seed 2"}) {
+        const std::string typed = command.empty() || command == "info" ? line : line + seed;
+        EXPECT_EQ(Shell("primfit() { '" PRIMFIT_PROGRAM "' \"$@\"; }\n" + typed + " >out.txt"),
+                  StatusIn(text))
+            << typed;
+      }
+    }
+  }
+}
+
+}  // namespace
