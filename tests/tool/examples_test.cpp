@@ -78,4 +78,45 @@ TEST_F(Examples, EndAsTheHelpPromises) {
   }
 }
 
+using Words = std::vector<std::string>;
+
+class Completion : public Examples {
+ protected:
+  /// What bash offers for the last of the words behind the name of the program.
+  Words Offered(const Words& words) const {
+    std::string line =
+        "cd '" + Path("") + "'; . '" PRIMFIT_COMPLETIONS "'; COMP_WORDS=('" PRIMFIT_PROGRAM "'";
+    for (const std::string& word : words) line += " '" + word + "'";
+    line +=
+        "); COMP_CWORD=" + std::to_string(words.size()) + "; _primfit; printf '%s\\n' \"${COMPREPLY[@]}\"";
+    std::istringstream lines(run_program::LaunchOf("/bin/bash", {"-c", line}).out);
+    Words offered;
+    for (std::string word; std::getline(lines, word);) offered.push_back(word);
+    return offered;
+  }
+};
+
+TEST_F(Completion, OffersWhatTheProgramTakes) {
+  Write("my scan.xyz", "1 2 3\n");
+  const struct {
+    Words words, offered;
+  } rows[] = {
+      {{"bounded"}, {"bounded-cylinder", "bounded-cone"}},
+      {{"--v"}, {"--version"}},
+      {{"help", "pa"}, {"patch"}},
+      {{"cylinder", "my"}, {"my scan.xyz"}},
+      {{"cylinder", "--fix-"}, {"--fix-origin", "--fix-radius", "--fix-axis"}},
+      {{"cone", "my scan.xyz", "--half"}, {"--half-angle-range"}},
+      {{"plane", "--unit", "m"}, {"m", "mm"}},
+      {{"plane", "--unit", "=", "i"}, {"in"}},
+      {{"plane", "--unit", "="}, {"m", "mm", "cm", "ft", "in"}},
+      {{"plane", "--accept", "weak,a"}, {"weak,ambiguous", "weak,at_limit"}},
+      {{"plane", "--noise", ""}, {""}},  // a number
+      {{"sphere", "--fix-radius", "my"}, {"my scan.xyz"}},
+      {{"plain", "--u"}, {""}},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(Offered(row.words), row.offered) << ::testing::PrintToString(row.words);
+}
+
 }  // namespace
