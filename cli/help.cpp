@@ -101,16 +101,17 @@ std::string CommandsText(const CLI::App& app, std::size_t width) {
 std::string StatusText(std::size_t width) {
   const std::pair<const char*, std::string> statuses[] = {
       {"0", "fitted, with the verdict good or one that --accept names, or with --classic; read, by info"},
-      {"1", "nothing was found"},
+      {"1", "nothing was found; with --json the status is \"nothing\", and the reason stands beside it"},
       {"2", "wrong usage, unreadable input, or output that could not be written"},
       {"3", fmt::format("fitted with another verdict: {}", report::DoubtfulVerdicts())},
-      {"130", "stopped by Ctrl-C, after which the best fit so far, if there is one, has been printed"},
+      {"130",
+       "stopped by Ctrl-C, after which the best fit so far, if there is one, has been printed; with --json "
+       "the "
+       "status is \"stopped\""},
   };
   std::string text = "\nExit status:\n";
   for (const auto& [status, meaning] : statuses) text += Entry(status, meaning, kStatusColumn, width);
-  return text +
-         Paragraph("With --json the \"status\" is fitted, nothing (the \"reason\" says why) or stopped.",
-                   width);
+  return text;
 }
 
 std::string FilesText(std::size_t width) {
@@ -145,14 +146,18 @@ std::string ExamplesOf(std::string_view command, std::size_t width) {
   for (const Example& example : Examples()) {
     if (example.command != command) continue;
     const std::string_view blank = command.empty() ? "" : " ";
-    text += WrappedCommand(fmt::format("primfit {}{}{}", command, blank, example.arguments), width);
+    text += WrappedCommand(fmt::format("$ primfit {}{}{}", command, blank, example.arguments), width);
     text += std::string(kTextIndent, ' ') + Wrapped(example.text, width, kTextIndent);
   }
   return text;
 }
 
 std::string ExamplesText(std::string_view command, std::size_t width) {
-  return "\nExamples:\n" + ExamplesOf(command, width);
+  return "\nExamples:\n" + ExamplesOf(command, width) +
+         Paragraph(
+             "The scans are in examples/data of the sources, and with the documents where these are "
+             "installed.",
+             width);
 }
 
 std::string HelpOfCommand(const CLI::App& command, std::size_t width) {
@@ -232,15 +237,14 @@ std::string CommonOptionsText(const CLI::App& app, const std::vector<SharedOptio
 /// What a command has beside the common options.
 std::string OwnText(const CLI::App& command, const std::vector<SharedOption>& options, std::size_t commands,
                     std::size_t width) {
-  std::string text =
-      fmt::format("\nprimfit {}:\n", command.get_name()) + Paragraph(command.get_description() + ".", width);
+  std::string text = fmt::format("\nprimfit {}:\n", command.get_name());
   for (const CLI::Option* option : VisibleOptions(command)) {
     const auto shared = std::find_if(options.begin(), options.end(), [&](const SharedOption& other) {
       return IsSame(*other.option, *option);
     });
     if (shared != options.end() && shared->commands.size() <= commands / 2) text += EntryOf(*option, width);
   }
-  return text + ExamplesOf(command.get_name(), width);
+  return text + "\n" + ExamplesOf(command.get_name(), width);
 }
 
 }  // namespace
@@ -261,7 +265,7 @@ std::string HelpOfAll(const CLI::App& app, int columns) {
   const std::vector<SharedOption> options = DifferentOptions(commands);
   std::string text = Head(app, width) + CommonOptionsText(app, options, commands, width);
   for (const CLI::App* command : commands) text += OwnText(*command, options, commands.size(), width);
-  return text + StatusText(width) + FilesText(width);
+  return text + StatusText(width) + FilesText(width) + ExamplesText("", width);
 }
 
 }  // namespace primfit::cli

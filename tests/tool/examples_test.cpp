@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -25,8 +27,8 @@ std::vector<Example> ExamplesIn(const std::string& help) {
   for (std::string line; std::getline(lines, line); continues = line.ends_with('\\')) {
     if (continues)
       examples.back().line += "\n" + line;
-    else if (line.starts_with("  primfit "))
-      examples.push_back({line, ""});
+    else if (line.starts_with("  $ primfit "))
+      examples.push_back({line.substr(4), ""});
     else if (!examples.empty())
       examples.back().text += line;
   }
@@ -66,7 +68,7 @@ TEST_F(Examples, EndAsTheHelpPromises) {
     const auto examples = ExamplesIn(command.empty() ? help : run_program::Launch({command, "--help"}).out);
     EXPECT_EQ(examples.size(), 2U) << command;
     for (const auto& [line, text] : examples) {
-      EXPECT_TRUE(line.starts_with("  primfit " + command)) << line;
+      EXPECT_TRUE(line.starts_with("primfit " + command)) << line;
       // An example has to hold whatever the seed, since it shows none.
       for (const char* seed : {" --seed 1", " --seed 2"}) {
         const std::string typed = command.empty() || command == "info" ? line : line + seed;
@@ -77,6 +79,27 @@ TEST_F(Examples, EndAsTheHelpPromises) {
     }
   }
 }
+
+#ifdef PRIMFIT_MANUAL
+// help2man tells sections and options by their layout, so that a change of the help can spoil the page.
+TEST_F(Examples, MakeAManualPageWithTheHelp) {
+  std::ifstream file(PRIMFIT_MANUAL);
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  std::size_t at = 0;
+  for (const char* heading :
+       {"NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "\"EXIT STATUS\"", "FILES", "EXAMPLES"}) {
+    const std::size_t found = page.find(std::string("\n.SH ") + heading + "\n");
+    EXPECT_TRUE(found != std::string::npos && found >= at) << heading;
+    at = found;
+  }
+  // An option is a paragraph with a tag, an example one of equal widths in one piece.
+  for (const char* part : {".SS \"primfit cylinder:\"\n", ".TP\n\\fB\\-\\-fix\\-radius\\fR [LENGTH]\n",
+                           ".TP\n130\nstopped by Ctrl\\-C", ".TP\ninfo\nTell what",
+                           ".IP\n\\f(CW$ primfit elbow pipe\\-run.xyz \\-\\-near 1200.1,3400,110.05,0.1 "
+                           "\\-\\-fix\\-minor\\-radius 0.05715 \\-\\-fix\\-major\\-radius 0.1524\\fR\n"})
+    EXPECT_NE(page.find(part), std::string::npos) << part << " is missing in " << PRIMFIT_MANUAL;
+}
+#endif
 
 using Words = std::vector<std::string>;
 
