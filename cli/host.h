@@ -14,6 +14,9 @@ struct Host {
   std::ostream& out;           ///< takes the result
   std::ostream& err;           ///< takes complaints and the progress bar
   bool errIsTerminal = false;  ///< whether a bar makes sense there
+  /// Whether standard input comes from a file or a pipe, so that it is read where no file is named.
+  bool inputIsRedirected = false;
+  int columns = 80;  ///< of the terminal
   /// Whether the user wants the search to end with the best shape until then (Ctrl-C). Asked often.
   std::function<bool()> stopRequested = [] { return false; };
   /// Told true before a search that asks stopRequested, false after it. At other times nothing asks, so that

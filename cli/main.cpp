@@ -4,63 +4,105 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <memory>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <utility>
 #include <vector>
 
 #include "cli/commands.h"
 #include "cli/errors.h"
+#include "cli/help.h"
 #include "cli/usage.h"
-#include "report/verdicts.h"
 
 namespace primfit::cli {
 
 namespace {
 
-std::string Footer() {
-  return "Exit status: 0 fitted, with the verdict good or one that --accept takes, or with --classic; 1 "
-         "nothing\n"
-         "found; 2 wrong usage, unreadable input, or output that could not be written; 3 fitted with another "
-         "verdict\n"
-         "(" +
-         report::DoubtfulVerdicts() +
-         "); 130 stopped by Ctrl-C, after which the best fit so far, if there is one, has\n"
-         "been printed. With --json the \"status\" is fitted, nothing (the \"reason\" says why) or stopped.\n"
-         "In text, columns named x, y, z are used, else the first three; a comma is a decimal comma only "
-         "between\n"
-         "semicolons. The viewpoint of PCD is not applied. Points that are not finite are left out.";
-}
+constexpr const char* kVersion = "primfit " PRIMFIT_VERSION;
 
-int Run(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
-  CLI::App app("Fits analytic primitives to clouds of 3-D points and tells how good each fit is.", "primfit");
+/// The parser of the command line, and where it leaves what it has read.
+struct Parser {
+  Parser(const Host& host, const io::Readers& readers);
+
+  CLI::App app{"Fits analytic primitives to clouds of 3-D points and tells how good each fit is.", "primfit"};
   Options options;
+  std::string topic;  ///< the command that help is asked about
   const FitCommand* chosen = nullptr;
+  CLI::App* help = nullptr;
+  bool wholeHelp = false;
+};
+
+Parser::Parser(const Host& host, const io::Readers& readers) {
+  if (host.inputIsRedirected) options.path = "-";
+  app.formatter(std::make_shared<HelpFormatter>(host.columns));
   app.require_subcommand(1);
-  app.set_version_flag("--version", "primfit " PRIMFIT_VERSION);
-  app.footer(Footer());
+  app.set_help_flag("-h,--help", "Print this help");
+  app.set_version_flag("-v,--version", kVersion, "Print the version");
+  app.add_flag("--help-all", wholeHelp, "Print the help of all commands in one")->trigger_on_parse();
+  const auto add = [&](std::string_view name, std::string_view summary) {
+    CLI::App* command = app.add_subcommand(std::string(name), std::string(summary));
+    command->set_version_flag("-v,--version", kVersion)->group("");
+    return command;
+  };
   for (const FitCommand& fit : FitCommands()) {
-    CLI::App* command = app.add_subcommand(std::string(fit.name), std::string(fit.summary));
+    CLI::App* command = add(fit.name, fit.summary);
     AddInputOptions(*command, readers, options);
     AddFitOptions(*command, fit, options);
-    command->footer(Footer());
-    command->callback([&chosen, &fit] { chosen = &fit; });
+    command->callback([this, &fit] { chosen = &fit; });
   }
-  AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), readers, options);
+  AddInputOptions(*add("info", "Tell what a point file holds"), readers, options);
+  help = add("help", "Tell about the program or about one of its commands");
+  help->add_option("COMMAND", topic, "What to tell about (default: the program)")->type_name("");
+}
 
-  RefuseEmptyValues(arguments);
+/// The help of the program alone; that of App::help would be of the command that was parsed.
+std::string HelpOfProgram(const CLI::App& app) {
+  return app.get_formatter()->make_help(&app, "", CLI::AppFormatMode::Normal);
+}
+
+/// The help of a command by its name, or of the program where the name is empty.
+std::string HelpAbout(const std::string& name, const CLI::App& app) {
+  if (name.empty()) return HelpOfProgram(app);
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (command->get_name() == name) return command->help();
+  }
+  throw UsageError(UnknownCommand(app, name));
+}
+
+/// Reads the command line. @return what there is to print instead of running a command; else nothing
+std::optional<std::string> Parse(std::span<const std::string> arguments, const Host& host, Parser& parser) {
+  CLI::App& app = parser.app;
   try {
     // The parser takes arguments from the end of the list.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-  } catch (const CLI::Success& help) {
+  } catch (const CLI::Success& asked) {
     std::ostringstream text;
-    app.exit(help, text, text);
-    WriteOutput(host, text.str().ends_with('\n') ? text.str() : text.str() + '\n');
-    return kFitted;
+    app.exit(asked, text, text);
+    return text.str();
   } catch (const CLI::ParseError& error) {
+    if (parser.wholeHelp) return HelpOfAll(app, host.columns);
     throw UsageError(Explain(app, error, arguments));
   }
-  return chosen != nullptr ? RunFit(*chosen, options, host, readers) : RunInfo(options, host, readers);
+  if (parser.wholeHelp) return HelpOfAll(app, host.columns);
+  if (parser.help->parsed()) return HelpAbout(parser.topic, app);
+  return std::nullopt;
+}
+
+int Run(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
+  Parser parser(host, readers);
+  if (arguments.empty()) {
+    host.err << HelpOfProgram(parser.app) << std::flush;
+    return kTrouble;
+  }
+  RefuseEmptyValues(arguments);
+  if (const std::optional<std::string> text = Parse(WithHeldValues(arguments), host, parser)) {
+    WriteOutput(host, *text);
+    return kFitted;
+  }
+  return parser.chosen != nullptr ? RunFit(*parser.chosen, parser.options, host, readers)
+                                  : RunInfo(parser.options, host, readers);
 }
 
 }  // namespace

@@ -36,6 +36,7 @@ std::vector<double> ParseNumbers(const char* option, const std::string& text, st
     good = good && io::ParseNumber(field, number) && std::isfinite(number);
   }
   if (good && numbers.size() == count) return numbers;
+  if (count == 1) throw UsageError(fmt::format("{} \"{}\" is not a finite number", option, text));
   throw UsageError(
       fmt::format("{} needs {} numbers between commas ({}), not \"{}\"", option, count, names, text));
 }

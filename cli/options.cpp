@@ -4,10 +4,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <type_traits>
 
 #include "cli/numbers.h"
+#include "io/rows.h"
 #include "report/verdicts.h"
 
 namespace primfit::cli {
@@ -18,18 +20,6 @@ using report::kSectionParts;
 
 namespace {
 
-/// Descriptions wrap, so that the help fits a terminal.
-std::string Wrapped(std::string_view text) {
-  constexpr std::size_t kWidth = 68;
-  std::string wrapped;
-  while (text.size() > kWidth) {
-    const std::size_t end = text.rfind(' ', kWidth);
-    wrapped.append(text.substr(0, end)) += '\n';
-    text.remove_prefix(end + 1);
-  }
-  return wrapped.append(text);
-}
-
 /// What the help shows for the numbers of parts, such as "x,y,z,within".
 std::string TypeOf(std::span<const Part> parts) {
   std::string text;
@@ -38,6 +28,25 @@ std::string TypeOf(std::span<const Part> parts) {
     text += part.Size() == 3 ? "x,y,z" : part.name;
   }
   return text;
+}
+
+/// What the help shows for the value of a part.
+const char* ValueOf(const Part& part) {
+  if (part.Size() == 3) return "x,y,z";
+  return QuantityOf(part) == Quantity::kAngle ? "DEGREES" : "LENGTH";
+}
+
+/// What has to be known of a part to give its value.
+const char* MeaningOf(const Part& part, const FitCommand& fit) {
+  const bool hasApex = std::any_of(fit.parts.begin(), fit.parts.end(),
+                                   [](const Part& other) { return other.kind == PartKind::kHalfAngle; });
+  return hasApex && part.kind == PartKind::kDirection ? ", from the apex into the cone," : "";
+}
+
+/// Whether a text is a number, or begins with one and a comma.
+bool IsNumeric(const std::string& text) {
+  double number = 0;
+  return io::ParseNumber(std::string_view(text).substr(0, text.find(',')), number);
 }
 
 /// Adds an option that takes a value of a type. Numbers are read here: the parser of the command line would
@@ -55,27 +64,28 @@ auto OptionsTo(CLI::App& command) {
     } else {
       option = command.add_option(name, value);
     }
-    return option->description(Wrapped(help))->type_name(type);
+    return option->description(std::string(help))->type_name(type);
   };
 }
 auto FlagsTo(CLI::App& command) {
   return [&command](const std::string& name, bool& value, std::string_view help) {
-    return command.add_flag(name, value, Wrapped(help));
+    return command.add_flag(name, value, std::string(help));
   };
 }
 
 /// Options of a fit that can begin at a shape or hold parts of one.
 void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
-  const auto flag = FlagsTo(command);
   option(
       "--start", options.start, "NUMBERS",
       fmt::format("The {} to start from or to hold parts of: {}; lengths in the file's unit (default: none)",
                   fit.name, NamesOf(fit.parts, fit.StartSize())));
   ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
     if (!part.CanBeHeld()) return;
-    flag(fmt::format("--fix-{}", part.name), options.fixed.at(i),
-         fmt::format("Hold the {} of --start (default: free)", part.name));
+    command.add_flag("--fix-" + std::string(part.name), options.fixed.at(i))
+        ->description(fmt::format("Hold the {}{} at this value, or at that of --start (default: free)",
+                                  part.name, MeaningOf(part, fit)))
+        ->option_text(fmt::format("[{}]", ValueOf(part)));
   });
   if (fit.fitThrough != nullptr) {
     option("--through", options.through, "NUMBERS",
@@ -99,11 +109,9 @@ void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& opti
   option("--time-limit", options.timeLimit, "SECONDS",
          fmt::format("After so long the best shape found until then counts (default{})",
                      std::isinf(defaults.timeLimit) ? ": no limit" : fmt::format(" {}", defaults.timeLimit)));
-  option(
-      "--accept", options.accept, "VERDICTS",
-      fmt::format("Verdicts with which a fit ends with exit status 0 as a good one does, between commas: {} "
-                  "(default: none)",
-                  DoubtfulVerdicts()));
+  option("--accept", options.accept, DoubtfulVerdicts("|"),
+         "Verdicts, one or more between commas, with which a fit ends with exit status 0 as a good one does "
+         "(default: none)");
   for (std::size_t i = 0; i < kLimits.size(); ++i) {
     if (fit.Has(kLimits[i]))
       option(kLimits[i].option, options.limits[i], TypeOf(kLimits[i].parts), kLimits[i].help);
@@ -156,13 +164,28 @@ void AddSharedOptions(bool both, Options& options, const Add& option) {
 
 }  // namespace
 
+std::vector<std::string> WithHeldValues(std::span<const std::string> arguments) {
+  std::vector<std::string> joined;
+  bool areOptions = true;
+  for (const std::string& argument : arguments) {
+    const bool isValue = areOptions && !joined.empty() && joined.back().starts_with("--fix-") &&
+                         joined.back().find('=') == std::string::npos && IsNumeric(argument);
+    areOptions = areOptions && argument != "--";
+    if (isValue)
+      joined.back() += "=" + argument;
+    else
+      joined.push_back(argument);
+  }
+  return joined;
+}
+
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options) {
-  command.get_formatter()->column_width(30);
-  command
-      .add_option("FILE", options.path,
-                  Wrapped(fmt::format("Point file ({}); - reads standard input", readers.Names())))
-      ->required()
-      ->type_name("");
+  CLI::Option* file = command.add_option("FILE", options.path)->type_name("");
+  file->description(
+      fmt::format("Point file ({}); - is standard input, which is also read without FILE when "
+                  "it comes from a file or a pipe",
+                  readers.Names()));
+  file->required(options.path.empty());
   const auto option = OptionsTo(command);
   option("--unit", options.unit, "m|mm|cm|ft|in",
          "Unit of the lengths in the file, on the command line and in the result (default m)");

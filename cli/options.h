@@ -7,7 +7,9 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/fit_commands.h"
@@ -29,9 +31,12 @@ inline constexpr double kLargestProbability = 0.99;
 /// What the fixed pipeline takes unless told otherwise: but for the sample size the same for every shape.
 inline FitInputParams<FitConstraintsPlane> ClassicDefaults() { return FitInputParams<FitConstraintsPlane>(); }
 
+/// What a --fix option without a value says: the part is that of --start.
+inline constexpr std::string_view kOfStart = "true";
+
 /// The options as given; one command runs, so one set serves all of them.
 struct Options {
-  std::string path;
+  std::string path;  ///< the host's before options are read: empty where a file has to be named
   std::string unit = "m";
   std::optional<std::string> near;
   std::optional<std::string> box;
@@ -40,7 +45,7 @@ struct Options {
   std::optional<double> tolerance;
   std::optional<double> outliers;
   std::optional<std::string> start;
-  std::array<bool, 8> fixed{};  // by part
+  std::array<std::optional<std::string>, 8> fixed;  ///< by part: its value, or kOfStart
   std::optional<std::string> through;
   std::optional<std::string> pick;
   std::optional<double> radiusHint;
@@ -67,6 +72,10 @@ struct Options {
   std::vector<const CLI::Option*> ofAdaptive;
   std::vector<const CLI::Option*> ofClassic;
 };
+
+/// A --fix option may stand alone, so that the parser gives it no value unless it follows a "=". Joins it
+/// with the numbers behind it.
+std::vector<std::string> WithHeldValues(std::span<const std::string> arguments);
 
 /// Options of every command that reads points.
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string_view>
 
 #include "cli/errors.h"
@@ -73,6 +74,8 @@ void CheckMethod(const Options& options, const FitCommand& fit) {
   }
 }
 
+std::string FixOptionOf(const Part& part) { return fmt::format("--fix-{}", part.name); }
+
 /// A held part needs its value, and a value that nothing uses is a mistake.
 void CheckHolds(const Options& options, const FitCommand& fit) {
   const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
@@ -82,32 +85,63 @@ void CheckHolds(const Options& options, const FitCommand& fit) {
     held += options.fixed[i] ? 1 : 0;
     // The fixed pipeline has no fit for an arc of which only the direction is free.
     fixable += adaptive || part.CanBeHeld() ? 1 : 0;
+    if (options.fixed[i] == kOfStart && !options.start)
+      throw UsageError(fmt::format("{} needs a value, or --start with the {} to take it from",
+                                   FixOptionOf(part), fit.name));
   });
-  const bool usesStart = held > 0 || options.skipSearch;
-  if (usesStart && !options.start) {
-    throw UsageError(fmt::format("{} needs --start with the {} to take the value from",
-                                 options.skipSearch ? "--skip-search" : "a --fix option", fit.name));
+  if (options.skipSearch && !options.start)
+    throw UsageError(fmt::format("--skip-search needs --start with the {} to refine", fit.name));
+  if (options.through && (options.start || held > 0)) {
+    throw UsageError(
+        fmt::format("--through and {} exclude each other: a cross-section leaves nothing else to hold",
+                    options.start ? "--start" : "the --fix options"));
   }
-  if (options.through && options.start)
-    throw UsageError("--through and --start exclude each other: a cross-section leaves nothing else to hold");
-  if (!usesStart && !adaptive && options.start) {
+  if (held == 0 && !options.skipSearch && !adaptive && options.start) {
     throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
   }
   if (held > 0 && held == fixable)
     throw UsageError(fmt::format("every part of the {} is held; leave one free", fit.name));
 }
 
-/// Sizes that no shape has. What is neither held nor all that a fit begins with may be a mere placeholder.
-void CheckSizes(const Options& options, const FitCommand& fit, const std::vector<double>& start) {
+/// Sizes that no shape has.
+void CheckAngle(const std::string& option, const Part& part, double angle) {
+  if (QuantityOf(part) == Quantity::kAngle && !(angle > 0 && angle < 90))
+    throw UsageError(fmt::format("{} has {} of {} degrees, which is not between 0 and 90", option,
+                                 io::WithArticle(part.name), angle));
+}
+
+/// The numbers of --start. What is neither held nor all that a fit begins with may be a mere placeholder.
+std::vector<double> ReadStart(const Options& options, const FitCommand& fit) {
+  std::vector<double> start = ParseParts("--start", *options.start, fit.parts, fit.StartSize());
   ForEachPart(fit.parts, start.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
-    const double size = start[offset];
-    const bool counts = options.fixed[i] || options.skipSearch;
-    if (QuantityOf(part) == Quantity::kLength && size < 0)
-      throw UsageError(fmt::format("--start has a negative {}, {}", part.name, size));
-    if (QuantityOf(part) == Quantity::kAngle && counts && !(size > 0 && size < 90))
-      throw UsageError(fmt::format("--start has {} of {} degrees, which is not between 0 and 90",
-                                   io::WithArticle(part.name), size));
+    if (QuantityOf(part) == Quantity::kLength && start[offset] < 0)
+      throw UsageError(fmt::format("--start has a negative {}, {}", part.name, start[offset]));
+    if (options.fixed[i] == kOfStart || options.skipSearch) CheckAngle("--start", part, start[offset]);
   });
+  return start;
+}
+
+/// The value of a part as its --fix option gives it.
+std::vector<double> ReadHeld(const Part& part, const std::string& text, const Unit& unit) {
+  const std::string option = FixOptionOf(part);
+  std::vector<double> numbers = ParseParts(option.c_str(), text, {&part, 1}, part.Size());
+  if (QuantityOf(part) == Quantity::kLength) RequireLength(option.c_str(), numbers[0], unit);
+  CheckAngle(option, part, numbers[0]);
+  return numbers;
+}
+
+/// The shape to start from or to hold parts of: that of --start, with the values of --fix options in their
+/// places. Without --start what is not held is NaN, and without either there is none.
+std::vector<double> StartOf(const Options& options, const FitCommand& fit, const Unit& unit) {
+  std::vector<double> start;
+  if (options.start) start = ReadStart(options, fit);
+  ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    if (!options.fixed[i] || options.fixed[i] == kOfStart) return;
+    start.resize(fit.StartSize(), std::numeric_limits<double>::quiet_NaN());
+    const std::vector<double> held = ReadHeld(part, *options.fixed[i], unit);
+    std::copy(held.begin(), held.end(), start.begin() + static_cast<std::ptrdiff_t>(offset));
+  });
+  return start;
 }
 
 std::vector<double> PickOf(const Options& options, const Unit& unit) {
@@ -184,10 +218,8 @@ FitRequest RequestOf(const Options& options, const FitCommand& fit, const Unit& 
     ReadAdaptive(options, unit, request);
   else
     ReadClassic(options, fit, unit, request);
-  if (options.start) request.start = ParseParts("--start", *options.start, fit.parts, fit.StartSize());
-  CheckSizes(options, fit, request.start);
-  request.fixed.assign(options.fixed.begin(),
-                       options.fixed.begin() + static_cast<std::ptrdiff_t>(fit.parts.size()));
+  request.start = StartOf(options, fit, unit);
+  for (std::size_t i = 0; i < fit.parts.size(); ++i) request.fixed.push_back(options.fixed[i].has_value());
   return request;
 }
 

@@ -62,7 +62,15 @@ std::vector<std::string> CommandsOf(const CLI::App& app) {
   return names;
 }
 
-bool IsOption(std::string_view argument) { return argument.size() > 1 && argument.front() == '-'; }
+/// Where to read on, behind a sentence that may have ended with a question.
+std::string SeeHelp(const std::string& sentence, const std::string& command = {}) {
+  return fmt::format("{}{} primfit {}--help", sentence, sentence.ends_with('?') ? " See" : "; see",
+                     command.empty() ? "" : command + " ");
+}
+
+bool IsOption(std::string_view argument) {
+  return argument.size() > 1 && argument.front() == '-' && argument != "--";
+}
 
 /// What is wrong with an option that a command, or the program before its command, does not have.
 std::string UnknownOption(const CLI::App& command, const std::string& argument) {
@@ -75,7 +83,8 @@ std::string UnknownOption(const CLI::App& command, const std::string& argument) 
 
 /// What is wrong with the arguments that a command could not place, empty for nothing.
 std::string Misplaced(const CLI::App& command) {
-  const std::vector<std::string> left = command.remaining();
+  std::vector<std::string> left = command.remaining();
+  std::erase(left, "--");
   const auto option = std::find_if(left.begin(), left.end(), IsOption);
   if (option != left.end()) return UnknownOption(command, *option);
   return left.empty() ? "" : fmt::format("\"{}\" was not expected: a command takes one file", left.front());
@@ -91,22 +100,22 @@ void RefuseEmptyValues(std::span<const std::string> arguments) {
   }
 }
 
+std::string UnknownCommand(const CLI::App& app, const std::string& name) {
+  return SeeHelp(
+      fmt::format("\"{}\" is no command of this program{}", name, Suggestion(name, CommandsOf(app))));
+}
+
 std::string Explain(const CLI::App& app, const CLI::ParseError& error,
                     std::span<const std::string> arguments) {
   const auto chosen = app.get_subcommands();
-  const std::string help =
-      fmt::format("; see primfit {}--help", chosen.empty() ? "" : chosen[0]->get_name() + " ");
   if (chosen.empty() && !arguments.empty()) {
     const std::string& first = arguments[0];
-    return (IsOption(first) ? UnknownOption(app, first)
-                            : fmt::format("\"{}\" is no command of this program{}", first,
-                                          Suggestion(first, CommandsOf(app)))) +
-           help;
+    return IsOption(first) ? SeeHelp(UnknownOption(app, first)) : UnknownCommand(app, first);
   }
   std::string what = Misplaced(app);
   if (what.empty() && !chosen.empty()) what = Misplaced(*chosen[0]);
   // A file may be missing because an option that does not exist has left its value in its place.
-  return (what.empty() ? error.what() : what) + help;
+  return SeeHelp(what.empty() ? error.what() : what, chosen.empty() ? "" : chosen[0]->get_name());
 }
 
 }  // namespace primfit::cli

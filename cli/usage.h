@@ -12,6 +12,9 @@ namespace primfit::cli {
 /// @throws UsageError that names it
 void RefuseEmptyValues(std::span<const std::string> arguments);
 
+/// What is wrong with a name that no command has.
+std::string UnknownCommand(const CLI::App& app, const std::string& name);
+
 /// What is wrong with a command line and what to do, after it could not be parsed.
 /// @param arguments  those after the name of the program
 std::string Explain(const CLI::App& app, const CLI::ParseError& error,

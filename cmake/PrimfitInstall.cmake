@@ -39,3 +39,8 @@ file(RELATIVE_PATH _pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/p
 configure_file("${CMAKE_CURRENT_LIST_DIR}/primfit.pc.in" "${PROJECT_BINARY_DIR}/primfit.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/primfit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/NOTICE" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+
+if(PRIMFIT_BUILD_TOOL)
+  install(FILES "${PROJECT_SOURCE_DIR}/completions/primfit"
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+endif()

@@ -28,10 +28,10 @@ inline const VerdictName& NameOf(Verdict verdict) {
 }
 
 /// The keys but that of a good fit, such as "weak, ambiguous".
-inline std::string DoubtfulVerdicts() {
+inline std::string DoubtfulVerdicts(std::string_view between = ", ") {
   std::string keys;
   for (const VerdictName& name : kVerdicts) {
-    if (name.verdict != Verdict::kGood) keys.append(keys.empty() ? "" : ", ").append(name.key);
+    if (name.verdict != Verdict::kGood) keys.append(keys.empty() ? "" : between).append(name.key);
   }
   return keys;
 }

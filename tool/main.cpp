@@ -2,9 +2,12 @@
 #include "cli/main.h"
 
 #include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -51,6 +54,20 @@ void HandleSignals() {
   if (before.sa_handler != SIG_IGN) sigaction(SIGINT, &action, nullptr);  // ignored under nohup
 }
 
+bool IsFileOrPipe(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode));
+}
+
+/// What the user says wins over what the terminal says; neither counts below 1.
+int Columns() {
+  const char* told = std::getenv("COLUMNS");
+  const int columns = told != nullptr ? std::atoi(told) : 0;  // 0 for what is no number
+  if (columns > 0) return columns;
+  struct winsize size {};
+  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,6 +76,8 @@ int main(int argc, char** argv) {
   const primfit::cli::Host host{.out = std::cout,
                                 .err = std::cerr,
                                 .errIsTerminal = ::isatty(STDERR_FILENO) == 1,
+                                .inputIsRedirected = IsFileOrPipe(STDIN_FILENO),
+                                .columns = Columns(),
                                 .stopRequested = [] { return interrupted != 0; },
                                 .setStoppable = [](bool now) { stoppable = now ? 1 : 0; }};
   return primfit::cli::Main(arguments, host, primfit::io::NativeReaders());

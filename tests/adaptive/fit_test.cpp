@@ -255,8 +255,12 @@ TEST(Fit, HoldsWhatItIsTold) {
   Random random;
   const OutputCylinder pipe({1, 2, 3}, 0.5, Vector3d(1, 2, 2) / 3);
   const Points points = WithClutter(PointsOn(pipe, 1000, kFullTurn, {0, 2}, kNoise, random), 0.3, random);
-  const FitOutputParamsCylinder given({1.001, 2, 3}, 0.503, Vector3d(1, 2, 2.005));
+  constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+  const Vector3d nowhere = Vector3d::Constant(kUnknown);
   for (unsigned mask = 1; mask < 8; ++mask) {
+    const FitOutputParamsCylinder given((mask & 1U) != 0 ? Vector3d(1.001, 2, 3) : nowhere,
+                                        (mask & 2U) != 0 ? 0.503 : kUnknown,
+                                        (mask & 4U) != 0 ? Vector3d(1, 2, 2.005) : nowhere);
     FitConstraintsCylinder constraints(&given);
     if ((mask & 1U) != 0) constraints.FixOrigin();
     if ((mask & 2U) != 0) constraints.FixRadius();

@@ -83,6 +83,21 @@ TEST_F(Main, StopsWhenItsHostWantsIt) {
   EXPECT_NE(err_.str().find("\rsearching ["), std::string::npos) << err_.str();
 }
 
+TEST_F(Main, FitsItsHelpToTheTerminal) {
+  for (const int columns : {60, 80}) {
+    host_.columns = columns;
+    for (const Arguments& arguments :
+         {Arguments{"--help"}, {"--help-all"}, {"info", "--help"}, {"torus", "--help"}, {"pipe", "--help"}}) {
+      ASSERT_EQ(Run(arguments), 0);
+      std::istringstream help(out_.str());
+      std::size_t longest = 0;
+      for (std::string line; std::getline(help, line); longest = std::max(longest, line.size()))
+        EXPECT_LE(line.size(), static_cast<std::size_t>(columns)) << line;
+      EXPECT_GT(longest, static_cast<std::size_t>(columns) - 8) << "room is left unused";
+    }
+  }
+}
+
 TEST_F(Main, TellsThatItsOutputIsLost) {
   out_.setstate(std::ios::badbit);
   EXPECT_EQ(Run({"--version"}), primfit::cli::kTrouble);

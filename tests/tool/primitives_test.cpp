@@ -109,6 +109,17 @@ std::vector<Row> Rows() {
        bend,
        {{"minor-radius", 205}, {"axis", axis}},
        1e-6},
+      // A part alone is held at the value beside its option.
+      {"arc", {"--fix-radius", "505"}, arc, {{"radius", 505}, {"normal", axis}}, 1e-6, kAdaptive},
+      {"sphere", {"--fix-radius", "505"}, ball, {{"radius", 505}}, 1e-6},
+      {"cylinder", {"--fix-radius", "205"}, pipe, {{"radius", 205}, {"axis", axis}}, 1e-6},
+      {"cylinder", {"--fix-axis", "1,-2,2"}, pipe, {{"radius", 200}, {"axis", axis}}},
+      {"bounded-cylinder", {"--fix-radius", "205"}, pipe, {{"radius", 205}, {"axis", axis}}, 1e-6},
+      {"cone", {"--fix-angle", "23"}, horn, {{"angle", 23}, {"axis", axis}}, 1e-6},
+      {"bounded-cone", {"--fix-angle", "23"}, horn, {{"angle", 23}, {"axis", axis}}, 1e-6},
+      {"torus", {"--fix-major-radius", "805"}, bend, {{"major-radius", 805}, {"axis", axis}}, 1e-6},
+      {"torus", {"--fix-minor-radius", "205"}, bend, {{"minor-radius", 205}, {"axis", axis}}, 1e-6},
+      {"elbow", {"--fix-minor-radius", "205"}, bend, {{"minor-radius", 205}, {"axis", axis}}, 1e-6},
       // Only the direction of the arc is free.
       {"arc",
        {"--start=2000,-1000,3000,500,1,-2,1.9", "--fix-center", "--fix-radius", passes},

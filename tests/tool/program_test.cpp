@@ -262,6 +262,17 @@ TEST_F(Program, HoldsAndStartsAsAsked) {
   EXPECT_LT(std::abs(kNormal.dot(VectorOf(normalHeld["shape"]["origin"]) - kOrigin)), 4e-4);
   EXPECT_EQ(normalHeld["parameters"]["fixed"], Json({"normal"}));
 
+  // A value beside its option needs no start, and goes before that of one.
+  for (const Arguments& start : {Arguments{}, {"--start", "0,0,0,1,0,0"}}) {
+    for (const Arguments& held : {Arguments{"--fix-normal", "0,-3,4"}, {"--fix-normal=0,-3,4"}}) {
+      Arguments arguments = held;
+      arguments.insert(arguments.end(), start.begin(), start.end());
+      const Json json = Fit(arguments, metres);
+      EXPECT_EQ(json["shape"], normalHeld["shape"]) << held.size();
+      EXPECT_EQ(json["parameters"]["start"]["normal"], Json({0.0, -3.0, 4.0}));
+    }
+  }
+
   // 1.1 and so on are no round numbers of binary metres: the conversions would change them.
   const std::string millimetres = WriteScene(0.001);
   const Json originHeld =
@@ -339,8 +350,11 @@ TEST_F(Program, TellsWhatAFileHolds) {
 
 TEST_F(Program, ReadsStandardInput) {
   const How how{.input = WriteScene()};
-  EXPECT_EQ(JsonOf(Launch({"plane", "--seed", "5", "--json", "-"}, how))["points"]["used"],
-            kInliers + kOutliers);
+  for (const Arguments& file : {Arguments{"-"}, {}, {"--", "-"}}) {
+    Arguments arguments = {"plane", "--seed", "5", "--json"};
+    arguments.insert(arguments.end(), file.begin(), file.end());
+    EXPECT_EQ(JsonOf(Launch(arguments, how))["points"]["used"], kInliers + kOutliers) << file.size();
+  }
 }
 
 TEST_F(Program, TellsWhatTheCoordinatesLack) {
@@ -377,7 +391,6 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
     const char* arguments;  // what follows the command lies in the folder of the test
     const char* reason;
   } rows[] = {
-      {2, "", "A subcommand is required"},
       {2, "plain scene.ply", "\"plain\" is no command of this program; did you mean plane?"},
       {2, "xyzzy scene.ply", "\"xyzzy\" is no command of this program; see primfit --help"},
       {2, "--verison", "\"--verison\" is no option of this program; did you mean --version?"},
@@ -402,6 +415,7 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --most-draws 0x10", "--most-draws \"0x10\" is not a whole number from 1 to"},
       {2, "plane scene.ply --most-draws 2147483648", "is not a whole number from 1 to 2147483647"},
       {2, "plane", "FILE is required"},
+      {2, "plane --", "FILE is required"},
       {2, "plane scene.ply scene.ply", "not expected"},
       {2, "plane no.ply", "no.ply: cannot be opened: No such file"},
       {2, "info .", "is a directory"},
@@ -426,7 +440,15 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --box 1,2,3,4,5,6,7", "--box needs 6 numbers between commas (x0,y0,z0,x1,y1,z1)"},
       {2, "plane scene.ply --box 0,0,1,1,1,0", "smallest x, y, z first"},
       {2, "plane scene.ply --box 0,0,inf,1,1,1", "--box needs 6 numbers"},
-      {2, "plane scene.ply --fix-origin", "needs --start"},
+      {2, "plane scene.ply --fix-origin", "--fix-origin needs a value, or --start with the plane to take"},
+      {2, "plane scene.ply --fix-origin 1,2", "--fix-origin needs 3 numbers between commas (origin x,y,z)"},
+      {2, "plane scene.ply --fix-origin 1,2,3 --fix-normal 0,0,1", "every part of the plane is held"},
+      {2, "plane scene.ply --fix-normal=0,0,0", "--fix-normal has a normal of length 0"},
+      {2, "sphere scene.ply --fix-radius=x", "--fix-radius \"x\" is not a finite number"},
+      {2, "sphere scene.ply --fix-radius -1", "--fix-radius -1 is not a length above 0 m"},
+      {2, "cone scene.ply --fix-angle 90", "--fix-angle has an angle of 90 degrees, which is not between"},
+      {2, "plane scene.ply --classic --skip-search --fix-normal 0,0,1", "--skip-search needs --start"},
+      {2, "elbow scene.ply --through 0,0,0,1,0,0,1 --fix-minor-radius 1", "exclude each other"},
       {2, "plane scene.ply --classic --skip-search", "--skip-search needs --start"},
       {2, "plane scene.ply --classic --start 0,0,0,0,0,1", "--start alone changes nothing"},
       {2, "plane scene.ply --start 0,0,0,0,0,1 --fix-origin --fix-normal", "every part of the plane is held"},
@@ -520,8 +542,35 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
   EXPECT_EQ(Launch({"plane", WriteScene(1.0, 0), "--classic", "--seed", "5", "--outliers", "0"}).status, 0);
 }
 
+TEST_F(Program, TellsAboutItselfInEveryUsualWay) {
+  const std::string help = Launch({"--help"}).out, planeHelp = Launch({"plane", "--help"}).out;
+  const struct {
+    Arguments arguments;
+    int status;
+    std::string out, err;
+  } rows[] = {
+      {{"--version"}, 0, "primfit " PRIMFIT_VERSION "\n", ""},
+      {{"-v"}, 0, "primfit " PRIMFIT_VERSION "\n", ""},
+      {{"plane", "-v"}, 0, "primfit " PRIMFIT_VERSION "\n", ""},
+      {{"-h"}, 0, help, ""},
+      {{"help"}, 0, help, ""},
+      {{"help", "plane"}, 0, planeHelp, ""},
+      {{"plane", "-h"}, 0, planeHelp, ""},
+      {{"help", "plain"},
+       2,
+       "",
+       "primfit: \"plain\" is no command of this program; did you mean plane? See primfit --help\n"},
+      {{}, 2, "", help},  // a script that has lost its arguments must not pass for a success
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = Launch(row.arguments);
+    EXPECT_EQ(outcome.status, row.status);
+    EXPECT_EQ(outcome.out, row.out);
+    EXPECT_EQ(outcome.err, row.err);
+  }
+}
+
 TEST_F(Program, HelpsForEveryCommand) {
-  EXPECT_EQ(Launch({"--version"}).out, "primfit " PRIMFIT_VERSION "\n");
   const Outcome help = Launch({"plane", "--help"});
   EXPECT_EQ(help.status, 0);
   for (const char* option :

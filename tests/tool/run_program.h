@@ -39,7 +39,8 @@ inline void Redirect(const std::string& path, int flags, int to) {
   if (file < 0 || ::dup2(file, to) < 0) ::_exit(99);
 }
 
-[[noreturn]] inline void Exec(const std::vector<std::string>& arguments, const How& how, int out, int err) {
+[[noreturn]] inline void Exec(const char* program, const std::vector<std::string>& arguments, const How& how,
+                              int out, int err) {
   Redirect(how.input, O_RDONLY, STDIN_FILENO);
   if (!how.output.empty()) {
     Redirect(how.output, O_WRONLY, STDOUT_FILENO);
@@ -51,14 +52,14 @@ inline void Redirect(const std::string& path, int flags, int to) {
     ::ioctl(err, TIOCSCTTY, 0);
   }
   ::dup2(err, STDERR_FILENO);
-  std::vector<char*> argv = {const_cast<char*>(PRIMFIT_PROGRAM)};
+  std::vector<char*> argv = {const_cast<char*>(program)};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
-  ::execv(PRIMFIT_PROGRAM, argv.data());
+  ::execv(program, argv.data());
   ::_exit(98);
 }
 
-inline Outcome Launch(const std::vector<std::string>& arguments, const How& how = {}) {
+inline Outcome LaunchOf(const char* program, const std::vector<std::string>& arguments, const How& how = {}) {
   std::array<int, 2> out{};
   std::array<int, 2> err{};
   if (::pipe2(out.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
@@ -73,7 +74,7 @@ inline Outcome Launch(const std::vector<std::string>& arguments, const How& how 
   const pid_t child = ::fork();
   if (child == 0) {
     if (how.closedPipe) ::close(out[0]);
-    Exec(arguments, how, out[1], err[1]);
+    Exec(program, arguments, how, out[1], err[1]);
   }
   ::close(out[1]);
   ::close(err[1]);
@@ -100,6 +101,10 @@ inline Outcome Launch(const std::vector<std::string>& arguments, const How& how 
   ::waitpid(child, &status, 0);
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   return outcome;
+}
+
+inline Outcome Launch(const std::vector<std::string>& arguments, const How& how = {}) {
+  return LaunchOf(PRIMFIT_PROGRAM, arguments, how);
 }
 
 }  // namespace run_program
