@@ -76,16 +76,23 @@ void RestoreHeld(FitRun& run) {
   });
 }
 
+/// The options by which the user chose points, for an error; empty for none.
+std::string ChoiceOf(const io::Filter& filter) {
+  std::vector<const char*> options;
+  if (!filter.region.ball.empty()) options.push_back("--near");
+  if (!filter.region.box.empty()) options.push_back("--box");
+  if (!filter.where.empty()) options.push_back("--where");
+  if (filter.every > 1) options.push_back("--every");
+  return fmt::format("{}", fmt::join(options, " and "));
+}
+
 /// Which points are left when there are too few of them, and what left the others out.
 std::string PointsLeft(const FitCommand& command, const FitRun& run) {
   const io::Selection& cloud = *run.cloud;
-  const io::Region& region = run.input->region;
   if (cloud.total == 0) return "the file holds no point";
   std::string text = fmt::format("{} of {} {} left", cloud.Used(), io::Counted(cloud.total, "point"),
                                  cloud.total == 1 ? "is" : "are");
-  const bool ball = !region.ball.empty(), box = !region.box.empty();
-  const std::string given =
-      fmt::format("{}{}{}", ball ? "--near" : "", ball && box ? " and " : "", box ? "--box" : "");
+  const std::string given = ChoiceOf(run.input->filter);
   if (cloud.Used() > 0) {
     return fmt::format(
         "{} and {} needs {}: check the file{}{}", text, io::WithArticle(command.name),
@@ -93,11 +100,11 @@ std::string PointsLeft(const FitCommand& command, const FitRun& run) {
         given.empty() ? "" : ", ", given);
   }
   if (cloud.file.nonFinite == cloud.total) return text + ": none is finite";
-  const bool alone = cloud.inBall == 0 || cloud.inBox == 0;  // one of the two is to blame
+  if (cloud.outside == 0) return fmt::format("{}: none that is finite meets {}", text, given);
+  // One of the two parts of the region may be to blame alone.
+  const char* blamed = cloud.inBall == 0 ? "--near" : cloud.inBox == 0 ? "--box" : nullptr;
   return fmt::format("{}: none that is finite lies in {}", text,
-                     !alone              ? "both " + given
-                     : cloud.inBall == 0 ? "--near"
-                                         : "--box");
+                     blamed != nullptr ? blamed : "both --near and --box");
 }
 
 /// What to try when the library found no acceptable shape; empty where there is nothing to say.
@@ -226,11 +233,12 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
   FitRequest request = RequestOf(options, command, *input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, {input.region}, input.unit->metres);
+  const io::Selection cloud =
+      io::ReadSelection(readers, input.path, input.filter, input.unit->metres, {{}, input.columns});
   if (cloud.Used() > INT_MAX) {
-    throw UsageError(
-        fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
-                    cloud.Used(), INT_MAX));
+    throw UsageError(fmt::format(
+        "{} points are more than the {} that a fit takes; choose some with --near, --box or --every",
+        cloud.Used(), INT_MAX));
   }
   const bool adaptive = request.method == Method::kAdaptive;
   if (!adaptive) request.sampleSize = SampleSizeOf(options, command, cloud.Used());
@@ -251,7 +259,7 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, {input.region}, 1.0);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, 1.0, {{}, input.columns});
   WriteOutput(host, options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
   return kFitted;
 }

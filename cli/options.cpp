@@ -189,10 +189,7 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
   const auto option = OptionsTo(command);
   option("--unit", options.unit, "m|mm|cm|ft|in",
          "Unit of the lengths in the file, on the command line and in the result (default m)");
-  option("--near", options.near, "x,y,z,r",
-         "Use only the points within r of x,y,z, in the file's unit (default: all)");
-  option("--box", options.box, "x0,y0,z0,x1,y1,z1",
-         "Use only the points in this box, in the file's unit (default: all)");
+  AddPointChoice(command, options.choice);
   command.add_flag("--json", options.json, "Print one JSON object (default: text)");
 }
 

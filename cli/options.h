@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/fit_commands.h"
+#include "cli/point_choice.h"
 #include "io/readers.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_input_params.h"
@@ -38,8 +39,7 @@ inline constexpr std::string_view kOfStart = "true";
 struct Options {
   std::string path;  ///< the host's before options are read: empty where a file has to be named
   std::string unit = "m";
-  std::optional<std::string> near;
-  std::optional<std::string> box;
+  PointChoice choice;
   bool json = false;
 
   std::optional<double> tolerance;

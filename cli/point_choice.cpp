@@ -36,15 +36,16 @@ std::vector<io::Condition::Range> RangesOf(const std::string& option, std::strin
           "{}: \"{}\" is no value and no range such as 10..20, the smaller number first", option, field));
     ranges.push_back(range);
   }
-  if (ranges.empty()) throw UsageError(fmt::format("{} has no value; write for example 2,6 or 10..20", option));
+  if (ranges.empty())
+    throw UsageError(fmt::format("{} has no value; write for example 2,6 or 10..20", option));
   return ranges;
 }
 
 io::Condition ConditionOf(const std::string& text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos || io::Trimmed(std::string_view(text).substr(0, equals)).empty())
-    throw UsageError(fmt::format(
-        "--where \"{}\" is not an attribute and its values, such as classification=2,6", text));
+    throw UsageError(
+        fmt::format("--where \"{}\" is not an attribute and its values, such as classification=2,6", text));
   return {std::string(io::Trimmed(std::string_view(text).substr(0, equals))),
           RangesOf("--where", std::string_view(text).substr(equals + 1))};
 }
@@ -75,9 +76,10 @@ void AddPointChoice(CLI::App& command, PointChoice& choice) {
          "Use only the points within r of x,y,z, in the file's unit (default: all)");
   option("--box", choice.box, "x0,y0,z0,x1,y1,z1",
          "Use only the points in this box, in the file's unit (default: all)");
-  option("--where", choice.where, "NAME=VALUES",
-         "Use only the points whose attribute has one of these values or lies in one of these ranges, such as "
-         "classification=2,6 or intensity=10..200; may be given several times (default: all)");
+  option(
+      "--where", choice.where, "NAME=VALUES",
+      "Use only the points whose attribute has one of these values or lies in one of these ranges, such as "
+      "classification=2,6 or intensity=10..200; may be given several times (default: all)");
   option("--scan", choice.scan, "NUMBERS",
          "Use only the points of these scans, which PTX and PTS count from 1 (default: all)");
   option("--every", choice.every, "COUNT",
@@ -101,8 +103,10 @@ std::vector<std::string> ColumnsOf(const PointChoice& choice) {
   if (!choice.columns) return columns;
   io::FieldCursor fields(*choice.columns, io::Separator::kComma);
   for (std::string_view field; fields.Next(field);) columns.emplace_back(field);
-  if (columns.size() != 3 || std::any_of(columns.begin(), columns.end(), [](const auto& c) { return c.empty(); }))
-    throw UsageError(fmt::format("--columns \"{}\" is not three columns, such as 2,3,4 or e,n,h", *choice.columns));
+  if (columns.size() != 3 ||
+      std::any_of(columns.begin(), columns.end(), [](const auto& c) { return c.empty(); }))
+    throw UsageError(
+        fmt::format("--columns \"{}\" is not three columns, such as 2,3,4 or e,n,h", *choice.columns));
   return columns;
 }
 

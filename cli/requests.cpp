@@ -37,17 +37,8 @@ Input InputOf(const Options& options) {
   if (input.unit == kUnits.end()) {
     throw UsageError(fmt::format("--unit \"{}\" is none of m, mm, cm, ft, in", options.unit));
   }
-  if (options.near) {
-    input.region.ball = ParseNumbers("--near", *options.near, 4, "x,y,z,r");
-    if (!(input.region.ball[3] > 0)) throw UsageError("--near needs a radius above 0 as its fourth number");
-  }
-  if (options.box) {
-    input.region.box = ParseNumbers("--box", *options.box, 6, "x0,y0,z0,x1,y1,z1");
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (input.region.box[axis] <= input.region.box[axis + 3]) continue;
-      throw UsageError("--box needs the smallest x, y, z first and the largest after them");
-    }
-  }
+  input.filter = FilterOf(options.choice);
+  input.columns = ColumnsOf(options.choice);
   return input;
 }
 

@@ -118,7 +118,8 @@ std::string CountsText(const Input& input, const io::Selection& cloud) {
   std::string text = fmt::format("  {:<16} {} ({})\n", "in the file", cloud.total, cloud.file.format);
   if (cloud.file.nonFinite > 0)
     text += fmt::format("  {:<16} {} (not finite, left out)\n", "no measurement", cloud.file.nonFinite);
-  if (!input.region.Everywhere()) text += fmt::format("  {:<16} {}\n", "outside region", cloud.outside);
+  if (!input.filter.region.Everywhere())
+    text += fmt::format("  {:<16} {}\n", "outside region", cloud.outside);
   return text + fmt::format("  {:<16} {}\n", "used", cloud.Used());
 }
 

@@ -24,7 +24,8 @@ namespace primfit::report {
 struct Input {
   std::string path;
   const Unit* unit = kUnits.data();
-  io::Region region;
+  io::Filter filter = {};
+  std::vector<std::string> columns = {};  ///< of text that are x, y and z; none: what the file suggests
 };
 
 enum class Method {

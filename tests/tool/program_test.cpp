@@ -249,6 +249,19 @@ TEST_F(Program, UsesTheRegionOfInterest) {
     EXPECT_EQ(fit["points"]["outside_region"], 300 - row.used);
     EXPECT_NEAR(fit["shape"]["origin"][2].get<double>(), row.height, 1e-9);
   }
+  // Attributes choose points as well, and of many points every n-th one counts.
+  std::string text = "no,e,n,h,class\n";
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Vector3d& p = points[i];
+    text += std::to_string(i) + "," + std::to_string(p.x()) + "," + std::to_string(p.y()) + "," +
+            std::to_string(p.z()) + "," + std::to_string(i / 100 + 4) + "\n";
+  }
+  const std::string table = Write("a.csv", text);
+  for (const char* where : {"class=5", "class=4.5..5.5,9", "H=1", "no=100..199"}) {
+    const Json fit = Fit({"--columns", "2,n,h", "--where", where, "--every", "2"}, table);
+    EXPECT_EQ(fit["points"]["used"], 50) << where;
+    EXPECT_NEAR(fit["shape"]["origin"][2].get<double>(), 1, 1e-9) << where;
+  }
   // A place that the shape passes leaves the other points in.
   const Json floor = Fit({"--passes", "-1,0,2,0.1"}, file);
   EXPECT_EQ(floor["points"]["used"], 300);
@@ -439,6 +452,17 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --near 1,2,3,0", "radius above 0"},
       {2, "plane scene.ply --box 1,2,3,4,5,6,7", "--box needs 6 numbers between commas (x0,y0,z0,x1,y1,z1)"},
       {2, "plane scene.ply --box 0,0,1,1,1,0", "smallest x, y, z first"},
+      {2, "plane scene.ply --where class", "--where \"class\" is not an attribute and its values"},
+      {2, "plane scene.ply --where =2", "--where \"=2\" is not an attribute and its values"},
+      {2, "plane scene.ply --where class=", "--where has no value; write for example 2,6 or 10..20"},
+      {2, "plane scene.ply --where class=2,six", "--where: \"six\" is no value and no range"},
+      {2, "plane scene.ply --where class=6..2", "--where: \"6..2\" is no value and no range"},
+      {2, "plane scene.ply --where class=2..", "no attribute \"class\"; they have x, y, z"},
+      {2, "plane scene.ply --scan first", "--scan: \"first\" is no value and no range"},
+      {2, "plane scene.ply --every 0", "--every \"0\" is not a whole number from 1 to"},
+      {2, "plane scene.ply --columns 1,2", "--columns \"1,2\" is not three columns, such as 2,3,4"},
+      {2, "plane scene.ply --columns 1,2,3", "columns can be chosen in text only; this is PLY"},
+      {1, "plane scene.ply --where z=1e9..", "0 of 4007 points are left: none that is finite meets --where"},
       {2, "plane scene.ply --box 0,0,inf,1,1,1", "--box needs 6 numbers"},
       {2, "plane scene.ply --fix-origin", "--fix-origin needs a value, or --start with the plane to take"},
       {2, "plane scene.ply --fix-origin 1,2", "--fix-origin needs 3 numbers between commas (origin x,y,z)"},
