@@ -486,8 +486,8 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "torus scene.ply --start 1,2,3,1,-1,0,0,1 --fix-axis", "--start has a negative minor-radius"},
       {2, "cylinder scene.ply --start 1,2,3,1,0,0,0 --fix-radius", "--start has an axis of length 0"},
       {2, "sphere scene.ply --start 1,2,nan,1 --fix-radius", "--start needs 4 numbers"},
-      {2, "cone scene.ply --start 1,2,3,0,0,0,1 --fix-angle", "--start has an angle of 0 degrees"},
-      {2, "cone scene.ply --start 1,2,3,90,0,0,1 --fix-angle", "--start has an angle of 90 degrees"},
+      {2, "cone scene.ply --start 1,2,3,0,0,0,1 --fix-half-angle", "--start has a half-angle of 0 degrees"},
+      {2, "cone scene.ply --start 1,2,3,90,0,0,1 --fix-half-angle", "--start has a half-angle of 90 degrees"},
       // What only the library can see: this length is 0 in metres.
       {2, "plane scene.ply --noise 1e-323 --unit mm", "primfit: --noise must be positive\n"},
       {2, "plane scene.ply --accept weak,fine",
