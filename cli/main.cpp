@@ -35,6 +35,7 @@ std::string Footer() {
 int Run(std::span<const std::string> arguments, const Host& host, const io::Readers& readers) {
   CLI::App app("Fits analytic primitives to clouds of 3-D points and tells how good each fit is.", "primfit");
   Options options;
+  options.arguments.assign(arguments.begin(), arguments.end());
   const FitCommand* chosen = nullptr;
   app.require_subcommand(1);
   app.set_version_flag("--version", "primfit " PRIMFIT_VERSION);
@@ -47,6 +48,8 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
     command->callback([&chosen, &fit] { chosen = &fit; });
   }
   AddInputOptions(*app.add_subcommand("info", "Tell what a point file holds"), readers, options);
+  CLI::App* show = app.add_subcommand("show", "Print a stored result as its run did");
+  AddShowOptions(*show, options);
 
   RefuseEmptyValues(arguments);
   try {
@@ -60,6 +63,7 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
   } catch (const CLI::ParseError& error) {
     throw UsageError(Explain(app, error, arguments));
   }
+  if (show->parsed()) return RunShow(options, host);
   return chosen != nullptr ? RunFit(*chosen, options, host, readers) : RunInfo(options, host, readers);
 }
 

@@ -164,13 +164,21 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
       ->required()
       ->type_name("");
   const auto option = OptionsTo(command);
-  option("--unit", options.unit, "m|mm|cm|ft|in",
-         "Unit of the lengths in the file, on the command line and in the result (default m)");
+  option("--unit", options.unit, "m|mm|cm|ft|ft-us|in",
+         "Unit of the lengths in the file, on the command line and in the result (default: m)");
   option("--near", options.near, "x,y,z,r",
          "Use only the points within r of x,y,z, in the file's unit (default: all)");
   option("--box", options.box, "x0,y0,z0,x1,y1,z1",
          "Use only the points in this box, in the file's unit (default: all)");
   command.add_flag("--json", options.json, "Print one JSON object (default: text)");
+}
+
+void AddShowOptions(CLI::App& command, Options& options) {
+  command.get_formatter()->column_width(30);
+  command.add_option("RESULT", options.path, "JSON that --json has printed; - reads standard input")
+      ->required()
+      ->type_name("");
+  command.add_flag("--json", options.json, "Print JSON (default: text)");
 }
 
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {

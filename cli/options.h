@@ -31,8 +31,9 @@ inline FitInputParams<FitConstraintsPlane> ClassicDefaults() { return FitInputPa
 
 /// The options as given; one command runs, so one set serves all of them.
 struct Options {
+  std::vector<std::string> arguments;  ///< all that the program was given
   std::string path;
-  std::string unit = "m";
+  std::optional<std::string> unit;
   std::optional<std::string> near;
   std::optional<std::string> box;
   bool json = false;
@@ -70,6 +71,8 @@ struct Options {
 
 /// Options of every command that reads points.
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);
+/// Options of the command that shows a stored result.
+void AddShowOptions(CLI::App& command, Options& options);
 /// Options of a fit.
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options);
 

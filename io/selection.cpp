@@ -16,7 +16,7 @@ bool Region::InBox(const Eigen::Vector3d& p) const {
                          (p.array() <= Eigen::Array3d(box.data() + 3)).all());
 }
 
-Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region, double scale) {
+Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region) {
   const auto start = std::chrono::steady_clock::now();
   Selection cloud;
   cloud.file = ReadPoints(readers, path);
@@ -29,7 +29,7 @@ Selection ReadSelection(const Readers& readers, const std::string& path, const R
     const bool inBall = region.InBall(p), inBox = region.InBox(p);
     cloud.inBall += inBall ? 1 : 0;
     cloud.inBox += inBox ? 1 : 0;
-    if (inBall && inBox) points[used++] = scale * p;
+    if (inBall && inBox) points[used++] = p;
   }
   points.resize(used);
   cloud.outside = cloud.total - cloud.file.nonFinite - used;

@@ -36,10 +36,9 @@ struct Selection {
 };
 
 /// Reads and selects the points.
-/// @param path   "-" reads standard input
-/// @param scale  what the coordinates are multiplied with afterwards
+/// @param path  "-" reads standard input
 /// @throws ReadError
-Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region, double scale);
+Selection ReadSelection(const Readers& readers, const std::string& path, const Region& region);
 
 }  // namespace primfit::io
 

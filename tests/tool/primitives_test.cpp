@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "primfit/fit/scoped_seed.h"
+#include "primfit/fit_c.h"
 #include "run_program.h"
 #include "support/point_files.h"
 #include "support/scenes.h"
@@ -127,14 +129,16 @@ Vector3d VectorOf(const Json& json) {
 double Area(const Json& outline) {
   Vector3d doubled = Vector3d::Zero();
   for (std::size_t i = 0; i < outline.size(); ++i)
-    doubled += VectorOf(outline[i]).cross(VectorOf(outline[(i + 1) % outline.size()]));
+    doubled +=
+        VectorOf(outline[i]["position"]).cross(VectorOf(outline[(i + 1) % outline.size()]["position"]));
   return doubled.norm() / 2;
 }
 
 /// Compares a result with what a row expects.
 void Check(const Row& row, const Json& fit) {
+  const Json& shape = fit["shapes"].at(0);
   for (const auto& [part, truth] : row.shape.items()) {
-    const Json& value = fit["shape"].at(part);
+    const Json& value = part == "outline" ? shape.at(part) : shape.at("parts").at(part).at("value");
     SCOPED_TRACE(part + " " + value.dump());
     if (part == "outline")
       EXPECT_NEAR(Area(value), truth.get<double>(), 5e4);
@@ -173,6 +177,35 @@ TEST_F(Commands, FindTheirShapeInTheUnitOfTheFile) {
       ASSERT_EQ(outcome.status, 0) << outcome.err;
       Check(row, Json::parse(outcome.out));
     }
+  }
+}
+
+// The same search on the same points: each number is that of the C interface, an angle in degrees.
+TEST_F(Commands, TellTheirNumbersInTheOrderOfC) {
+  const std::string_view kinds[] = {
+      "line", "arc",          "plane", "patch", "sphere", "cylinder", "bounded-cylinder",
+      "cone", "bounded-cone", "torus", "elbow"};
+  for (const Row& row : Rows()) {
+    const auto* kind = std::find(std::begin(kinds), std::end(kinds), row.command);
+    if (!row.arguments.empty() || kind == std::end(kinds)) continue;
+    SCOPED_TRACE(row.command);
+    Random random(1);
+    const Points points = row.points(random);
+    const std::string file = Write("cloud.ply", point_files::BinaryPly(points));
+    const Json fit = Json::parse(Launch({row.command, "--json", "--seed", "1", file}).out);
+    const std::vector<double> numbers = fit["shapes"].at(0).at("numbers");
+    const primfit::ScopedSeed seed(1);
+    primfit_result* c = nullptr;
+    ASSERT_EQ(
+        primfit_fit(static_cast<int>(kind - kinds), points.size(), points[0].data(), 3, nullptr, &c, nullptr),
+        0);
+    ASSERT_EQ(numbers.size(), static_cast<std::size_t>(c->number_count));
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+      const bool isAngle = (numbers.size() == 11 && i == 10) || (numbers.size() == 12 && i == 8) ||
+                           (std::string_view(row.command).find("cone") != std::string_view::npos && i == 3);
+      EXPECT_NEAR(numbers[i], c->numbers[i] * (isAngle ? 180 / std::numbers::pi : 1), 1e-12) << i;
+    }
+    primfit_free(c);
   }
 }
 
