@@ -34,6 +34,7 @@ struct PointCloud {
   std::string format;                   ///< such as "PLY binary_little_endian"
   std::vector<Field> fields;            ///< what the file says of each point, coordinates included
   std::size_t bytes = 0;                ///< size of the file
+  std::string xxh128;                   ///< checksum of its bytes; see checksum.h
   CoordinateReference reference;
 };
 

@@ -2,6 +2,7 @@
 // readers without a file.
 #include "io/read_points.h"
 
+#include "io/checksum.h"
 #include "io/file_bytes.h"
 
 namespace primfit::io {
@@ -10,6 +11,7 @@ PointCloud ParsePoints(const Readers& readers, std::string_view name, std::strin
   const Source source{name, bytes};
   PointCloud cloud = readers.For(source).read(source);
   cloud.bytes = bytes.size();
+  cloud.xxh128 = Xxh128(bytes);
   return cloud;
 }
 

@@ -28,6 +28,7 @@ std::optional<Box> ExtentOf(const io::Selection& cloud) {
 InputFile InputFileOf(const Input& input, const io::PointCloud& file) {
   InputFile result{
       .path = Utf8(input.path), .format = Utf8(file.format), .bytes = file.bytes, .xxh128 = {}, .fields = {}};
+  if (!file.xxh128.empty()) result.xxh128 = file.xxh128;
   for (const io::Field& field : file.fields) result.fields.push_back({Utf8(field.name), Utf8(field.type)});
   return result;
 }

@@ -370,6 +370,9 @@ TEST_F(Program, TellsWhatAFileHolds) {
   EXPECT_EQ(info["points"], Json({{"total", 3}, {"not_finite", 1}, {"outside_region", 0}, {"used", 2}}));
   EXPECT_EQ(info["extent"], Json({{"low", {-4.0, 2.0, -2.0}}, {"high", {1.5, 8.0, 3.0}}}));
   EXPECT_EQ(info["input"]["fields"][1]["name"], "X");
+  EXPECT_EQ(info["input"]["xxh128"], "3b8625ddbf07cb8b62abea1a28661161");
+  EXPECT_EQ(JsonOf(Launch({"info", "--json", "-"}, {.input = file}))["input"]["xxh128"],
+            "3b8625ddbf07cb8b62abea1a28661161");
   const Outcome text = Launch({"info", "--unit", "cm", "--box", "0,0,0,9,9,9", file});
   for (const char* part : {"4: id, X, y, z\n", "in the file      3 (text, values between semicolons)\n",
                            "outside region   1\n", "x                1.5000 to 1.5000 cm\n"}) {
