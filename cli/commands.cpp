@@ -14,14 +14,18 @@
 #include <utility>
 #include <vector>
 
+#include "cli/deviations.h"
 #include "cli/errors.h"
+#include "cli/failure.h"
 #include "cli/progress.h"
 #include "cli/requests.h"
+#include "io/file_bytes.h"
 #include "io/selection.h"
-#include "io/words.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/scoped_seed.h"
-#include "report/report.h"
+#include "report/result_from_run.h"
+#include "report/result_json.h"
+#include "report/result_text.h"
 
 namespace primfit::cli {
 
@@ -29,9 +33,13 @@ namespace {
 
 using report::FitRequest;
 using report::FitRun;
+using report::FittedShape;
 using report::Input;
+using report::Invocation;
 using report::kLimits;
 using report::Method;
+using report::Result;
+using report::Status;
 using report::Unit;
 
 using Clock = std::chrono::steady_clock;
@@ -73,194 +81,144 @@ void RestoreHeld(FitRun& run) {
     if (!run.request.fixed[i] || part.IsEnd() || QuantityOf(part) == Quantity::kDirection) return;
     std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), part.Size(),
                 run.result.shape.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::copy_n(run.request.start.begin() + static_cast<std::ptrdiff_t>(offset), part.Size(),
+                run.result.numbers.begin() + static_cast<std::ptrdiff_t>(offset));
   });
 }
 
-/// The options by which the user chose points, for an error; empty for none.
-std::string ChoiceOf(const io::Filter& filter) {
-  std::vector<const char*> options;
-  if (!filter.region.ball.empty()) options.push_back("--near");
-  if (!filter.region.box.empty()) options.push_back("--box");
-  if (!filter.where.empty()) options.push_back("--where");
-  if (filter.every > 1) options.push_back("--every");
-  return fmt::format("{}", fmt::join(options, " and "));
+/// The points in metres, as the library wants them. @param memory  takes them where the file has another unit
+std::span<const Eigen::Vector3d> InMetres(const io::Selection& cloud, const Unit& unit,
+                                          std::vector<Eigen::Vector3d>& memory) {
+  if (unit.metres == 1) return cloud.file.points;
+  memory.reserve(cloud.Used());
+  for (const Eigen::Vector3d& p : cloud.file.points) memory.emplace_back(unit.metres * p);
+  return memory;
 }
 
-/// Which points are left when there are too few of them, and what left the others out.
-std::string PointsLeft(const FitCommand& command, const FitRun& run) {
-  const io::Selection& cloud = *run.cloud;
-  if (cloud.total == 0) return "the file holds no point";
-  std::string text = fmt::format("{} of {} {} left", cloud.Used(), io::Counted(cloud.total, "point"),
-                                 cloud.total == 1 ? "is" : "are");
-  const std::string given = ChoiceOf(run.input->filter);
-  if (cloud.Used() > 0) {
-    return fmt::format(
-        "{} and {} needs {}: check the file{}{}", text, io::WithArticle(command.name),
-        run.request.method == Method::kAdaptive ? "more" : std::to_string(command.minimumPoints),
-        given.empty() ? "" : ", ", given);
-  }
-  if (cloud.file.nonFinite == cloud.total) return text + ": none is finite";
-  if (cloud.outside == 0) return fmt::format("{}: none that is finite meets {}", text, given);
-  // One of the two parts of the region may be to blame alone.
-  const char* blamed = cloud.inBall == 0 ? "--near" : cloud.inBox == 0 ? "--box" : nullptr;
-  return fmt::format("{}: none that is finite lies in {}", text,
-                     blamed != nullptr ? blamed : "both --near and --box");
+/// Adds what neither method tells of a shape: the inliers of the fixed pipeline, and the range of their
+/// distances.
+/// @param tolerance  of the fixed pipeline, in metres as the points are
+void Complete(FittedShape& shape, double tolerance, std::span<const Eigen::Vector3d> points) {
+  if (!shape.evidence) shape.inliers = PointsWithin(shape.model, tolerance, points);
+  if (!shape.inliers.empty()) shape.formError = FormErrorOf(shape.model, points, shape.inliers);
 }
 
-/// What to try when the library found no acceptable shape; empty where there is nothing to say.
-std::string HintFor(FitErrorCode code, const FitCommand& command, const FitRun& run) {
-  if (run.cloud->Used() < static_cast<std::size_t>(command.minimumPoints)) return PointsLeft(command, run);
-  switch (code) {
-    case FitErrorCode::kPointsMissing:
-    case FitErrorCode::kNotEnoughPoints:
-      return PointsLeft(command, run);
-    case FitErrorCode::kPoorQuality:
-      return fmt::format(
-          "too few points lie close to it for a scanner error of {} {}: raise --scanner-error or "
-          "--tolerance, "
-          "choose one surface with --near or --box, check --unit, or see it with --any-quality",
-          run.request.scannerError, run.input->unit->name);
-    case FitErrorCode::kFitFailed:
-      if (run.request.skipSearch)
-        return "give a --start nearer to the surface, cut other surfaces off with --near or --box, or search";
-      if (command.picked)
-        return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius, raise "
-               "--outliers, or cut other surfaces off with --near or --box";
-      return "raise --outliers, or choose one surface with --near or --box";
-    case FitErrorCode::kNothingStandsOut:
-      return fmt::format(
-          "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
-          command.name);
-    case FitErrorCode::kNothingInTime:
-    case FitErrorCode::kNothingBeforeStop:
-      return "allow a longer --time-limit";
-    default:
-      return {};
-  }
+void ToUserUnits(const FitCommand& command, const Unit& unit, FittedShape& shape) {
+  Convert(shape.shape, command.parts, unit, false);
+  Convert(shape.numbers, command.arrayParts, unit, false);
+  for (double& coordinate : shape.outline) coordinate /= unit.metres;
 }
 
-/// Why nothing was found, and what to try.
-std::string FailureOf(const FitError& error, const FitCommand& command, const FitRun& run) {
-  if (run.stopped) return fmt::format("stopped by Ctrl-C before {} was found", io::WithArticle(command.name));
-  const std::string hint = HintFor(error.Code(), command, run);
-  return fmt::format("{}{}{}", error.what(), hint.empty() ? "" : "; ", hint);
-}
-
-/// Numbers that only the library has found to be out of range, such as lengths that are 0 in metres.
-/// @throws UsageError that names the option of the program instead of the library's
-void RefuseOutOfRange(const FitError& error) {
-  constexpr std::pair<FitErrorCode, const char*> kOptions[] = {
-      {FitErrorCode::kOptionNoise, "--noise"},
-      {FitErrorCode::kOptionTolerance, "--tolerance"},
-      {FitErrorCode::kOptionOutlierShare, "--outliers"},
-      {FitErrorCode::kOptionConfidence, "--confidence"},
-      {FitErrorCode::kOptionMostDraws, "--most-draws"},
-      {FitErrorCode::kOptionTimeLimit, "--time-limit"},
-      {FitErrorCode::kOptionRadius, kLimits[report::kRadiusRange].option},
-      {FitErrorCode::kOptionMinorRadius, kLimits[report::kMinorRadiusRange].option},
-      {FitErrorCode::kOptionHalfAngle, kLimits[report::kHalfAngleRange].option},
-      {FitErrorCode::kOptionAxisNear, kLimits[report::kAxisNear].option},
-      {FitErrorCode::kOptionAxisWithin, kLimits[report::kAxisNear].option},
-      {FitErrorCode::kOptionPasses, kLimits[report::kPasses].option},
-      {FitErrorCode::kOptionPassesWithin, kLimits[report::kPasses].option},
-      {FitErrorCode::kHeldUnusable, "--start"},
-      {FitErrorCode::kHalfAngleUnusable, "--start"},
-  };
-  const FitErrorCode code = error.Code();
-  const std::string_view text = error.what();
-  for (const auto& [of, option] : kOptions) {
-    if (of != code) continue;
-    if (!IsOption(code)) throw UsageError(fmt::format("{}: {}", option, text));
-    const std::size_t name = text.find(' ') + 1;  // behind "Option"
-    throw UsageError(fmt::format("{}{}", option, text.substr(text.find(' ', name))));
-  }
-  if (IsOption(code)) throw UsageError(std::string(text));
-}
-
-/// @return why there is no acceptable fit; empty when there is one
+/// Fills in the shape of a run, or why there is none.
 /// @throws UsageError for numbers that the library does not take
-std::string Fit(const FitCommand& command, FitRun& run, const Host& host, bool draw) {
+void Fit(const FitCommand& command, FitRun& run, const Host& host, bool draw) {
   Progress progress(host, draw);
+  const Unit& unit = run.input->unit;
+  const FitRequest request = InLibraryUnits(run.request, run.parts, unit);
   const auto start = Clock::now();
-  const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
+  std::vector<Eigen::Vector3d> memory;
+  const std::span<const Eigen::Vector3d> points = InMetres(*run.cloud, unit, memory);
   try {
     std::optional<Stoppable> stoppable;
     if (!command.picked) stoppable.emplace(host);
     const ScopedSeed seed(run.seed);
-    const FitFunction fit = !run.request.section.empty()              ? command.fitThrough
-                            : run.request.method == Method::kAdaptive ? command.adaptive
-                                                                      : command.classic;
-    run.result =
-        fit(run.cloud->file.points, InLibraryUnits(run.request, run.parts, *run.input->unit), &progress);
+    const FitFunction fit = !request.section.empty()              ? command.fitThrough
+                            : request.method == Method::kAdaptive ? command.adaptive
+                                                                  : command.classic;
+    run.result = fit(points, request, &progress);
+    run.stopped = progress.Stopped();
   } catch (const FitError& error) {
     progress.Clear();
     RefuseOutOfRange(error);
     run.stopped = progress.Stopped();
-    run.fittingSeconds = seconds();
-    return FailureOf(error, command, run);
+    run.failure = FailureOf(error, command, run);
   }
-  run.stopped = progress.Stopped();
-  run.fittingSeconds = seconds();
-  Convert(run.result.shape, run.parts, *run.input->unit, false);
-  for (double& coordinate : run.result.outline) coordinate /= run.input->unit->metres;
+  run.fittingSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+  if (!run.failure.empty()) return;
+  Complete(run.result, request.tolerance.value_or(0), points);
+  ToUserUnits(command, unit, run.result);
   RestoreHeld(run);
-  return {};
+}
+
+/// The points that a fit of the request looks at.
+std::size_t JudgedOf(const FitRequest& request, const FitCommand& command, std::size_t used) {
+  const bool all =
+      request.method == Method::kAdaptive || command.picked || request.sampleSize == static_cast<int>(used);
+  return all ? used : std::min(used, kMostJudged);
 }
 
 /// Tells what came of a fit.
-/// @param failure  why there is none, empty when there is one
 /// @return an ExitStatus
-int Report(const FitRun& run, const std::string& failure, const Options& options,
-           const std::vector<Verdict>& accepted, const Host& host) {
-  if (!failure.empty()) {
-    Complain(host, fmt::format("{}: {}", run.input->path, failure));
-    if (options.json) WriteOutput(host, report::JsonNothing(run, failure));
-    return run.stopped ? kInterrupted : kNoFit;
-  }
-  WriteOutput(host, options.json ? report::JsonReport(run) : report::TextReport(run));
-  if (run.stopped && !options.quiet)
+int Tell(const Result& result, const Options& options, const std::vector<Verdict>& accepted,
+         const Host& host) {
+  const bool found = !result.shapes.empty(), stopped = result.status == Status::kStopped;
+  if (!found) Complain(host, fmt::format("{}: {}", options.path, result.reason.value_or("")));
+  if (options.json)
+    WriteOutput(host, report::WriteResult(result));
+  else if (found)
+    WriteOutput(host, report::TextOf(result));
+  if (found && stopped && !options.quiet)
     Complain(host, "stopped by Ctrl-C: the result is the best found until then");
-  if (run.stopped) return kInterrupted;
-  const bool good = !run.result.evidence || std::find(accepted.begin(), accepted.end(),
-                                                      run.result.evidence->report.verdict) != accepted.end();
+  if (stopped) return kInterrupted;
+  if (!found) return kNoFit;
+  const std::optional<Verdict>& verdict = result.shapes.front().verdict;
+  const bool good = !verdict || std::find(accepted.begin(), accepted.end(), *verdict) != accepted.end();
   return good ? kFitted : kDoubtful;
+}
+
+/// @throws io::ReadError, report::ResultError that name the file
+Result ReadResultFile(const std::string& path) {
+  const io::FileBytes file(path);
+  try {
+    return report::ReadResult(file.View());
+  } catch (const report::ResultError& error) {
+    throw report::ResultError(fmt::format("{}: {}", path == "-" ? "standard input" : path, error.what()));
+  }
+}
+
+Invocation InvocationOf(std::string_view command, const Options& options) {
+  return {.version = PRIMFIT_VERSION, .command = std::string(command), .arguments = options.arguments};
 }
 
 }  // namespace
 
 int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
-  FitRequest request = RequestOf(options, command, *input.unit);
+  FitRequest request = RequestOf(options, command, input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const io::Selection cloud =
-      io::ReadSelection(readers, input.path, input.filter, input.unit->metres, {{}, input.columns});
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
   if (cloud.Used() > INT_MAX) {
     throw UsageError(fmt::format(
         "{} points are more than the {} that a fit takes; choose some with --near, --box or --every",
         cloud.Used(), INT_MAX));
   }
-  const bool adaptive = request.method == Method::kAdaptive;
-  if (!adaptive) request.sampleSize = SampleSizeOf(options, command, cloud.Used());
-  const bool all = adaptive || command.picked || request.sampleSize == static_cast<int>(cloud.Used());
-  FitRun run{.primitive = command.name,
-             .parts = command.parts,
+  if (request.method == Method::kClassic) request.sampleSize = SampleSizeOf(options, command, cloud.Used());
+  FitRun run{.parts = command.parts,
              .input = &input,
              .cloud = &cloud,
-             .request = std::move(request),
+             .request = request,
              .result = {},
-             .judged = all ? cloud.Used() : std::min(cloud.Used(), kMostJudged),
+             .failure = {},
+             .judged = JudgedOf(request, command, cloud.Used()),
              .seed = seed.value_or(ClockSeed()),
              .stopped = false,
              .fittingSeconds = 0};
-  const std::string failure = Fit(command, run, host, !options.quiet && host.errIsTerminal);
-  return Report(run, failure, options, accepted, host);
+  Fit(command, run, host, !options.quiet && host.errIsTerminal);
+  return Tell(report::ResultOfFit(InvocationOf(command.name, options), run), options, accepted, host);
 }
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
   const Input input = InputOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, 1.0, {{}, input.columns});
-  WriteOutput(host, options.json ? report::JsonInfo(input, cloud) : report::TextInfo(input, cloud));
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
+  const Result result = report::ResultOfReading(InvocationOf("info", options), input, cloud);
+  WriteOutput(host, options.json ? report::WriteResult(result) : report::TextOf(result));
+  return kFitted;
+}
+
+int RunShow(const Options& options, const Host& host) {
+  const Result result = ReadResultFile(options.path);
+  WriteOutput(host, options.json ? report::WriteResult(result) : report::TextOf(result));
   return kFitted;
 }
 

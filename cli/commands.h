@@ -17,6 +17,10 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
 /// Tells what a point file holds.
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers);
 
+/// Tells a result that is stored in a file, as the run told it.
+/// @throws io::ReadError, report::ResultError, std::runtime_error (output)
+int RunShow(const Options& options, const Host& host);
+
 }  // namespace primfit::cli
 
 #endif  // PRIMFIT_CLI_COMMANDS_H_

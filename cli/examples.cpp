@@ -6,7 +6,7 @@ namespace primfit::cli {
 
 namespace {
 
-constexpr std::array<Example, 28> kExamples = {{
+constexpr std::array<Example, 30> kExamples = {{
     {"", "info room.xyz", "What a file holds."},
     {"", "plane room.xyz --noise 0.01", "The largest plane of a room, by a scanner with 10 mm of noise."},
     {"line", "pipe-run.xyz --box 1198,3399.5,110.2,1201,3399.7,110.4", "A hand rail, cut out with a box."},
@@ -56,6 +56,8 @@ constexpr std::array<Example, 28> kExamples = {{
      "pipe-run.xyz --pick 1200.152,3399.943,110.3 --radius-hint 0.06 --near 1200.152,3400,110.3,0.2 "
      "--json",
      "The riser, for a program."},
+    {"show", "sphere-target.json", "A result that a fit has stored with --json."},
+    {"show", "--json - <sphere-target.json", "The same for a program, from standard input."},
     {"info", "room.xyz", "How many points there are, what they hold and how far they reach."},
     {"info", "--json <pipe-run.xyz", "The same for a program, from standard input."},
 }};

@@ -19,6 +19,7 @@ using report::FitRequest;
 using report::FittedShape;
 
 constexpr auto kForPeople = Listed::kForPeople;
+constexpr auto kForArrays = Listed::kForArrays;
 
 /// Sets what every fit of the fixed pipeline takes.
 template <class Params>
@@ -94,8 +95,14 @@ std::vector<double> OutlineOf(const FitOutputParamsPatch& patch) {
 /// A fitted record in the program's form.
 template <class D>
 FittedShape ResultOf(const typename D::Record& shape, const FitQuality& quality) {
-  FittedShape result{std::vector<double>(NumbersIn(kPartsIn<D, kForPeople>)), quality, {}, {}};
+  FittedShape result;
+  result.kind = D::kName;
+  result.shape.resize(NumbersIn(kPartsIn<D, kForPeople>));
   WriteRecord<D, kForPeople>(shape, result.shape.data());
+  result.numbers.resize(NumbersIn(kPartsIn<D, kForArrays>));
+  WriteRecord<D, kForArrays>(shape, result.numbers.data());
+  result.model = ModelFrom<D>(shape);
+  result.quality = quality;
   if constexpr (D::kBounds == Bounds::kOutline) result.outline = OutlineOf(shape);
   return result;
 }
@@ -109,6 +116,7 @@ FittedShape FitAdaptive(std::span<const Eigen::Vector3d> points, const FitReques
   auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), start.Constraints()});
   FittedShape result = ResultOf<D>(output.shape, output.quality);
   result.evidence = {std::move(output.covariance), std::move(output.report)};
+  result.inliers = std::move(output.inliers);
   return result;
 }
 
@@ -168,6 +176,7 @@ constexpr FitCommand CommandOf() {
   FitCommand command{.name = D::kName,
                      .summary = D::kSummary,
                      .parts = kPartsIn<D, kForPeople>,
+                     .arrayParts = kPartsIn<D, kForArrays>,
                      .sampleSize = D::Constraints::kDefaultSampleSize,
                      .minimumPoints = D::kMinimumPoints,
                      .adaptive = &FitAdaptive<Shape>};
@@ -185,6 +194,7 @@ constexpr Part kPipeParts[] = {{"origin", PartKind::kPosition, Role::kResult},
 constexpr FitCommand kPipe{.name = "pipe",
                            .summary = "Fit the cylinder that a point was picked on",
                            .parts = kPipeParts,
+                           .arrayParts = kPipeParts,
                            .sampleSize = FitConstraintsCylinder::kDefaultSampleSize,
                            .minimumPoints = 10,
                            .classic = &FitPicked,

@@ -20,11 +20,13 @@ using FitFunction = report::FittedShape (*)(std::span<const Eigen::Vector3d> poi
                                             const report::FitRequest&, FitProgressUpdater*);
 
 struct FitCommand {
-  std::string_view name;     ///< of the sub-command
-  std::string_view summary;  ///< for its help
-  std::span<const Part> parts;
-  int sampleSize;                    ///< points of a random sample, unless the user says otherwise
-  int minimumPoints;                 ///< that determine the shape
+  std::string_view name;        ///< of the sub-command
+  std::string_view summary;     ///< for its help
+  std::span<const Part> parts;  ///< as people read them
+  std::span<const Part>
+      arrayParts;     ///< in the order of primfit/fit_c.h; those that can be held come first in both
+  int sampleSize;     ///< points of a random sample, unless the user says otherwise
+  int minimumPoints;  ///< that determine the shape
   FitFunction classic = nullptr;     ///< of the fixed pipeline, where there is one
   FitFunction adaptive = nullptr;    ///< where there is one
   FitFunction fitThrough = nullptr;  ///< the fit through a cross-section, where there is one

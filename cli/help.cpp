@@ -117,9 +117,12 @@ std::string StatusText(std::size_t width) {
 std::string FilesText(std::size_t width) {
   return "\nFiles:\n" +
          Paragraph(
-             "In text, columns named x, y, z are used, else the first three; a comma is a decimal comma "
-             "only between semicolons. The viewpoint of PCD is not applied. Points that are not finite "
-             "are left out.",
+             "What is packed with gzip is read as it is. In text, columns named x, y, z or easting, "
+             "northing, "
+             "height are used, else the first three; a comma is a decimal comma only between semicolons. The "
+             "poses of PTX are applied, the viewpoint of PCD is not. Points that are not finite are left "
+             "out, "
+             "and so are those that PTX has as missing and LAS as withheld.",
              width);
 }
 
@@ -153,7 +156,9 @@ std::string ExamplesOf(std::string_view command, std::size_t width) {
 }
 
 std::string ExamplesText(std::string_view command, std::size_t width) {
-  return "\nExamples:\n" + ExamplesOf(command, width) +
+  const std::string examples = ExamplesOf(command, width);
+  if (examples.empty()) return "";
+  return "\nExamples:\n" + examples +
          Paragraph(
              "The scans are in examples/data of the sources, and with the documents where these are "
              "installed.",
@@ -168,9 +173,9 @@ std::string HelpOfCommand(const CLI::App& command, std::size_t width) {
     usage += " " + option->get_name(true);
     arguments += "\n" + Entry(option->get_name(true), option->get_description(), kTextColumn, width);
   }
-  const std::string text = usage + "\n" + arguments + OptionsText(command, width);
-  if (!ReadsFile(command)) return text;
-  return text + StatusText(width) + FilesText(width) + ExamplesText(command.get_name(), width);
+  std::string text = usage + "\n" + arguments + OptionsText(command, width);
+  if (ReadsFile(command)) text += StatusText(width) + FilesText(width);
+  return text + ExamplesText(command.get_name(), width);
 }
 
 std::string Head(const CLI::App& app, std::size_t width) {

@@ -30,6 +30,7 @@ struct Parser {
   Options options;
   std::string topic;  ///< the command that help is asked about
   const FitCommand* chosen = nullptr;
+  CLI::App* show = nullptr;
   CLI::App* help = nullptr;
   bool wholeHelp = false;
 };
@@ -53,6 +54,8 @@ Parser::Parser(const Host& host, const io::Readers& readers) {
     command->callback([this, &fit] { chosen = &fit; });
   }
   AddInputOptions(*add("info", "Tell what a point file holds"), readers, options);
+  show = add("show", "Print a stored result as its run did");
+  AddShowOptions(*show, options);
   help = add("help", "Tell about the program or about one of its commands");
   help->add_option("COMMAND", topic, "What to tell about (default: the program)")->type_name("");
 }
@@ -101,6 +104,8 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
     WriteOutput(host, *text);
     return kFitted;
   }
+  parser.options.arguments.assign(arguments.begin(), arguments.end());
+  if (parser.show->parsed()) return RunShow(parser.options, host);
   return parser.chosen != nullptr ? RunFit(*parser.chosen, parser.options, host, readers)
                                   : RunInfo(parser.options, host, readers);
 }

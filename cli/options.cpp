@@ -187,10 +187,18 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
                   readers.Names()));
   file->required(options.path.empty());
   const auto option = OptionsTo(command);
-  option("--unit", options.unit, "m|mm|cm|ft|in",
-         "Unit of the lengths in the file, on the command line and in the result (default m)");
+  option("--unit", options.unit, "m|mm|cm|ft|ft-us|in",
+         "Unit of the lengths in the file, on the command line and in the result (default: m)");
   AddPointChoice(command, options.choice);
   command.add_flag("--json", options.json, "Print one JSON object (default: text)");
+}
+
+void AddShowOptions(CLI::App& command, Options& options) {
+  command.get_formatter()->column_width(30);
+  command.add_option("RESULT", options.path, "JSON that --json has printed; - reads standard input")
+      ->required()
+      ->type_name("");
+  command.add_flag("--json", options.json, "Print JSON (default: text)");
 }
 
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {

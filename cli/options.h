@@ -37,8 +37,9 @@ inline constexpr std::string_view kOfStart = "true";
 
 /// The options as given; one command runs, so one set serves all of them.
 struct Options {
+  std::vector<std::string> arguments;  ///< all that the program was given
   std::string path;  ///< the host's before options are read: empty where a file has to be named
-  std::string unit = "m";
+  std::optional<std::string> unit;
   PointChoice choice;
   bool json = false;
 
@@ -79,6 +80,8 @@ std::vector<std::string> WithHeldValues(std::span<const std::string> arguments);
 
 /// Options of every command that reads points.
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);
+/// Options of the command that shows a stored result.
+void AddShowOptions(CLI::App& command, Options& options);
 /// Options of a fit.
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options);
 

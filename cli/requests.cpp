@@ -29,13 +29,27 @@ using report::Method;
 using report::Unit;
 using report::VerdictName;
 
+namespace {
+
+/// @throws UsageError for a name that there is not
+const Unit& UnitByName(const std::string& name) {
+  std::string names;
+  for (const Unit& unit : kUnits) {
+    if (unit.name == name) return unit;
+    names += names.empty() ? "" : ", ";
+    names += unit.name;
+  }
+  throw UsageError(fmt::format("--unit \"{}\" is none of {}", name, names));
+}
+
+}  // namespace
+
 Input InputOf(const Options& options) {
   Input input;
   input.path = options.path;
-  input.unit =
-      std::find_if(kUnits.begin(), kUnits.end(), [&](const Unit& u) { return u.name == options.unit; });
-  if (input.unit == kUnits.end()) {
-    throw UsageError(fmt::format("--unit \"{}\" is none of m, mm, cm, ft, in", options.unit));
+  if (options.unit) {
+    input.unit = UnitByName(*options.unit);
+    input.unitSource = report::UnitSource::kTold;
   }
   input.filter = FilterOf(options.choice);
   input.columns = ColumnsOf(options.choice);

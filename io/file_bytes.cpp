@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "io/checksum.h"
 #include "io/gzip.h"
 #include "io/read_error.h"
 #include "io/spool.h"
@@ -91,6 +92,7 @@ FileBytes::FileBytes(const std::string& path) {
     spool.Finish(read_, mapping_);
   }
   size_ = View().size();
+  xxh128_ = mapping_.IsEmpty() ? io::Xxh128(std::string_view(read_)) : io::Xxh128(mapping_);
   wasPacked_ = IsGzip(View());
   if (!wasPacked_) return;
   Spool spool(path);

@@ -29,6 +29,8 @@ class Mapping {
   std::string_view View() const { return {first_, size_}; }
   /// Gives the memory back that the bytes before one take. They can still be read, from the file again.
   void DoneBefore(std::size_t byte);
+  /// Says that the bytes will be gone through again.
+  void Rewind() { done_ = 0; }
 
  private:
   char* first_ = nullptr;
@@ -51,12 +53,15 @@ class FileBytes {
   /// Size of the file itself, packed if it is.
   std::size_t Size() const { return size_; }
   bool WasPacked() const { return wasPacked_; }
+  /// Checksum of the file itself, see checksum.h.
+  const std::string& Xxh128() const { return xxh128_; }
   void DoneBefore(std::size_t byte) { mapping_.DoneBefore(byte); }
 
  private:
   Mapping mapping_;
   std::string read_;
   std::size_t size_ = 0;
+  std::string xxh128_;
   bool wasPacked_ = false;
 };
 

@@ -45,6 +45,7 @@ struct FileHead {
   std::uint64_t marked = 0;  ///< points that the file itself marks as missing or deleted; they are left out
   std::vector<std::string> notes;  ///< what the user should know although the points could be read
   std::size_t bytes = 0;           ///< size of the file
+  std::string xxh128;              ///< checksum of its bytes, see checksum.h
 };
 
 /// What is to be read of each point beside its coordinates, and how.

@@ -34,6 +34,7 @@ FileHead StreamPoints(const Readers& readers, const std::string& path, const Rea
   FileHead head = StreamPoints(readers, {file.WasPacked() ? UnpackedName(name) : name, file.View(), &file},
                                request, sink);
   head.bytes = file.Size();
+  head.xxh128 = file.Xxh128();
   if (file.WasPacked()) head.format += " in gzip";
   return head;
 }

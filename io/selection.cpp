@@ -49,19 +49,16 @@ void Selector::Take(PointBlock& block) {
     block.attributes.pop_back();
   }
   block.Keep(mask_);
-  if (scale_ != 1) {
-    for (Eigen::Vector3d& p : block.points) p *= scale_;
-  }
   next_.Take(block);
   for (; !rest.empty(); rest.pop_back()) block.attributes.push_back(std::move(rest.back()));
 }
 
-Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter, double scale,
+Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter,
                         ReadRequest request) {
   const auto start = std::chrono::steady_clock::now();
   Selection cloud;
   Collector collector(cloud.file);
-  Selector selector(filter, request.attributes.size(), scale, collector);
+  Selector selector(filter, request.attributes.size(), collector);
   for (const Condition& condition : filter.where) request.attributes.push_back(condition.attribute);
   static_cast<FileHead&>(cloud.file) = StreamPoints(readers, path, request, selector);
   static_cast<SelectionCounts&>(cloud) = selector.Counts();

@@ -56,10 +56,9 @@ struct SelectionCounts {
 /// Passes on the points that count.
 class Selector : public PointSink {
  public:
-  /// @param kept   attributes at the front of each block that are passed on; those of the conditions follow
-  /// @param scale  what the coordinates are multiplied with before they are passed on
-  Selector(const Filter& filter, std::size_t kept, double scale, PointSink& next)
-      : filter_(filter), kept_(kept), scale_(scale), next_(next) {}
+  /// @param kept  attributes at the front of each block that are passed on; those of the conditions follow
+  Selector(const Filter& filter, std::size_t kept, PointSink& next)
+      : filter_(filter), kept_(kept), next_(next) {}
   const SelectionCounts& Counts() const { return counts_; }
 
   void Expect(std::uint64_t points) override { next_.Expect(points / filter_.every + 1); }
@@ -71,7 +70,6 @@ class Selector : public PointSink {
 
   const Filter& filter_;
   std::size_t kept_;
-  double scale_;
   PointSink& next_;
   SelectionCounts counts_;
   std::vector<unsigned char> mask_;
@@ -87,10 +85,9 @@ struct Selection : SelectionCounts {
 
 /// Reads and selects the points.
 /// @param path     "-" reads standard input
-/// @param scale    what the coordinates are multiplied with afterwards
 /// @param request  attributes that are kept
 /// @throws ReadError
-Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter, double scale,
+Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter,
                         ReadRequest request = {});
 
 }  // namespace primfit::io

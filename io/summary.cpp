@@ -103,7 +103,7 @@ Summary ReadSummary(const Readers& readers, const std::string& path, const Filte
   Summary summary;
   Adder adder(summary);
   ReadRequest all = request;
-  Selector selector(filter, all.attributes.size(), 1, adder);
+  Selector selector(filter, all.attributes.size(), adder);
   for (const Condition& condition : filter.where) all.attributes.push_back(condition.attribute);
   summary.head = StreamPoints(readers, path, all, selector);
   static_cast<SelectionCounts&>(summary) = selector.Counts();

@@ -1,4 +1,4 @@
-// What a report is made of: plain data, which the commands fill.
+// What a command knows when it has ended: plain data, of which its result is made.
 #ifndef PRIMFIT_REPORT_RUN_H_
 #define PRIMFIT_REPORT_RUN_H_
 
@@ -14,23 +14,28 @@
 #include "io/selection.h"
 #include "primfit/fit.h"
 #include "primfit/fit/fit_quality.h"
+#include "primitives/model.h"
 #include "primitives/part.h"
 #include "report/limits.h"
+#include "report/result.h"
 #include "report/units.h"
 
 namespace primfit::report {
 
+/// How the program was called.
+struct Invocation {
+  std::string version;                 ///< of the program
+  std::string command;                 ///< the sub-command
+  std::vector<std::string> arguments;  ///< all behind the program's name
+};
+
 /// What a command is told of its input.
 struct Input {
   std::string path;
-  const Unit* unit = kUnits.data();
+  Unit unit = kUnits.front();
+  UnitSource unitSource = UnitSource::kAssumed;
   io::Filter filter = {};
   std::vector<std::string> columns = {};  ///< of text that are x, y and z; none: what the file suggests
-};
-
-enum class Method {
-  kAdaptive,  ///< primfit::fit, which takes from the points what it is not told
-  kClassic    ///< the fixed pipeline of the functions named after the shapes
 };
 
 /// What a fit is asked for.
@@ -66,21 +71,26 @@ struct Evidence {
 };
 
 struct FittedShape {
-  std::vector<double> shape;  ///< its parts, one after the other
+  std::string_view kind;        ///< the primitive's name
+  std::vector<double> shape;    ///< its parts, one after the other
+  std::vector<double> numbers;  ///< the same in the order of primfit/fit_c.h
+  Model model;                  ///< the unbounded shape, in metres and radians
   FitQuality quality;
   std::vector<double> outline;  ///< of a patch: its corners, three numbers each, counter-clockwise
   std::optional<Evidence> evidence;
+  std::vector<std::uint32_t> inliers;  ///< positions in the points used, ascending
+  std::optional<FormError> formError;
 };
 
-/// A fit that has ended: everything that a report is made of.
+/// A fit that has ended.
 struct FitRun {
-  std::string_view primitive;   ///< its name
   std::span<const Part> parts;  ///< of its record
   const Input* input;
   const io::Selection* cloud;
-  FitRequest request;  ///< in the units that the user sees
-  FittedShape result;  ///< the shape in these units; the quality as the library gave it, in metres
-  std::size_t judged;  ///< points among which the inliers were counted
+  FitRequest request;   ///< in the units that the user sees
+  FittedShape result;   ///< its numbers in these units; quality and form error in metres
+  std::string failure;  ///< why there is no shape; empty when there is one
+  std::size_t judged;   ///< points among which the inliers were counted
   std::uint64_t seed;
   bool stopped;  ///< by Ctrl-C
   double fittingSeconds;

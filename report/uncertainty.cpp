@@ -30,8 +30,7 @@ bool IsDetermined(const FitParameter& p) {
 double LeverOf(const FitRun& run, std::size_t offset) {
   constexpr double kRounding = 1e-12;  // of the coordinates, through two changes of their unit
   double lever = 0;
-  const Eigen::Vector3d position =
-      run.input->unit->metres * Eigen::Vector3d(run.result.shape.data() + offset);
+  const Eigen::Vector3d position = run.input->unit.metres * Eigen::Vector3d(run.result.shape.data() + offset);
   const Eigen::Vector3d from = position - run.result.evidence->covariance.position;
   if (from.norm() <= kRounding * position.norm()) return 0;
   ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t, std::size_t at) {
@@ -79,7 +78,7 @@ std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size
   const double deviation = std::sqrt(std::max(0.0, worst));
   const bool isDirection = QuantityOf(part) == Quantity::kDirection;
   if (isDirection && deviation > std::numbers::pi / 2) return kNotDetermined;
-  return deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), *run.input->unit);
+  return deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), run.input->unit);
 }
 
 }  // namespace primfit::report

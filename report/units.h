@@ -13,11 +13,11 @@ namespace primfit::report {
 struct Unit {
   std::string_view name;
   double metres;
-  int decimals;  ///< that show a micrometre
 };
 
-inline constexpr std::array<Unit, 5> kUnits = {
-    {{"m", 1.0, 6}, {"mm", 1e-3, 3}, {"cm", 1e-2, 4}, {"ft", 0.3048, 6}, {"in", 0.0254, 5}}};
+/// The foot of the US survey is not the international one: at 500 km from the origin they are 1 m apart.
+inline constexpr std::array<Unit, 6> kUnits = {
+    {{"m", 1.0}, {"mm", 1e-3}, {"cm", 1e-2}, {"ft", 0.3048}, {"ft-us", 1200.0 / 3937.0}, {"in", 0.0254}}};
 
 /// What the user's number of a quantity is multiplied with to give the library's: users see lengths in the
 /// unit of their file and angles in degrees.

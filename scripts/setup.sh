@@ -8,8 +8,8 @@ set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 tool=(g++ cmake ninja-build libeigen3-dev libboost-dev libcli11-dev nlohmann-json3-dev libfast-float-dev
-      libfmt-dev liblzf-dev libhwy-dev libnanoflann-dev zlib1g-dev)
-tests=(libgtest-dev libbenchmark-dev pkg-config python3 clang-format help2man)
+      libfmt-dev liblzf-dev libxxhash-dev libhwy-dev libnanoflann-dev zlib1g-dev)
+tests=(libgtest-dev libbenchmark-dev pkg-config python3 python3-jsonschema clang-format help2man)
 full=(clang clang-tidy libclang-rt-14-dev liblapack-dev)
 case "${1:-}" in
   --demo) packages=("${tool[@]}") ;;

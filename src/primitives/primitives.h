@@ -222,7 +222,7 @@ struct Description<Cone> {
   static constexpr auto kStartOf = &Constraints::GetCone;
   static constexpr auto kParts = std::tuple{
       Holdable("apex", PartKind::kPosition, &Record::Apex, &Constraints::FixApex, &Constraints::ApexFixed),
-      Holdable("angle", PartKind::kHalfAngle, &Record::Angle, &Constraints::FixAngle,
+      Holdable("half-angle", PartKind::kHalfAngle, &Record::Angle, &Constraints::FixAngle,
                &Constraints::AngleFixed),
       Holdable("axis", PartKind::kDirection, &Record::Axis, &Constraints::FixAxis, &Constraints::AxisFixed)};
 };

@@ -57,9 +57,9 @@ TEST_F(Main, ReadsWhatItsHostCanRead) {
   const Arguments byContents = {"plane", "--json", "--seed", "1", Write("a.xyz", "LEVEL 2.5")};
   ASSERT_EQ(Run(byContents), primfit::cli::kFitted) << err_.str();
   const auto fit = nlohmann::json::parse(out_.str());
-  EXPECT_EQ(fit["format"], "level");
+  EXPECT_EQ(fit["input"]["format"], "level");
   EXPECT_EQ(fit["points"]["total"], 400);
-  EXPECT_NEAR(fit["shape"]["origin"].at(2).get<double>(), 2.5, 1e-9);
+  EXPECT_NEAR(fit["shapes"][0]["parts"]["origin"]["value"].at(2).get<double>(), 2.5, 1e-9);
   EXPECT_EQ(err_.str(), "");
 
   EXPECT_EQ(Run({"info", Write("b.LVL", "x")}), primfit::cli::kTrouble);

@@ -177,7 +177,7 @@ TEST_F(Selection, CountsEachReasonForWhichPointsAreLeftOut) {
       .region = {.ball = {2500, 0, 0, 1000}, .box = {0, -1, 0, 3000, 1, 2}},
       .where = {{"intensity", {{10, 20}, {50, 50}}}, {"classification", {{2, 2}, {6, 6}}}},
       .every = 2};
-  const io::Selection got = io::ReadSelection(kReaders, path, filter, 1e-3, {{"class"}, {}});
+  const io::Selection got = io::ReadSelection(kReaders, path, filter, {{"class"}, {}});
   io::SelectionCounts expected{.total = 5000, .notEvery = 2500};
   Points points;
   std::vector<double> classes;
@@ -190,7 +190,7 @@ TEST_F(Selection, CountsEachReasonForWhichPointsAreLeftOut) {
     expected.inBox += inBox ? 1 : 0;
     expected.outside += inBall && inBox ? 0 : 1;
     if (!inBall || !inBox) continue;
-    points.emplace_back(1e-3 * i, 0, 1e-3);
+    points.emplace_back(i, 0, 1);
     classes.push_back(i % 7);
   }
   EXPECT_EQ(got.file.points, points);
@@ -202,7 +202,7 @@ TEST_F(Selection, CountsEachReasonForWhichPointsAreLeftOut) {
   EXPECT_EQ(got.inBall, expected.inBall);
   EXPECT_EQ(got.inBox, expected.inBox);
   EXPECT_EQ(got.outside, expected.outside);
-  EXPECT_EQ(io::ReadSelection(kReaders, path, {}, 1).nonFinite, 500U);
+  EXPECT_EQ(io::ReadSelection(kReaders, path, {}).nonFinite, 500U);
 }
 
 TEST(CoordinateStep, IsWhatTheValuesWereRoundedTo) {

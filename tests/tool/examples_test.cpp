@@ -44,7 +44,8 @@ class Examples : public ScratchFolder {
   }
   void UnpackScans() const {
     ASSERT_EQ(Shell("for scan in '" PRIMFIT_TEST_DATA "'/*.xyz.gz; do "
-                    "gunzip -c \"$scan\" >\"$(basename \"$scan\" .gz)\"; done"),
+                    "gunzip -c \"$scan\" >\"$(basename \"$scan\" .gz)\"; done; "
+                    "cp '" PRIMFIT_TEST_DATA "'/*.json ."),
               0);
   }
 };
@@ -71,7 +72,8 @@ TEST_F(Examples, EndAsTheHelpPromises) {
       EXPECT_TRUE(line.starts_with("primfit " + command)) << line;
       // An example has to hold whatever the seed, since it shows none.
       for (const char* seed : {" --seed 1", " --seed 2"}) {
-        const std::string typed = command.empty() || command == "info" ? line : line + seed;
+        const bool fits = !command.empty() && command != "info" && command != "show";
+        const std::string typed = fits ? line + seed : line;
         EXPECT_EQ(Shell("primfit() { '" PRIMFIT_PROGRAM "' \"$@\"; }\n" + typed + " >out.txt"),
                   StatusIn(text))
             << typed;
@@ -132,7 +134,7 @@ TEST_F(Completion, OffersWhatTheProgramTakes) {
       {{"cone", "my scan.xyz", "--half"}, {"--half-angle-range"}},
       {{"plane", "--unit", "m"}, {"m", "mm"}},
       {{"plane", "--unit", "=", "i"}, {"in"}},
-      {{"plane", "--unit", "="}, {"m", "mm", "cm", "ft", "in"}},
+      {{"plane", "--unit", "="}, {"m", "mm", "cm", "ft", "ft-us", "in"}},
       {{"plane", "--accept", "weak,a"}, {"weak,ambiguous", "weak,at_limit"}},
       {{"plane", "--noise", ""}, {""}},  // a number
       {{"sphere", "--fix-radius", "my"}, {"my scan.xyz"}},

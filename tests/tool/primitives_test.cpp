@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "primfit/fit/scoped_seed.h"
+#include "primfit/fit_c.h"
 #include "run_program.h"
 #include "support/point_files.h"
 #include "support/scenes.h"
@@ -80,11 +82,11 @@ std::vector<Row> Rows() {
       {"cylinder", {"--start=0,0,0,205,1,-2,2", "--fix-radius"}, pipe, {{"radius", 205}, {"axis", axis}}},
       {"bounded-cylinder", {}, pipe, {{"radius", 200}, {"axis", axis}, {"height", 1500}}},
       {"pipe", {pick, "--radius-hint", "300"}, pipe, {{"radius", 200}, {"axis", axis}}},
-      {"cone", {}, horn, {{"apex", place}, {"angle", 72 / std::numbers::pi}, {"axis", axis}}},
+      {"cone", {}, horn, {{"apex", place}, {"half-angle", 72 / std::numbers::pi}, {"axis", axis}}},
       {"bounded-cone",
        {},
        horn,
-       {{"apex", place}, {"angle", 72 / std::numbers::pi}, {"height0", 500}, {"height1", 1500}}},
+       {{"apex", place}, {"half-angle", 72 / std::numbers::pi}, {"height0", 500}, {"height1", 1500}}},
       {"torus", {}, bend, {{"center", place}, {"major-radius", 800}, {"minor-radius", 200}, {"axis", axis}}},
       {"elbow", {}, bend, {{"center", place}, {"major-radius", 800}, {"swept-angle", 90}}},
       {"elbow", {section}, bend, {{"center", place}, {"major-radius", 800}, {"minor-radius", 200}}, 30},
@@ -97,7 +99,7 @@ std::vector<Row> Rows() {
        {{"radius", 199}, {"axis", axis}},
        1e-6,
        kAtLimit},
-      {"cone", {"--half-angle-range=23.1,30"}, horn, {{"angle", 23.1}, {"axis", axis}}, 1e-6, kAtLimit},
+      {"cone", {"--half-angle-range=23.1,30"}, horn, {{"half-angle", 23.1}, {"axis", axis}}, 1e-6, kAtLimit},
       {"torus",
        {"--radius-range=801,900", "--minor-radius-range=100,199"},
        bend,
@@ -115,8 +117,8 @@ std::vector<Row> Rows() {
       {"cylinder", {"--fix-radius", "205"}, pipe, {{"radius", 205}, {"axis", axis}}, 1e-6},
       {"cylinder", {"--fix-axis", "1,-2,2"}, pipe, {{"radius", 200}, {"axis", axis}}},
       {"bounded-cylinder", {"--fix-radius", "205"}, pipe, {{"radius", 205}, {"axis", axis}}, 1e-6},
-      {"cone", {"--fix-angle", "23"}, horn, {{"angle", 23}, {"axis", axis}}, 1e-6},
-      {"bounded-cone", {"--fix-angle", "23"}, horn, {{"angle", 23}, {"axis", axis}}, 1e-6},
+      {"cone", {"--fix-half-angle", "23"}, horn, {{"half-angle", 23}, {"axis", axis}}, 1e-6},
+      {"bounded-cone", {"--fix-half-angle", "23"}, horn, {{"half-angle", 23}, {"axis", axis}}, 1e-6},
       {"torus", {"--fix-major-radius", "805"}, bend, {{"major-radius", 805}, {"axis", axis}}, 1e-6},
       {"torus", {"--fix-minor-radius", "205"}, bend, {{"minor-radius", 205}, {"axis", axis}}, 1e-6},
       {"elbow", {"--fix-minor-radius", "205"}, bend, {{"minor-radius", 205}, {"axis", axis}}, 1e-6},
@@ -138,14 +140,16 @@ Vector3d VectorOf(const Json& json) {
 double Area(const Json& outline) {
   Vector3d doubled = Vector3d::Zero();
   for (std::size_t i = 0; i < outline.size(); ++i)
-    doubled += VectorOf(outline[i]).cross(VectorOf(outline[(i + 1) % outline.size()]));
+    doubled +=
+        VectorOf(outline[i]["position"]).cross(VectorOf(outline[(i + 1) % outline.size()]["position"]));
   return doubled.norm() / 2;
 }
 
 /// Compares a result with what a row expects.
 void Check(const Row& row, const Json& fit) {
+  const Json& shape = fit["shapes"].at(0);
   for (const auto& [part, truth] : row.shape.items()) {
-    const Json& value = fit["shape"].at(part);
+    const Json& value = part == "outline" ? shape.at(part) : shape.at("parts").at(part).at("value");
     SCOPED_TRACE(part + " " + value.dump());
     if (part == "outline")
       EXPECT_NEAR(Area(value), truth.get<double>(), 5e4);
@@ -184,6 +188,35 @@ TEST_F(Commands, FindTheirShapeInTheUnitOfTheFile) {
       ASSERT_EQ(outcome.status, 0) << outcome.err;
       Check(row, Json::parse(outcome.out));
     }
+  }
+}
+
+// The same search on the same points: each number is that of the C interface, an angle in degrees.
+TEST_F(Commands, TellTheirNumbersInTheOrderOfC) {
+  const std::string_view kinds[] = {
+      "line", "arc",          "plane", "patch", "sphere", "cylinder", "bounded-cylinder",
+      "cone", "bounded-cone", "torus", "elbow"};
+  for (const Row& row : Rows()) {
+    const auto* kind = std::find(std::begin(kinds), std::end(kinds), row.command);
+    if (!row.arguments.empty() || kind == std::end(kinds)) continue;
+    SCOPED_TRACE(row.command);
+    Random random(1);
+    const Points points = row.points(random);
+    const std::string file = Write("cloud.ply", point_files::BinaryPly(points));
+    const Json fit = Json::parse(Launch({row.command, "--json", "--seed", "1", file}).out);
+    const std::vector<double> numbers = fit["shapes"].at(0).at("numbers");
+    const primfit::ScopedSeed seed(1);
+    primfit_result* c = nullptr;
+    ASSERT_EQ(
+        primfit_fit(static_cast<int>(kind - kinds), points.size(), points[0].data(), 3, nullptr, &c, nullptr),
+        0);
+    ASSERT_EQ(numbers.size(), static_cast<std::size_t>(c->number_count));
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+      const bool isAngle = (numbers.size() == 11 && i == 10) || (numbers.size() == 12 && i == 8) ||
+                           (std::string_view(row.command).find("cone") != std::string_view::npos && i == 3);
+      EXPECT_NEAR(numbers[i], c->numbers[i] * (isAngle ? 180 / std::numbers::pi : 1), 1e-12) << i;
+    }
+    primfit_free(c);
   }
 }
 

@@ -1,0 +1,233 @@
+// The library works in metres and radians, a result is in the user's units: the shape comes converted, all
+// else is converted here. Text that the user or the file has given becomes UTF-8 here.
+#include "report/result_from_run.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "report/result_json.h"
+#include "report/uncertainty.h"
+
+namespace primfit::report {
+
+namespace {
+
+Vector VectorOf(const Eigen::Vector3d& v) { return {v.x(), v.y(), v.z()}; }
+
+std::optional<Box> ExtentOf(const io::Selection& cloud) {
+  if (cloud.Used() == 0) return std::nullopt;
+  Eigen::Vector3d low = cloud.file.points[0], high = low;
+  for (const Eigen::Vector3d& p : cloud.file.points) {
+    low = low.cwiseMin(p);
+    high = high.cwiseMax(p);
+  }
+  return Box{VectorOf(low), VectorOf(high)};
+}
+
+InputFile InputFileOf(const Input& input, const io::PointCloud& file) {
+  InputFile result{
+      .path = Utf8(input.path), .format = Utf8(file.format), .bytes = file.bytes, .xxh128 = {}, .fields = {}};
+  if (!file.xxh128.empty()) result.xxh128 = file.xxh128;
+  for (const io::Field& field : file.fields) result.fields.push_back({Utf8(field.name), Utf8(field.type)});
+  return result;
+}
+
+CoordinateSystem SystemOf(const io::CoordinateReference& reference) {
+  CoordinateSystem system;
+  if (!reference.system.empty()) system.name = Utf8(reference.system);
+  if (reference.horizontalMetres > 0) system.horizontalUnitMetres = reference.horizontalMetres;
+  if (reference.verticalMetres > 0) system.verticalUnitMetres = reference.verticalMetres;
+  return system;
+}
+
+void Add(Named<OptionValue>& options, std::string_view name, const std::vector<double>& numbers) {
+  if (!numbers.empty()) options.emplace_back(name, numbers);
+}
+void Add(Named<OptionValue>& options, std::string_view name, const std::optional<double>& number) {
+  if (number) options.emplace_back(name, *number);
+}
+
+/// The options that both methods have and that only one of them has.
+Named<OptionValue> OptionsOf(const FitRun& run) {
+  const FitRequest& r = run.request;
+  Named<OptionValue> options;
+  Add(options, "tolerance", r.tolerance);
+  Add(options, "outliers", r.outliers);
+  if (r.method == Method::kAdaptive) {
+    Add(options, "noise", r.noise);
+    Add(options, "confidence", std::optional(r.confidence));
+    options.emplace_back("most_draws", std::int64_t{r.mostDraws});
+    Add(options, "time_limit", r.timeLimit);
+    for (std::size_t i = 0; i < kLimits.size(); ++i) Add(options, kLimits[i].key, r.limits[i]);
+  } else {
+    Add(options, "scanner_error", std::optional(r.scannerError));
+    Add(options, "probability", std::optional(r.probability));
+    options.emplace_back("sample_size", std::int64_t{r.sampleSize});
+    options.emplace_back("skip_search", r.skipSearch);
+    options.emplace_back("refine_once", r.refineOnce);
+    options.emplace_back("any_quality", r.anyQuality);
+  }
+  Add(options, "start", r.start);
+  std::vector<std::string> held;
+  for (std::size_t i = 0; i < r.fixed.size(); ++i) {
+    if (r.fixed[i]) held.emplace_back(run.parts[i].name);
+  }
+  if (!held.empty()) options.emplace_back("fix", held);
+  Add(options, "pick", r.pick);
+  Add(options, "through", r.section);
+  return options;
+}
+
+Named<PartValue> PartsOf(const FitRun& run) {
+  Named<PartValue> values;
+  const std::vector<double>& shape = run.result.shape;
+  ForEachPart(run.parts, shape.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
+    const bool held = i < run.request.fixed.size() && run.request.fixed[i];
+    const auto begin = shape.begin() + static_cast<std::ptrdiff_t>(offset);
+    values.emplace_back(part.name,
+                        PartValue{.quantity = QuantityOf(part),
+                                  .value = {begin, begin + static_cast<std::ptrdiff_t>(part.Size())},
+                                  .standardDeviation = held ? std::nullopt : DeviationOf(run, part, offset),
+                                  .held = held,
+                                  .bound = !ParameterOf(part.kind)});
+  });
+  return values;
+}
+
+std::vector<Corner> OutlineOf(const std::vector<double>& numbers) {
+  std::vector<Corner> outline;
+  for (std::size_t i = 0; i + 2 < numbers.size(); i += 3)
+    outline.push_back({.position = {numbers[i], numbers[i + 1], numbers[i + 2]}, .standardDeviation = {}});
+  return outline;
+}
+
+Covariance CovarianceOf(const FitCovariance& c, const Unit& unit) {
+  Covariance result{.position = VectorOf(c.position / unit.metres), .parameters = {}, .matrix = {}};
+  for (std::size_t i = 0; i < c.parameters.size(); ++i) {
+    const FitParameter& p = c.parameters[i];
+    Parameter parameter{.name = p.Name(),
+                        .unit = std::string(p.IsAngle() ? "deg" : unit.name),
+                        .direction = {},
+                        .standardDeviation = p.standardDeviation / FactorOf(p, unit)};
+    if (!p.direction.isZero(0)) parameter.direction = VectorOf(p.direction);
+    result.parameters.push_back(std::move(parameter));
+    std::vector<double>& row = result.matrix.emplace_back();
+    for (std::size_t j = 0; j < c.parameters.size(); ++j)
+      row.push_back(c.matrix(static_cast<Eigen::Index>(i), static_cast<Eigen::Index>(j)) /
+                    (FactorOf(p, unit) * FactorOf(c.parameters[j], unit)));
+  }
+  return result;
+}
+
+/// Bounds of a histogram slot, in units of its scale (the scanner error, of the adaptive method twice the
+/// noise): eighths of two, then up to four, then all else.
+double SlotStart(int k) { return k <= 8 ? 0.25 * k : 4.0; }
+
+std::vector<HistogramSlot> SlotsOf(const FitHistogram& histogram, const Unit& unit) {
+  std::vector<HistogramSlot> slots;
+  const double scale = histogram.Sigma() / unit.metres;
+  const int last = FitHistogram::NumberSplots() - 1;
+  for (int k = 0; k <= last; ++k) {
+    const double to = k == last ? std::numeric_limits<double>::infinity() : SlotStart(k + 1) * scale;
+    slots.push_back({SlotStart(k) * scale, to, static_cast<std::uint64_t>(histogram.CountOnSlot(k)),
+                     histogram.DistributionOnSplot(k)});
+  }
+  return slots;
+}
+
+/// Whether the residuals pass the test that a fit has to pass unless any quality is accepted.
+bool PassesQualityTest(const FitQuality& quality) { return quality.histogram.Successful(0.5, 0.8); }
+
+Quality QualityOf(const FittedShape& shape, const Unit& unit) {
+  const FitQuality& q = shape.quality;
+  Quality quality{.rms = q.rmsDistance / unit.metres,
+                  .mean = q.meanDistance / unit.metres,
+                  .meanSigned = q.meanSignedDistance / unit.metres,
+                  .largest = q.maxDistance / unit.metres,
+                  .formError = {},
+                  .acceptable = {},
+                  .histogram = SlotsOf(q.histogram, unit)};
+  if (shape.formError)
+    quality.formError = {shape.formError->least / unit.metres, shape.formError->largest / unit.metres};
+  if (!shape.evidence) quality.acceptable = PassesQualityTest(q);
+  return quality;
+}
+
+/// What only the adaptive method tells of a shape.
+void AddEvidence(const Evidence& evidence, const Unit& unit, FoundShape& shape) {
+  const FitReport& report = evidence.report;
+  shape.covariance = CovarianceOf(evidence.covariance, unit);
+  shape.verdict = report.verdict;
+  shape.reason = Utf8(report.reason);
+  shape.converged = report.converged;
+  shape.inlierShare = report.inlierShare;
+  shape.noise = report.noise / unit.metres;
+  shape.tolerance = report.tolerance / unit.metres;
+  shape.coordinateStep = report.step / unit.metres;
+}
+
+FoundShape ShapeOf(const FitRun& run) {
+  FoundShape shape;
+  shape.kind = run.result.kind;
+  shape.numbers = run.result.numbers;
+  shape.parts = PartsOf(run);
+  shape.outline = OutlineOf(run.result.outline);
+  shape.inliers = static_cast<std::uint64_t>(run.result.quality.GetInlierCount());
+  shape.tolerance = run.request.tolerance.value_or(0);
+  shape.quality = QualityOf(run.result, run.input->unit);
+  if (run.result.evidence) AddEvidence(*run.result.evidence, run.input->unit, shape);
+  return shape;
+}
+
+}  // namespace
+
+Result ResultOfReading(const Invocation& invocation, const Input& input, const io::Selection& cloud) {
+  Result result;
+  result.program.version = invocation.version;
+  result.command = invocation.command;
+  for (const std::string& argument : invocation.arguments) result.arguments.push_back(Utf8(argument));
+  result.input = InputFileOf(input, cloud.file);
+  result.points = {.total = cloud.total,
+                   .notFinite = cloud.file.nonFinite,
+                   .outsideRegion = cloud.outside,
+                   .used = cloud.Used(),
+                   .sampled = {},
+                   .setAside = {},
+                   .ofNoShape = {}};
+  result.extent = ExtentOf(cloud);
+  result.units.length = input.unit.name;
+  result.units.lengthMetres = input.unit.metres;
+  result.units.lengthSource = input.unitSource;
+  result.coordinateSystem = SystemOf(cloud.file.reference);
+  Add(result.options, "near", input.filter.region.ball);
+  Add(result.options, "box", input.filter.region.box);
+  result.report.times.reading = cloud.seconds;
+  return result;
+}
+
+Result ResultOfFit(const Invocation& invocation, const FitRun& run) {
+  Result result = ResultOfReading(invocation, *run.input, *run.cloud);
+  const Named<OptionValue> options = OptionsOf(run);
+  result.options.insert(result.options.end(), options.begin(), options.end());
+  const bool found = run.failure.empty();
+  result.status = run.stopped ? Status::kStopped : found ? Status::kFitted : Status::kNothing;
+  if (found)
+    result.shapes.push_back(ShapeOf(run));
+  else
+    result.reason = Utf8(run.failure);
+  result.points.sampled = run.judged;
+  result.points.ofNoShape = run.cloud->Used() - run.result.inliers.size();
+  result.report.method = run.request.method;
+  result.report.seed = run.seed;
+  result.report.times.fitting = run.fittingSeconds;
+  if (run.result.evidence) {
+    const FitReport& report = run.result.evidence->report;
+    result.points.setAside = report.setAside;
+    result.report.search = {static_cast<std::uint64_t>(report.draws),
+                            static_cast<std::uint64_t>(report.refinements), report.stopReason};
+  }
+  return result;
+}
+
+}  // namespace primfit::report
