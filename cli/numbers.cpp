@@ -14,10 +14,16 @@
 
 namespace primfit::cli {
 
+bool StartsWithNumber(const std::string& text) {
+  double number = 0;
+  return io::ParseNumber(std::string_view(text).substr(0, text.find(',')), number);
+}
+
 double DecimalOf(const char* option, const std::string& text) {
   double number = 0;
   if (io::ParseNumber(text, number)) return number;
-  throw UsageError(fmt::format("{} \"{}\" is not a number", option, text));
+  throw UsageError(fmt::format("{} \"{}\" is not a number{}", option, text,
+                               StartsWithNumber(text) ? "; decimals stand behind a point" : ""));
 }
 
 int CountOf(const char* option, const std::string& text) {
@@ -36,7 +42,10 @@ std::vector<double> ParseNumbers(const char* option, const std::string& text, st
     good = good && io::ParseNumber(field, number) && std::isfinite(number);
   }
   if (good && numbers.size() == count) return numbers;
-  if (count == 1) throw UsageError(fmt::format("{} \"{}\" is not a finite number", option, text));
+  if (count == 1) {
+    throw UsageError(fmt::format("{} \"{}\" is not a finite number{}", option, text,
+                                 numbers.size() > 1 ? "; decimals stand behind a point" : ""));
+  }
   throw UsageError(
       fmt::format("{} needs {} numbers between commas ({}), not \"{}\"", option, count, names, text));
 }

@@ -15,6 +15,9 @@
 
 namespace primfit::cli {
 
+/// Whether a text is a number, or begins with one and a comma.
+bool StartsWithNumber(const std::string& text);
+
 /// @throws UsageError for what is no decimal number; nan and inf are left to the checks of the option
 double DecimalOf(const char* option, const std::string& text);
 

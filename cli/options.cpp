@@ -9,7 +9,6 @@
 #include <type_traits>
 
 #include "cli/numbers.h"
-#include "io/rows.h"
 #include "report/verdicts.h"
 
 namespace primfit::cli {
@@ -41,12 +40,6 @@ const char* MeaningOf(const Part& part, const FitCommand& fit) {
   const bool hasApex = std::any_of(fit.parts.begin(), fit.parts.end(),
                                    [](const Part& other) { return other.kind == PartKind::kHalfAngle; });
   return hasApex && part.kind == PartKind::kDirection ? ", from the apex into the cone," : "";
-}
-
-/// Whether a text is a number, or begins with one and a comma.
-bool IsNumeric(const std::string& text) {
-  double number = 0;
-  return io::ParseNumber(std::string_view(text).substr(0, text.find(',')), number);
 }
 
 /// Adds an option that takes a value of a type. Numbers are read here: the parser of the command line would
@@ -85,7 +78,8 @@ void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options)
     command.add_flag("--fix-" + std::string(part.name), options.fixed.at(i))
         ->description(fmt::format("Hold the {}{} at this value, or at that of --start (default: free)",
                                   part.name, MeaningOf(part, fit)))
-        ->option_text(fmt::format("[{}]", ValueOf(part)));
+        ->option_text(fmt::format("[{}]", ValueOf(part)))
+        ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   });
   if (fit.fitThrough != nullptr) {
     option("--through", options.through, "NUMBERS",
@@ -169,7 +163,7 @@ std::vector<std::string> WithHeldValues(std::span<const std::string> arguments) 
   bool areOptions = true;
   for (const std::string& argument : arguments) {
     const bool isValue = areOptions && !joined.empty() && joined.back().starts_with("--fix-") &&
-                         joined.back().find('=') == std::string::npos && IsNumeric(argument);
+                         joined.back().find('=') == std::string::npos && StartsWithNumber(argument);
     areOptions = areOptions && argument != "--";
     if (isValue)
       joined.back() += "=" + argument;

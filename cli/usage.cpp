@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/errors.h"
+#include "cli/numbers.h"
 
 namespace primfit::cli {
 
@@ -36,7 +37,7 @@ std::string Suggestion(std::string_view typed, const std::vector<std::string>& n
   std::size_t least = std::max<std::size_t>(2, typed.size() / 4) + 1;  // a third wrong is another word
   std::string nearest;
   for (const std::string& name : names) {
-    const bool begun = typed.size() > 3 && name.starts_with(typed);
+    const bool begun = typed.find_first_not_of('-') + 1 < typed.size() && name.starts_with(typed);
     const std::size_t distance = begun ? 1 : EditDistance(typed, name);
     if (distance >= std::min(least, name.size())) continue;
     least = distance;
@@ -85,9 +86,33 @@ std::string UnknownOption(const CLI::App& command, const std::string& argument) 
 std::string Misplaced(const CLI::App& command) {
   std::vector<std::string> left = command.remaining();
   std::erase(left, "--");
-  const auto option = std::find_if(left.begin(), left.end(), IsOption);
+  const auto option = std::find_if(left.begin(), left.end(), [](const std::string& argument) {
+    return IsOption(argument) && !StartsWithNumber(argument);
+  });
   if (option != left.end()) return UnknownOption(command, *option);
+  const auto number = std::find_if(left.begin(), left.end(), StartsWithNumber);
+  if (number != left.end()) {
+    return fmt::format(
+        "\"{}\" was not expected: the numbers of an option stand between commas, without blanks", *number);
+  }
   return left.empty() ? "" : fmt::format("\"{}\" was not expected: a command takes one file", left.front());
+}
+
+/// What is wrong with an option that got no value or several; empty for other errors. The parser tells these
+/// apart in its texts alone, "--seed: At Most 1 required ..." and "--seed: 1 required NUMBER missing".
+std::string WrongCount(const CLI::ParseError& error) {
+  const std::string text = error.what();
+  const std::size_t colon = text.find(':');
+  if (error.get_name() != "ArgumentMismatch" || colon == std::string::npos) return "";
+  const std::string option = text.substr(0, colon);
+  if (text.find("At Most 1") != std::string::npos)
+    return fmt::format("{} stands there more than once", option);
+  constexpr std::string_view kBefore = "1 required ", kBehind = " missing";
+  const std::size_t type = text.find(kBefore, colon);
+  if (type == std::string::npos || !text.ends_with(kBehind)) return "";
+  const std::size_t start = type + kBefore.size();
+  return fmt::format("{} needs a value: {}", option,
+                     text.substr(start, text.size() - kBehind.size() - start));
 }
 
 }  // namespace
@@ -101,8 +126,11 @@ void RefuseEmptyValues(std::span<const std::string> arguments) {
 }
 
 std::string UnknownCommand(const CLI::App& app, const std::string& name) {
-  return SeeHelp(
-      fmt::format("\"{}\" is no command of this program{}", name, Suggestion(name, CommandsOf(app))));
+  const std::vector<std::string> commands = CommandsOf(app);
+  const std::string suggestion = Suggestion(name, commands);
+  return SeeHelp(fmt::format(
+      "\"{}\" is no command of this program{}", name,
+      suggestion.empty() ? fmt::format(": those are {}", fmt::join(commands, ", ")) : suggestion));
 }
 
 std::string Explain(const CLI::App& app, const CLI::ParseError& error,
@@ -114,6 +142,7 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error,
   }
   std::string what = Misplaced(app);
   if (what.empty() && !chosen.empty()) what = Misplaced(*chosen[0]);
+  if (what.empty()) what = WrongCount(error);
   // A file may be missing because an option that does not exist has left its value in its place.
   return SeeHelp(what.empty() ? error.what() : what, chosen.empty() ? "" : chosen[0]->get_name());
 }

@@ -39,6 +39,10 @@ file(RELATIVE_PATH _pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/p
 configure_file("${CMAKE_CURRENT_LIST_DIR}/primfit.pc.in" "${PROJECT_BINARY_DIR}/primfit.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/primfit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/NOTICE" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+# The sample scans are what the examples of the help and of the manual page are about.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.c" PATTERN "*.cpp" PATTERN "CMakeLists.txt" PATTERN "*.xyz.gz"
+                       PATTERN "README.md")
 
 if(PRIMFIT_BUILD_TOOL)
   install(FILES "${PROJECT_SOURCE_DIR}/completions/primfit"

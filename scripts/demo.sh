@@ -7,7 +7,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/common.sh"
 
 echo "demo: building"
-(build demo release -DPRIMFIT_BUILD_TESTS=OFF >"$builds/demo.log" 2>&1) || { cat "$builds/demo.log" >&2; exit 1; }
+(build demo release -DPRIMFIT_BUILD_TESTS=OFF -DPRIMFIT_BUILD_EXAMPLES=OFF >"$builds/demo.log" 2>&1) || { cat "$builds/demo.log" >&2; exit 1; }
 cd "$builds/demo"
 for scan in room sphere-target-1 lamppost mug; do gunzip -c "$root/examples/data/$scan.xyz.gz" >"$scan.xyz"; done
 primfit() {

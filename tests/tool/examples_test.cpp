@@ -50,6 +50,11 @@ class Examples : public ScratchFolder {
   }
 };
 
+std::string Read(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 /// The exit status that a text promises: 0, unless it names another.
 int StatusIn(const std::string& text) {
   std::smatch match;
@@ -82,11 +87,38 @@ TEST_F(Examples, EndAsTheHelpPromises) {
   }
 }
 
+#ifdef PRIMFIT_EXAMPLES
+TEST_F(Examples, ProgramsFindWhatTheScansHold) {
+  UnpackScans();
+  const struct {
+    const char* arguments;
+    int status;
+    const char* output;
+  } rows[] = {
+      {"fit_cylinder mug.xyz", 0, "radius 0\\.039[0-9]* \\+- 0\\.0000[0-9]+ m\n[^]*points support"},
+      {"fit_cylinder none.xyz", 2, "none.xyz cannot be opened"},
+      {"hold_parts pipe-run.xyz", 0,
+       "radius held: radius 0\\.05715 m, axis -?1\\.0000[^]*axis held too: radius 0\\.05715 m, axis "
+       "1\\.000000 "
+       "0\\.000000 0\\.000000 through 1199\\.[0-9]+ (3400\\.000|3399\\.999)"},
+      {"stop_and_progress room.xyz 60", 0, "searching +[0-9]+ %[^]*normal [^]*points: [0-9]+ %"},
+      {"stop_and_progress room.xyz 1e-9", 1, "no plane yet"},
+      {"fit_sphere sphere-target-1.xyz", 0, "radius 0\\.050[0-9]+ m\n  position \\+- "},
+      {"fit_sphere", 2, "usage: "},
+  };
+  for (const auto& [arguments, status, output] : rows) {
+    EXPECT_EQ(Shell("'" PRIMFIT_EXAMPLES "'/" + std::string(arguments) + " >out.txt 2>&1"), status)
+        << arguments;
+    const std::string text = Read(Path("out.txt"));
+    EXPECT_TRUE(std::regex_search(text, std::regex(output))) << arguments << "\n" << text;
+  }
+}
+#endif
+
 #ifdef PRIMFIT_MANUAL
 // help2man tells sections and options by their layout, so that a change of the help can spoil the page.
 TEST_F(Examples, MakeAManualPageWithTheHelp) {
-  std::ifstream file(PRIMFIT_MANUAL);
-  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const std::string page = Read(PRIMFIT_MANUAL);
   std::size_t at = 0;
   for (const char* heading :
        {"NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "\"EXIT STATUS\"", "FILES", "EXAMPLES"}) {
