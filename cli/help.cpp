@@ -168,7 +168,7 @@ std::string HelpOfCommand(const CLI::App& command, std::size_t width) {
     usage += " " + option->get_name(true);
     arguments += "\n" + Entry(option->get_name(true), option->get_description(), kTextColumn, width);
   }
-  const std::string text = usage + "\n" + arguments + OptionsText(command, width);
+  std::string text = usage + "\n" + arguments + OptionsText(command, width);
   if (!ReadsFile(command)) return text;
   return text + StatusText(width) + FilesText(width) + ExamplesText(command.get_name(), width);
 }
