@@ -17,6 +17,7 @@
 #include "cli/deviations.h"
 #include "cli/errors.h"
 #include "cli/failure.h"
+#include "cli/length_unit.h"
 #include "cli/progress.h"
 #include "cli/requests.h"
 #include "io/file_bytes.h"
@@ -180,14 +181,27 @@ Invocation InvocationOf(std::string_view command, const Options& options) {
   return {.version = PRIMFIT_VERSION, .command = std::string(command), .arguments = options.arguments};
 }
 
+/// Reads the points, and takes the unit of the file unless the user has told one.
+io::Selection ReadInput(Input& input, const Options& options, const Host& host, const io::Readers& readers) {
+  io::Selection cloud = io::ReadSelection(readers, input.path, input.region);
+  TakeUnitOfFile(cloud.file.reference, input);
+  const std::string contradiction = ContradictionOf(cloud.file.reference, input);
+  if (!contradiction.empty() && !options.quiet) Complain(host, contradiction);
+  return cloud;
+}
+
 }  // namespace
 
 int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers) {
-  const Input input = InputOf(options);
+  Input input = InputOf(options);
   FitRequest request = RequestOf(options, command, input.unit);
+  if (input.unitSource == report::UnitSource::kTold) CheckLengths(request, input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region);
+  const io::Selection cloud = ReadInput(input, options, host, readers);
+  request = RequestOf(options, command, input.unit);  // again: its defaults are in the unit of the file
+  CheckLengths(request, input.unit);
+  RequireOneUnit(cloud.file.reference, input);
   if (cloud.Used() > INT_MAX) {
     throw UsageError(
         fmt::format("{} points are more than the {} that a fit takes; choose some with --near or --box",
@@ -209,8 +223,8 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
 }
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
-  const Input input = InputOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.region);
+  Input input = InputOf(options);
+  const io::Selection cloud = ReadInput(input, options, host, readers);
   const Result result = report::ResultOfReading(InvocationOf("info", options), input, cloud);
   WriteOutput(host, options.json ? report::WriteResult(result) : report::TextOf(result));
   return kFitted;

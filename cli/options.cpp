@@ -164,8 +164,10 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
       ->required()
       ->type_name("");
   const auto option = OptionsTo(command);
-  option("--unit", options.unit, "m|mm|cm|ft|ft-us|in",
-         "Unit of the lengths in the file, on the command line and in the result (default: m)");
+  option(
+      "--unit", options.unit, "m|mm|cm|ft|ft-us|in",
+      "Unit of the lengths in the file, on the command line and in the result (default: what the file says, "
+      "else m)");
   option("--near", options.near, "x,y,z,r",
          "Use only the points within r of x,y,z, in the file's unit (default: all)");
   option("--box", options.box, "x0,y0,z0,x1,y1,z1",

@@ -172,9 +172,6 @@ void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit
   const double outliers = options.outliers.value_or(defaults.OutlierPercentage());
   request.scannerError = options.scannerError.value_or(defaults.ScannerError() / unit.metres);
   request.probability = options.probability;
-  const std::string lengths = fmt::format(" {}", unit.name);
-  CheckRange("--tolerance", tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
-  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
   CheckRange("--outliers", outliers, 0.0, kLargestOutliers);
   CheckRange("--probability", request.probability, 0.0, kLargestProbability);
   request.tolerance = tolerance;
@@ -203,6 +200,13 @@ FitRequest RequestOf(const Options& options, const FitCommand& fit, const Unit& 
   request.fixed.assign(options.fixed.begin(),
                        options.fixed.begin() + static_cast<std::ptrdiff_t>(fit.parts.size()));
   return request;
+}
+
+void CheckLengths(const FitRequest& request, const Unit& unit) {
+  if (request.method == Method::kAdaptive) return;
+  const std::string lengths = fmt::format(" {}", unit.name);
+  CheckRange("--tolerance", request.tolerance.value(), kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
+  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
 }
 
 int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points) {
