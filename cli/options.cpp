@@ -173,6 +173,7 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
   option("--box", options.box, "x0,y0,z0,x1,y1,z1",
          "Use only the points in this box, in the file's unit (default: all)");
   command.add_flag("--json", options.json, "Print one JSON object (default: text)");
+  AddResultOption(command, options.outputs);
 }
 
 void AddShowOptions(CLI::App& command, Options& options) {
@@ -196,6 +197,7 @@ void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   } else {
     AddStartOptions(command, fit, options);
   }
+  AddPointOptions(command, options.outputs);
   option("--seed", options.seed, "NUMBER",
          "Seed of the random choices; the same seed gives the same result (default: from the clock)");
   flag("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");

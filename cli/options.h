@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "cli/fit_commands.h"
+#include "cli/output_options.h"
 #include "io/readers.h"
 #include "primfit/fit/fit_constraints.h"
 #include "primfit/fit/fit_input_params.h"
@@ -59,6 +60,8 @@ struct Options {
   bool skipSearch = false;
   bool refineOnce = false;
   bool anyQuality = false;
+
+  OutputOptions outputs;
 
   std::optional<std::string> seed;
   bool quiet = false;
