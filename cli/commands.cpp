@@ -17,9 +17,12 @@
 #include "cli/deviations.h"
 #include "cli/errors.h"
 #include "cli/failure.h"
+#include "cli/length_unit.h"
+#include "cli/output_files.h"
 #include "cli/progress.h"
 #include "cli/requests.h"
 #include "io/file_bytes.h"
+#include "io/output_file.h"
 #include "io/selection.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/scoped_seed.h"
@@ -176,18 +179,44 @@ Result ReadResultFile(const std::string& path) {
   }
 }
 
+/// Writes the files that were asked for.
+/// @return what went wrong, empty for nothing: the result is worth printing all the same
+std::string WriteFiles(const OutputOptions& outputs, const FitRun& run, const Result& result) {
+  try {
+    WriteResultFile(outputs, result);
+    WritePointFiles(outputs, run, result);
+  } catch (const io::WriteError& error) {
+    return error.what();
+  }
+  return {};
+}
+
 Invocation InvocationOf(std::string_view command, const Options& options) {
   return {.version = PRIMFIT_VERSION, .command = std::string(command), .arguments = options.arguments};
+}
+
+/// Reads the points, and takes the unit of the file unless the user has told one.
+io::Selection ReadInput(Input& input, const Options& options, const Host& host, const io::Readers& readers) {
+  io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
+  TakeUnitOfFile(cloud.file.reference, input);
+  const std::string contradiction = ContradictionOf(cloud.file.reference, input);
+  if (!contradiction.empty() && !options.quiet) Complain(host, contradiction);
+  return cloud;
 }
 
 }  // namespace
 
 int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers) {
-  const Input input = InputOf(options);
+  Input input = InputOf(options);
   FitRequest request = RequestOf(options, command, input.unit);
+  if (input.unitSource == report::UnitSource::kTold) CheckLengths(request, input.unit);
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
+  CheckOutputs(options.outputs, options.path);
+  const io::Selection cloud = ReadInput(input, options, host, readers);
+  request = RequestOf(options, command, input.unit);  // again: its defaults are in the unit of the file
+  CheckLengths(request, input.unit);
+  RequireOneUnit(cloud.file.reference, input);
   if (cloud.Used() > INT_MAX) {
     throw UsageError(fmt::format(
         "{} points are more than the {} that a fit takes; choose some with --near, --box or --every",
@@ -205,13 +234,20 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
              .stopped = false,
              .fittingSeconds = 0};
   Fit(command, run, host, !options.quiet && host.errIsTerminal);
-  return Tell(report::ResultOfFit(InvocationOf(command.name, options), run), options, accepted, host);
+  const Result result = report::ResultOfFit(InvocationOf(command.name, options), run);
+  const std::string trouble = WriteFiles(options.outputs, run, result);
+  const int status = Tell(result, options, accepted, host);
+  if (trouble.empty()) return status;
+  Complain(host, trouble);
+  return kTrouble;
 }
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
-  const Input input = InputOf(options);
-  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
+  Input input = InputOf(options);
+  CheckOutputs(options.outputs, options.path);
+  const io::Selection cloud = ReadInput(input, options, host, readers);
   const Result result = report::ResultOfReading(InvocationOf("info", options), input, cloud);
+  WriteResultFile(options.outputs, result);
   WriteOutput(host, options.json ? report::WriteResult(result) : report::TextOf(result));
   return kFitted;
 }

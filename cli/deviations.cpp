@@ -39,11 +39,12 @@ std::unique_ptr<OutputShape> ShapeOf(const Model& m) {
 
 }  // namespace
 
-std::vector<double> SignedDistances(const Model& model, std::span<const Eigen::Vector3d> points) {
+std::vector<double> SignedDistances(const Model& model, std::span<const Eigen::Vector3d> points,
+                                    double metres) {
   const std::unique_ptr<OutputShape> shape = ShapeOf(model);
   std::vector<double> distances(points.size());
   std::transform(points.begin(), points.end(), distances.begin(),
-                 [&](const Eigen::Vector3d& p) { return shape->Distance(p); });
+                 [&](const Eigen::Vector3d& p) { return shape->Distance(metres * p) / metres; });
   return distances;
 }
 

@@ -14,7 +14,10 @@ namespace primfit::cli {
 
 /// Signed distances of points from the unbounded shape: negative inside, or behind a plane's normal; of lines
 /// and arcs, which have no sides, never negative.
-std::vector<double> SignedDistances(const Model& model, std::span<const Eigen::Vector3d> points);
+/// @param model   in metres
+/// @param metres  in the unit of the points, which is that of the distances as well
+std::vector<double> SignedDistances(const Model& model, std::span<const Eigen::Vector3d> points,
+                                    double metres);
 
 /// Positions of the points within a distance of the shape, by the library's own test, ascending.
 std::vector<std::uint32_t> PointsWithin(const Model& model, double distance,

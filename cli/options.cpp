@@ -181,10 +181,13 @@ void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& opt
                   readers.Names()));
   file->required(options.path.empty());
   const auto option = OptionsTo(command);
-  option("--unit", options.unit, "m|mm|cm|ft|ft-us|in",
-         "Unit of the lengths in the file, on the command line and in the result (default: m)");
+  option(
+      "--unit", options.unit, "m|mm|cm|ft|ft-us|in",
+      "Unit of the lengths in the file, on the command line and in the result (default: what the file says, "
+      "else m)");
   AddPointChoice(command, options.choice);
   command.add_flag("--json", options.json, "Print one JSON object (default: text)");
+  AddResultOption(command, options.outputs);
 }
 
 void AddShowOptions(CLI::App& command, Options& options) {
@@ -208,6 +211,7 @@ void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   } else {
     AddStartOptions(command, fit, options);
   }
+  AddPointOptions(command, options.outputs);
   option("--seed", options.seed, "NUMBER",
          "Seed of the random choices; the same seed gives the same result (default: from the clock)");
   flag("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");

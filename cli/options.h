@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/fit_commands.h"
+#include "cli/output_options.h"
 #include "cli/point_choice.h"
 #include "io/readers.h"
 #include "primfit/fit/fit_constraints.h"
@@ -64,6 +65,8 @@ struct Options {
   bool skipSearch = false;
   bool refineOnce = false;
   bool anyQuality = false;
+
+  OutputOptions outputs;
 
   std::optional<std::string> seed;
   bool quiet = false;

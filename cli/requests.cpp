@@ -197,9 +197,6 @@ void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit
   const double outliers = options.outliers.value_or(defaults.OutlierPercentage());
   request.scannerError = options.scannerError.value_or(defaults.ScannerError() / unit.metres);
   request.probability = options.probability;
-  const std::string lengths = fmt::format(" {}", unit.name);
-  CheckRange("--tolerance", tolerance, kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
-  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
   CheckRange("--outliers", outliers, 0.0, kLargestOutliers);
   CheckRange("--probability", request.probability, 0.0, kLargestProbability);
   request.tolerance = tolerance;
@@ -226,6 +223,13 @@ FitRequest RequestOf(const Options& options, const FitCommand& fit, const Unit& 
   request.start = StartOf(options, fit, unit);
   for (std::size_t i = 0; i < fit.parts.size(); ++i) request.fixed.push_back(options.fixed[i].has_value());
   return request;
+}
+
+void CheckLengths(const FitRequest& request, const Unit& unit) {
+  if (request.method == Method::kAdaptive) return;
+  const std::string lengths = fmt::format(" {}", unit.name);
+  CheckRange("--tolerance", request.tolerance.value(), kSmallestTolerance / unit.metres, HUGE_VAL, lengths);
+  CheckRange("--scanner-error", request.scannerError, 0.0, kLargestScannerError / unit.metres, lengths);
 }
 
 int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points) {

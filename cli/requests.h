@@ -21,6 +21,9 @@ report::Input InputOf(const Options& options);
 /// @throws UsageError for numbers that make no sense, for options that the method of the fit has not, and for
 ///         parts held in ways that no fit can have
 report::FitRequest RequestOf(const Options& options, const FitCommand& fit, const report::Unit& unit);
+/// Compares lengths with the bounds of the fixed pipeline, which are metres.
+/// @throws UsageError for one outside
+void CheckLengths(const report::FitRequest& request, const report::Unit& unit);
 /// @throws UsageError for a size that is no number, below what the shape needs or above the number of points
 int SampleSizeOf(const Options& options, const FitCommand& fit, std::size_t points);
 /// The verdicts beside a good one with which a fit succeeds.

@@ -10,6 +10,7 @@
 #include "io/words.h"
 #include "report/histogram_text.h"
 #include "report/number_text.h"
+#include "report/units.h"
 #include "report/verdicts.h"
 
 namespace primfit::report {
@@ -193,11 +194,23 @@ std::string UnitInFileText(const CoordinateSystem& system) {
   return text;
 }
 
-std::string ExtentText(const Box& extent, const Units& units) {
+/// The unit of the heights, which of a file can be another one than that of x and y.
+Units VerticalUnits(const Result& result) {
+  const std::optional<double>& vertical = result.coordinateSystem.verticalUnitMetres;
+  Units units = result.units;
+  if (units.lengthSource != UnitSource::kFile || !vertical || !(*vertical > 0)) return units;
+  if (IsSameLength(*vertical, units.lengthMetres)) return units;
+  units.length = UnitOfMetres(*vertical).name;
+  units.lengthMetres = *vertical;
+  return units;
+}
+
+std::string ExtentText(const Box& extent, const Result& result) {
   std::string text = "extent\n";
   for (std::size_t axis = 0; axis < 3; ++axis)
     text += Row(std::string_view("xyz").substr(axis, 1),
-                RangeText(extent.low.at(axis), extent.high.at(axis), units));
+                RangeText(extent.low.at(axis), extent.high.at(axis),
+                          axis == 2 ? VerticalUnits(result) : result.units));
   return text;
 }
 
@@ -211,7 +224,7 @@ std::string InfoText(const Result& result) {
   if (system.horizontalUnitMetres || system.verticalUnitMetres)
     text += Row("unit in the file", UnitInFileText(system));
   text += PointsText(result);
-  if (result.extent) text += ExtentText(*result.extent, result.units);
+  if (result.extent) text += ExtentText(*result.extent, result);
   return text + TimesText(result.report);
 }
 

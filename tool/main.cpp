@@ -43,7 +43,8 @@ void FileShrank(int) {
 }
 
 void HandleSignals() {
-  signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error like any other
+  signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is an error like any other,
+  signal(SIGXFSZ, SIG_IGN);  // and a file that becomes longer than its user may write
   signal(SIGBUS, FileShrank);
   struct sigaction before {};
   struct sigaction action {};

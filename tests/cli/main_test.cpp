@@ -22,15 +22,17 @@ using primfit::io::Source;
 using Arguments = std::vector<std::string>;
 
 /// What is read from a file of a format that only this host knows: a level square whose height is in the
-/// file.
+/// file, and behind it the metres of its units, horizontally and vertically, where it says them.
 FileHead ReadLevel(const Source& source, const ReadRequest&, PointSink& sink) {
   if (source.bytes.size() < 7) source.FailAtByte(source.bytes.size(), "has no height");
-  const double height = std::stod(std::string(source.bytes.substr(6)));
+  FileHead head;
+  head.format = "level";
+  std::istringstream numbers(std::string(source.bytes.substr(6)));
+  double height = 0;
+  numbers >> height >> head.reference.horizontalMetres >> head.reference.verticalMetres;
   PointBlock block;
   for (int i = 0; i < 400; ++i) block.points.emplace_back(0.1 * (i % 20), 0.1 * (i / 20), height);
   sink.Take(block);
-  FileHead head;
-  head.format = "level";
   return head;
 }
 
@@ -70,6 +72,82 @@ TEST_F(Main, ReadsWhatItsHostCanRead) {
   // The row was that run's: a host without it reads text.
   EXPECT_EQ(Run(byContents, primfit::io::NativeReaders()), primfit::cli::kTrouble);
   EXPECT_NE(err_.str().find("2 values where at least 3"), std::string::npos) << err_.str();
+}
+
+TEST_F(Main, TakesTheUnitOfTheFile) {
+  const struct {
+    const char* file;
+    Arguments arguments;
+    const char* unit;
+    double metres;
+    const char* source;
+    const char* note;
+  } rows[] = {
+      {"LEVEL 2.5", {}, "m", 1, "assumed", ""},
+      {"LEVEL 2.5", {"--unit", "mm"}, "mm", 0.001, "told", ""},
+      {"LEVEL 2.5 0.3048006096 0.3048006096", {}, "ft-us", 1200.0 / 3937, "file", ""},
+      {"LEVEL 2.5 0.3048 0", {}, "ft", 0.3048, "file", ""},
+      {"LEVEL 2.5 0.9144 0.9144", {}, "unit", 0.9144, "file", ""},
+      {"LEVEL 2.5 0 0.3048", {}, "m", 1, "assumed", ""},
+      {"LEVEL 2.5 0.3048 0.3048", {"--unit", "ft"}, "ft", 0.3048, "told", ""},
+      {"LEVEL 2.5 0.3048 1", {"--unit", "m", "--quiet"}, "m", 1, "told", ""},
+      {"LEVEL 2.5 0.3048006096 0.3048006096",
+       {"--unit", "ft"},
+       "ft",
+       0.3048,
+       "told",
+       "the file says that its lengths are in ft-us; they are taken as ft, as told by --unit\n"},
+      {"LEVEL 2.5 0.3048 1",
+       {"--unit", "ft"},
+       "ft",
+       0.3048,
+       "told",
+       "lengths are in m; they are taken as ft"},
+      {"LEVEL 2.5 0.9144 1",
+       {"--unit", "m"},
+       "m",
+       1,
+       "told",
+       "lengths are in units of 0.9144 m; they are taken"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.file);
+    // The tolerance of the fixed pipeline is 12 mm unless told; the lengths of the result are the file's.
+    Arguments arguments = {"plane", "--json", "--seed", "1", "--classic", Write("a.lvl", row.file)};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    ASSERT_EQ(Run(arguments), primfit::cli::kFitted) << err_.str();
+    const auto fit = nlohmann::json::parse(out_.str());
+    EXPECT_EQ(fit["units"]["length"], row.unit);
+    EXPECT_NEAR(fit["units"]["length_metres"].get<double>(), row.metres, 1e-10);
+    EXPECT_EQ(fit["units"]["length_source"], row.source);
+    EXPECT_NEAR(fit["shapes"][0]["tolerance"].get<double>() * row.metres, 0.012, 1e-9);
+    EXPECT_NEAR(fit["shapes"][0]["parts"]["origin"]["value"].at(2).get<double>(), 2.5, 1e-9);
+    EXPECT_EQ(fit["extent"]["high"].at(2), 2.5);
+    EXPECT_EQ(err_.str().empty(), *row.note == 0) << err_.str();
+    EXPECT_NE(err_.str().find(row.note), std::string::npos) << err_.str();
+  }
+}
+
+TEST_F(Main, RefusesToMixUnits) {
+  const std::string file = Write("a.lvl", "LEVEL 2.5 0.3048006096 1");
+  EXPECT_EQ(Run({"plane", file}), primfit::cli::kTrouble);
+  EXPECT_EQ(err_.str(),
+            "primfit: " + file +
+                ": x and y are in ft-us, z is in m: convert the file to one unit, or tell with --unit "
+                "in which all three are\n");
+  ASSERT_EQ(Run({"info", file}), primfit::cli::kFitted);
+  for (const char* line :
+       {"  unit in the file 0.3048006096 m, vertically 1 m\n", "  unit             ft-us (from the file)\n",
+        "  y                0.000000 to 1.900000 ft-us\n", "  z                2.500000 to 2.500000 m\n"})
+    EXPECT_NE(out_.str().find(line), std::string::npos) << out_.str() << line;
+
+  // Lengths on the command line are in the file's unit too: a thousandth of a foot is no millimetre.
+  const std::string feet = Write("b.lvl", "LEVEL 2.5 0.3048 0.3048");
+  EXPECT_EQ(Run({"plane", feet, "--classic", "--tolerance", "0.002"}), primfit::cli::kTrouble);
+  EXPECT_NE(err_.str().find("--tolerance 0.002 is not a number of at least 0.00328"), std::string::npos)
+      << err_.str();
+  EXPECT_EQ(Run({"plane", feet, "--classic", "--scanner-error", "3", "--quiet"}), primfit::cli::kFitted)
+      << err_.str();
 }
 
 TEST_F(Main, StopsWhenItsHostWantsIt) {

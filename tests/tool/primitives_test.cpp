@@ -4,6 +4,9 @@
 #include <Eigen/Geometry>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "primfit/fit/scoped_seed.h"
@@ -217,6 +220,79 @@ TEST_F(Commands, TellTheirNumbersInTheOrderOfC) {
       EXPECT_NEAR(numbers[i], c->numbers[i] * (isAngle ? 180 / std::numbers::pi : 1), 1e-12) << i;
     }
     primfit_free(c);
+  }
+}
+
+/// The bytes behind the header of a PLY file, for a fixed size of its rows.
+std::vector<std::string> RowsOf(const std::string& path, std::size_t size) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string all{std::istreambuf_iterator<char>(file), {}};
+  std::vector<std::string> rows;
+  for (std::size_t at = all.find("end_header\n") + 11; at + size <= all.size(); at += size)
+    rows.push_back(all.substr(at, size));
+  return rows;
+}
+template <class T>
+T NumberAt(const std::string& row, std::size_t at) {
+  T number;
+  std::memcpy(&number, row.data() + at, sizeof number);
+  return number;
+}
+
+Vector3d VectorAt(const std::string& row) {
+  return {NumberAt<double>(row, 0), NumberAt<double>(row, 8), NumberAt<double>(row, 16)};
+}
+
+// Survey coordinates, so that these are doubles, in feet, so that the library sees others than the files
+// have.
+TEST_F(Commands, WriteTheirPoints) {
+  constexpr double kFoot = 0.3048;
+  const Vector3d center = Vector3d(500000, 4000000, 100) / kFoot;
+  Random random(1);
+  Points points;
+  for (const Vector3d& p :
+       PointsOn(OutputSphere(Vector3d::Zero(), 0.5), kCount, {-1.5, 1.5}, {0, 6}, kNoise, random))
+    points.push_back(center + p / kFoot);
+  points.insert(points.end(), {center, center + Vector3d(0, 0, 9), Vector3d(NAN, 0, 0)});
+  const std::string file = Write("cloud.ply", point_files::BinaryPly(points));
+  points.pop_back();
+  for (const bool classic : {false, true}) {
+    Arguments arguments = {"sphere", "--seed", "1", "--unit", "ft", file, "--json"};
+    if (classic) arguments.emplace_back("--classic");
+    for (const char* name : {"labels", "deviations", "inliers", "rest"})
+      arguments.insert(arguments.end(), {std::string("--") + name, Path(name)});
+    const auto outcome = Launch(arguments);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const Json fit = Json::parse(outcome.out), &shape = fit["shapes"][0], &quality = shape["quality"];
+    const auto labels = RowsOf(Path("labels"), 28), deviations = RowsOf(Path("deviations"), 35);
+    ASSERT_EQ(labels.size(), points.size());
+    ASSERT_EQ(deviations.size(), points.size());
+    const double tolerance = shape["tolerance"],
+                 range = 3 * shape.value("noise", quality["rms"].get<double>());
+    double least = 1e9, largest = -1e9;
+    std::size_t inliers = 0;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      const double deviation = NumberAt<double>(deviations[i], 24);
+      EXPECT_EQ(VectorAt(labels[i]), points[i]);
+      EXPECT_EQ(VectorAt(deviations[i]), points[i]);
+      EXPECT_NEAR(deviation, (points[i] - center).norm() - 0.5 / kFoot, 0.001);
+      const bool on = NumberAt<std::int32_t>(labels[i], 24) == 0;
+      EXPECT_EQ(on, std::abs(deviation) <= tolerance) << deviation;
+      const auto red = static_cast<unsigned char>(deviations[i][32]),
+                 blue = static_cast<unsigned char>(deviations[i][34]);
+      EXPECT_EQ(deviations[i].substr(32) == "\x60\x60\x60", !on);
+      if (!on) continue;
+      ++inliers;
+      least = std::min(least, deviation);
+      largest = std::max(largest, deviation);
+      EXPECT_TRUE(std::abs(deviation) < 0.01 * range || (red > blue) == (deviation > 0)) << deviation;
+    }
+    EXPECT_EQ(inliers, shape["inliers"]);
+    EXPECT_EQ(fit["points"]["of_no_shape"], points.size() - inliers);
+    EXPECT_EQ(RowsOf(Path("inliers"), 24).size(), inliers);
+    EXPECT_EQ(RowsOf(Path("rest"), 24).size(), points.size() - inliers);
+    EXPECT_NEAR(quality["form_error"]["least"].get<double>(), least, 1e-9);
+    EXPECT_NEAR(quality["form_error"]["largest"].get<double>(), largest, 1e-9);
   }
 }
 

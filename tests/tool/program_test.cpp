@@ -356,27 +356,20 @@ TEST_F(Program, ReportsInTextWithUnits) {
           "  fitting +[0-9.]+ s .seed [0-9]+.\n$"});
 }
 
-std::string WithoutTimes(std::string text) {
-  for (const char* line : {"  reading ", "  fitting "}) {
-    const std::size_t begin = text.find(line);
-    if (begin != std::string::npos) text.erase(begin, text.find('\n', begin) - begin);
-  }
-  return text;
-}
-
 TEST_F(Program, ShowsAStoredResultAsItsRunDid) {
   const std::string scene = WriteScene();
   const Arguments commands[] = {{"plane", scene, "--seed", "5", "--noise", "0.002", "--near", "1,2,3,2"},
                                 {"plane", scene, "--seed", "5", "--classic"},
                                 {"patch", scene, "--seed", "5"},
                                 {"info", scene, "--box", "0,0,0,1,2,3"}};
-  for (const Arguments& command : commands) {
-    Arguments json = command;
-    json.emplace_back("--json");
-    const Outcome run = Launch(command), stored = Launch(json);
-    const std::string file = Write("result.json", stored.out);
-    EXPECT_EQ(WithoutTimes(Launch({"show", file}).out), WithoutTimes(run.out));
-    EXPECT_EQ(Launch({"show", "--json", "-"}, {.input = file}).out, stored.out);
+  const std::string file = Path("result.json");
+  for (Arguments command : commands) {
+    command.insert(command.end(), {"--output", file});
+    const Outcome run = Launch(command);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(Launch({"show", file}).out, run.out);
+    const Outcome json = Launch({"show", "--json", "-"}, {.input = file});
+    EXPECT_EQ(Launch({"show", Write("again.json", json.out)}).out, run.out);
   }
   const Outcome nothing = Launch({"plane", scene, "--json", "--seed", "5", "--near=9,9,9,1"});
   const Outcome shown = Launch({"show", Write("nothing.json", nothing.out)});
@@ -658,7 +651,8 @@ TEST_F(Program, HelpsForEveryCommand) {
        {"--tolerance",  "--scanner-error", "--outliers",    "--probability", "--sample-size", "--start",
         "--fix-origin", "--fix-normal",    "--skip-search", "--refine-once", "--any-quality", "--seed",
         "--near",       "--box",           "--unit",        "--json",        "--quiet",       "--classic",
-        "--noise",      "--confidence",    "--most-draws",  "--time-limit",  "--axis-near",   "--passes"}) {
+        "--noise",      "--confidence",    "--most-draws",  "--time-limit",  "--axis-near",   "--passes",
+        "--output",     "--labels",        "--deviations",  "--inliers",     "--rest"}) {
     // Every option tells its default.
     EXPECT_TRUE(
         Finds(help.out, std::string("\n  ") + option + "[ \n][^-]*(--start|ft-us)?[^-]*\\([ \n]*default"))
@@ -774,6 +768,49 @@ TEST_F(Program, SaysWhenItsOutputIsLost) {
                               (full ? "No space left on device\n" : "Broken pipe\n"));
     }
   }
+}
+
+TEST_F(Program, WritesWholeFilesOrNone) {
+  const std::string scene = WriteScene(), old = Write("old.ply", "old");
+  const auto fit = [&](const Arguments& more, long limit = 0) {
+    Arguments arguments = {"plane", "--seed", "5", "--json", scene};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    How how;
+    how.longestFile = limit;
+    return Launch(arguments, how);
+  };
+  // The result is printed although the files cannot be written.
+  const Outcome full = fit({"--output", "/dev/full"});
+  EXPECT_EQ(full.status, 2);
+  EXPECT_EQ(Json::parse(full.out)["status"], "fitted");
+  EXPECT_EQ(full.err,
+            "primfit: /dev/full: cannot be written: No space left on device; make room, or name a file "
+            "elsewhere\n");
+  const Outcome cut = fit({"--labels", old, "--output", Path("r.json")}, 8192);
+  EXPECT_EQ(cut.status, 2);
+  EXPECT_TRUE(Finds(cut.err, "^primfit: .*/old.ply: cannot be written: File too large; [^\n]*\n$"))
+      << cut.err;
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_)) files += entry.exists() ? 1 : 0;
+  EXPECT_EQ(files, 3U);  // the scene, the old file, the result
+  EXPECT_EQ(std::filesystem::file_size(old), 3U);
+
+  const std::pair<Arguments, const char*> refused[] = {
+      {{"--rest", scene}, "--rest \".*scene.ply\" is the file that is read; name another"},
+      {{"--rest", old, "--labels", Path("./old.ply")}, "--labels and --rest both name"},
+      {{"--labels", "-"}, "--labels \"-\" is to be the name of a file"},
+      {{"--deviations", Path("none/d.ply")}, "none/d.ply: cannot be written: No such file or directory"},
+      {{"--deviations", Path("none/d.ply"), "--near=9,9,9,1"}, "none/d.ply: cannot be written"}};
+  for (const auto& [arguments, reason] : refused) {
+    const Outcome outcome = fit(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(Finds(outcome.err, reason)) << outcome.err;
+  }
+  // Nothing found: a result, and no points.
+  EXPECT_EQ(fit({"--near=9,9,9,1", "--labels", old, "--output", Path("n.json")}).status, 1);
+  EXPECT_EQ(std::filesystem::file_size(old), 3U);
+  EXPECT_EQ(Launch({"show", Path("n.json")}).out.find("no plane found"), 0U);
 }
 
 TEST_F(Program, StopsTheSearchOnControlC) {

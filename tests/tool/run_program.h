@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,6 +29,7 @@ struct How {
   std::string input = "/dev/null";  ///< file for standard input
   std::string output = {};          ///< file for standard output; empty: captured
   bool closedPipe = false;          ///< standard output is a pipe that nobody reads
+  long longestFile = 0;             ///< bytes of a file that it may write; 0: any
   bool terminal = false;            ///< standard error is the controlling terminal
   std::function<void(pid_t child)> onStart = {};
   /// Called after every piece of standard error with all of it and the terminal.
@@ -52,6 +54,8 @@ inline void Redirect(const std::string& path, int flags, int to) {
     ::ioctl(err, TIOCSCTTY, 0);
   }
   ::dup2(err, STDERR_FILENO);
+  const rlimit longest{static_cast<rlim_t>(how.longestFile), RLIM_INFINITY};
+  if (how.longestFile > 0) ::setrlimit(RLIMIT_FSIZE, &longest);
   std::vector<char*> argv = {const_cast<char*>(program)};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
