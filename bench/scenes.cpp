@@ -201,7 +201,7 @@ Primitive Row(std::string_view name, const Truth& truth, Extent (*extent)(const 
           },
           extent,
           Fit<P, typename Wanted::Record, kFlag...>,
-          [](const Points& points) -> AdaptiveFound {
+          [](PointView points) -> AdaptiveFound {
             const auto result = primfit::fit<Wanted>(points);
             return {{P::StartShape(result.shape, Vector3d::Zero()), result.quality, ExtentOf(result.shape),
                      result.report.draws},

@@ -95,7 +95,7 @@ struct Primitive {
   /// The default fit with an expected share of outliers. @throws what the entry point throws
   Found (*fit)(const Points&, double outlierShare);
   /// The adaptive fit, which is told nothing. @throws FitError
-  AdaptiveFound (*adaptive)(const Points&);
+  AdaptiveFound (*adaptive)(PointView);
 };
 
 std::span<const Primitive> Primitives();

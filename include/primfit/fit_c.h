@@ -146,6 +146,11 @@ PRIMFIT_API int primfit_default_options(primfit_options* options, int version);
 PRIMFIT_API int primfit_fit(int shape, size_t n, const double* points, size_t stride,
                             const primfit_options* options, primfit_result** result, char* message);
 
+/* The same for floats, of which it makes no copy in double beside the one that every fit makes of its points.
+ * stride: floats from point to point. The result is that of the same values as doubles, bit for bit. */
+PRIMFIT_API int primfit_fit_float(int shape, size_t n, const float* points, size_t stride,
+                                  const primfit_options* options, primfit_result** result, char* message);
+
 /* Frees a result; null is none. */
 PRIMFIT_API void primfit_free(primfit_result* result);
 
