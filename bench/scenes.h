@@ -76,6 +76,8 @@ struct Found {
 struct AdaptiveFound : Found {
   FitReport report;
   FitCovariance covariance;
+  FitExtents extents;
+  Points ends;  // where a line, arc, cylinder or elbow begins; the corners of a patch
 };
 
 /// One primitive. Its true shape has its centre, apex or root in the origin of the pose and its axis, normal

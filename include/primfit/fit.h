@@ -217,6 +217,18 @@ struct FitCovariance {
   Matrix matrix;
 };
 
+/// How exactly the bounds of a shape are known: standard deviations, which include that an end is that of the
+/// outermost inlier and so lies inside of the true one. Infinite for what the points do not determine.
+struct FitExtents {
+  /// Of a line's or cylinder's length, of the swept angle of an arc or elbow, of a cone's lower and upper
+  /// height, of each corner of a patch's outline (in the plane, in the direction in which it is largest);
+  /// none for shapes without bounds.
+  std::vector<double> sizes;
+  /// Of the start: along the axis for a line's root and a cylinder's origin, radians about the axis for the
+  /// direction in which an arc or elbow begins; 0 for the others.
+  double start = 0;
+};
+
 struct FitReport {
   int draws = 0;
   int refinements = 0;
@@ -242,6 +254,7 @@ struct FitResult {
   FitQuality quality;                  ///< of the inliers; the histogram's scale is twice the noise
   FitCovariance covariance;
   FitReport report;
+  FitExtents extents;
 };
 
 /// Finds the shape that stands out most from chance among the points and refines it until its inliers stay

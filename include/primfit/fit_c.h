@@ -130,6 +130,13 @@ typedef struct primfit_result {
   double
       step; /* of the coordinates across the shape where it is coarser than the rest of the noise, else 0 */
   size_t set_aside; /* points that were left out, as hundreds lie at one place: missing returns */
+  /* Standard deviations of the bounds: length of a line or cylinder, angle of an arc or elbow, both heights of
+   * a cone, each vertex of an outline. None for shapes without bounds. Infinite for what the points do not
+   * determine. */
+  size_t extent_count;
+  const double* extents;
+  double
+      start_deviation; /* of the start along a line or axis, or in radians about it; 0 where there is none */
 } primfit_result;
 
 /* Fills in the options for nothing said.

@@ -53,7 +53,7 @@ primfit_options DefaultsOf(int version) {
 /// The result with all that it points to.
 struct OwnedResult : primfit_result {
   std::vector<primfit_parameter> free;
-  std::vector<double> matrix, vertices;
+  std::vector<double> matrix, vertices, bounds;
   std::vector<std::uint32_t> inlierPositions;
   std::string reasonText;
 };
@@ -162,6 +162,8 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   WriteTo(found.covariance, *out);
   WriteTo(found.report, *out);
   out->inlierPositions = std::move(found.inliers);
+  out->bounds = std::move(found.extents.sizes);
+  out->start_deviation = found.extents.start;
   return out;
 }
 
@@ -204,6 +206,8 @@ void PointToOwned(OwnedResult& found) {
   found.inliers = found.inlierPositions.data();
   found.outline_count = found.vertices.size() / 2;
   found.outline = found.vertices.data();
+  found.extent_count = found.bounds.size();
+  found.extents = found.bounds.data();
 }
 
 /// The options of any version as those of this one.

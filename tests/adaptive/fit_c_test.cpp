@@ -109,6 +109,8 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
   EXPECT_EQ(Report(*b), Report(a.report));
   EXPECT_EQ(b->verdict, PRIMFIT_GOOD);
   EXPECT_EQ(b->reason, a.report.reason);
+  EXPECT_EQ(std::vector<double>(b->extents, b->extents + b->extent_count), a.extents.sizes);
+  EXPECT_EQ(b->start_deviation, a.extents.start);
   const std::vector<double> outline(b->outline, b->outline + 2 * b->outline_count);
   if constexpr (std::is_same_v<Shape, Patch>) {
     EXPECT_EQ(outline, LoopOf(a.shape).first);
