@@ -159,6 +159,33 @@ Extent ExtentOf(const FitOutputParamsPatch& s) {
   return {std::abs(twice) / 2};
 }
 
+/// Where a record begins, or the corners of its outline.
+template <class Record>
+Points EndsOf(const Record& s) {
+  if constexpr (requires { s.Length(); }) return {s.Root()};
+  if constexpr (requires { s.Height(); }) return {s.Origin()};
+  if constexpr (requires {
+                  s.MajorRadius();
+                  s.XAxis();
+                })
+    return {s.Center() + s.MajorRadius() * s.XAxis()};
+  if constexpr (requires {
+                  s.Radius();
+                  s.XAxis();
+                })
+    return {s.Center() + s.Radius() * s.XAxis()};
+  return {};
+}
+Points EndsOf(const FitOutputParamsPatch& s) {
+  const double* loop = nullptr;
+  Vector3d u;
+  const int count = s.Loop(loop, u);
+  Points corners;
+  for (std::ptrdiff_t i = 0; i < count; ++i)
+    corners.push_back(s.Origin() + loop[2 * i] * u + loop[2 * i + 1] * s.Normal().cross(u));
+  return corners;
+}
+
 Extent Unbounded(const Truth&) { return {}; }
 Extent AlongU(const Truth& truth) { return {truth.u.Length()}; }
 Extent AlongV(const Truth& truth) { return {truth.v.Length()}; }
@@ -201,12 +228,14 @@ Primitive Row(std::string_view name, const Truth& truth, Extent (*extent)(const 
           },
           extent,
           Fit<P, typename Wanted::Record, kFlag...>,
-          [](const Points& points) -> AdaptiveFound {
+          [](PointView points) -> AdaptiveFound {
             const auto result = primfit::fit<Wanted>(points);
             return {{P::StartShape(result.shape, Vector3d::Zero()), result.quality, ExtentOf(result.shape),
                      result.report.draws},
                     result.report,
-                    result.covariance};
+                    result.covariance,
+                    result.extents,
+                    EndsOf(result.shape)};
           }};
 }
 

@@ -76,6 +76,8 @@ struct Found {
 struct AdaptiveFound : Found {
   FitReport report;
   FitCovariance covariance;
+  FitExtents extents;
+  Points ends;  // where a line, arc, cylinder or elbow begins; the corners of a patch
 };
 
 /// One primitive. Its true shape has its centre, apex or root in the origin of the pose and its axis, normal
@@ -95,7 +97,7 @@ struct Primitive {
   /// The default fit with an expected share of outliers. @throws what the entry point throws
   Found (*fit)(const Points&, double outlierShare);
   /// The adaptive fit, which is told nothing. @throws FitError
-  AdaptiveFound (*adaptive)(const Points&);
+  AdaptiveFound (*adaptive)(PointView);
 };
 
 std::span<const Primitive> Primitives();

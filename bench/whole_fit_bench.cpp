@@ -19,26 +19,36 @@ struct Case {
   int points;
   int outliers;         // per cent
   bool adaptive;        // primfit::fit, else the entry point
+  bool floats = false;  // points are floats, relative to the shape: survey coordinates have no such digits
   double firstFit = 0;  // microseconds; 0 until it was run
 };
 
 double Share(const Case& row) { return row.outliers / 100.0; }
 
+struct TimedScene : Scene {
+  std::vector<Eigen::Vector3f> floats;  // the points, where these are asked for
+};
+
 /// The scene of the case in hand: benchmarks run one after another, and a million points are not kept for
 /// later.
-const Scene& SceneOf(const Case& row) {
+const TimedScene& SceneOf(const Case& row) {
   static const Case* current = nullptr;
-  static Scene scene;
+  static TimedScene scene;
   if (current != &row) {
-    scene = MakeScene(*row.primitive, row.primitive->truth,
-                      {.points = row.points, .outliers = Share(row), .survey = true}, 1);
+    scene = {MakeScene(*row.primitive, row.primitive->truth,
+                       {.points = row.points, .outliers = Share(row), .survey = !row.floats}, 1),
+             {}};
+    if (row.floats) {
+      for (const Eigen::Vector3d& p : scene.points) scene.floats.push_back(p.cast<float>());
+    }
     current = &row;
   }
   return scene;
 }
 
-Found FitWithSeed(const Case& row, const Scene& scene, std::uint64_t seed) {
+Found FitWithSeed(const Case& row, const TimedScene& scene, std::uint64_t seed) {
   const ScopedSeed scope(seed);
+  if (row.floats) return row.primitive->adaptive(scene.floats);
   if (row.adaptive) return row.primitive->adaptive(scene.points);
   return row.primitive->fit(scene.points, OutlierShare(Share(row)));
 }
@@ -50,7 +60,7 @@ bool IsProved(const Case& row, const Scene& scene, const Found& found) {
 
 /// The first seed whose fit finds the true shape, 0 for none of twenty: a search is random, and half outliers
 /// leave a torus undiscovered in one run of three. The very first fit is timed.
-std::uint64_t FindSeed(Case& row, const Scene& scene, Found& found) {
+std::uint64_t FindSeed(Case& row, const TimedScene& scene, Found& found) {
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
     const auto start = std::chrono::steady_clock::now();
     bool proved = false;
@@ -69,7 +79,7 @@ std::uint64_t FindSeed(Case& row, const Scene& scene, Found& found) {
 }
 
 void WholeFit(benchmark::State& state, Case& row) {
-  const Scene& scene = SceneOf(row);
+  const TimedScene& scene = SceneOf(row);
   Found found;
   const std::uint64_t seed = FindSeed(row, scene, found);
   if (seed == 0) return state.SkipWithError("the true shape was not found");
@@ -83,11 +93,12 @@ void WholeFit(benchmark::State& state, Case& row) {
   state.counters["seed"] = static_cast<double>(seed);
 }
 
-void Register(const Primitive& primitive, int points, int outliers, bool adaptive = false) {
+void Register(const Primitive& primitive, int points, int outliers, bool adaptive = false,
+              bool floats = false) {
   const std::string name = std::string(adaptive ? "AdaptiveFit/" : "WholeFit/") +
                            std::string(primitive.name) + "/points:" + std::to_string(points) +
-                           "/outliers:" + std::to_string(outliers);
-  const auto row = std::make_shared<Case>(Case{&primitive, points, outliers, adaptive});
+                           "/outliers:" + std::to_string(outliers) + (floats ? "/floats" : "");
+  const auto row = std::make_shared<Case>(Case{&primitive, points, outliers, adaptive, floats});
   benchmark::RegisterBenchmark(name.c_str(), [row](benchmark::State& state) {
     WholeFit(state, *row);
   })->Unit(benchmark::kMicrosecond);
@@ -107,6 +118,7 @@ int Register() {
         if (outliers < 80 || (points > 1000 && !torus)) Register(primitive, points, outliers, true);
       }
     }
+    Register(primitive, 100000, 20, true, true);
     // Between them, to see the cost grow with the points and with the draws.
     Register(primitive, 20000, 20);
     for (const int outliers : {10, 30, 40}) Register(primitive, 5000, outliers);

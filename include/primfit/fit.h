@@ -75,27 +75,48 @@ struct Elbow {
   using Constraints = FitConstraintsTorus;
 };
 
-/// Points of the caller's, not copied: x, y, z one after the other, `stride` doubles from point to point.
+/// Points of the caller's, not copied: x, y, z one after the other, `stride` numbers from point to point.
+/// Floats give the same bits as the same values in doubles.
 class PointView {
  public:
   PointView() = default;
   PointView(std::span<const Eigen::Vector3d> points)  // NOLINT(google-explicit-constructor): a view
       : PointView(points.empty() ? nullptr : points.front().data(), points.size()) {}
+  PointView(std::span<const Eigen::Vector3f> points)  // NOLINT(google-explicit-constructor)
+      : PointView(points.empty() ? nullptr : points.front().data(), points.size()) {}
   PointView(const std::vector<Eigen::Vector3d>& points)  // NOLINT(google-explicit-constructor)
       : PointView(std::span<const Eigen::Vector3d>(points)) {}
-  /// @param stride  at least 3
+  PointView(const std::vector<Eigen::Vector3f>& points)  // NOLINT(google-explicit-constructor)
+      : PointView(std::span<const Eigen::Vector3f>(points)) {}
+  /// @param stride  in doubles, at least 3
   PointView(const double* data, std::size_t count, std::size_t stride = 3)
-      : data_(data), count_(count), stride_(stride) {}
+      : doubles_(data), count_(count), stride_(stride) {}
+  /// @param stride  in floats, at least 3
+  PointView(const float* data, std::size_t count, std::size_t stride = 3)
+      : floats_(data), count_(count), stride_(stride) {}
 
-  bool IsNull() const { return data_ == nullptr; }
+  bool IsNull() const { return doubles_ == nullptr && floats_ == nullptr; }
   std::size_t Count() const { return count_; }
   std::size_t Stride() const { return stride_; }
   Eigen::Vector3d operator[](std::size_t i) const {
-    return Eigen::Map<const Eigen::Vector3d>(data_ + i * stride_);
+    return floats_ != nullptr ? PointAt(floats_, i) : PointAt(doubles_, i);
+  }
+  /// Calls visit with a pointer to the first coordinate, a double or a float: a loop over all points is fast
+  /// where the type is decided outside of it. PointAt gives the points.
+  template <class Visit>
+  void VisitCoordinates(const Visit& visit) const {
+    if (floats_ != nullptr) return visit(floats_);
+    visit(doubles_);
+  }
+  /// The i-th point of coordinates from VisitCoordinates.
+  template <class Number>
+  Eigen::Vector3d PointAt(const Number* data, std::size_t i) const {
+    return Eigen::Map<const Eigen::Matrix<Number, 3, 1>>(data + i * stride_).template cast<double>();
   }
 
  private:
-  const double* data_ = nullptr;
+  const double* doubles_ = nullptr;  // this one or the other, or none
+  const float* floats_ = nullptr;
   std::size_t count_ = 0;
   std::size_t stride_ = 3;
 };
@@ -196,6 +217,18 @@ struct FitCovariance {
   Matrix matrix;
 };
 
+/// How exactly the bounds of a shape are known: standard deviations, which include that an end is that of the
+/// outermost inlier and so lies inside of the true one. Infinite for what the points do not determine.
+struct FitExtents {
+  /// Of a line's or cylinder's length, of the swept angle of an arc or elbow, of a cone's lower and upper
+  /// height, of each corner of a patch's outline (in the plane, in the direction in which it is largest);
+  /// none for shapes without bounds.
+  std::vector<double> sizes;
+  /// Of the start: along the axis for a line's root and a cylinder's origin, radians about the axis for the
+  /// direction in which an arc or elbow begins; 0 for the others.
+  double start = 0;
+};
+
 struct FitReport {
   int draws = 0;
   int refinements = 0;
@@ -221,6 +254,7 @@ struct FitResult {
   FitQuality quality;                  ///< of the inliers; the histogram's scale is twice the noise
   FitCovariance covariance;
   FitReport report;
+  FitExtents extents;
 };
 
 /// Finds the shape that stands out most from chance among the points and refines it until its inliers stay

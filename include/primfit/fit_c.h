@@ -130,6 +130,13 @@ typedef struct primfit_result {
   double
       step; /* of the coordinates across the shape where it is coarser than the rest of the noise, else 0 */
   size_t set_aside; /* points that were left out, as hundreds lie at one place: missing returns */
+  /* Standard deviations of the bounds: length of a line or cylinder, angle of an arc or elbow, both heights of
+   * a cone, each vertex of an outline. None for shapes without bounds. Infinite for what the points do not
+   * determine. */
+  size_t extent_count;
+  const double* extents;
+  double
+      start_deviation; /* of the start along a line or axis, or in radians about it; 0 where there is none */
 } primfit_result;
 
 /* Fills in the options for nothing said.
@@ -145,6 +152,11 @@ PRIMFIT_API int primfit_default_options(primfit_options* options, int version);
  * stands out from chance" or "Option noise must be positive", and the result stays as it was. */
 PRIMFIT_API int primfit_fit(int shape, size_t n, const double* points, size_t stride,
                             const primfit_options* options, primfit_result** result, char* message);
+
+/* The same for floats, of which it makes no copy in double beside the one that every fit makes of its points.
+ * stride: floats from point to point. The result is that of the same values as doubles, bit for bit. */
+PRIMFIT_API int primfit_fit_float(int shape, size_t n, const float* points, size_t stride,
+                                  const primfit_options* options, primfit_result** result, char* message);
 
 /* Frees a result; null is none. */
 PRIMFIT_API void primfit_free(primfit_result* result);

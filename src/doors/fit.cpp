@@ -32,38 +32,70 @@ adaptive::Start StartOf(const typename D::Constraints* constraints) {
   return {HeldComponents<StartD>(*constraints), ModelFrom<StartD>(*record)};
 }
 
+/// Standard deviations of a record's bounds, in the order of its parts.
+template <class D>
+FitExtents ExtentsOf(const adaptive::MeasuredBounds& bounds) {
+  FitExtents extents;
+  for (const Part& part : kPartsIn<D, Listed::kForArrays>) {
+    if (part.kind == PartKind::kLength || part.kind == PartKind::kSweptAngle)
+      extents.sizes.push_back(bounds.length);
+    if (part.kind == PartKind::kLowHeight) extents.sizes.push_back(bounds.low);
+    if (part.kind == PartKind::kHighHeight) extents.sizes.push_back(bounds.high);
+    if (part.kind == PartKind::kStartPoint || part.kind == PartKind::kStartDirection)
+      extents.start = bounds.start;
+  }
+  return extents;
+}
+
+/// The record, bounded by the inliers, and how exactly its bounds are known.
 /// @param m      in the caller's coordinates
 /// @param frame  about the model as it was fitted
-template <class D>
-typename D::Record RecordOf(const Model& m, const AxisFrame& frame) {
+template <class Shape>
+void Bound(const Model& m, const AxisFrame& frame, FitResult<Shape>& result) {
+  using D = Description<Shape>;
   if constexpr (D::kBounds == Bounds::kOutline) {
-    Loop loop = adaptive::MeasureOutline(frame);
-    return {m.center, m.axis, loop.count, loop.vertices.release(), frame.u};
+    adaptive::MeasuredOutline outline = adaptive::MeasureOutline(frame);
+    result.shape = {m.center, m.axis, outline.loop.count, outline.loop.vertices.release(), frame.u};
+    result.extents.sizes = std::move(outline.corners);
   } else {
-    return RecordFrom<D>(m, adaptive::MeasureExtent(D::kBounds, frame));
+    const adaptive::MeasuredBounds bounds = adaptive::MeasureBounds(D::kBounds, frame, result.covariance);
+    result.shape = RecordFrom<D>(m, bounds.extent);
+    result.extents = ExtentsOf<D>(bounds);
   }
+}
+
+/// Points for each inlier that are near the shape by chance, by how many lie just beyond the tolerance: next
+/// to a surface there is as much room, about a curve three times as much.
+double StrayShareBeside(const adaptive::Converged& c) {
+  const double beside = static_cast<double>(c.justBeyond) / (c.model.IsCurve() ? 3 : 1);
+  return beside / static_cast<double>(c.inliers.size());
 }
 
 /// What was found, as the caller sees it.
 template <class Shape>
 FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene) {
   FitResult<Shape> result;
+  const adaptive::Converged& c = out.converged;
+  const double strayShare = StrayShareBeside(c);
   std::vector<std::uint32_t> chosen = scene.WithCopies(std::move(out.converged.inliers));
-  const Scratch<Vector3d> inliers(chosen.size());
-  std::transform(chosen.begin(), chosen.end(), inliers.data(),
-                 [&](std::uint32_t i) { return scene.Points()[i]; });
+  // The inliers, and behind them the points that are none because they stand alone.
+  const Scratch<Vector3d> near(chosen.size() + c.isolated.size());
+  const auto at = [&](std::uint32_t i) { return scene.Points()[i]; };
+  Vector3d* const end = std::transform(chosen.begin(), chosen.end(), near.data(), at);
+  std::transform(c.isolated.begin(), c.isolated.end(), end, at);
   result.quality = WithShape(out.model, [&](auto shape) {
-    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), inliers.data());
+    return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), near.data());
   });
-  AxisFrame frame(out.model, {inliers.data(), chosen.size()});
+  AxisFrame frame(out.model, {near.data(), chosen.size() + c.isolated.size()});
   Model m = out.model;
   m.center += scene.Origin();
   if (start.model) m = WithComponents(m, start.held, *start.model);
   frame.axis = m.axis;
-  result.shape = RecordOf<Description<Shape>>(m, frame);
+  frame.strayShare = strayShare;
   result.inliers = scene.GivenIndices(std::move(chosen));
   result.covariance = std::move(out.covariance);
   result.covariance.position = m.center;
+  Bound(m, frame, result);
   result.report = std::move(out.report);
   return result;
 }

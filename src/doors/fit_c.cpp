@@ -53,7 +53,7 @@ primfit_options DefaultsOf(int version) {
 /// The result with all that it points to.
 struct OwnedResult : primfit_result {
   std::vector<primfit_parameter> free;
-  std::vector<double> matrix, vertices;
+  std::vector<double> matrix, vertices, bounds;
   std::vector<std::uint32_t> inlierPositions;
   std::string reasonText;
 };
@@ -162,6 +162,8 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   WriteTo(found.covariance, *out);
   WriteTo(found.report, *out);
   out->inlierPositions = std::move(found.inliers);
+  out->bounds = std::move(found.extents.sizes);
+  out->start_deviation = found.extents.start;
   return out;
 }
 
@@ -194,6 +196,54 @@ int TellFailure(const FitError& error, char* message) {
   return static_cast<int>(error.Code());
 }
 
+/// The arrays of a result as C sees them.
+void PointToOwned(OwnedResult& found) {
+  found.parameter_count = static_cast<int>(found.free.size());
+  found.parameters = found.free.data();
+  found.covariance = found.matrix.data();
+  found.reason = found.reasonText.c_str();
+  found.inlier_count = found.inlierPositions.size();
+  found.inliers = found.inlierPositions.data();
+  found.outline_count = found.vertices.size() / 2;
+  found.outline = found.vertices.data();
+  found.extent_count = found.bounds.size();
+  found.extents = found.bounds.data();
+}
+
+/// The options of any version as those of this one.
+/// @throws FitError for a version that is unknown
+primfit_options Current(const primfit_options* options) {
+  if (options == nullptr) return DefaultsOf(PRIMFIT_OPTIONS_VERSION);
+  if (!IsKnown(options->version)) throw FitError(messages::kOptionsVersion);
+  primfit_options current = {};
+  std::memcpy(&current, options, kOptionSizes[options->version]);
+  return current;
+}
+
+/// primfit_fit for either type of coordinates.
+template <class Number>
+int Fit(int shape, std::size_t n, const Number* points, std::size_t stride, const primfit_options* options,
+        primfit_result** result, char* message) {
+  try {
+    if (result == nullptr) throw FitError(messages::kNoResult);
+    const primfit_options current = Current(options);
+    if (stride < 3) throw FitError(messages::kStride);
+    if (current.fix != nullptr && current.start == nullptr) throw FitError(messages::kFixWithoutStart);
+    auto found = FitAny(shape, PointView(points, n, stride), current, AllShapes());
+    PointToOwned(*found);
+    *result = found.release();
+    return 0;
+  } catch (const FitError& error) {
+    return TellFailure(error, message);
+  } catch (const std::bad_alloc&) {
+    return TellFailure(messages::kOutOfMemory, message);
+  } catch (const std::exception& error) {
+    return TellFailure({FitErrorCode::kOther, error.what()}, message);
+  } catch (...) {
+    return TellFailure(messages::kHostThrew, message);
+  }
+}
+
 }  // namespace
 
 }  // namespace primfit
@@ -208,38 +258,12 @@ int primfit_default_options(primfit_options* options, int version) {
 
 int primfit_fit(int shape, size_t n, const double* points, size_t stride, const primfit_options* options,
                 primfit_result** result, char* message) {
-  try {
-    if (result == nullptr) return primfit::TellFailure(primfit::messages::kNoResult, message);
-    primfit_options o = primfit::DefaultsOf(PRIMFIT_OPTIONS_VERSION);
-    if (options != nullptr) {
-      if (!primfit::IsKnown(options->version))
-        return primfit::TellFailure(primfit::messages::kOptionsVersion, message);
-      o = {};
-      std::memcpy(&o, options, primfit::kOptionSizes[options->version]);
-    }
-    if (stride < 3) return primfit::TellFailure(primfit::messages::kStride, message);
-    if (o.fix != nullptr && o.start == nullptr)
-      return primfit::TellFailure(primfit::messages::kFixWithoutStart, message);
-    auto found = primfit::FitAny(shape, primfit::PointView(points, n, stride), o, primfit::AllShapes());
-    found->parameter_count = static_cast<int>(found->free.size());
-    found->parameters = found->free.data();
-    found->covariance = found->matrix.data();
-    found->reason = found->reasonText.c_str();
-    found->inlier_count = found->inlierPositions.size();
-    found->inliers = found->inlierPositions.data();
-    found->outline_count = found->vertices.size() / 2;
-    found->outline = found->vertices.data();
-    *result = found.release();
-    return 0;
-  } catch (const primfit::FitError& error) {
-    return primfit::TellFailure(error, message);
-  } catch (const std::bad_alloc&) {
-    return primfit::TellFailure(primfit::messages::kOutOfMemory, message);
-  } catch (const std::exception& error) {
-    return primfit::TellFailure({primfit::FitErrorCode::kOther, error.what()}, message);
-  } catch (...) {
-    return primfit::TellFailure(primfit::messages::kHostThrew, message);
-  }
+  return primfit::Fit(shape, n, points, stride, options, result, message);
+}
+
+int primfit_fit_float(int shape, size_t n, const float* points, size_t stride, const primfit_options* options,
+                      primfit_result** result, char* message) {
+  return primfit::Fit(shape, n, points, stride, options, result, message);
 }
 
 void primfit_free(primfit_result* result) { delete static_cast<primfit::OwnedResult*>(result); }

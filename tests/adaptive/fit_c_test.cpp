@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "primfit/fit.h"
+#include "support/memory.h"
 #include "support/scenes.h"
 
 namespace primfit::testing {
@@ -108,6 +109,8 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
   EXPECT_EQ(Report(*b), Report(a.report));
   EXPECT_EQ(b->verdict, PRIMFIT_GOOD);
   EXPECT_EQ(b->reason, a.report.reason);
+  EXPECT_EQ(std::vector<double>(b->extents, b->extents + b->extent_count), a.extents.sizes);
+  EXPECT_EQ(b->start_deviation, a.extents.start);
   const std::vector<double> outline(b->outline, b->outline + 2 * b->outline_count);
   if constexpr (std::is_same_v<Shape, Patch>) {
     EXPECT_EQ(outline, LoopOf(a.shape).first);
@@ -191,6 +194,43 @@ TEST(FitC, GivesWhatTheFitGives) {
   IsTheSame<Elbow>(PRIMFIT_ELBOW, bent, [](const auto& s) {
     return Numbers(s.Center(), s.MajorRadius(), s.MinorRadius(), s.Axis(), s.Angle(), s.XAxis());
   });
+}
+
+TEST(FitC, TakesFloatsWithoutACopyInDouble) {
+  Random random;
+  const Points pipe = Joined(
+      PointsOn(OutputCylinder({1, 2, 3}, 0.5, random.Direction()), 20000, {0, 4}, {0, 2}, 0.002, random),
+      Clutter({0, 1, 2}, {2, 3, 4}, 5000, random));
+  constexpr std::size_t kStride = 5;  // another width than that of the doubles
+  std::vector<float> floats;
+  Points same;
+  for (const Vector3d& p : pipe) {
+    for (const double c : {p.x(), p.y(), p.z(), 7.0, 8.0}) floats.push_back(static_cast<float>(c));
+    same.emplace_back(floats.end()[-5], floats.end()[-4], floats.end()[-3]);
+  }
+  floats[3 * kStride + 1] = std::numeric_limits<float>::quiet_NaN();
+  same[3].y() = std::numeric_limits<double>::quiet_NaN();
+  const auto largeBuffersOf = [](const auto& call) {
+    const int before = largeAllocations;
+    call();
+    return largeAllocations - before;
+  };
+  const primfit_options options = Options();
+  Found ofFloats, ofDoubles;
+  const int less = largeBuffersOf([&] {
+    primfit_result* found = nullptr;
+    ASSERT_EQ(
+        primfit_fit_float(PRIMFIT_CYLINDER, same.size(), floats.data(), kStride, &options, &found, nullptr),
+        0);
+    ofFloats.reset(found);
+  });
+  const int usual = largeBuffersOf([&] { ofDoubles = FitC(PRIMFIT_CYLINDER, same, options); });
+  EXPECT_EQ(less, usual);
+  EXPECT_EQ(std::vector<double>(ofFloats->numbers, ofFloats->numbers + 7),
+            std::vector<double>(ofDoubles->numbers, ofDoubles->numbers + 7));
+  EXPECT_EQ(Report(*ofFloats), Report(*ofDoubles));
+  EXPECT_EQ(std::vector<std::uint32_t>(ofFloats->inliers, ofFloats->inliers + ofFloats->inlier_count),
+            std::vector<std::uint32_t>(ofDoubles->inliers, ofDoubles->inliers + ofDoubles->inlier_count));
 }
 
 /// An option that changes the fit, the same way in both.

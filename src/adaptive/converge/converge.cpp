@@ -215,6 +215,8 @@ Converged ResultOf(RunningFit& fit, bool converged) {
   result.atEnd = fit.now.atEnd;
   result.inliers.reserve(fit.selection.Count());
   fit.selection.ForEach([&](std::size_t i) { result.inliers.push_back(static_cast<std::uint32_t>(i)); });
+  fit.selection.ForEachIsolated(
+      [&](std::size_t i) { result.isolated.push_back(static_cast<std::uint32_t>(i)); });
   const auto noiseOfInliers = [&] {
     return NoiseOfInliers(result.inliers, fit.Distances(), task.noiseWeights, result.model.IsCurve(),
                           fit.FreeParameters());

@@ -23,6 +23,7 @@ namespace primfit::adaptive {
 struct Converged {
   Model model;
   std::vector<std::uint32_t> inliers;
+  std::vector<std::uint32_t> isolated;  ///< within the tolerance, but no inliers because they stand alone
   double noise = 0, tolerance = 0;
   RoundingEffect rounding;
   std::size_t justBeyond = 0;  ///< points beyond the tolerance, but not beyond twice of it

@@ -46,6 +46,12 @@ class InlierSelection {
     for (std::size_t w = 0; w < words_; ++w)
       ForBits(inliers_[w], [&](std::size_t k) { visit(w * kWord + k); });
   }
+  /// The same for each point within the tolerance that stands alone.
+  template <class Visit>
+  void ForEachIsolated(const Visit& visit) const {
+    for (std::size_t w = 0; w < words_; ++w)
+      ForBits(within_[w] & isolated_[w], [&](std::size_t k) { visit(w * kWord + k); });
+  }
 
  private:
   // More changes than these are no small ones: the optimum is then found anew.

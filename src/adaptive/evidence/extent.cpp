@@ -4,82 +4,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numbers>
+#include <utility>
 
+#include "adaptive/evidence/outline_strays.h"
+#include "adaptive/evidence/reach.h"
 #include "fit/vector_math.h"
 #include "outline/azimuth.h"
 
+using Eigen::Vector2d;
 using Eigen::Vector3d;
-using std::numbers::pi;
 
 namespace primfit::adaptive {
-
-namespace {
-
-/// Bins with less than this share of the median bin hold stray points only.
-constexpr double kStrayShare = 0.1;
-
-/// Of `bins` equal ones from `low` on.
-std::vector<std::size_t> CountInBins(const std::vector<double>& values, double low, double length,
-                                     std::size_t bins) {
-  std::vector<std::size_t> counts(bins);
-  for (const double v : values) {
-    const double at = (v - low) / length * static_cast<double>(bins);
-    ++counts[std::min(static_cast<std::size_t>(std::max(at, 0.0)), bins - 1)];
-  }
-  return counts;
-}
-
-/// Of the bins that are not empty.
-double MedianCount(std::vector<std::size_t> counts) {
-  std::erase(counts, 0U);
-  const auto middle = counts.begin() + static_cast<std::ptrdiff_t>(counts.size() / 2);
-  std::nth_element(counts.begin(), middle, counts.end());
-  return static_cast<double>(*middle);
-}
-
-}  // namespace
-
-// The ends that are left are those of values, not of bins.
-Reach ReachAlong(std::vector<double> values) {
-  constexpr std::size_t kBins = 64, kLeastValues = 256;
-  const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  Reach whole{*least, *most};
-  if (values.size() < kLeastValues || !(whole.Length() > 0)) return whole;
-  const auto counts = CountInBins(values, whole.low, whole.Length(), kBins);
-  const double few = kStrayShare * MedianCount(counts);
-  std::size_t first = 0, last = kBins - 1;
-  while (static_cast<double>(counts[first]) < few) ++first;
-  while (static_cast<double>(counts[last]) < few) --last;
-  const double width = whole.Length() / kBins;
-  const double low = whole.low + static_cast<double>(first) * width,
-               high = whole.low + static_cast<double>(last + 1) * width;
-  Reach reach{whole.high, whole.low};
-  for (const double v : values) {
-    if (v < low || v > high) continue;
-    reach.low = std::min(reach.low, v);
-    reach.high = std::max(reach.high, v);
-  }
-  return reach;
-}
-
-// The largest gap decides where the covered part begins; the one across zero azimuth is a gap like the
-// others.
-Reach ReachAround(const std::vector<double>& squareAzimuths) {
-  // Whether azimuths are stray ones is decided in bins of the turn, and the gaps are told in finer ones.
-  constexpr std::size_t kTurnBins = 256, kLeastValues = 1024, kFineBins = 16 * kTurnBins;
-  AzimuthBins bins(kFineBins);
-  std::vector<std::size_t> counts(kTurnBins);
-  const auto turnBinOf = [](std::size_t fine) { return fine * kTurnBins / kFineBins; };
-  for (const double a : squareAzimuths) ++counts[turnBinOf(bins.Add(a))];
-  const double few = squareAzimuths.size() < kLeastValues ? 0 : kStrayShare * MedianCount(counts);
-  const AzimuthGaps gaps =
-      bins.Gaps([&](std::size_t fine) { return static_cast<double>(counts[turnBinOf(fine)]) >= few; });
-  const double gapAcrossZero = gaps.first + 2 * pi - gaps.last;
-  const bool wraps = gaps.gap >= gapAcrossZero;
-  const double start = wraps ? gaps.behindGap : gaps.first;
-  return {start, start + 2 * pi - (wraps ? gaps.gap : gapAcrossZero)};
-}
 
 namespace {
 
@@ -92,36 +27,167 @@ std::vector<double> Each(const AxisFrame& frame, const Of& of) {
   return values;
 }
 
+/// The derivatives of a bound by the parameters of a covariance.
+using Gradient = Eigen::VectorXd;
+
+/// A centre that moves along the axis by less than this share is one that moves across it.
+constexpr double kRounding = 1e-9;
+
+/// How much the height of a point's foot on the shape is above that of the point, for each distance outside:
+/// a cone's normals are not square to its axis.
+double FootRise(const AxisFrame& frame) {
+  return frame.kind == ShapeKind::kCone ? std::sin(frame.halfAngle) : 0;
+}
+
+/// The height of the foot of a point on a shape, along the axis.
+double FootHeight(const Vector3d& q, const AxisFrame& frame) {
+  const double height = q.dot(frame.axis), rise = FootRise(frame);
+  if (rise == 0) return height;
+  const double radius = (q - height * frame.axis).norm();
+  return height + rise * (radius * std::cos(frame.halfAngle) - height * rise);
+}
+
+/// The reach along the axis of a cone. Points that are spread evenly over it are the denser along its axis
+/// the higher they are, so the reach is found on the scale of the area from the apex, on which they are even:
+/// the square of the height.
+Reach ReachByArea(const std::vector<double>& heights, double strayShare) {
+  std::vector<double> areas(heights.size());
+  std::transform(heights.begin(), heights.end(), areas.begin(), [](double h) { return h * std::abs(h) / 2; });
+  Reach reach = ReachAlong(areas, strayShare);
+  for (ReachEnd* end : {&reach.low, &reach.high}) {
+    end->at = heights[end->index];
+    const double size = std::abs(end->at);  // by which an area grows with the height
+    end->meanError = std::min(end->meanError / size, size);
+    end->squaredError = std::min(end->squaredError / (size * size), size * size);
+  }
+  return reach;
+}
+
+/// How the height of a foot changes: a moving centre takes its own part along the axis off, an axis that
+/// turns adds the point's offset. On a cone the foot also moves by what the surface does.
+Gradient HeightGradient(const Vector3d& q, const AxisFrame& frame, const FitCovariance& covariance) {
+  const double height = q.dot(frame.axis), rise = FootRise(frame);
+  const Vector3d radial = (q - height * frame.axis).normalized();
+  const Vector3d normal = std::cos(frame.halfAngle) * radial - rise * frame.axis;
+  const double lever = height / std::cos(frame.halfAngle);  // from the apex along the surface
+  Gradient gradient = Gradient::Zero(covariance.matrix.rows());
+  for (std::size_t i = 0; i < covariance.parameters.size(); ++i) {
+    const FitParameter& p = covariance.parameters[i];
+    double& change = gradient[static_cast<Eigen::Index>(i)];
+    if (p.kind == ParameterKind::kPosition)
+      change = -p.direction.dot(frame.axis) - rise * p.direction.dot(normal);
+    if (p.kind == ParameterKind::kDirection)
+      change = p.direction.dot(q) - rise * lever * p.direction.dot(radial);
+    if (p.kind == ParameterKind::kHalfAngle) change = -rise * lever;
+    if (p.kind == ParameterKind::kPosition && std::abs(change) < kRounding) change = 0;
+  }
+  return gradient;
+}
+
+/// How the azimuth of a point about the axis changes: by what it moves along the turn, over its distance from
+/// the axis. An axis that turns moves it by its height.
+Gradient AzimuthGradient(const Vector3d& q, const AxisFrame& frame, const FitCovariance& covariance) {
+  const double height = q.dot(frame.axis);
+  const Vector3d across = q - height * frame.axis;
+  const Vector3d turn = frame.axis.cross(across) / across.squaredNorm();
+  Gradient gradient = Gradient::Zero(covariance.matrix.rows());
+  for (std::size_t i = 0; i < covariance.parameters.size(); ++i) {
+    const FitParameter& p = covariance.parameters[i];
+    if (p.kind == ParameterKind::kPosition) gradient[static_cast<Eigen::Index>(i)] = -p.direction.dot(turn);
+    if (p.kind == ParameterKind::kDirection)
+      gradient[static_cast<Eigen::Index>(i)] = -height * p.direction.dot(turn);
+  }
+  return gradient;
+}
+
+/// The variance of a bound by that of the parameters. A parameter that is not determined leaves the bound so,
+/// where it moves it.
+double VarianceOf(const Gradient& gradient, const FitCovariance& covariance) {
+  double variance = 0;
+  for (Eigen::Index i = 0; i < gradient.size(); ++i) {
+    for (Eigen::Index j = 0; j < gradient.size(); ++j) {
+      const double factor = gradient[i] * gradient[j];
+      if (factor != 0) variance += factor * covariance.matrix(i, j);
+    }
+  }
+  return std::max(variance, 0.0);
+}
+
+/// Standard deviations of what reaches over a shape.
+template <class GradientOf>
+MeasuredBounds BoundsOf(const Reach& reach, const AxisFrame& frame, const FitCovariance& covariance,
+                        const GradientOf& gradientOf) {
+  const Gradient low = gradientOf(Vector3d(frame.points[reach.low.index] - frame.center), frame, covariance),
+                 high =
+                     gradientOf(Vector3d(frame.points[reach.high.index] - frame.center), frame, covariance);
+  MeasuredBounds bounds;
+  bounds.extent = {reach.low.at, reach.high.at, Vector3d::Zero()};
+  bounds.low = bounds.start = std::sqrt(reach.low.squaredError + VarianceOf(low, covariance));
+  bounds.high = std::sqrt(reach.high.squaredError + VarianceOf(high, covariance));
+  bounds.length = std::sqrt(reach.SquaredErrorOfLength() + VarianceOf(high - low, covariance));
+  return bounds;
+}
+
+/// The same of both senses of an axis, which is arbitrary: what is measured must not depend on it.
+Vector3d Upward(const Vector3d& axis) {
+  Eigen::Index largest = 0;
+  axis.cwiseAbs().maxCoeff(&largest);
+  return axis[largest] < 0 ? Vector3d(-axis) : axis;
+}
+
 }  // namespace
 
-AxisFrame::AxisFrame(const Model& model, std::span<const Vector3d> inliers)
-    : center(model.center),
+AxisFrame::AxisFrame(const Model& model, std::span<const Vector3d> near)
+    : kind(model.kind),
+      halfAngle(model.kind == ShapeKind::kCone ? model.minor : 0),
+      center(model.center),
       axis(model.axis),
-      u(UnitOrthogonal(model.axis)),
+      u(UnitOrthogonal(Upward(model.axis))),
       w(axis.cross(u)),
-      points(inliers) {}
+      points(near) {}
 
-Extent MeasureExtent(Bounds bounds, const AxisFrame& frame) {
+MeasuredBounds MeasureBounds(Bounds bounds, const AxisFrame& frame, const FitCovariance& covariance) {
   if (bounds == Bounds::kAlongAxis) {
-    const Reach reach = ReachAlong(Each(frame, [&](const Vector3d& q) { return q.dot(frame.axis); }));
-    return {reach.low, reach.high, Vector3d::Zero()};
+    const std::vector<double> heights = Each(frame, [&](const Vector3d& q) { return FootHeight(q, frame); });
+    const Reach reach = frame.kind == ShapeKind::kCone ? ReachByArea(heights, frame.strayShare)
+                                                       : ReachAlong(heights, frame.strayShare);
+    return BoundsOf(reach, frame, covariance, HeightGradient);
   }
   if (bounds == Bounds::kAboutAxis) {
     const Reach reach = ReachAround(
-        Each(frame, [&](const Vector3d& q) { return SquareAzimuth(q.dot(frame.u), q.dot(frame.w)); }));
-    return {reach.low, reach.high, std::cos(reach.low) * frame.u + std::sin(reach.low) * frame.w};
+        Each(frame, [&](const Vector3d& q) { return SquareAzimuth(q.dot(frame.u), q.dot(frame.w)); }),
+        frame.strayShare);
+    MeasuredBounds measured = BoundsOf(reach, frame, covariance, AzimuthGradient);
+    measured.extent.startDirection = std::cos(reach.low.at) * frame.u + std::sin(reach.low.at) * frame.w;
+    return measured;
   }
   return {};
 }
 
-Loop MeasureOutline(const AxisFrame& frame) {
-  std::vector<double> projected;
-  projected.reserve(2 * frame.points.size());
-  for (const Vector3d& p : frame.points) {
-    projected.push_back((p - frame.center).dot(frame.u));
-    projected.push_back((p - frame.center).dot(frame.w));
+// The outline is found in the coordinates of the upward normal and mirrored where the normal is the other
+// one: which corners are thinned out depends on where the loop begins.
+MeasuredOutline MeasureOutline(const AxisFrame& frame) {
+  const double sense = Upward(frame.axis) == frame.axis ? 1 : -1;
+  std::vector<Vector2d> projected(frame.points.size());
+  std::transform(frame.points.begin(), frame.points.end(), projected.begin(), [&](const Vector3d& p) {
+    const Vector3d q = p - frame.center;
+    return Vector2d(q.dot(frame.u), sense * q.dot(frame.w));
+  });
+  const PlaneGrid grid(projected);
+  const std::vector<Vector2d> kept = WithoutStrays(projected, grid);
+  MeasuredOutline outline;
+  outline.loop = OutlineOf(kept[0].data(), static_cast<int>(kept.size()));
+  const std::span numbers(outline.loop.vertices.get(), 2 * static_cast<std::size_t>(outline.loop.count));
+  for (std::size_t i = 0; i < numbers.size(); i += 2)
+    outline.corners.push_back(CornerDeviation({numbers[i], numbers[i + 1]}, grid));
+  if (sense > 0) return outline;
+  std::reverse(numbers.begin(), numbers.end());  // counter-clockwise again
+  for (std::size_t i = 0; i < numbers.size(); i += 2) {
+    std::swap(numbers[i], numbers[i + 1]);
+    numbers[i + 1] = -numbers[i + 1];
   }
-  return OutlineOf(projected.data(), static_cast<int>(frame.points.size()));
+  std::reverse(outline.corners.begin(), outline.corners.end());
+  return outline;
 }
 
 }  // namespace primfit::adaptive

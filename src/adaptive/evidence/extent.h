@@ -1,8 +1,9 @@
-// How far the inliers of a shape reach over it: the length of a cylinder, the swept angle of an arc.
+// How far the inliers of a shape reach over it, and how exactly that is known: the length of a cylinder, the
+// swept angle of an arc, the outline of a patch.
 //
-// A shape without bounds has inliers by chance far from the part that was seen, so the smallest and largest
-// value would tell nothing. The range is divided into equal bins, and those at its ends that hold next to
-// nothing are cut.
+// An end is that of the outermost inliers that are no strays (reach.h, outline_strays.h). It is off by how
+// far these lie inside of the true one, and by what the shape under them is off: where an axis is tilted or
+// an apex moves, so do the heights along it.
 #ifndef PRIMFIT_SRC_ADAPTIVE_EVIDENCE_EXTENT_H_
 #define PRIMFIT_SRC_ADAPTIVE_EVIDENCE_EXTENT_H_
 
@@ -11,44 +12,44 @@
 #include <vector>
 
 #include "outline/outline.h"
+#include "primfit/fit.h"
 #include "primitives/model.h"
 #include "primitives/primitives.h"
 
 namespace primfit::adaptive {
 
-struct Reach {
-  double low = 0;
-  double high = 0;
-  double Length() const { return high - low; }
-};
-
-/// The range of values along an axis. Of 64 equal bins of the whole range those at its ends are cut, one by
-/// one, while they hold less than a tenth of the median bin: few points that chance has put into line with a
-/// shape do not make it longer. Fewer than 256 values are too few to tell; they all count.
-Reach ReachAlong(std::vector<double> values);
-
-/// The same around a full turn: the turn less its largest gap, in 256 bins, any of which may be cut, for
-/// 1024 values and more. A gap below a four-thousandth of the turn counts as none.
-/// @param squareAzimuths  as SquareAzimuth has them
-/// @return radians; `low` in [0, 2 pi), `high` above it by the angle covered
-Reach ReachAround(const std::vector<double>& squareAzimuths);
-
-/// The inliers as the bounds of a record are measured on them: about a centre, along an axis and two
-/// perpendiculars of it.
+/// The points near a shape as the bounds of a record are measured on them: about a centre, along an axis and
+/// two perpendiculars of it. They are the inliers and those that are none only because they stand alone, as
+/// some do at corners and at the narrow end of a cone: here the strays among them are told by their density
+/// along the shape.
 struct AxisFrame {
-  /// @param model    relative to the scene's origin, as the inliers are
-  /// @param inliers  must outlive the frame
-  AxisFrame(const Model& model, std::span<const Eigen::Vector3d> inliers);
+  /// @param model  relative to the scene's origin, as the points are
+  /// @param near   must outlive the frame
+  AxisFrame(const Model& model, std::span<const Eigen::Vector3d> near);
 
+  ShapeKind kind;
+  double halfAngle;       ///< of a cone
+  double strayShare = 0;  ///< see ReachAlong
   Eigen::Vector3d center, axis, u, w;
   std::span<const Eigen::Vector3d> points;
 };
 
-/// How far the inliers reach; nothing for a shape without bounds or with an outline.
-Extent MeasureExtent(Bounds bounds, const AxisFrame& frame);
+/// A bound with its standard deviation; infinite where the points do not tell it.
+struct MeasuredBounds {
+  Extent extent;
+  double low = 0, high = 0, length = 0;  ///< standard deviations of the ends and of the length or angle
+  double start = 0;  ///< the same of the start's place along the axis, or of its direction about it
+};
 
-/// The outline of the inliers in the plane, in coordinates along u and w.
-Loop MeasureOutline(const AxisFrame& frame);
+/// How far the points reach; nothing for a shape without bounds or with an outline.
+MeasuredBounds MeasureBounds(Bounds bounds, const AxisFrame& frame, const FitCovariance& covariance);
+
+struct MeasuredOutline {
+  Loop loop;
+  std::vector<double> corners;  ///< standard deviation of each, in the direction in which it is largest
+};
+/// The outline of the points in the plane, in coordinates along u and w.
+MeasuredOutline MeasureOutline(const AxisFrame& frame);
 
 }  // namespace primfit::adaptive
 

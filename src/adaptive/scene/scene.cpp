@@ -27,7 +27,7 @@ Scene::Scene(const PointView& given, std::span<const double> weights, Budget& bu
       given.Count(), [&](std::uint64_t i) { return given[i]; }, isUsable);
   RepeatsDetector repeats(given.Count());
   const bool lasted = budget.InBlocks(given.Count(), [&](std::size_t begin, std::size_t count) {
-    Take(weights, begin, begin + count, repeats);
+    given.VisitCoordinates([&](const auto* xyz) { Take(xyz, weights, begin, begin + count, repeats); });
   });
   if (lasted && repeats.Found() && budget.Spend(Budget::kBlock)) MergeRepeats();
   budget.RequireMore();
@@ -60,8 +60,9 @@ Sample& Scene::RandomSample(Dice& dice) {
 
 /// Takes the points from `begin` to `end`. Once the first one is left out it notes where the others come
 /// from.
-void Scene::Take(std::span<const double> weights, std::size_t begin, std::size_t end,
-                 RepeatsDetector& repeats) {
+template <class Number>
+void Scene::Take(const Number* coordinates, std::span<const double> weights, std::size_t begin,
+                 std::size_t end, RepeatsDetector& repeats) {
   // This loop is the one pass over the points that every fit makes, so it is written for speed: its variables
   // stay in registers, which the compiler cannot do with members while it writes points.
   const PointView given = given_;
@@ -70,7 +71,7 @@ void Scene::Take(std::span<const double> weights, std::size_t begin, std::size_t
   std::size_t count = count_;
   bool whole = givenIndices_.empty() && count == begin;
   for (std::size_t i = begin; i < end; ++i) {
-    const Vector3d p = given[i];
+    const Vector3d p = given.PointAt(coordinates, i);
     const bool isFinite = (p - p).sum() == 0;
     if (!isFinite || (isWeighted_ && weights[i] == 0)) {
       if (whole) {

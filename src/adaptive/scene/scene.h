@@ -63,7 +63,10 @@ class Scene {
   std::vector<std::uint32_t> GivenIndices(std::vector<std::uint32_t> withCopies) const;
 
  private:
-  void Take(std::span<const double> weights, std::size_t begin, std::size_t end, RepeatsDetector& repeats);
+  /// @param coordinates  of the points given, doubles or floats
+  template <class Number>
+  void Take(const Number* coordinates, std::span<const double> weights, std::size_t begin, std::size_t end,
+            RepeatsDetector& repeats);
   void MergeRepeats();
   void ScaleWeights();
   /// The first of the equal points, or the only one, in the caller's coordinates.

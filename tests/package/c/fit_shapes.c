@@ -77,13 +77,16 @@ static void Expect(const Row* row, const char* function, int status, const doubl
   if (status != 0 || !(worst < 1e-6)) ++failures;
 }
 
-static int FitAdaptive(const Row* row, const double* points, double* numbers) {
+/* Of the points as doubles or, where these are null, of floats. */
+static int FitAdaptive(const Row* row, const double* points, const float* floats, double* numbers) {
   primfit_options options;
   primfit_result* found = NULL;
   char message[PRIMFIT_MESSAGE_SIZE] = "";
   int k, status = primfit_default_options(&options, PRIMFIT_OPTIONS_VERSION);
   options.has_seed = 1;
-  if (status == 0) status = primfit_fit(row->adaptive, kPoints, points, 3, &options, &found, message);
+  if (status == 0)
+    status = points ? primfit_fit(row->adaptive, kPoints, points, 3, &options, &found, message)
+                    : primfit_fit_float(row->adaptive, kPoints, floats, 3, &options, &found, message);
   if (status != 0) printf("%s\n", message);
   if (status != 0) return status;
   for (k = 0; k < found->number_count; ++k) numbers[k] = found->numbers[k];
@@ -100,6 +103,7 @@ static void Refuse(const Row* row, const char* what, int status, int expected) {
 
 int main(void) {
   static double points[3 * kPoints];
+  static float floats[3 * kPoints];
   const int free[4] = {0, 0, 0, 0};
   int shape, i;
   for (shape = 0; shape < 5; ++shape) {
@@ -114,7 +118,10 @@ int main(void) {
     for (i = 0; i < kMostNumbers; ++i) numbers[i] = 0;
     Expect(row, "RFit", row->rfit(kPoints, points, row->sample, 0.99, numbers), numbers);
     for (i = 0; i < kMostNumbers; ++i) numbers[i] = 0;
-    Expect(row, "primfit_fit", FitAdaptive(row, points, numbers), numbers);
+    Expect(row, "primfit_fit", FitAdaptive(row, points, NULL, numbers), numbers);
+    for (i = 0; i < 3 * kPoints; ++i) floats[i] = (float)points[i];
+    for (i = 0; i < kMostNumbers; ++i) numbers[i] = 0;
+    Expect(row, "primfit_fit_float", FitAdaptive(row, NULL, floats, numbers), numbers);
     for (i = 0; i < kMostNumbers; ++i) near[i] = row->truth[i] + 1e-3;
     Expect(row, "Optimize", row->optimize(kPoints, points, free, row->truth, near, 1e-4), near);
     if (row->parts > 0) { /* the radius or angle at another value comes back as given */
