@@ -23,7 +23,7 @@
 #include "cli/requests.h"
 #include "io/file_bytes.h"
 #include "io/output_file.h"
-#include "io/selection.h"
+#include "io/summary.h"
 #include "primfit/fit/fit_error.h"
 #include "primfit/fit/scoped_seed.h"
 #include "report/result_from_run.h"
@@ -195,13 +195,12 @@ Invocation InvocationOf(std::string_view command, const Options& options) {
   return {.version = PRIMFIT_VERSION, .command = std::string(command), .arguments = options.arguments};
 }
 
-/// Reads the points, and takes the unit of the file unless the user has told one.
-io::Selection ReadInput(Input& input, const Options& options, const Host& host, const io::Readers& readers) {
-  io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
-  TakeUnitOfFile(cloud.file.reference, input);
-  const std::string contradiction = ContradictionOf(cloud.file.reference, input);
+/// Takes the unit of the file unless the user has told one, which may contradict it.
+void UseUnitOfFile(const io::CoordinateReference& reference, Input& input, const Options& options,
+                   const Host& host) {
+  TakeUnitOfFile(reference, input);
+  const std::string contradiction = ContradictionOf(reference, input);
   if (!contradiction.empty() && !options.quiet) Complain(host, contradiction);
-  return cloud;
 }
 
 }  // namespace
@@ -213,7 +212,8 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
   const std::vector<Verdict> accepted = AcceptedOf(options);
   const std::optional<std::uint64_t> seed = SeedOf(options);
   CheckOutputs(options.outputs, options.path);
-  const io::Selection cloud = ReadInput(input, options, host, readers);
+  const io::Selection cloud = io::ReadSelection(readers, input.path, input.filter, {{}, input.columns});
+  UseUnitOfFile(cloud.file.reference, input, options, host);
   request = RequestOf(options, command, input.unit);  // again: its defaults are in the unit of the file
   CheckLengths(request, input.unit);
   RequireOneUnit(cloud.file.reference, input);
@@ -245,8 +245,9 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {
   Input input = InputOf(options);
   CheckOutputs(options.outputs, options.path);
-  const io::Selection cloud = ReadInput(input, options, host, readers);
-  const Result result = report::ResultOfReading(InvocationOf("info", options), input, cloud);
+  const io::Summary summary = io::ReadSummary(readers, input.path, input.filter, {{}, input.columns});
+  UseUnitOfFile(summary.head.reference, input, options, host);
+  const Result result = report::ResultOfReading(InvocationOf("info", options), input, summary);
   WriteResultFile(options.outputs, result);
   WriteOutput(host, options.json ? report::WriteResult(result) : report::TextOf(result));
   return kFitted;

@@ -115,7 +115,7 @@ FittedShape FitAdaptive(std::span<const Eigen::Vector3d> points, const FitReques
   const Start<typename D::StartDescription> start(request);
   auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), start.Constraints()});
   FittedShape result = ResultOf<D>(output.shape, output.quality);
-  result.evidence = {std::move(output.covariance), std::move(output.report)};
+  result.evidence = {std::move(output.covariance), std::move(output.report), std::move(output.extents)};
   result.inliers = std::move(output.inliers);
   return result;
 }

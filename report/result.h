@@ -45,17 +45,30 @@ struct FieldOfPoints {
   std::string name, type;  ///< empty where the file names none
 };
 
+/// Points that were taken from one place.
+struct ScanOfFile {
+  std::uint64_t points = 0;
+  std::optional<Vector> station;  ///< where the scanner stood, in the frame of the points
+};
+
 struct InputFile {
   std::string path;  ///< "-" for standard input
   std::string format;
   std::uint64_t bytes = 0;
   std::optional<std::string> xxh128;  ///< checksum of the bytes, as 32 hexadecimal digits
   std::vector<FieldOfPoints> fields;
+  std::vector<ScanOfFile> scans;   ///< empty for formats that know none
+  std::vector<std::string> notes;  ///< what the user should know although the points could be read
+  /// Steps by which the coordinates were rounded, 0 where none shows; told by commands that only read.
+  std::optional<Vector> coordinateStep;
 };
 
 struct PointCounts {
   std::uint64_t total = 0;
+  std::uint64_t marked = 0;      ///< further ones, which the file itself marks as missing or deleted
+  std::uint64_t passedOver = 0;  ///< between those of which every n-th counts
   std::uint64_t notFinite = 0;
+  std::uint64_t notWhere = 0;  ///< finite ones whose attributes are others than those asked for
   std::uint64_t outsideRegion = 0;
   std::uint64_t used = 0;
   std::optional<std::uint64_t> sampled;    ///< of the used ones, those that a fit has looked at
@@ -94,7 +107,7 @@ struct PartValue {
   std::vector<double> value;  ///< one number; three for a position or direction
   /// Of a position or direction that of its worst direction. Not finite: the points do not determine the
   /// part.
-  std::optional<double> standardDeviation;
+  std::optional<double> standardDeviation = {};
   bool held = false;   ///< as the user told it
   bool bound = false;  ///< tells how far the points reach, and is no parameter of the unbounded shape
 };

@@ -2,6 +2,8 @@
 // else is converted here. Text that the user or the file has given becomes UTF-8 here.
 #include "report/result_from_run.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -25,11 +27,23 @@ std::optional<Box> ExtentOf(const io::Selection& cloud) {
   return Box{VectorOf(low), VectorOf(high)};
 }
 
-InputFile InputFileOf(const Input& input, const io::PointCloud& file) {
-  InputFile result{
-      .path = Utf8(input.path), .format = Utf8(file.format), .bytes = file.bytes, .xxh128 = {}, .fields = {}};
+InputFile InputFileOf(const Input& input, const io::FileHead& file) {
+  InputFile result{.path = Utf8(input.path),
+                   .format = Utf8(file.format),
+                   .bytes = file.bytes,
+                   .xxh128 = {},
+                   .fields = {},
+                   .scans = {},
+                   .notes = {},
+                   .coordinateStep = {}};
   if (!file.xxh128.empty()) result.xxh128 = file.xxh128;
   for (const io::Field& field : file.fields) result.fields.push_back({Utf8(field.name), Utf8(field.type)});
+  for (const io::Scan& scan : file.scans) {
+    ScanOfFile& to = result.scans.emplace_back();
+    to.points = scan.points;
+    if (scan.station) to.station = VectorOf(*scan.station);
+  }
+  for (const std::string& note : file.notes) result.notes.push_back(Utf8(note));
   return result;
 }
 
@@ -46,6 +60,24 @@ void Add(Named<OptionValue>& options, std::string_view name, const std::vector<d
 }
 void Add(Named<OptionValue>& options, std::string_view name, const std::optional<double>& number) {
   if (number) options.emplace_back(name, *number);
+}
+
+/// Which points and columns the user has chosen.
+void AddChoice(const Input& input, Named<OptionValue>& options) {
+  const io::Filter& filter = input.filter;
+  Add(options, "near", filter.region.ball);
+  Add(options, "box", filter.region.box);
+  std::vector<std::string> conditions;
+  for (const io::Condition& condition : filter.where) {
+    std::string text = Utf8(condition.attribute) + "=";
+    for (const auto& [low, high] : condition.ranges)
+      text += fmt::format("{}{}{}", text.back() == '=' ? "" : ",", low,
+                          low == high ? "" : fmt::format("..{}", high));
+    conditions.push_back(text);
+  }
+  if (!conditions.empty()) options.emplace_back("where", conditions);
+  if (filter.every > 1) options.emplace_back("every", static_cast<std::int64_t>(filter.every));
+  if (!input.columns.empty()) options.emplace_back("columns", input.columns);
 }
 
 /// The options that both methods have and that only one of them has.
@@ -95,10 +127,15 @@ Named<PartValue> PartsOf(const FitRun& run) {
   return values;
 }
 
-std::vector<Corner> OutlineOf(const std::vector<double>& numbers) {
+std::vector<Corner> OutlineOf(const FittedShape& shape, const Unit& unit) {
+  const std::vector<double>& numbers = shape.outline;
   std::vector<Corner> outline;
-  for (std::size_t i = 0; i + 2 < numbers.size(); i += 3)
-    outline.push_back({.position = {numbers[i], numbers[i + 1], numbers[i + 2]}, .standardDeviation = {}});
+  for (std::size_t i = 0; i + 2 < numbers.size(); i += 3) {
+    Corner corner{.position = {numbers[i], numbers[i + 1], numbers[i + 2]}, .standardDeviation = {}};
+    if (shape.evidence && i / 3 < shape.evidence->extents.sizes.size())
+      corner.standardDeviation = shape.evidence->extents.sizes[i / 3] / unit.metres;
+    outline.push_back(corner);
+  }
   return outline;
 }
 
@@ -172,7 +209,7 @@ FoundShape ShapeOf(const FitRun& run) {
   shape.kind = run.result.kind;
   shape.numbers = run.result.numbers;
   shape.parts = PartsOf(run);
-  shape.outline = OutlineOf(run.result.outline);
+  shape.outline = OutlineOf(run.result, run.input->unit);
   shape.inliers = static_cast<std::uint64_t>(run.result.quality.GetInlierCount());
   shape.tolerance = run.request.tolerance.value_or(0);
   shape.quality = QualityOf(run.result, run.input->unit);
@@ -182,32 +219,46 @@ FoundShape ShapeOf(const FitRun& run) {
 
 }  // namespace
 
-Result ResultOfReading(const Invocation& invocation, const Input& input, const io::Selection& cloud) {
+namespace {
+
+/// What every command tells that reads points.
+Result ResultOfInput(const Invocation& invocation, const Input& input, const io::FileHead& file,
+                     const io::SelectionCounts& counts) {
   Result result;
   result.program.version = invocation.version;
   result.command = invocation.command;
   for (const std::string& argument : invocation.arguments) result.arguments.push_back(Utf8(argument));
-  result.input = InputFileOf(input, cloud.file);
-  result.points = {.total = cloud.total,
-                   .notFinite = cloud.file.nonFinite,
-                   .outsideRegion = cloud.outside,
-                   .used = cloud.Used(),
-                   .sampled = {},
-                   .setAside = {},
-                   .ofNoShape = {}};
-  result.extent = ExtentOf(cloud);
+  result.input = InputFileOf(input, file);
+  PointCounts& points = result.points;
+  points.total = counts.total;
+  points.marked = file.marked;
+  points.passedOver = counts.notEvery;
+  points.notFinite = counts.nonFinite;
+  points.notWhere = counts.notWhere;
+  points.outsideRegion = counts.outside;
+  points.used = counts.total - counts.notEvery - counts.nonFinite - counts.notWhere - counts.outside;
   result.units.length = input.unit.name;
   result.units.lengthMetres = input.unit.metres;
   result.units.lengthSource = input.unitSource;
-  result.coordinateSystem = SystemOf(cloud.file.reference);
-  Add(result.options, "near", input.filter.region.ball);
-  Add(result.options, "box", input.filter.region.box);
-  result.report.times.reading = cloud.seconds;
+  result.coordinateSystem = SystemOf(file.reference);
+  AddChoice(input, result.options);
+  return result;
+}
+
+}  // namespace
+
+Result ResultOfReading(const Invocation& invocation, const Input& input, const io::Summary& summary) {
+  Result result = ResultOfInput(invocation, input, summary.head, summary);
+  if (summary.used > 0) result.extent = Box{VectorOf(summary.low), VectorOf(summary.high)};
+  result.input.coordinateStep = VectorOf(summary.step);
+  result.report.times.reading = summary.seconds;
   return result;
 }
 
 Result ResultOfFit(const Invocation& invocation, const FitRun& run) {
-  Result result = ResultOfReading(invocation, *run.input, *run.cloud);
+  Result result = ResultOfInput(invocation, *run.input, run.cloud->file, *run.cloud);
+  result.extent = ExtentOf(*run.cloud);
+  result.report.times.reading = run.cloud->seconds;
   const Named<OptionValue> options = OptionsOf(run);
   result.options.insert(result.options.end(), options.begin(), options.end());
   const bool found = run.failure.empty();

@@ -2,7 +2,7 @@
 #ifndef PRIMFIT_REPORT_RESULT_FROM_RUN_H_
 #define PRIMFIT_REPORT_RESULT_FROM_RUN_H_
 
-#include "io/selection.h"
+#include "io/summary.h"
 #include "report/result.h"
 #include "report/run.h"
 
@@ -12,7 +12,7 @@ namespace primfit::report {
 Result ResultOfFit(const Invocation& invocation, const FitRun& run);
 
 /// The result of a command that only reads.
-Result ResultOfReading(const Invocation& invocation, const Input& input, const io::Selection& cloud);
+Result ResultOfReading(const Invocation& invocation, const Input& input, const io::Summary& summary);
 
 }  // namespace primfit::report
 

@@ -56,18 +56,30 @@ void Members(Visit& visit, FieldOfPoints& field) {
 }
 
 template <class Visit>
+void Members(Visit& visit, ScanOfFile& scan) {
+  visit.Member("points", scan.points);
+  visit.Optional("station", scan.station);
+}
+
+template <class Visit>
 void Members(Visit& visit, InputFile& input) {
   visit.Member("path", input.path);
   visit.Member("format", input.format);
   visit.Member("bytes", input.bytes);
   visit.Optional("xxh128", input.xxh128);
   visit.Member("fields", input.fields);
+  visit.Member("scans", input.scans);
+  visit.Member("notes", input.notes);
+  visit.Optional("coordinate_step", input.coordinateStep);
 }
 
 template <class Visit>
 void Members(Visit& visit, PointCounts& points) {
   visit.Member("total", points.total);
+  visit.Member("marked", points.marked);
+  visit.Member("passed_over", points.passedOver);
   visit.Member("not_finite", points.notFinite);
+  visit.Member("not_where", points.notWhere);
   visit.Member("outside_region", points.outsideRegion);
   visit.Member("used", points.used);
   visit.Optional("sampled", points.sampled);

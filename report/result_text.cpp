@@ -55,8 +55,13 @@ std::string PointsText(const Result& result) {
   std::string text =
       "points\n" + Row("in the file", fmt::format("{} ({})", points.total, Printable(result.input.format))) +
       Row("unit", UnitText(result.units));
+  if (points.marked > 0)
+    text += Row("missing", fmt::format("{} more (marked so in the file, left out)", points.marked));
+  if (points.passedOver > 0) text += Row("passed over", fmt::format("{} (--every)", points.passedOver));
   if (points.notFinite > 0)
     text += Row("no measurement", fmt::format("{} (not finite, left out)", points.notFinite));
+  if (Find(result.options, "where") != nullptr)
+    text += Row("other attributes", std::to_string(points.notWhere));
   if (hasRegion) text += Row("outside region", std::to_string(points.outsideRegion));
   text += Row("used", std::to_string(points.used));
   if (points.sampled && *points.sampled < points.used)
@@ -64,6 +69,7 @@ std::string PointsText(const Result& result) {
   if (points.setAside && *points.setAside > 0)
     text += Row("set aside",
                 fmt::format("{} (hundreds at one place, as missing returns are stored)", *points.setAside));
+  for (const std::string& note : result.input.notes) text += Row("note", Printable(note));
   return text;
 }
 
@@ -214,6 +220,32 @@ std::string ExtentText(const Box& extent, const Result& result) {
   return text;
 }
 
+/// Steps of the coordinates that are coarser than a millimetre: what the points cannot tell apart.
+std::string StepText(const Result& result) {
+  constexpr double kMillimetre = 1e-3;
+  const std::optional<Vector>& step = result.input.coordinateStep;
+  if (!step) return "";
+  const double coarsest = *std::max_element(step->begin(), step->end());
+  if (!(coarsest * result.units.lengthMetres > (1 + 1e-9) * kMillimetre)) return "";
+  const PartValue steps{.quantity = Quantity::kPosition, .value = {step->begin(), step->end()}};
+  return Row("coordinate step", PartText(steps, result.units) + ", coarser than a millimetre");
+}
+
+/// How many scans there are, and where the first of them were taken from.
+std::string ScansText(const Result& result) {
+  constexpr std::size_t kMostShown = 10;
+  const std::vector<ScanOfFile>& scans = result.input.scans;
+  std::string text = scans.empty() ? "" : Row("scans", std::to_string(scans.size()));
+  for (std::size_t i = 0; i < std::min(scans.size(), kMostShown); ++i) {
+    const std::optional<Vector>& station = scans[i].station;
+    if (!station) continue;
+    const PartValue place{.quantity = Quantity::kPosition, .value = {station->begin(), station->end()}};
+    text += Row(fmt::format("station {}", i + 1),
+                fmt::format("{}, {}", PartText(place, result.units), io::Counted(scans[i].points, "point")));
+  }
+  return scans.size() > kMostShown ? text + Row("", "...") : text;
+}
+
 std::string InfoText(const Result& result) {
   const CoordinateSystem& system = result.coordinateSystem;
   std::string text =
@@ -223,8 +255,8 @@ std::string InfoText(const Result& result) {
   if (system.name) text += Row("coordinates", '"' + Printable(*system.name) + '"');
   if (system.horizontalUnitMetres || system.verticalUnitMetres)
     text += Row("unit in the file", UnitInFileText(system));
-  text += PointsText(result);
-  if (result.extent) text += ExtentText(*result.extent, result);
+  text += ScansText(result) + PointsText(result);
+  if (result.extent) text += ExtentText(*result.extent, result) + StepText(result);
   return text + TimesText(result.report);
 }
 

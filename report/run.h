@@ -68,6 +68,7 @@ struct FitRequest {
 struct Evidence {
   FitCovariance covariance;
   FitReport report;
+  FitExtents extents;
 };
 
 struct FittedShape {

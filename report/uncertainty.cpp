@@ -53,15 +53,12 @@ Eigen::Matrix3Xd MotionOf(ParameterKind kind, double lever, const FitCovariance&
   return motion;
 }
 
-}  // namespace
-
-std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset) {
+/// The standard deviation of a parameter, in metres or radians.
+std::optional<double> ParameterDeviation(const FitRun& run, ParameterKind kind, std::size_t offset) {
   constexpr double kNotDetermined = std::numeric_limits<double>::infinity();
-  const std::optional<ParameterKind> kind = ParameterOf(part);
-  if (!run.result.evidence || !kind) return std::nullopt;
   const FitCovariance& c = run.result.evidence->covariance;
   const Eigen::Matrix3Xd motion =
-      MotionOf(*kind, *kind == ParameterKind::kPosition ? LeverOf(run, offset) : 0, c);
+      MotionOf(kind, kind == ParameterKind::kPosition ? LeverOf(run, offset) : 0, c);
   if (motion.isZero(0)) return std::nullopt;
   Eigen::MatrixXd matrix = c.matrix;  // without what does not move the part, which may be infinite
   for (Eigen::Index i = 0; i < motion.cols(); ++i) {
@@ -76,9 +73,37 @@ std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size
   const double worst =
       Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d>(spread, Eigen::EigenvaluesOnly).eigenvalues().maxCoeff();
   const double deviation = std::sqrt(std::max(0.0, worst));
+  return kind == ParameterKind::kDirection && deviation > std::numbers::pi / 2 ? kNotDetermined : deviation;
+}
+
+/// The standard deviation of what tells how far the points reach, in metres or radians.
+std::optional<double> BoundDeviation(const FitRun& run, const Part& part, std::size_t offset) {
+  const FitExtents& extents = run.result.evidence->extents;
+  const bool turns = part.kind == PartKind::kStartDirection || part.kind == PartKind::kQuarterDirection;
+  if (turns) return extents.start > 0 ? std::optional(extents.start) : std::nullopt;
+  std::size_t before = 0;  // sizes of the extent in the order of the parts
+  ForEachPart(run.parts, run.result.shape.size(), [&](const Part& other, std::size_t, std::size_t at) {
+    const bool isSize = other.Size() == 1 && !primfit::ParameterOf(other.kind);
+    before += isSize && at < offset ? 1 : 0;
+  });
+  return before < extents.sizes.size() ? std::optional(extents.sizes[before]) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset) {
+  if (!run.result.evidence) return std::nullopt;
+  std::optional<double> deviation;
+  if (const std::optional<ParameterKind> kind = ParameterOf(part))
+    deviation = ParameterDeviation(run, *kind, offset);
+  else
+    deviation = BoundDeviation(run, part, offset);
+  // An end is known along its axis by how the points end there.
+  if (deviation && part.kind == PartKind::kStartPoint)
+    deviation = std::max(*deviation, run.result.evidence->extents.start);
+  if (!deviation) return std::nullopt;
   const bool isDirection = QuantityOf(part) == Quantity::kDirection;
-  if (isDirection && deviation > std::numbers::pi / 2) return kNotDetermined;
-  return deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), run.input->unit);
+  return *deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), run.input->unit);
 }
 
 }  // namespace primfit::report

@@ -17,9 +17,9 @@ inline double FactorOf(const FitParameter& parameter, const Unit& unit) {
 }
 
 /// The standard deviation of a part whose numbers are at an offset in the shape of a run, in the user's
-/// units: of a position and of a direction (in degrees) that of its worst direction. An end of an axis also
-/// moves when that turns; how far along the axis it lies is not known.
-/// @return infinity for what the points do not determine, nothing for what the covariance does not tell
+/// units: of a position and of a direction (in degrees) that of its worst direction. An end of an axis moves
+/// when that turns, and along it by how exactly the end of the points is known.
+/// @return infinity for what the points do not determine, nothing for what the fit does not tell
 std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset);
 
 }  // namespace primfit::report
