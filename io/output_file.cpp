@@ -4,11 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+
+#include "io/words.h"
 
 namespace primfit::io {
 
@@ -16,12 +17,6 @@ namespace {
 
 constexpr std::size_t kBuffer = std::size_t{1} << 20;
 constexpr mode_t kReadAndWrite = 0666;  // without what the process masks
-
-std::string OneLine(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-  return text;
-}
 
 [[noreturn]] void Fail(const std::string& path, int error) {
   const char* advice = error == ENOSPC || error == EDQUOT ? "make room, or name a file elsewhere"

@@ -5,17 +5,11 @@
 #include <algorithm>
 
 #include "io/file_bytes.h"
+#include "io/words.h"
 
 namespace primfit::io {
 
 namespace {
-
-// File names may hold line feeds and escape sequences; an error is one harmless line all the same.
-std::string OneLine(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-  return text;
-}
 
 std::string Text(std::string_view file, std::string_view where, std::string_view reason) {
   std::string text(file);

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 
+#include "io/words.h"
+
 namespace primfit::io {
 
 namespace {
@@ -13,11 +15,7 @@ const char* NameOf(std::span<const double> /*values*/) { return "double"; }
 
 std::string HeaderOf(const PlyCloud& cloud) {
   std::string header = "ply\nformat binary_little_endian 1.0\n";
-  for (std::string comment : cloud.comments) {
-    std::replace_if(
-        comment.begin(), comment.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-    header += "comment " + comment + "\n";
-  }
+  for (const std::string& comment : cloud.comments) header += "comment " + OneLine(comment) + "\n";
   header += "element vertex " + std::to_string(cloud.points.size()) + "\n";
   const char* type = cloud.coordinates == PlyCoordinates::kFloat ? "float" : "double";
   for (const char* axis : {"x", "y", "z"}) header += std::string("property ") + type + " " + axis + "\n";

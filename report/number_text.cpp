@@ -6,6 +6,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "io/words.h"
+
 namespace primfit::report {
 
 namespace {
@@ -44,7 +46,7 @@ int LengthDecimals(const Units& units) {
 }
 
 std::string LengthText(double value, const Units& units) {
-  return fmt::format("{} {}", Fixed(value, LengthDecimals(units)), Printable(units.length));
+  return fmt::format("{} {}", Fixed(value, LengthDecimals(units)), io::OneLine(units.length));
 }
 
 std::string RangeText(double from, double to, const Units& units) {
@@ -55,7 +57,7 @@ std::string RangeText(double from, double to, const Units& units) {
 std::string PartText(const PartValue& part, const Units& units) {
   const bool isDirection = part.quantity == Quantity::kDirection;
   const bool isLength = part.quantity == Quantity::kPosition || part.quantity == Quantity::kLength;
-  const std::string unit = Printable(isLength ? units.length : units.angle);
+  const std::string unit = io::OneLine(isLength ? units.length : units.angle);
   const bool isKnown = part.standardDeviation && std::isfinite(*part.standardDeviation);
   int decimals = DecimalsWithout(part.quantity, units);
   std::string after = isDirection ? "" : " " + unit;
@@ -69,12 +71,6 @@ std::string PartText(const PartValue& part, const Units& units) {
   std::string text;
   for (const double number : part.value) text += (text.empty() ? "" : ", ") + Fixed(number, decimals);
   return text + after;
-}
-
-std::string Printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-  return text;
 }
 
 }  // namespace primfit::report

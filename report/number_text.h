@@ -24,9 +24,6 @@ std::string RangeText(double from, double to, const Units& units);
 /// are.
 std::string PartText(const PartValue& part, const Units& units);
 
-/// A text that may come from a file: bytes that would control a terminal are replaced.
-std::string Printable(std::string text);
-
 }  // namespace primfit::report
 
 #endif  // PRIMFIT_REPORT_NUMBER_TEXT_H_

@@ -1,4 +1,4 @@
-// A function for each paragraph. Texts of the result that may come from a file go through Printable.
+// A function for each paragraph. Texts of the result that may come from a file go through OneLine.
 #include "report/result_text.h"
 
 #include <fmt/format.h>
@@ -40,20 +40,21 @@ std::string Told(const Result& result, std::string_view option) {
 std::string UnitText(const Units& units) {
   switch (units.lengthSource) {
     case UnitSource::kTold:
-      return Printable(units.length) + " (told)";
+      return io::OneLine(units.length) + " (told)";
     case UnitSource::kFile:
-      return Printable(units.length) + " (from the file)";
+      return io::OneLine(units.length) + " (from the file)";
     case UnitSource::kAssumed:
       break;
   }
-  return Printable(units.length) + " (assumed; --unit tells another)";
+  return io::OneLine(units.length) + " (assumed; --unit tells another)";
 }
 
 std::string PointsText(const Result& result) {
   const PointCounts& points = result.points;
   const bool hasRegion = Find(result.options, "near") != nullptr || Find(result.options, "box") != nullptr;
   std::string text =
-      "points\n" + Row("in the file", fmt::format("{} ({})", points.total, Printable(result.input.format))) +
+      "points\n" +
+      Row("in the file", fmt::format("{} ({})", points.total, io::OneLine(result.input.format))) +
       Row("unit", UnitText(result.units));
   if (points.marked > 0)
     text += Row("missing", fmt::format("{} more (marked so in the file, left out)", points.marked));
@@ -77,7 +78,7 @@ std::string PointsText(const Result& result) {
 std::string PartsText(const FoundShape& shape, const Units& units) {
   std::string text;
   for (const auto& [name, part] : shape.parts)
-    text += Row(Printable(name), PartText(part, units) + (part.held ? " (held)" : ""));
+    text += Row(io::OneLine(name), PartText(part, units) + (part.held ? " (held)" : ""));
   for (std::size_t i = 0; i < shape.outline.size(); ++i) {
     const Corner& corner = shape.outline[i];
     const PartValue place{.quantity = Quantity::kPosition,
@@ -143,13 +144,13 @@ std::string TimesText(const RunReport& report) {
 
 std::string VerdictText(const FoundShape& shape) {
   return fmt::format("{:<18} {}: {}\n", "verdict", NameOf(*shape.verdict).text,
-                     Printable(shape.reason.value_or("")));
+                     io::OneLine(shape.reason.value_or("")));
 }
 
 std::string HeadText(const Result& result) {
-  const std::string command = Printable(result.command), path = Printable(result.input.path);
+  const std::string command = io::OneLine(result.command), path = io::OneLine(result.input.path);
   if (result.shapes.empty())
-    return fmt::format("no {} found in {}: {}\n", command, path, Printable(result.reason.value_or("")));
+    return fmt::format("no {} found in {}: {}\n", command, path, io::OneLine(result.reason.value_or("")));
   std::string text = fmt::format("{} fitted to {}\n", command, path);
   if (result.status == Status::kStopped) text += "stopped by Ctrl-C: the best found until then\n";
   return text;
@@ -159,7 +160,7 @@ std::string FitText(const Result& result) {
   std::string text = HeadText(result);
   const bool isOne = result.shapes.size() == 1;
   const auto title = [&](const FoundShape& shape) {
-    return isOne ? "" : fmt::format("shape {}: {}\n", shape.id, Printable(shape.kind));
+    return isOne ? "" : fmt::format("shape {}: {}\n", shape.id, io::OneLine(shape.kind));
   };
   for (const FoundShape& shape : result.shapes) text += title(shape) + PartsText(shape, result.units);
   text += PointsText(result);
@@ -185,7 +186,7 @@ std::string FieldsText(const std::vector<FieldOfPoints>& fields) {
     names += names.empty() ? ": " : ", ";
     names += field.name + (field.type.empty() ? "" : " ") + field.type;
   }
-  return std::to_string(fields.size()) + Printable(names);
+  return std::to_string(fields.size()) + io::OneLine(names);
 }
 
 /// The unit of length of the file; horizontally and vertically where these differ.
@@ -249,10 +250,10 @@ std::string ScansText(const Result& result) {
 std::string InfoText(const Result& result) {
   const CoordinateSystem& system = result.coordinateSystem;
   std::string text =
-      Printable(result.input.path) + "\n" + Row("size", fmt::format("{} bytes", result.input.bytes));
-  if (result.input.xxh128) text += Row("checksum", "XXH128 " + Printable(*result.input.xxh128));
+      io::OneLine(result.input.path) + "\n" + Row("size", fmt::format("{} bytes", result.input.bytes));
+  if (result.input.xxh128) text += Row("checksum", "XXH128 " + io::OneLine(*result.input.xxh128));
   text += Row("values a point", FieldsText(result.input.fields));
-  if (system.name) text += Row("coordinates", '"' + Printable(*system.name) + '"');
+  if (system.name) text += Row("coordinates", '"' + io::OneLine(*system.name) + '"');
   if (system.horizontalUnitMetres || system.verticalUnitMetres)
     text += Row("unit in the file", UnitInFileText(system));
   text += ScansText(result) + PointsText(result);
