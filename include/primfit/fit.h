@@ -128,7 +128,7 @@ struct SizeRange {
 };
 
 /// What FitOptions are in this version of the library; it takes those of earlier ones.
-inline constexpr int kFitOptionsVersion = 1;
+inline constexpr int kFitOptionsVersion = 2;
 
 /// Lengths are in the unit of the points, angles in radians, times in seconds.
 struct FitOptionsBase {
@@ -161,6 +161,15 @@ struct FitOptions : FitOptionsBase {
   /// Parts to be held at the values of its shape; that shape is also the first candidate, where it is a
   /// shape. Parts that are not held may be anything beside held ones, NaN too.
   const typename Shape::Constraints* constraints = nullptr;
+
+  // Since version 2.
+
+  /// Plain orthogonal least squares: every finite point of some weight is on the shape, there are no outliers
+  /// to be found. It works from the least number of points on that a shape goes through. The noise is the
+  /// root mean square with the degrees of freedom, the tolerance the largest distance; noise, tolerance,
+  /// outlier share, confidence and draws are not looked at. Where every part is held nothing is fitted, and
+  /// the result says how the points lie about the shape.
+  bool allPoints = false;
 };
 
 enum class StopReason {
@@ -245,6 +254,9 @@ struct FitReport {
   std::size_t setAside = 0;
   /// The step of the coordinates across the shape where it is coarser than the rest of the noise, else 0.
   double step = 0;
+  /// The least and the largest signed distance of an inlier from the shape, negative inside of it (of a
+  /// plane: behind its normal); their difference is the form error. About a curve distances are positive.
+  double leastDeviation = 0, largestDeviation = 0;
 };
 
 template <class Shape>
@@ -262,12 +274,14 @@ struct FitResult {
 /// @tparam Shape  Line, Arc, Plane, Patch, Sphere, Cylinder, BoundedCylinder, Cone, BoundedCone, Torus or
 /// Elbow
 /// @throws FitError, checked in this order: "More points than 2147483647"; for an option out of its range a
-/// text that names it, such as "Option noise must be positive"; "Points are not provided" for no finite point
-/// of any weight; "Over constrained" where every part is held; "Held parts must be finite, with no zero
-/// direction and no negative size"; "A half-angle must be above zero and below a quarter turn, in radians"
-/// for one that is held or, where nothing is held, started from; "Not enough points" for no more different
-/// ones than parameters; "No shape stands out from chance"; "The time limit ended the search before it found
-/// a shape" and "The search was stopped before it found a shape", which may end any stage
+///     text that names it, such as "Option noise must be positive"; "Points are not provided" for no finite
+///     point of any weight; "Over constrained" where every part is held, unless allPoints is set; "Held parts
+///     must be finite, with no zero direction and no negative size"; "A half-angle must be above zero and
+///     below a quarter turn, in radians" for one that is held or, where nothing is held, started from; "Not
+///     enough points" for no more different ones than parameters (with allPoints: for fewer equations, of
+///     which a point of a curve gives two); "No shape stands out from chance"; "The time limit ended the
+///     search before it found a shape" and "The search was stopped before it found a shape", which may end
+///     any stage
 template <class Shape>
 PRIMFIT_API FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options = {});
 

@@ -35,7 +35,7 @@
 extern "C" {
 #endif
 
-enum { PRIMFIT_OPTIONS_VERSION = 1, PRIMFIT_MESSAGE_SIZE = 256, PRIMFIT_MOST_NUMBERS = 12 };
+enum { PRIMFIT_OPTIONS_VERSION = 2, PRIMFIT_MESSAGE_SIZE = 256, PRIMFIT_MOST_NUMBERS = 12 };
 
 typedef enum primfit_shape {
   PRIMFIT_LINE,
@@ -78,6 +78,8 @@ typedef struct primfit_options {
   /* Called now and then, with shares below 1 that never run back; not 0 stops the fit. Null: none. */
   int (*progress)(double share, void* user);
   void* user;
+  /* Since version 2. */
+  int all_points; /* not 0: every finite point is on the shape, there are no outliers; all may be held then */
 } primfit_options;
 
 typedef enum primfit_parameter_kind {
@@ -137,6 +139,8 @@ typedef struct primfit_result {
   const double* extents;
   double
       start_deviation; /* of the start along a line or axis, or in radians about it; 0 where there is none */
+  /* Least and largest signed distance of an inlier, negative inside; of a curve they are positive. */
+  double least_deviation, largest_deviation;
 } primfit_result;
 
 /* Fills in the options for nothing said.

@@ -4,14 +4,17 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 #include <utility>
 
 #include "adaptive/evidence/extent.h"
 #include "adaptive/find_shape.h"
+#include "adaptive/fit_all_points.h"
 #include "adaptive/scene/plausible.h"
 #include "fit/fit_memory.h"
 #include "fit/messages.h"
 #include "primitives/records.h"
+#include "shapes/kernels/batch.h"
 #include "shapes/shape_of_model.h"
 
 using Eigen::Vector3d;
@@ -64,11 +67,27 @@ void Bound(const Model& m, const AxisFrame& frame, FitResult<Shape>& result) {
   }
 }
 
-/// Points for each inlier that are near the shape by chance, by how many lie just beyond the tolerance: next
-/// to a surface there is as much room, about a curve three times as much.
-double StrayShareBeside(const adaptive::Converged& c) {
+/// The strays that may be near the shape, by how many points lie just beyond the tolerance: next to a surface
+/// there is as much room, about a curve three times as much.
+adaptive::Strays StraysNear(const adaptive::Converged& c) {
   const double beside = static_cast<double>(c.justBeyond) / (c.model.IsCurve() ? 3 : 1);
-  return beside / static_cast<double>(c.inliers.size());
+  return {!c.isOfAllPoints, beside / static_cast<double>(c.inliers.size())};
+}
+
+/// The least and the largest signed distance.
+std::pair<double, double> Deviations(const Model& m, std::span<const Vector3d> points) {
+  constexpr std::size_t kBlock = 1024;
+  double distances[kBlock], least = std::numeric_limits<double>::infinity(), largest = -least;
+  WithShape(m, [&](const OutputShape& shape) {
+    for (std::size_t begin = 0; begin < points.size(); begin += kBlock) {
+      const std::size_t n = std::min(kBlock, points.size() - begin);
+      Distances(shape, points.data() + begin, static_cast<int>(n), distances);
+      const auto [low, high] = std::minmax_element(distances, distances + n);
+      least = std::min(least, *low);
+      largest = std::max(largest, *high);
+    }
+  });
+  return {least, largest};
 }
 
 /// What was found, as the caller sees it.
@@ -76,7 +95,7 @@ template <class Shape>
 FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene) {
   FitResult<Shape> result;
   const adaptive::Converged& c = out.converged;
-  const double strayShare = StrayShareBeside(c);
+  const adaptive::Strays strays = StraysNear(c);
   std::vector<std::uint32_t> chosen = scene.WithCopies(std::move(out.converged.inliers));
   // The inliers, and behind them the points that are none because they stand alone.
   const Scratch<Vector3d> near(chosen.size() + c.isolated.size());
@@ -91,12 +110,14 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
   m.center += scene.Origin();
   if (start.model) m = WithComponents(m, start.held, *start.model);
   frame.axis = m.axis;
-  frame.strayShare = strayShare;
+  frame.strays = strays;
   result.inliers = scene.GivenIndices(std::move(chosen));
   result.covariance = std::move(out.covariance);
   result.covariance.position = m.center;
   Bound(m, frame, result);
   result.report = std::move(out.report);
+  std::tie(result.report.leastDeviation, result.report.largestDeviation) =
+      Deviations(out.model, {near.data(), result.inliers.size()});
   return result;
 }
 
@@ -111,13 +132,16 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   adaptive::RequireInRange(options, points.Count());
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
-  Scene scene(points, options.weights, budget);
+  const bool allPoints = options.version >= 2 && options.allPoints;
+  Scene scene(points, options.weights, budget,
+              allPoints ? adaptive::Crowds::kKeep : adaptive::Crowds::kSetAside);
   if (scene.Points().empty()) throw FitError(messages::kPointsMissing);
 
   const adaptive::Start start = StartOf<D>(options.constraints);
   adaptive::Start inScene = start;
   if (inScene.model) inScene.model->center -= scene.Origin();
-  return ResultOf<Shape>(adaptive::FindShape(D::kKind, scene, options, inScene, budget), start, scene);
+  const auto find = allPoints ? adaptive::FitAllPoints : adaptive::FindShape;
+  return ResultOf<Shape>(find(D::kKind, scene, options, inScene, budget), start, scene);
 }
 
 template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);

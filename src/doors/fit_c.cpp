@@ -30,7 +30,8 @@ namespace {
 
 /// Bytes of the options of each version, up to the end of its last member. A version only adds members, which
 /// are zero for callers of an earlier one; zero has to mean that nothing is said.
-constexpr std::size_t kOptionSizes[] = {0, offsetof(primfit_options, user) + sizeof(void*)};
+constexpr std::size_t kOptionSizes[] = {0, offsetof(primfit_options, user) + sizeof(void*),
+                                        offsetof(primfit_options, all_points) + sizeof(int)};
 static_assert(std::size(kOptionSizes) == PRIMFIT_OPTIONS_VERSION + 1);
 
 bool IsKnown(int version) { return version >= 1 && version <= PRIMFIT_OPTIONS_VERSION; }
@@ -134,6 +135,8 @@ void WriteTo(const FitReport& r, OwnedResult& out) {
   out.reasonText = r.reason;
   out.set_aside = r.setAside;
   out.step = r.step;
+  out.least_deviation = r.leastDeviation;
+  out.largest_deviation = r.largestDeviation;
 }
 static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
               static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK &&
@@ -152,6 +155,7 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   typename D::Constraints constraints(&start);
   if (request.fix != nullptr) Hold<StartD>(request.fix, constraints);
   if (request.start != nullptr) options.constraints = &constraints;
+  options.allPoints = request.all_points != 0;
   FitResult<Shape> found = fit<Shape>(points, options);
 
   auto out = std::make_unique<OwnedResult>();

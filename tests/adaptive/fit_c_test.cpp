@@ -75,11 +75,11 @@ std::pair<std::vector<double>, Vector3d> LoopOf(const FitOutputParamsPatch& patc
 
 std::vector<double> Report(const primfit_result& r) {
   return Numbers(r.draws, r.refinements, r.inlier_share, r.noise, r.tolerance, r.stop_reason, r.converged,
-                 r.verdict);
+                 r.verdict, r.least_deviation, r.largest_deviation);
 }
 std::vector<double> Report(const FitReport& r) {
   return Numbers(r.draws, r.refinements, r.inlierShare, r.noise, r.tolerance, static_cast<int>(r.stopReason),
-                 r.converged, static_cast<int>(r.verdict));
+                 r.converged, static_cast<int>(r.verdict), r.leastDeviation, r.largestDeviation);
 }
 
 template <class Shape, class NumbersOf>
@@ -284,6 +284,10 @@ TEST(FitC, PassesOptionsOn) {
        }},
   };
   for (const auto& [name, set] : rows) PassesOn<Cylinder>(PRIMFIT_CYLINDER, name, pipe, set);
+  PassesOn<Cylinder>(PRIMFIT_CYLINDER, "all points", pipe, [](auto& c, auto& own) {
+    c.all_points = 1;
+    own.allPoints = true;
+  });
   PassesOn<Torus>(PRIMFIT_TORUS, "minor radius", bent,
                   [](auto& c, auto& own) { own.minorRadius.high = c.minor_radius[1] = 0.299; });
   PassesOn<Cone>(PRIMFIT_CONE, "half-angle", cone,
@@ -409,6 +413,7 @@ TEST(FitC, SaysWhyThereIsNoResult) {
        [](auto& o) { o.progress = [](double, void*) { return 1; }; }},
       {21, "The time limit ended the search before it found a shape", [](auto& o) { o.time_limit = 1e-12; }},
       {4, "Over constrained", [&](auto& o) { o.fix = fix, o.start = start; }},
+      {3, "Not enough points", [](auto& o) { o.all_points = 1; }, PRIMFIT_LINE, false, 1},
       {5, kUnusable, [&](auto& o) { o.fix = fix + 1, o.start = hole; }},
       {5, kUnusable, [&](auto& o) { o.fix = fix + 2, o.start = flat; }},
       {5, kUnusable, [&](auto& o) { o.fix = fix + 2, o.start = hole; }, PRIMFIT_SPHERE},

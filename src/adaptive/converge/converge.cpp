@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <span>
 
+#include "adaptive/converge/feet.h"
 #include "adaptive/converge/inlier_selection.h"
 #include "adaptive/converge/inlier_tolerance.h"
 #include "adaptive/converge/isolation_grid.h"
@@ -180,27 +181,22 @@ void SelectFinalInliers(RunningFit& fit) {
   fit.selection.Select(fit.task.points, fit.distances.data(), fit.decided.tolerance, fit.isolation);
 }
 
-/// The normal equations at the feet of the inliers, or of some thousands of them, on the shape: at the points
-/// themselves noise makes levers longer than they are.
+/// At the feet of the inliers, or of some thousands of them.
 void SumUpAtFeet(RunningFit& fit, Converged& result) {
   const std::size_t step = fit.selection.Count() / kForFeet + 1;
   const bool weighted = !fit.task.sqrtWeights.empty();
   Vector3d* const points = fit.copies.points.data();
   double* const sqrtWeights = fit.copies.sqrtWeights.data();
   std::size_t seen = 0, count = 0;
-  WithShape(fit.now.model, [&](const auto& shape) {
-    fit.selection.ForEach([&](std::size_t i) {
-      if (seen++ % step != 0) return;
-      if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[i];
-      points[count++] = shape.ClosestPoint(fit.task.points[i]);
-    });
+  fit.selection.ForEach([&](std::size_t i) {
+    if (seen++ % step != 0) return;
+    if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[i];
+    points[count++] = fit.task.points[i];
   });
-  const PointRefs feet = RefsOf({points, count}, weighted ? sqrtWeights : nullptr);
-  const unsigned held = fit.task.held | fit.now.atEnd;
-  result.sums = SumsAt(fit.now.model, held, feet);
-  if (!weighted) return;
-  std::transform(sqrtWeights, sqrtWeights + count, sqrtWeights, [](double w) { return w * w; });
-  result.squaredWeightSums = SumsAt(fit.now.model, held, feet);
+  const FeetSums feet = SumsAtFeet(fit.now.model, fit.task.held | fit.now.atEnd, {points, count},
+                                   {sqrtWeights, weighted ? count : 0});
+  result.sums = feet.sums;
+  result.squaredWeightSums = feet.squared;
 }
 
 /// What is known of the final shape. Where the tolerance was given, or follows from the steps of the

@@ -31,6 +31,10 @@ struct Converged {
   NormalEquations sums{};      ///< at the inliers' feet on the shape, of the parts that are free
   std::optional<NormalEquations>
       squaredWeightSums;  ///< where there are weights: with their squares in their place
+  /// Whether all points are inliers because they were told to be, so that no tolerance has cut off the ends
+  /// of their distribution.
+  bool isOfAllPoints = false;
+  bool isRedundant = true;  ///< whether there are more equations than free parameters
   /// Whether another selection of inliers would change nothing, and the next step of their optimisation less
   /// than 1e-9 of the cloud's size. Else the inliers are those of the shape, but it need not be their
   /// optimum.

@@ -50,10 +50,10 @@ double FootHeight(const Vector3d& q, const AxisFrame& frame) {
 /// The reach along the axis of a cone. Points that are spread evenly over it are the denser along its axis
 /// the higher they are, so the reach is found on the scale of the area from the apex, on which they are even:
 /// the square of the height.
-Reach ReachByArea(const std::vector<double>& heights, double strayShare) {
+Reach ReachByArea(const std::vector<double>& heights, const Strays& strays) {
   std::vector<double> areas(heights.size());
   std::transform(heights.begin(), heights.end(), areas.begin(), [](double h) { return h * std::abs(h) / 2; });
-  Reach reach = ReachAlong(areas, strayShare);
+  Reach reach = ReachAlong(areas, strays);
   for (ReachEnd* end : {&reach.low, &reach.high}) {
     end->at = heights[end->index];
     const double size = std::abs(end->at);  // by which an area grows with the height
@@ -149,14 +149,14 @@ AxisFrame::AxisFrame(const Model& model, std::span<const Vector3d> near)
 MeasuredBounds MeasureBounds(Bounds bounds, const AxisFrame& frame, const FitCovariance& covariance) {
   if (bounds == Bounds::kAlongAxis) {
     const std::vector<double> heights = Each(frame, [&](const Vector3d& q) { return FootHeight(q, frame); });
-    const Reach reach = frame.kind == ShapeKind::kCone ? ReachByArea(heights, frame.strayShare)
-                                                       : ReachAlong(heights, frame.strayShare);
+    const Reach reach = frame.kind == ShapeKind::kCone ? ReachByArea(heights, frame.strays)
+                                                       : ReachAlong(heights, frame.strays);
     return BoundsOf(reach, frame, covariance, HeightGradient);
   }
   if (bounds == Bounds::kAboutAxis) {
     const Reach reach = ReachAround(
         Each(frame, [&](const Vector3d& q) { return SquareAzimuth(q.dot(frame.u), q.dot(frame.w)); }),
-        frame.strayShare);
+        frame.strays);
     MeasuredBounds measured = BoundsOf(reach, frame, covariance, AzimuthGradient);
     measured.extent.startDirection = std::cos(reach.low.at) * frame.u + std::sin(reach.low.at) * frame.w;
     return measured;
@@ -174,7 +174,7 @@ MeasuredOutline MeasureOutline(const AxisFrame& frame) {
     return Vector2d(q.dot(frame.u), sense * q.dot(frame.w));
   });
   const PlaneGrid grid(projected);
-  const std::vector<Vector2d> kept = WithoutStrays(projected, grid);
+  const std::vector<Vector2d> kept = frame.strays.mayBe ? WithoutStrays(projected, grid) : projected;
   MeasuredOutline outline;
   outline.loop = OutlineOf(kept[0].data(), static_cast<int>(kept.size()));
   const std::span numbers(outline.loop.vertices.get(), 2 * static_cast<std::size_t>(outline.loop.count));

@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include "adaptive/evidence/reach.h"
 #include "outline/outline.h"
 #include "primfit/fit.h"
 #include "primitives/model.h"
@@ -28,8 +29,8 @@ struct AxisFrame {
   AxisFrame(const Model& model, std::span<const Eigen::Vector3d> near);
 
   ShapeKind kind;
-  double halfAngle;       ///< of a cone
-  double strayShare = 0;  ///< see ReachAlong
+  double halfAngle;  ///< of a cone
+  Strays strays;     ///< that may be among the points
   Eigen::Vector3d center, axis, u, w;
   std::span<const Eigen::Vector3d> points;
 };

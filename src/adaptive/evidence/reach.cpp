@@ -58,20 +58,20 @@ double MedianCount(std::vector<std::size_t> counts) {
 double LogLikelihood(double count, double length) { return count > 0 ? count * std::log(count / length) : 0; }
 
 /// How many of the outermost depths are strays.
-std::size_t CountStrays(std::span<const double> depths, std::size_t strays, double strayLength) {
+std::size_t CountStrays(std::span<const double> depths, const Outside& outside) {
   const std::size_t last = depths.size() - 1;
   std::size_t best = 0;
   double most = -kInfinity, whole = 0;
   for (std::size_t k = 0; 2 * k < last; ++k) {
-    const auto outside = static_cast<double>(strays + k), inside = static_cast<double>(last - k);
-    const double outer = strayLength + depths[k], inner = depths[last] - depths[k];
+    const auto few = static_cast<double>(outside.strays + k), many = static_cast<double>(last - k);
+    const double outer = outside.length + depths[k], inner = depths[last] - depths[k];
     if (!(inner > 0)) break;
-    if (outside > 0 && !(outside / outer < kStrayShare * inside / inner)) continue;
-    const double likelihood = LogLikelihood(outside, outer) + LogLikelihood(inside, inner);
+    if (few > 0 && !(few / outer < kStrayShare * many / inner)) continue;
+    const double likelihood = LogLikelihood(few, outer) + LogLikelihood(many, inner);
     if (k == 0) whole = likelihood;
     if (likelihood > most) most = likelihood, best = k;
   }
-  const bool pays = strays > 0 || most > whole + std::log(static_cast<double>(depths.size()));
+  const bool pays = outside.strays > 0 || most > whole + std::log(static_cast<double>(depths.size()));
   return pays ? best : 0;
 }
 
@@ -91,9 +91,9 @@ double Blur(std::span<const double> depths) {
 
 }  // namespace
 
-DepthEnd EndOfDepths(std::span<const double> depths, std::size_t strays, double strayLength) {
+DepthEnd EndOfDepths(std::span<const double> depths, const Outside& outside) {
   DepthEnd end;
-  end.index = depths.empty() ? 0 : CountStrays(depths, strays, strayLength);
+  if (outside.mayHoldStrays && !depths.empty()) end.index = CountStrays(depths, outside);
   double squares = 0, sum = 0;
   for (std::size_t i = end.index; i + 1 < depths.size(); ++i) {
     const double gap = depths[i + 1] - depths[i];
@@ -110,12 +110,13 @@ DepthEnd EndOfDepths(std::span<const double> depths, std::size_t strays, double 
   const auto gaps = static_cast<double>(depths.size() - 1 - end.index);
   end.squaredError =
       2 * end.meanError * end.meanError * (1 + 6 / gaps) + std::pow(Blur(depths.subspan(end.index)), 2);
-  const double outside = static_cast<double>(strays + end.index), outer = strayLength + depths[end.index];
-  if (!(outside > 0 && outer > 0)) return end;
+  const auto strays = static_cast<double>(outside.strays + end.index);
+  const double outer = outside.length + depths[end.index];
+  if (!(strays > 0 && outer > 0)) return end;
   // With T the logarithm of the ratio of the densities, a stray value nearer to the end than T mean gaps is
   // taken for it, and a last value behind a longer gap is taken for a stray; either is as probable as the
   // densities' ratio makes it.
-  const double ratio = outside / outer * end.meanError;
+  const double ratio = strays / outer * end.meanError;
   if (!(ratio < 1)) return end;
   const double longest = -std::log(ratio);
   end.squaredError +=
@@ -133,10 +134,10 @@ struct Kept {
   double lowZone, highZone;           ///< how far inward the values for either end lie
 };
 
-Kept KeepBins(std::span<const double> values, double low, double high) {
+Kept KeepBins(std::span<const double> values, double low, double high, bool mayHoldStrays) {
   const std::size_t bins = BinsFor(values.size(), kLineBins), wanted = AtEnd(values.size());
   const auto counts = CountInBins(values, low, high - low, bins);
-  const double few = kStrayShare * MedianCount(counts);
+  const double few = mayHoldStrays ? kStrayShare * MedianCount(counts) : 1;
   const auto edge = [&](std::size_t bin) {
     return bin == bins ? high : low + (high - low) / static_cast<double>(bins) * static_cast<double>(bin);
   };
@@ -174,37 +175,33 @@ std::vector<double> OutermostValues(std::span<const double> values, double edge,
 /// The end between an edge and a zone's end.
 /// @param place  of a value on the scale on which distances are measured
 template <class Place>
-ReachEnd EndFrom(std::span<const double> values, double edge, double zone, std::size_t strays,
-                 double strayLength, const Place& place) {
+ReachEnd EndFrom(std::span<const double> values, double edge, double zone, const Outside& outside,
+                 const Place& place) {
   const std::vector<double> outermost = OutermostValues(values, edge, zone);
   std::vector<double> depths(outermost.size());
   std::transform(outermost.begin(), outermost.end(), depths.begin(),
                  [&](double v) { return std::abs(place(v) - place(edge)); });
-  const DepthEnd end = EndOfDepths(depths, strays, strayLength);
+  const DepthEnd end = EndOfDepths(depths, outside);
   const double value = outermost[end.index];
   const auto index =
       static_cast<std::size_t>(std::find(values.begin(), values.end(), value) - values.begin());
   return {place(value), index, end.meanError, end.squaredError};
 }
 
-}  // namespace
-
-namespace {
-
 /// The ends of values in a range.
 /// @param place  of a value on the scale on which distances are measured
 template <class Place>
-Reach ReachWithin(std::span<const double> values, double strayShare, double low, double high,
+Reach ReachWithin(std::span<const double> values, const Strays& strays, double low, double high,
                   const Place& place) {
-  const Kept kept = KeepBins(values, low, high);
+  const Kept kept = KeepBins(values, low, high, strays.mayBe);
   const double length = place(kept.high) - place(kept.low);
   // What is known of strays beforehand counts as one that was seen on the length for one.
-  const std::size_t one = strayShare > 0 ? 1 : 0;
-  const double lengthForOne = one == 0 ? 0 : length / (strayShare * static_cast<double>(values.size()));
-  return {EndFrom(values, kept.low, kept.lowZone, kept.lowStrays + one,
-                  place(kept.low) - place(low) + lengthForOne, place),
-          EndFrom(values, kept.high, kept.highZone, kept.highStrays + one,
-                  place(high) - place(kept.high) + lengthForOne, place)};
+  const std::size_t one = strays.share > 0 ? 1 : 0;
+  const double lengthForOne = one == 0 ? 0 : length / (strays.share * static_cast<double>(values.size()));
+  const Outside below{strays.mayBe, kept.lowStrays + one, place(kept.low) - place(low) + lengthForOne};
+  const Outside above{strays.mayBe, kept.highStrays + one, place(high) - place(kept.high) + lengthForOne};
+  return {EndFrom(values, kept.low, kept.lowZone, below, place),
+          EndFrom(values, kept.high, kept.highZone, above, place)};
 }
 
 Reach ReachOfOne(double at) {
@@ -214,10 +211,10 @@ Reach ReachOfOne(double at) {
 
 }  // namespace
 
-Reach ReachAlong(std::span<const double> values, double strayShare) {
+Reach ReachAlong(std::span<const double> values, const Strays& strays) {
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
   if (!(*most > *least)) return ReachOfOne(*least);
-  return ReachWithin(values, strayShare, *least, *most, [](double v) { return v; });
+  return ReachWithin(values, strays, *least, *most, [](double v) { return v; });
 }
 
 namespace {
@@ -226,7 +223,7 @@ namespace {
 struct Gap {
   double begin, end;  ///< azimuths, the end above the begin
 };
-Gap WidestGap(std::span<const double> squareAzimuths) {
+Gap WidestGap(std::span<const double> squareAzimuths, bool mayHoldStrays) {
   // Whether azimuths are stray ones is decided in bins of the turn, and the gaps are told in finer ones.
   constexpr std::size_t kFineBins = 16 * kTurnBins;
   const std::size_t turnBins = BinsFor(squareAzimuths.size(), kTurnBins);
@@ -234,7 +231,7 @@ Gap WidestGap(std::span<const double> squareAzimuths) {
   std::vector<std::size_t> counts(turnBins);
   const auto turnBinOf = [&](std::size_t fine) { return fine * turnBins / kFineBins; };
   for (const double a : squareAzimuths) ++counts[turnBinOf(bins.Add(a))];
-  const double few = kStrayShare * MedianCount(counts);
+  const double few = mayHoldStrays ? kStrayShare * MedianCount(counts) : 0;
   const AzimuthGaps gaps =
       bins.Gaps([&](std::size_t fine) { return static_cast<double>(counts[turnBinOf(fine)]) >= few; });
   const double acrossZero = gaps.first + 2 * pi - gaps.last;
@@ -246,8 +243,8 @@ Gap WidestGap(std::span<const double> squareAzimuths) {
 
 // The azimuths are counted from the middle of the gap, so that they rise along what is covered. They stay
 // square ones; only those near the ends become angles.
-Reach ReachAround(std::span<const double> squareAzimuths, double strayShare) {
-  const Gap gap = WidestGap(squareAzimuths);
+Reach ReachAround(std::span<const double> squareAzimuths, const Strays& strays) {
+  const Gap gap = WidestGap(squareAzimuths, strays.mayBe);
   if (!(gap.end - gap.begin < 2 * pi)) return ReachOfOne(std::fmod(gap.end, 2 * pi));
   const double middle = std::fmod((gap.begin + gap.end) / 2, 2 * pi);
   const double squareMiddle = SquareAzimuth(std::cos(middle), std::sin(middle));
@@ -260,7 +257,7 @@ Reach ReachAround(std::span<const double> squareAzimuths, double strayShare) {
     const double near = middle + value * pi / 2;  // a square azimuth is a quarter turn, to a tenth
     return a + 2 * pi * std::round((near - a) / (2 * pi));
   };
-  Reach reach = ReachWithin(turned, strayShare, 0, 4, azimuth);
+  Reach reach = ReachWithin(turned, strays, 0, 4, azimuth);
   const double turns = 2 * pi * std::floor(reach.low.at / (2 * pi));
   reach.low.at -= turns;
   reach.high.at -= turns;

@@ -32,6 +32,27 @@ struct Reach {
   }
 };
 
+/// Whether there may be strays among values, and what is known of them beforehand.
+struct Strays {
+  bool mayBe = true;
+  /// How many there are for each value on the same length, by what lies beside the shape; 0 where that is not
+  /// known.
+  double share = 0;
+};
+
+/// What lies beyond the bound of some values.
+struct Outside {
+  bool mayHoldStrays = true;
+  std::size_t strays = 0;  ///< values there
+  double length = 0;       ///< on what length they are
+};
+
+/// An end as an index of depths, and how far the true one may be from it.
+struct DepthEnd {
+  std::size_t index = 0;
+  double meanError = 0, squaredError = 0;
+};
+
 /// Where the values that are no strays end.
 ///
 /// Under the model of two densities the likelihood of n values on a length l and N on L is largest where
@@ -42,25 +63,16 @@ struct Reach {
 /// The values are a renewal process: seen from the true end the nearest one is on the mean half the ratio of
 /// the sums of squares and of gaps away (Cox 1962), which for random values is their spacing and for rows of
 /// a scan half their distance. For the mean square the distance is taken for exponential.
-/// @param depths      ascending, of the outermost values below some bound
-/// @param strays      how many values lie beyond that bound
-/// @param strayLength on what length
-/// @return the end as an index of depths
-struct DepthEnd {
-  std::size_t index = 0;
-  double meanError = 0, squaredError = 0;
-};
-DepthEnd EndOfDepths(std::span<const double> depths, std::size_t strays, double strayLength);
+/// @param depths  ascending, of the outermost values within some bound
+DepthEnd EndOfDepths(std::span<const double> depths, const Outside& outside);
 
 /// The range of values along an axis.
-/// @param strayShare  how many strays there are for each value on the same length, by what lies beside the
-///                    shape; 0 where that is not known
-Reach ReachAlong(std::span<const double> values, double strayShare = 0);
+Reach ReachAlong(std::span<const double> values, const Strays& strays = {});
 
 /// The same around a full turn: the turn less its largest gap.
 /// @param squareAzimuths  as SquareAzimuth has them
 /// @return radians; `low` in [0, 2 pi), `high` above it by the angle covered
-Reach ReachAround(std::span<const double> squareAzimuths, double strayShare = 0);
+Reach ReachAround(std::span<const double> squareAzimuths, const Strays& strays = {});
 
 }  // namespace primfit::adaptive
 

@@ -48,14 +48,15 @@ double LargestKnown(ParameterKind kind, const Converged& c) {
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const FreeParameters parameters = FreeParametersOf(c.model, held | c.atEnd);
   FitCovariance covariance;
-  Eigen::MatrixXd matrix =
-      primfit::CovarianceOf(c.sums, c.squaredWeightSums ? &*c.squaredWeightSums : nullptr, parameters.count,
-                            static_cast<double>(c.inliers.size()),
-                            c.noise * c.noise * VarianceInflation(c.model.IsCurve()) + c.rounding.common);
+  if (parameters.count == 0) return covariance;
+  const double inflation = c.isOfAllPoints ? 1 : VarianceInflation(c.model.IsCurve());
+  Eigen::MatrixXd matrix = primfit::CovarianceOf(
+      c.sums, c.squaredWeightSums ? &*c.squaredWeightSums : nullptr, parameters.count,
+      static_cast<double>(c.inliers.size()), c.noise * c.noise * inflation + c.rounding.common);
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too
-    if (!(std::sqrt(matrix(i, i)) <= LargestKnown(f.kind, c))) MakeUnknown(i, matrix);
+    if (!c.isRedundant || !(std::sqrt(matrix(i, i)) <= LargestKnown(f.kind, c))) MakeUnknown(i, matrix);
     covariance.parameters.push_back({f.kind, f.direction, std::sqrt(matrix(i, i))});
   }
   covariance.matrix = matrix;
@@ -86,6 +87,11 @@ void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport
   report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
   if (c.rounding.coarse > 0)
     report.reason += "; their coordinates are rounded more coarsely than the rest of the noise";
+  if (!c.isRedundant) {
+    report.verdict = Verdict::kWeak;
+    report.reason = "there are no more points than the shape needs: nothing says how exact it is";
+    return;
+  }
   // Sizes come last and say most.
   for (auto p = covariance.parameters.rbegin(); p != covariance.parameters.rend(); ++p) {
     const std::string why = WhyHardly(*p, m);
@@ -100,6 +106,7 @@ void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport
                          NameOf(c.atEnd, m.kind));
     return;
   }
+  if (covariance.parameters.empty()) report.reason = "every part is held: nothing was fitted";
   if (report.inlierShare < kWeakShare) {
     report.verdict = Verdict::kWeak;
     report.reason = Text("only %.1f %% of the points support the best shape", 100 * report.inlierShare);

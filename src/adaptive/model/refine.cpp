@@ -158,9 +158,12 @@ NormalEquations SumsOf(const Model& m, const FreeParameters& parameters, double 
 }  // namespace
 
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
-                            Budget& budget) {
+                            Budget& budget, Redundancy redundancy) {
   const FreeParameters parameters = FreeParametersOf(start, held);
-  if (points.count <= parameters.count) return std::nullopt;
+  const int equations = points.count * (start.IsCurve() ? 2 : 1);
+  const bool enough =
+      redundancy == Redundancy::kRequired ? points.count > parameters.count : equations >= parameters.count;
+  if (!enough) return std::nullopt;
   constexpr double kNoThresholds[6] = {};
   const TrustRegionLimits limits{kNoThresholds, iterations, 20, 1};
   double x[kMostParameters] = {}, length = 1;
@@ -172,7 +175,7 @@ std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& 
   sumUp();
   if (parameters.count > 0) {
     NativeTrustRegion engine;
-    engine.Start(parameters.count, points.count, x, limits);
+    engine.Start(parameters.count, equations, x, limits);
     int request = kContinue;
     while (!budget.IsOver() && engine.Step(answers, request) == kTrustRegionSuccess && request >= kContinue) {
       if (request == kNeedNormalEquations) sumUp();

@@ -23,12 +23,16 @@ inline PointRefs RefsOf(std::span<const Eigen::Vector3d> points, const double* s
   return refs;
 }
 
+/// Whether there have to be more points than parameters; else a shape through all points is one too, from as
+/// many equations as parameters on, of which a point of a curve gives two.
+enum class Redundancy { kRequired, kMayBeNone };
+
 /// Orthogonal distance regression: the shape with the least sum of squared distances in space, for curves
 /// too, each times the weight of its point. Levenberg-Marquardt from the model given.
 /// @return none where the points determine no shape, or the budget ended before the result
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations);
 std::optional<Model> Refine(const Model& start, unsigned held, const PointRefs& points, int iterations,
-                            Budget& budget);
+                            Budget& budget, Redundancy redundancy = Redundancy::kRequired);
 
 /// The normal equations of distance / sqrt(n) for the free parameters of a model; not complete where the
 /// budget ended.

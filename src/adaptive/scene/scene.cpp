@@ -18,7 +18,7 @@ constexpr int kForResolution = 512;
 
 }  // namespace
 
-Scene::Scene(const PointView& given, std::span<const double> weights, Budget& budget)
+Scene::Scene(const PointView& given, std::span<const double> weights, Budget& budget, Crowds crowds)
     : given_(given), points_(given.Count()), weights_(weights.size()), isWeighted_(!weights.empty()) {
   const auto isUsable = [&](std::uint64_t i) {
     return given[i].allFinite() && (!isWeighted_ || weights[i] > 0);
@@ -29,7 +29,7 @@ Scene::Scene(const PointView& given, std::span<const double> weights, Budget& bu
   const bool lasted = budget.InBlocks(given.Count(), [&](std::size_t begin, std::size_t count) {
     given.VisitCoordinates([&](const auto* xyz) { Take(xyz, weights, begin, begin + count, repeats); });
   });
-  if (lasted && repeats.Found() && budget.Spend(Budget::kBlock)) MergeRepeats();
+  if (lasted && repeats.Found() && budget.Spend(Budget::kBlock)) MergeRepeats(crowds);
   budget.RequireMore();
   ScaleWeights();
 }
@@ -91,9 +91,9 @@ void Scene::Take(const Number* coordinates, std::span<const double> weights, std
 
 /// Makes one point of those with equal coordinates, about a new origin: the one before may have been a place
 /// of missing returns, if these were most of all points.
-void Scene::MergeRepeats() {
+void Scene::MergeRepeats(Crowds crowds) {
   const Groups all = GroupEqual(Points());
-  const std::size_t most = MostCopies(all);
+  const std::size_t most = crowds == Crowds::kKeep ? count_ + 1 : MostCopies(all);
   groups_.starts.assign(1, 0);
   std::vector<double> sums;
   for (std::size_t g = 0; g < all.Count(); ++g) {

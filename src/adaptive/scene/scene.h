@@ -26,6 +26,9 @@
 
 namespace primfit::adaptive {
 
+/// What is done with hundreds of points at one place.
+enum class Crowds { kSetAside, kKeep };
+
 /// Points with equal coordinates are one measurement that was stored more than once. Where they are many they
 /// are one point here, whose weight is the sum of theirs; hundreds at one place are no measurements of a
 /// surface and are set aside.
@@ -34,7 +37,8 @@ class Scene {
   /// @param given    outlives the scene
   /// @param weights  as FitOptions have them
   /// @throws FitError when the budget ends before
-  Scene(const PointView& given, std::span<const double> weights, Budget& budget);
+  Scene(const PointView& given, std::span<const double> weights, Budget& budget,
+        Crowds crowds = Crowds::kSetAside);
 
   std::span<const Eigen::Vector3d> Points() const { return {points_.data(), count_}; }
   const Eigen::Vector3d& Origin() const { return origin_; }
@@ -67,7 +71,7 @@ class Scene {
   template <class Number>
   void Take(const Number* coordinates, std::span<const double> weights, std::size_t begin, std::size_t end,
             RepeatsDetector& repeats);
-  void MergeRepeats();
+  void MergeRepeats(Crowds crowds);
   void ScaleWeights();
   /// The first of the equal points, or the only one, in the caller's coordinates.
   Eigen::Vector3d GivenPoint(std::size_t i) const;
