@@ -70,7 +70,7 @@ std::string PointsText(const Result& result) {
   if (points.setAside && *points.setAside > 0)
     text += Row("set aside",
                 fmt::format("{} (hundreds at one place, as missing returns are stored)", *points.setAside));
-  for (const std::string& note : result.input.notes) text += Row("note", Printable(note));
+  for (const std::string& note : result.input.notes) text += Row("note", io::OneLine(note));
   return text;
 }
 
