@@ -17,11 +17,12 @@
 #include "cli/deviations.h"
 #include "cli/errors.h"
 #include "cli/failure.h"
+#include "cli/given_shape.h"
 #include "cli/length_unit.h"
 #include "cli/output_files.h"
 #include "cli/progress.h"
 #include "cli/requests.h"
-#include "io/file_bytes.h"
+#include "cli/stored_result.h"
 #include "io/output_file.h"
 #include "io/summary.h"
 #include "primfit/fit/fit_error.h"
@@ -169,16 +170,6 @@ int Tell(const Result& result, const Options& options, const std::vector<Verdict
   return good ? kFitted : kDoubtful;
 }
 
-/// @throws io::ReadError, report::ResultError that name the file
-Result ReadResultFile(const std::string& path) {
-  const io::FileBytes file(path);
-  try {
-    return report::ReadResult(file.View());
-  } catch (const report::ResultError& error) {
-    throw report::ResultError(fmt::format("{}: {}", path == "-" ? "standard input" : path, error.what()));
-  }
-}
-
 /// Writes the files that were asked for.
 /// @return what went wrong, empty for nothing: the result is worth printing all the same
 std::string WriteFiles(const OutputOptions& outputs, const FitRun& run, const Result& result) {
@@ -205,7 +196,11 @@ void UseUnitOfFile(const io::CoordinateReference& reference, Input& input, const
 
 }  // namespace
 
-int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers) {
+namespace {
+
+/// @param name  of the sub-command
+int Run(std::string_view name, const FitCommand& command, const Options& options, const Host& host,
+        const io::Readers& readers) {
   Input input = InputOf(options);
   FitRequest request = RequestOf(options, command, input.unit);
   if (input.unitSource == report::UnitSource::kTold) CheckLengths(request, input.unit);
@@ -234,12 +229,26 @@ int RunFit(const FitCommand& command, const Options& options, const Host& host, 
              .stopped = false,
              .fittingSeconds = 0};
   Fit(command, run, host, !options.quiet && host.errIsTerminal);
-  const Result result = report::ResultOfFit(InvocationOf(command.name, options), run);
+  const Result result = report::ResultOfFit(InvocationOf(name, options), run);
   const std::string trouble = WriteFiles(options.outputs, run, result);
   const int status = Tell(result, options, accepted, host);
   if (trouble.empty()) return status;
   Complain(host, trouble);
   return kTrouble;
+}
+
+}  // namespace
+
+int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers) {
+  return Run(command.name, command, options, host, readers);
+}
+
+int RunCheck(Options options, const Host& host, const io::Readers& readers) {
+  if (!options.shape)
+    throw UsageError("check needs --shape with a primitive and its numbers, or with a stored result");
+  const FitCommand& command = TakeGivenShape(*options.shape, options);
+  const int status = Run("check", command, options, host, readers);
+  return status == kDoubtful ? kFitted : status;  // a given shape is not judged
 }
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {

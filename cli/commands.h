@@ -14,6 +14,10 @@ namespace primfit::cli {
 /// @throws UsageError, io::ReadError, std::runtime_error (output)
 int RunFit(const FitCommand& command, const Options& options, const Host& host, const io::Readers& readers);
 
+/// Tells how the points of a file lie about a shape that is given, without a fit.
+/// @throws as RunFit, and for a shape that cannot be read
+int RunCheck(Options options, const Host& host, const io::Readers& readers);
+
 /// Tells what a point file holds.
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers);
 

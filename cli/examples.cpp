@@ -6,7 +6,7 @@ namespace primfit::cli {
 
 namespace {
 
-constexpr std::array<Example, 30> kExamples = {{
+constexpr std::array<Example, 32> kExamples = {{
     {"", "info room.xyz", "What a file holds."},
     {"", "plane room.xyz --noise 0.01", "The largest plane of a room, by a scanner with 10 mm of noise."},
     {"line", "pipe-run.xyz --box 1198,3399.5,110.2,1201,3399.7,110.4", "A hand rail, cut out with a box."},
@@ -56,6 +56,10 @@ constexpr std::array<Example, 30> kExamples = {{
      "pipe-run.xyz --pick 1200.152,3399.943,110.3 --radius-hint 0.06 --near 1200.152,3400,110.3,0.2 "
      "--json",
      "The riser, for a program."},
+    {"check", "sphere-target-1.xyz --shape sphere-target.json --near -5.896,3.629,-1.561,0.06",
+     "How the points of a scan lie about a shape that was fitted before."},
+    {"check", "pipe-run.xyz --near 1199.5,3400,110,0.1 --shape cylinder:1199.5,3400,110,0.05715,1,0,0 --json",
+     "The same about a pipe as it was designed, for a program."},
     {"show", "sphere-target.json", "A result that a fit has stored with --json."},
     {"show", "--json - <sphere-target.json", "The same for a program, from standard input."},
     {"info", "room.xyz", "How many points there are, what they hold and how far they reach."},

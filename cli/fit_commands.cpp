@@ -54,6 +54,7 @@ FitOptionsBase AdaptiveOptions(const FitRequest& request, FitProgressUpdater* up
     options.passes = Eigen::Vector3d(place.data());
     options.passesWithin = place[3];
   }
+  options.allPoints = request.allPoints;
   options.progress = updater;
   return options;
 }

@@ -30,6 +30,7 @@ struct Parser {
   Options options;
   std::string topic;  ///< the command that help is asked about
   const FitCommand* chosen = nullptr;
+  CLI::App* check = nullptr;
   CLI::App* show = nullptr;
   CLI::App* help = nullptr;
   bool wholeHelp = false;
@@ -54,6 +55,9 @@ Parser::Parser(const Host& host, const io::Readers& readers) {
     command->callback([this, &fit] { chosen = &fit; });
   }
   AddInputOptions(*add("info", "Tell what a point file holds"), readers, options);
+  check = add("check", "Tell how the points of a file lie about a given shape, without a fit");
+  AddInputOptions(*check, readers, options);
+  AddCheckOptions(*check, options);
   show = add("show", "Print a stored result as its run did");
   AddShowOptions(*show, options);
   help = add("help", "Tell about the program or about one of its commands");
@@ -105,6 +109,7 @@ int Run(std::span<const std::string> arguments, const Host& host, const io::Read
     return kFitted;
   }
   parser.options.arguments.assign(arguments.begin(), arguments.end());
+  if (parser.check->parsed()) return RunCheck(parser.options, host, readers);
   if (parser.show->parsed()) return RunShow(parser.options, host);
   return parser.chosen != nullptr ? RunFit(*parser.chosen, parser.options, host, readers)
                                   : RunInfo(parser.options, host, readers);

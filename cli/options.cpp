@@ -90,9 +90,12 @@ void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options)
 }
 
 /// Options that only the adaptive method has.
-template <class Add>
-void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& option) {
+template <class Add, class AddFlag>
+void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& option, const AddFlag& flag) {
   const FitOptionsBase defaults;
+  flag("--all-points", options.allPoints,
+       "Take every point as one of the shape: plain least squares without a search for outliers (default: "
+       "search)");
   option("--noise", options.noise, "LENGTH",
          "Standard deviation of the points from the shape, in the file's unit (default: from the points)");
   option("--confidence", options.confidence, "SHARE",
@@ -198,6 +201,15 @@ void AddShowOptions(CLI::App& command, Options& options) {
   command.add_flag("--json", options.json, "Print JSON (default: text)");
 }
 
+void AddCheckOptions(CLI::App& command, Options& options) {
+  const auto option = OptionsTo(command);
+  option("--shape", options.shape, "SHAPE",
+         "The shape: a primitive and its numbers in the order of --start, such as "
+         "cylinder:0,0,0,0.05,0,0,1 in the file's unit, or the file of a stored result (required)");
+  FlagsTo(command)("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");
+  AddPointOptions(command, options.outputs);
+}
+
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
@@ -226,7 +238,9 @@ void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto to = [&](std::vector<const CLI::Option*>& those, const char* group, const auto& add) {
     return [&those, group, &add](auto&&... arguments) { those.push_back(add(arguments...)->group(group)); };
   };
-  AddAdaptiveOptions(fit, options, to(options.ofAdaptive, both ? "Adaptive method" : "", option));
+  const char* adaptive = both ? "Adaptive method" : "";
+  AddAdaptiveOptions(fit, options, to(options.ofAdaptive, adaptive, option),
+                     to(options.ofAdaptive, adaptive, flag));
   const char* classic = both ? "Fixed pipeline, with --classic" : "Options";
   if (fit.classic == nullptr) return;
   AddClassicOptions(fit, options, to(options.ofClassic, classic, option),

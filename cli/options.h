@@ -47,11 +47,14 @@ struct Options {
   std::optional<double> tolerance;
   std::optional<double> outliers;
   std::optional<std::string> start;
+  std::optional<double> startMetres;  ///< metres in the unit of --start; none: it is in the file's unit
+  std::optional<std::string> shape;   ///< of check
   std::array<std::optional<std::string>, 8> fixed;  ///< by part: its value, or kOfStart
   std::optional<std::string> through;
   std::optional<std::string> pick;
   std::optional<double> radiusHint;
 
+  bool allPoints = false;
   std::optional<double> noise;
   double confidence = FitOptionsBase().confidence;
   int mostDraws = FitOptionsBase().mostDraws;
@@ -85,6 +88,8 @@ std::vector<std::string> WithHeldValues(std::span<const std::string> arguments);
 void AddInputOptions(CLI::App& command, const io::Readers& readers, Options& options);
 /// Options of the command that shows a stored result.
 void AddShowOptions(CLI::App& command, Options& options);
+/// Options of the command that checks a given shape.
+void AddCheckOptions(CLI::App& command, Options& options);
 /// Options of a fit.
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options);
 

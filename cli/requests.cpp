@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "cli/errors.h"
 #include "cli/numbers.h"
@@ -104,7 +105,7 @@ void CheckHolds(const Options& options, const FitCommand& fit) {
   if (held == 0 && !options.skipSearch && !adaptive && options.start) {
     throw UsageError("--start alone changes nothing: add --skip-search to begin there, or a --fix option");
   }
-  if (held > 0 && held == fixable)
+  if (held > 0 && held == fixable && !options.allPoints)
     throw UsageError(fmt::format("every part of the {} is held; leave one free", fit.name));
 }
 
@@ -126,6 +127,14 @@ std::vector<double> ReadStart(const Options& options, const FitCommand& fit) {
   return start;
 }
 
+/// Takes lengths from the unit of a stored shape to that of the file.
+void Rescale(const FitCommand& fit, double factor, std::vector<double>& numbers) {
+  ForEachPart(fit.parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+    const bool isLength = QuantityOf(part) == Quantity::kPosition || QuantityOf(part) == Quantity::kLength;
+    for (std::size_t k = offset; isLength && k < offset + part.Size(); ++k) numbers[k] *= factor;
+  });
+}
+
 /// The value of a part as its --fix option gives it.
 std::vector<double> ReadHeld(const Part& part, const std::string& text, const Unit& unit) {
   const std::string option = FixOptionOf(part);
@@ -140,6 +149,7 @@ std::vector<double> ReadHeld(const Part& part, const std::string& text, const Un
 std::vector<double> StartOf(const Options& options, const FitCommand& fit, const Unit& unit) {
   std::vector<double> start;
   if (options.start) start = ReadStart(options, fit);
+  if (options.startMetres) Rescale(fit, *options.startMetres / unit.metres, start);
   ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t offset) {
     if (!options.fixed[i] || options.fixed[i] == kOfStart) return;
     start.resize(fit.StartSize(), std::numeric_limits<double>::quiet_NaN());
@@ -164,7 +174,19 @@ std::vector<double> SectionOf(const std::string& text) {
   throw UsageError(fmt::format("--through \"{}\" has no radius above 0 as its fourth number", text));
 }
 
+/// Without a search nothing is known beforehand of noise and outliers.
+void CheckAllPoints(const Options& options) {
+  if (!options.allPoints) return;
+  for (const auto& [name, value] : {std::pair{"--noise", &options.noise},
+                                    {"--tolerance", &options.tolerance},
+                                    {"--outliers", &options.outliers}}) {
+    if (*value) throw UsageError(fmt::format("{} and --all-points exclude each other", name));
+  }
+}
+
 void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request) {
+  CheckAllPoints(options);
+  request.allPoints = options.allPoints;
   RequireLength("--tolerance", options.tolerance, unit);
   RequireLength("--noise", options.noise, unit);
   request.tolerance = options.tolerance;

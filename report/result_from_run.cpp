@@ -87,6 +87,7 @@ Named<OptionValue> OptionsOf(const FitRun& run) {
   Add(options, "tolerance", r.tolerance);
   Add(options, "outliers", r.outliers);
   if (r.method == Method::kAdaptive) {
+    if (r.allPoints) options.emplace_back("all_points", true);
     Add(options, "noise", r.noise);
     Add(options, "confidence", std::optional(r.confidence));
     options.emplace_back("most_draws", std::int64_t{r.mostDraws});

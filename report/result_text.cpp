@@ -151,6 +151,8 @@ std::string HeadText(const Result& result) {
   const std::string command = io::OneLine(result.command), path = io::OneLine(result.input.path);
   if (result.shapes.empty())
     return fmt::format("no {} found in {}: {}\n", command, path, io::OneLine(result.reason.value_or("")));
+  if (command == "check")
+    return fmt::format("{} compared with {}\n", io::OneLine(result.shapes[0].kind), path);
   std::string text = fmt::format("{} fitted to {}\n", command, path);
   if (result.status == Status::kStopped) text += "stopped by Ctrl-C: the best found until then\n";
   return text;

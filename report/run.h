@@ -47,6 +47,7 @@ struct FitRequest {
   std::vector<bool> fixed;    ///< for each part
 
   // Of the adaptive method.
+  bool allPoints = false;
   std::optional<double> noise;
   double confidence = 0;
   int mostDraws = 0;

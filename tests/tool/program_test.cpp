@@ -278,6 +278,40 @@ TEST_F(Program, UsesTheRegionOfInterest) {
   EXPECT_NEAR(PartOf(floor, "origin")[2].get<double>(), 2, 1e-9);
 }
 
+TEST_F(Program, ChecksAGivenShapeAndFitsAllPoints) {
+  Points points;  // a level square that rises by 2 mm at one side, and a stray point
+  for (int i = 0; i < 400; ++i) points.emplace_back(0.1 * (i % 20), 0.1 * (i / 20), i % 20 == 0 ? 0.002 : 0);
+  points.emplace_back(1, 1, 1);
+  const std::string file = Write("a.ply", BinaryPly(points));
+  const auto check = [&](const std::string& shape, const Arguments& more) {
+    Arguments arguments = {"check", file, "--json", "--shape", shape};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Outcome outcome = run_program::Launch(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return Json::parse(outcome.out);
+  };
+  const Json given = check("plane:0,0,0,0,0,1", {"--near", "0,0,0,5"});
+  EXPECT_EQ(given["shapes"][0]["kind"], "plane");
+  EXPECT_EQ(given["shapes"][0]["inliers"], 401);
+  const Json& error = given["shapes"][0]["quality"]["form_error"];
+  EXPECT_NEAR(error["least"].get<double>(), 0, 1e-12);
+  EXPECT_NEAR(error["largest"].get<double>(), 1, 1e-12);
+  EXPECT_NEAR(given["shapes"][0]["quality"]["rms"].get<double>(), std::sqrt((1 + 20 * 4e-6) / 401), 1e-9);
+
+  // All points are the shape's, and what was fitted is checked again through its stored result, in its unit.
+  const std::string stored = Path("stored.json");
+  const Outcome fit =
+      run_program::Launch({"plane", file, "--all-points", "--output", stored, "--box=-1,-1,-1,3,3,0.5"});
+  EXPECT_TRUE(fit.status == 0 || fit.status == 3) << fit.err;
+  const Json again = check(stored, {"--unit", "mm", "--box=-1,-1,-1,3,3,0.5"});
+  const Json first = Json::parse(std::ifstream(stored));
+  EXPECT_EQ(first["shapes"][0]["inliers"], 400);
+  EXPECT_NE(again["shapes"][0]["quality"]["rms"], first["shapes"][0]["quality"]["rms"]) << "other units";
+  const Json same = check(stored, {"--box=-1,-1,-1,3,3,0.5"});
+  EXPECT_NEAR(same["shapes"][0]["quality"]["rms"].get<double>(),
+              first["shapes"][0]["quality"]["rms"].get<double>(), 1e-12);
+}
+
 TEST_F(Program, HoldsAndStartsAsAsked) {
   const std::string metres = WriteScene();
   const Json normalHeld = Fit({"--start", "0,0,0,0,-3,4", "--fix-normal"}, metres);
@@ -501,6 +535,12 @@ TEST_F(Program, EndsWithTheStatusAndReasonOfItsTrouble) {
       {2, "plane scene.ply --near 1,2,3,0", "radius above 0"},
       {2, "plane scene.ply --box 1,2,3,4,5,6,7", "--box needs 6 numbers between commas (x0,y0,z0,x1,y1,z1)"},
       {2, "plane scene.ply --box 0,0,1,1,1,0", "smallest x, y, z first"},
+      {2, "plane scene.ply --all-points --noise 1", "--noise and --all-points exclude each other"},
+      {2, "plane scene.ply --all-points --classic", "--all-points is an option of the adaptive method"},
+      {2, "check scene.ply", "check needs --shape"},
+      {2, "check scene.ply --shape cube:1", "cube:1: cannot be opened"},
+      {2, "check scene.ply --shape sphere:1,2,3", "--start needs 4 numbers"},
+      {2, "check scene.ply --shape bad.xyz", "bad.xyz: "},
       {2, "plane scene.ply --where class", "--where \"class\" is not an attribute and its values"},
       {2, "plane scene.ply --where =2", "--where \"=2\" is not an attribute and its values"},
       {2, "plane scene.ply --where class=", "--where has no value; write for example 2,6 or 10..20"},
