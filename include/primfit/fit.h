@@ -170,6 +170,9 @@ struct FitOptions : FitOptionsBase {
   /// outlier share, confidence and draws are not looked at. Where every part is held nothing is fitted, and
   /// the result says how the points lie about the shape.
   bool allPoints = false;
+  /// Where the scanner stood. The normal of a plane or patch, unless it is held, then points to the side of
+  /// the stations, and the report says from which side a curved surface was seen. None: that is not known.
+  std::span<const Eigen::Vector3d> stations{};
 };
 
 enum class StopReason {
@@ -238,6 +241,13 @@ struct FitExtents {
   double start = 0;
 };
 
+/// From which side of a surface its points were taken.
+enum class SeenFrom {
+  kUnknown,  ///< no stations were given, they are on both sides alike, or the shape has no inside
+  kOutside,
+  kInside
+};
+
 struct FitReport {
   int draws = 0;
   int refinements = 0;
@@ -257,6 +267,7 @@ struct FitReport {
   /// The least and the largest signed distance of an inlier from the shape, negative inside of it (of a
   /// plane: behind its normal); their difference is the form error. About a curve distances are positive.
   double leastDeviation = 0, largestDeviation = 0;
+  SeenFrom seenFrom = SeenFrom::kUnknown;  ///< of a sphere, cylinder, cone or torus, bounded or not
 };
 
 template <class Shape>

@@ -80,6 +80,10 @@ typedef struct primfit_options {
   void* user;
   /* Since version 2. */
   int all_points; /* not 0: every finite point is on the shape, there are no outliers; all may be held then */
+  /* Where the scanner stood, x y z one after the other: the normal of a plane or patch then points to that
+   * side, and seen_from of the result is known. Null with a count of 0: that is not known. */
+  const double* stations;
+  size_t station_count;
 } primfit_options;
 
 typedef enum primfit_parameter_kind {
@@ -102,6 +106,8 @@ typedef struct primfit_parameter {
 
 enum { PRIMFIT_CONFIDENT, PRIMFIT_DRAW_LIMIT, PRIMFIT_TIME_LIMIT, PRIMFIT_STOPPED }; /* stop_reason */
 enum { PRIMFIT_GOOD, PRIMFIT_AMBIGUOUS, PRIMFIT_AT_LIMIT, PRIMFIT_WEAK };            /* verdict */
+
+enum { PRIMFIT_SEEN_UNKNOWN, PRIMFIT_SEEN_OUTSIDE, PRIMFIT_SEEN_INSIDE }; /* seen_from */
 
 /* The library makes it and frees it, with all that it points to. New versions only add members at the end. */
 typedef struct primfit_result {
@@ -141,6 +147,7 @@ typedef struct primfit_result {
       start_deviation; /* of the start along a line or axis, or in radians about it; 0 where there is none */
   /* Least and largest signed distance of an inlier, negative inside; of a curve they are positive. */
   double least_deviation, largest_deviation;
+  int seen_from; /* from which side a sphere, cylinder, cone or torus was seen; unknown without stations */
 } primfit_result;
 
 /* Fills in the options for nothing said.

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "adaptive/evidence/extent.h"
+#include "adaptive/evidence/stations.h"
 #include "adaptive/find_shape.h"
 #include "adaptive/fit_all_points.h"
 #include "adaptive/scene/plausible.h"
@@ -90,9 +91,33 @@ std::pair<double, double> Deviations(const Model& m, std::span<const Vector3d> p
   return {least, largest};
 }
 
+/// The same plane with its normal the other way: what moved the normal now moves it the other way, too.
+void TurnNormal(adaptive::Outcome& out) {
+  out.model.axis = -out.model.axis;
+  for (FitParameter& p : out.covariance.parameters) {
+    if (p.kind == ParameterKind::kDirection) p.direction = -p.direction;
+  }
+}
+
+/// Turns a plane to the stations, unless its normal is held, and says from which side another surface was
+/// seen.
+/// @param inliers  relative to the scene's origin
+void FaceStations(std::span<const Vector3d> given, std::span<const Vector3d> inliers, unsigned held,
+                  const Vector3d& origin, adaptive::Outcome& out) {
+  std::vector<Vector3d> stations(given.begin(), given.end());
+  for (Vector3d& station : stations) station -= origin;
+  const double balance = adaptive::OutsideBalance(out.model, inliers, stations);
+  if (out.model.kind != ShapeKind::kPlane) {
+    if (balance != 0) out.report.seenFrom = balance > 0 ? SeenFrom::kOutside : SeenFrom::kInside;
+  } else if (balance < 0 && (held & kAxis) == 0) {
+    TurnNormal(out);
+  }
+}
+
 /// What was found, as the caller sees it.
 template <class Shape>
-FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene) {
+FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene,
+                          std::span<const Vector3d> stations) {
   FitResult<Shape> result;
   const adaptive::Converged& c = out.converged;
   const adaptive::Strays strays = StraysNear(c);
@@ -102,6 +127,7 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
   const auto at = [&](std::uint32_t i) { return scene.Points()[i]; };
   Vector3d* const end = std::transform(chosen.begin(), chosen.end(), near.data(), at);
   std::transform(c.isolated.begin(), c.isolated.end(), end, at);
+  FaceStations(stations, {near.data(), chosen.size()}, start.held, scene.Origin(), out);
   result.quality = WithShape(out.model, [&](auto shape) {
     return shape.CalculateQuality(2 * out.report.noise, static_cast<int>(chosen.size()), near.data());
   });
@@ -130,9 +156,13 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   // First of all: what is reserved for each point would overflow.
   if (points.Count() > std::numeric_limits<int>::max()) throw FitError(messages::kTooManyPoints);
   adaptive::RequireInRange(options, points.Count());
+  // Earlier versions end before these.
+  const bool allPoints = options.version >= 2 && options.allPoints;
+  const std::span<const Vector3d> stations =
+      options.version >= 2 ? options.stations : std::span<const Vector3d>();
+  adaptive::RequireFinite(stations);
   if (points.IsNull() || points.Count() == 0) throw FitError(messages::kPointsMissing);
   const FitMemory memory(points.Count() * (2 * sizeof(Vector3d) + sizeof(double)) + (std::size_t{1} << 20));
-  const bool allPoints = options.version >= 2 && options.allPoints;
   Scene scene(points, options.weights, budget,
               allPoints ? adaptive::Crowds::kKeep : adaptive::Crowds::kSetAside);
   if (scene.Points().empty()) throw FitError(messages::kPointsMissing);
@@ -141,7 +171,7 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   adaptive::Start inScene = start;
   if (inScene.model) inScene.model->center -= scene.Origin();
   const auto find = allPoints ? adaptive::FitAllPoints : adaptive::FindShape;
-  return ResultOf<Shape>(find(D::kKind, scene, options, inScene, budget), start, scene);
+  return ResultOf<Shape>(find(D::kKind, scene, options, inScene, budget), start, scene, stations);
 }
 
 template PRIMFIT_API FitResult<Line> fit(PointView, const FitOptions<Line>&);

@@ -31,7 +31,7 @@ namespace {
 /// Bytes of the options of each version, up to the end of its last member. A version only adds members, which
 /// are zero for callers of an earlier one; zero has to mean that nothing is said.
 constexpr std::size_t kOptionSizes[] = {0, offsetof(primfit_options, user) + sizeof(void*),
-                                        offsetof(primfit_options, all_points) + sizeof(int)};
+                                        offsetof(primfit_options, station_count) + sizeof(std::size_t)};
 static_assert(std::size(kOptionSizes) == PRIMFIT_OPTIONS_VERSION + 1);
 
 bool IsKnown(int version) { return version >= 1 && version <= PRIMFIT_OPTIONS_VERSION; }
@@ -106,6 +106,14 @@ void ReadOptions(const primfit_options& from, std::size_t n, FitOptionsBase& to)
   to.passesWithin = from.passes_within;
 }
 
+/// @throws FitError for a count without stations
+std::vector<Vector3d> StationsOf(const primfit_options& from) {
+  if (from.station_count > 0 && from.stations == nullptr) throw FitError(messages::kOptionStations);
+  std::vector<Vector3d> stations(from.station_count);
+  for (std::size_t i = 0; i < stations.size(); ++i) stations[i] = Vector3d(from.stations + 3 * i);
+  return stations;
+}
+
 void WriteTo(const FitQuality& q, OwnedResult& out) {
   out.rms = q.rmsDistance;
   out.mean = q.meanDistance;
@@ -137,7 +145,9 @@ void WriteTo(const FitReport& r, OwnedResult& out) {
   out.step = r.step;
   out.least_deviation = r.leastDeviation;
   out.largest_deviation = r.largestDeviation;
+  out.seen_from = static_cast<int>(r.seenFrom);
 }
+static_assert(static_cast<int>(SeenFrom::kInside) == PRIMFIT_SEEN_INSIDE);
 static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
               static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK &&
               static_cast<int>(ParameterKind::kMinorRadius) == PRIMFIT_MINOR_RADIUS);
@@ -156,6 +166,8 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   if (request.fix != nullptr) Hold<StartD>(request.fix, constraints);
   if (request.start != nullptr) options.constraints = &constraints;
   options.allPoints = request.all_points != 0;
+  const std::vector<Vector3d> stations = StationsOf(request);
+  options.stations = stations;
   FitResult<Shape> found = fit<Shape>(points, options);
 
   auto out = std::make_unique<OwnedResult>();

@@ -90,6 +90,8 @@ inline constexpr Failure kOptionAxisWithin{FitErrorCode::kOptionAxisWithin,
 inline constexpr Failure kOptionPasses{FitErrorCode::kOptionPasses, "Option passes must be a finite point"};
 inline constexpr Failure kOptionPassesWithin{FitErrorCode::kOptionPassesWithin,
                                              "Option passesWithin must be zero or positive"};
+inline constexpr Failure kOptionStations{FitErrorCode::kOptionStations,
+                                         "Option stations must hold finite points"};
 
 /// Joins text pieces at compile time into one C string with static lifetime.
 template <const std::string_view&... kPieces>

@@ -75,11 +75,12 @@ std::pair<std::vector<double>, Vector3d> LoopOf(const FitOutputParamsPatch& patc
 
 std::vector<double> Report(const primfit_result& r) {
   return Numbers(r.draws, r.refinements, r.inlier_share, r.noise, r.tolerance, r.stop_reason, r.converged,
-                 r.verdict, r.least_deviation, r.largest_deviation);
+                 r.verdict, r.least_deviation, r.largest_deviation, r.seen_from);
 }
 std::vector<double> Report(const FitReport& r) {
   return Numbers(r.draws, r.refinements, r.inlierShare, r.noise, r.tolerance, static_cast<int>(r.stopReason),
-                 r.converged, static_cast<int>(r.verdict), r.leastDeviation, r.largestDeviation);
+                 r.converged, static_cast<int>(r.verdict), r.leastDeviation, r.largestDeviation,
+                 static_cast<int>(r.seenFrom));
 }
 
 template <class Shape, class NumbersOf>
@@ -288,6 +289,12 @@ TEST(FitC, PassesOptionsOn) {
     c.all_points = 1;
     own.allPoints = true;
   });
+  static const Vector3d kStations[] = {{7, 0, 0}, {-5, 0, 0}};
+  PassesOn<Cylinder>(PRIMFIT_CYLINDER, "stations", pipe, [](auto& c, auto& own) {
+    c.stations = kStations[0].data();
+    c.station_count = 2;
+    own.stations = kStations;
+  });
   PassesOn<Torus>(PRIMFIT_TORUS, "minor radius", bent,
                   [](auto& c, auto& own) { own.minorRadius.high = c.minor_radius[1] = 0.299; });
   PassesOn<Cone>(PRIMFIT_CONE, "half-angle", cone,
@@ -412,6 +419,9 @@ TEST(FitC, SaysWhyThereIsNoResult) {
       {22, "The search was stopped before it found a shape",
        [](auto& o) { o.progress = [](double, void*) { return 1; }; }},
       {21, "The time limit ended the search before it found a shape", [](auto& o) { o.time_limit = 1e-12; }},
+      {115, "Option stations must hold finite points", [](auto& o) { o.station_count = 1; }},
+      {115, "Option stations must hold finite points",
+       [&](auto& o) { o.stations = hole, o.station_count = 1; }},
       {4, "Over constrained", [&](auto& o) { o.fix = fix, o.start = start; }},
       {3, "Not enough points", [](auto& o) { o.all_points = 1; }, PRIMFIT_LINE, false, 1},
       {5, kUnusable, [&](auto& o) { o.fix = fix + 1, o.start = hole; }},

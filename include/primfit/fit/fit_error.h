@@ -48,6 +48,7 @@ enum class FitErrorCode : int {
   kOptionAxisWithin = PRIMFIT_ERROR_OPTION_AXIS_WITHIN,
   kOptionPasses = PRIMFIT_ERROR_OPTION_PASSES,
   kOptionPassesWithin = PRIMFIT_ERROR_OPTION_PASSES_WITHIN,
+  kOptionStations = PRIMFIT_ERROR_OPTION_STATIONS,
 };
 
 /// Whether the code is that of an option out of its range.
