@@ -71,6 +71,7 @@ FitRequest InLibraryUnits(FitRequest request, std::span<const Part> parts, const
   if (request.tolerance) *request.tolerance *= unit.metres;
   if (request.noise) *request.noise *= unit.metres;
   request.scannerError *= unit.metres;
+  for (Eigen::Vector3d& station : request.stations) station *= unit.metres;
   Convert(request.start, parts, unit, true);
   for (std::size_t i = 0; i < kLimits.size(); ++i) Convert(request.limits[i], kLimits[i].parts, unit, true);
   Convert(request.pick, report::kPickParts, unit, true);
@@ -212,6 +213,9 @@ int Run(std::string_view name, const FitCommand& command, const Options& options
   request = RequestOf(options, command, input.unit);  // again: its defaults are in the unit of the file
   CheckLengths(request, input.unit);
   RequireOneUnit(cloud.file.reference, input);
+  for (const io::Scan& scan : cloud.file.scans) {
+    if (scan.station) request.stations.push_back(*scan.station);
+  }
   if (cloud.Used() > INT_MAX) {
     throw UsageError(fmt::format(
         "{} points are more than the {} that a fit takes; choose some with --near, --box or --every",
@@ -247,8 +251,7 @@ int RunCheck(Options options, const Host& host, const io::Readers& readers) {
   if (!options.shape)
     throw UsageError("check needs --shape with a primitive and its numbers, or with a stored result");
   const FitCommand& command = TakeGivenShape(*options.shape, options);
-  const int status = Run("check", command, options, host, readers);
-  return status == kDoubtful ? kFitted : status;  // a given shape is not judged
+  return Run("check", command, options, host, readers);
 }
 
 int RunInfo(const Options& options, const Host& host, const io::Readers& readers) {

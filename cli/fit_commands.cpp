@@ -54,7 +54,6 @@ FitOptionsBase AdaptiveOptions(const FitRequest& request, FitProgressUpdater* up
     options.passes = Eigen::Vector3d(place.data());
     options.passesWithin = place[3];
   }
-  options.allPoints = request.allPoints;
   options.progress = updater;
   return options;
 }
@@ -114,7 +113,10 @@ FittedShape FitAdaptive(std::span<const Eigen::Vector3d> points, const FitReques
                         FitProgressUpdater* updater) {
   using D = Description<Shape>;
   const Start<typename D::StartDescription> start(request);
-  auto output = fit<Shape>(points, FitOptions<Shape>{AdaptiveOptions(request, updater), start.Constraints()});
+  FitOptions<Shape> options{AdaptiveOptions(request, updater), start.Constraints()};
+  options.allPoints = request.allPoints;
+  options.stations = request.stations;
+  auto output = fit<Shape>(points, options);
   FittedShape result = ResultOf<D>(output.shape, output.quality);
   result.evidence = {std::move(output.covariance), std::move(output.report), std::move(output.extents)};
   result.inliers = std::move(output.inliers);

@@ -169,6 +169,7 @@ struct FoundShape {
   std::optional<double> noise;
   double tolerance = 0;  ///< distance within which points are inliers
   std::optional<double> coordinateStep;
+  std::optional<SeenFrom> seenFrom;  ///< the side from which a curved surface was scanned, where it is known
   Quality quality;
 };
 

@@ -203,6 +203,16 @@ void AddEvidence(const Evidence& evidence, const Unit& unit, FoundShape& shape) 
   shape.noise = report.noise / unit.metres;
   shape.tolerance = report.tolerance / unit.metres;
   shape.coordinateStep = report.step / unit.metres;
+  if (report.seenFrom != SeenFrom::kUnknown) shape.seenFrom = report.seenFrom;
+}
+
+/// Whether the shape was given whole, so that nothing was looked for nor judged.
+bool IsGiven(const FitRun& run) {
+  const std::vector<bool>& fixed = run.request.fixed;
+  std::size_t free = 0;
+  ForEachPart(run.parts, run.request.start.size(),
+              [&](const Part&, std::size_t i, std::size_t) { free += fixed[i] ? 0 : 1; });
+  return run.request.allPoints && !run.request.start.empty() && free == 0;
 }
 
 FoundShape ShapeOf(const FitRun& run) {
@@ -215,6 +225,11 @@ FoundShape ShapeOf(const FitRun& run) {
   shape.tolerance = run.request.tolerance.value_or(0);
   shape.quality = QualityOf(run.result, run.input->unit);
   if (run.result.evidence) AddEvidence(*run.result.evidence, run.input->unit, shape);
+  if (IsGiven(run)) {
+    shape.verdict.reset();
+    shape.reason.reset();
+    shape.converged.reset();
+  }
   return shape;
 }
 
@@ -271,13 +286,14 @@ Result ResultOfFit(const Invocation& invocation, const FitRun& run) {
   result.points.sampled = run.judged;
   result.points.ofNoShape = run.cloud->Used() - run.result.inliers.size();
   result.report.method = run.request.method;
-  result.report.seed = run.seed;
+  if (!IsGiven(run)) result.report.seed = run.seed;
   result.report.times.fitting = run.fittingSeconds;
   if (run.result.evidence) {
     const FitReport& report = run.result.evidence->report;
     result.points.setAside = report.setAside;
-    result.report.search = {static_cast<std::uint64_t>(report.draws),
-                            static_cast<std::uint64_t>(report.refinements), report.stopReason};
+    if (!run.request.allPoints)
+      result.report.search = {static_cast<std::uint64_t>(report.draws),
+                              static_cast<std::uint64_t>(report.refinements), report.stopReason};
   }
   return result;
 }

@@ -34,6 +34,10 @@ struct Words<Verdict> {
                                                            kVerdicts[2].key, kVerdicts[3].key};
 };
 template <>
+struct Words<SeenFrom> {
+  static constexpr std::array<std::string_view, 3> kAll = {"unknown", "outside", "inside"};
+};
+template <>
 struct Words<Method> {
   static constexpr std::array<std::string_view, 2> kAll = {"adaptive", "classic"};
 };
@@ -181,6 +185,7 @@ void Members(Visit& visit, FoundShape& shape) {
   visit.Optional("noise", shape.noise);
   visit.Member("tolerance", shape.tolerance);
   visit.Optional("coordinate_step", shape.coordinateStep);
+  visit.Optional("seen_from", shape.seenFrom);
   visit.Member("quality", shape.quality);
 }
 

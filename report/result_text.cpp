@@ -79,6 +79,7 @@ std::string PartsText(const FoundShape& shape, const Units& units) {
   std::string text;
   for (const auto& [name, part] : shape.parts)
     text += Row(io::OneLine(name), PartText(part, units) + (part.held ? " (held)" : ""));
+  if (shape.seenFrom) text += Row("seen from", *shape.seenFrom == SeenFrom::kInside ? "inside" : "outside");
   for (std::size_t i = 0; i < shape.outline.size(); ++i) {
     const Corner& corner = shape.outline[i];
     const PartValue place{.quantity = Quantity::kPosition,

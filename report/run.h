@@ -48,6 +48,7 @@ struct FitRequest {
 
   // Of the adaptive method.
   bool allPoints = false;
+  std::vector<Eigen::Vector3d> stations;  ///< where the scanner stood, as the file says it
   std::optional<double> noise;
   double confidence = 0;
   int mostDraws = 0;

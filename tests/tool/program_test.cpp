@@ -293,6 +293,7 @@ TEST_F(Program, ChecksAGivenShapeAndFitsAllPoints) {
   const Json given = check("plane:0,0,0,0,0,1", {"--near", "0,0,0,5"});
   EXPECT_EQ(given["shapes"][0]["kind"], "plane");
   EXPECT_EQ(given["shapes"][0]["inliers"], 401);
+  EXPECT_FALSE(given["shapes"][0].contains("verdict")) << "what was given is not judged";
   const Json& error = given["shapes"][0]["quality"]["form_error"];
   EXPECT_NEAR(error["least"].get<double>(), 0, 1e-12);
   EXPECT_NEAR(error["largest"].get<double>(), 1, 1e-12);
@@ -418,7 +419,13 @@ TEST_F(Program, ShowsAStoredResultAsItsRunDid) {
 TEST_F(Program, TellsWhatAFileHolds) {
   const std::string file = Write("a.csv", "id;X;y;z\n1;1,5;2;3\n2;nan;2;3\n3;-4;8;-2\n");
   const Json info = JsonOf(Launch({"info", "--json", file}));
-  EXPECT_EQ(info["points"], Json({{"total", 3}, {"not_finite", 1}, {"outside_region", 0}, {"used", 2}}));
+  EXPECT_EQ(info["points"], Json({{"total", 3},
+                                  {"marked", 0},
+                                  {"passed_over", 0},
+                                  {"not_finite", 1},
+                                  {"not_where", 0},
+                                  {"outside_region", 0},
+                                  {"used", 2}}));
   EXPECT_EQ(info["extent"], Json({{"low", {-4.0, 2.0, -2.0}}, {"high", {1.5, 8.0, 3.0}}}));
   EXPECT_EQ(info["input"]["fields"][1]["name"], "X");
   EXPECT_EQ(info["input"]["xxh128"], "3b8625ddbf07cb8b62abea1a28661161");
