@@ -145,6 +145,11 @@ TEST(TextColumns, AreThoseThatTheUserOrTheFileNames) {
        {},
        "a: line 3: the first column counts up like the numbers of points; say which columns are x, y and z, "
        "such as --columns 2,3,4"},
+      {"as few rows as tell",
+       Counted(10),
+       {},
+       "a: line 1: the first column counts up like the numbers of points; say which columns are x, y and z, "
+       "such as --columns 2,3,4"},
       {"too few rows to tell", Counted(9), {}, "7 1.5 2.5"},
       {"no such column", Counted(20), {"2", "3", "5"}, "a: there is no column 5; the rows have 4 columns"},
       {"no such name",
