@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <regex.h>
 #include <sys/stat.h>
 
 #include <Eigen/Geometry>
@@ -14,6 +13,7 @@
 #include "support/point_files.h"
 #include "support/scenes.h"
 #include "support/scratch_folder.h"
+#include "support/text_search.h"
 #include "support/thread_sanitizer.h"
 
 namespace {
@@ -42,16 +42,6 @@ Points Scene(int outliers) {
       Clutter(kOrigin - corner, kOrigin + corner, outliers, random));
   points.insert(points.end(), kNotFinite, Vector3d(0.0, std::numeric_limits<double>::quiet_NaN(), 0.0));
   return points;
-}
-
-/// A POSIX extended regular expression, found anywhere.
-bool Finds(const std::string& text, const std::string& expression) {
-  regex_t compiled;
-  if (::regcomp(&compiled, expression.c_str(), REG_EXTENDED | REG_NOSUB) != 0)
-    throw std::invalid_argument(expression);
-  const bool found = ::regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
-  ::regfree(&compiled);
-  return found;
 }
 
 Vector3d VectorOf(const Json& json) {
