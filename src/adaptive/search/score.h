@@ -38,9 +38,6 @@ struct ScoreBounds {
   double leastBackgroundRange = 0.5;
 };
 
-/// The relative entropy KL(share || chance) in nats, 0 for a share that chance gives.
-double Divergence(double share, double chance);
-
 /// Scores one shape after another by the same points; it keeps its buffers between them.
 class Scorer {
  public:
