@@ -24,6 +24,9 @@ namespace {
 /// the largest: a band of a quarter of the size on either side holds most points of any cloud.
 constexpr double kLeastBound = 1e-7;
 constexpr double kLargestBound = 0.25;
+/// The bound of a candidate that has the noise of few points besides its own, in bounds of the told noise. A
+/// wider one would let two surfaces pass for one.
+constexpr double kMostOfTold = 2;
 /// By how much points are denser near a shape than next to it. Points anywhere are as dense, and the middle
 /// of a cloud is denser than its rim, so a little more proves nothing.
 constexpr double kStandsOut = 2;
@@ -55,6 +58,7 @@ SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOpt
   const double least = LeastBound(task.IsOfCurve(), options, scene) / units.size;
   task.bounds.least = std::clamp(least, kLeastBound, kLargestBound);
   task.bounds.most = kLargestBound;
+  if (IsNoiseKnown(options)) task.bounds.most = std::min(kLargestBound, kMostOfTold * task.bounds.least);
   task.confidence = options.confidence;
   if (options.outlierShare) task.inlierShare = 1 - *options.outlierShare;
   if (options.passes) task.passes = units.Into(*options.passes - scene.Origin());
