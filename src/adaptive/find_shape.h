@@ -8,9 +8,8 @@
 #ifndef PRIMFIT_SRC_ADAPTIVE_FIND_SHAPE_H_
 #define PRIMFIT_SRC_ADAPTIVE_FIND_SHAPE_H_
 
-#include <optional>
-
 #include "adaptive/converge/converge.h"
+#include "adaptive/fit_tasks.h"
 #include "adaptive/model/model.h"
 #include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
@@ -23,12 +22,6 @@ struct Outcome {
   Converged converged;
   FitCovariance covariance;
   FitReport report;
-};
-
-/// Parts that constraints hold, and their values as a model relative to the scene's origin.
-struct Start {
-  unsigned held = 0;
-  std::optional<Model> model;
 };
 
 /// @throws FitError as primfit::fit says

@@ -80,11 +80,13 @@ std::string WhyHardly(const FitParameter& p, const Model& m) {
 }  // namespace
 
 // The first of these that holds is said: a parameter that is hardly known makes all else about the shape
-// doubtful, an end of a range tells that the options may be wrong, few inliers are the mildest.
+// doubtful, an end of a range tells that the options may be wrong, few inliers are the mildest,
+// and say nothing where the caller told the place.
 void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport& report) {
   const Model& m = c.model;
   report.verdict = Verdict::kGood;
-  report.reason = Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
+  report.reason = c.isAtPlace ? Text("%zu points about the place support the shape", c.inliers.size())
+                              : Text("%.0f %% of the points support the shape", 100 * report.inlierShare);
   if (c.rounding.coarse > 0)
     report.reason += "; their coordinates are rounded more coarsely than the rest of the noise";
   if (!c.isRedundant) {
@@ -107,7 +109,7 @@ void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport
     return;
   }
   if (covariance.parameters.empty()) report.reason = "every part is held: nothing was fitted";
-  if (report.inlierShare < kWeakShare) {
+  if (!c.isAtPlace && report.inlierShare < kWeakShare) {
     report.verdict = Verdict::kWeak;
     report.reason = Text("only %.1f %% of the points support the best shape", 100 * report.inlierShare);
   }
