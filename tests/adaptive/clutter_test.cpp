@@ -25,10 +25,14 @@ OutputTorus ShapeOf(const FitOutputParamsTorus& s) {
   return {s.Center(), s.MajorRadius(), s.MinorRadius(), s.Axis()};
 }
 
+/// What a caller tells of the thing, which lies in a pose.
+template <class Shape>
+using Tell = void (*)(const Pose&, FitOptions<Shape>&);
+
 /// A thing to be found in some pose, by points on a part of it, among others.
 template <class Shape>
-void Finds(const char* name, Points (*thing)(int n, double noise, Random&), int n,
-           Points (*others)(Random&)) {
+void Finds(const char* name, Points (*thing)(int n, double noise, Random&), int n, Points (*others)(Random&),
+           Tell<Shape> tell = nullptr) {
   for (const std::uint64_t seed : {1, 2, 3}) {
     SCOPED_TRACE(std::string(name) + ", seed " + std::to_string(seed));
     Random random(seed);
@@ -36,6 +40,7 @@ void Finds(const char* name, Points (*thing)(int n, double noise, Random&), int 
     const Points points = pose * Joined(thing(n, kNoise, random), others(random));
     FitOptions<Shape> options;
     options.seed = seed;
+    if (tell != nullptr) tell(pose, options);
     const auto found = ShapeOf(fit<Shape>(points, options).shape);
     double squares = 0;
     const Points exact = pose * thing(300, 0, random);
@@ -66,6 +71,48 @@ TEST(Clutter, LeavesThePipeThatIsLookedFor) {
   Finds<Cylinder>("a tee", Pipe, 3000, [](Random& r) {
     return PointsOn(OutputCylinder({0, 0, 1}, 0.1, kY), 2000, kFullTurn, {0.1, 1.2}, kNoise, r);
   });
+}
+
+// Shapes outside of a range or place must not be moved into it before their points are known: else a part of
+// the table becomes a thin pipe.
+TEST(Clutter, TrueHintsLoseNoShape) {
+  const auto mug = [](int n, double noise, Random& r) {
+    return PointsOn(OutputCylinder({0, 0, 0}, 0.04, kZ), n, kHalfTurn, {0.01, 0.1}, noise, r);
+  };
+  const auto table = [](Random& r) {
+    return PointsOn(OutputPlane({0, 0, 0}, kZ), 12000, {-0.6, 0.6}, {-0.6, 0.6}, 0.002, r);
+  };
+  Finds<Cylinder>("radius", mug, 1500, table, [](const Pose&, FitOptions<Cylinder>& o) {
+    o.radius = {0.03, 0.05};
+  });
+  Finds<Cylinder>("axis", mug, 1500, table, [](const Pose& pose, FitOptions<Cylinder>& o) {
+    o.axisNear = pose.rotation * kZ;
+    o.axisWithin = 0.1;
+  });
+  Finds<Cylinder>("place", mug, 1500, table, [](const Pose& pose, FitOptions<Cylinder>& o) {
+    o.passes = pose * Vector3d(0, 0.04, 0.05);
+    o.passesWithin = 0.005;
+  });
+  const auto sixth = [](int n, double noise, Random& r) {
+    return PointsOn(OutputCylinder({0, 0, 0}, 0.4, kZ), n, {0, pi / 3}, {0, 1}, noise, r);
+  };
+  const auto clutter = [](Random& r) { return Clutter({-0.2, -0.4, -0.2}, {0.6, 0.6, 1.2}, 1000, r); };
+  Finds<Cylinder>("noise", sixth, 1000, clutter,
+                  [](const Pose&, FitOptions<Cylinder>& o) { o.noise = kNoise; });
+}
+
+// The bound of all the noise around so few points takes in much of their cloud, and would prove nothing.
+TEST(Clutter, ToldNoiseLosesNoFewPoints) {
+  constexpr double kCoarse = 0.005;
+  for (const std::uint64_t seed : {1, 2, 3, 4, 5, 6}) {
+    Random random(seed);
+    const Points points =
+        PointsOn(OutputTorus({0, 0, 0}, 0.4, 0.1, kZ), 24, kFullTurn, kFullTurn, kCoarse, random);
+    FitOptions<Torus> options;
+    options.seed = seed;
+    options.noise = kCoarse;
+    EXPECT_NEAR(fit<Torus>(points, options).shape.MinorRadius(), 0.1, 3 * kCoarse) << "seed " << seed;
+  }
 }
 
 TEST(Clutter, LeavesWhatJoinsPipesOrStandsOnAPost) {

@@ -168,11 +168,12 @@ TEST(Converge, PointsThatStandAloneAreNoInliers) {
   const Points patch = PointsOn(plane, 4000, 0.001, random);
   const Points strays = {{9, 0, 0}, {-7, 8, 0}, {4, 4, 0}, {0, -12, 0}};
   const Points points = Joined(patch, strays);
+  const std::vector<double> distances(points.size(), 0.0);
+  const adaptive::PointsNearShape near{.points = points, .distances = distances, .bound = 0.003};
   IsolationGrid grid;
-  grid.Build(points);
+  grid.Build(points, near);
   ASSERT_FALSE(grid.IsEmpty());
   InlierSelection selection(points.size());
-  const std::vector<double> distances(points.size(), 0.0);
   selection.Select(points, distances.data(), 0, grid);
   for (std::size_t i = patch.size(); i < points.size(); ++i) EXPECT_FALSE(selection.Has(i));
   EXPECT_GT(selection.Count(), patch.size() * 99 / 100);
@@ -181,8 +182,39 @@ TEST(Converge, PointsThatStandAloneAreNoInliers) {
   grid.Clear();
   selection.Select(points, distances.data(), 0, grid);
   EXPECT_EQ(selection.Count(), points.size());
-  grid.Build(std::span(patch).first(50));
+  grid.Build(std::span(patch).first(50), near);
   EXPECT_TRUE(grid.IsEmpty()) << "too few to tell";
+}
+
+TEST(Converge, SparsePointsStandAloneWhereTheyAreNoDenserOnTheSurfaceThanBesideIt) {
+  constexpr double kBound = 0.01;
+  struct Row {
+    const char* what;
+    double spread;  // of the sparse points' distances from the plane
+    bool areAlone;
+  };
+  for (const Row& row : {Row{"the far end of a floor", 0.009, false}, Row{"clutter", 0.3, true}}) {
+    SCOPED_TRACE(row.what);
+    Random random;
+    Points points;
+    for (int i = 0; i < 4000; ++i) points.emplace_back(random.Uniform(-1, 1), random.Uniform(-1, 1), 0);
+    const std::size_t dense = points.size();
+    for (int i = 0; i < 400; ++i)
+      points.emplace_back(random.Uniform(1, 9), random.Uniform(-4, 4),
+                          random.Uniform(-row.spread, row.spread));
+    std::vector<double> distances;
+    Points inliers;
+    for (const Vector3d& p : points) {
+      distances.push_back(std::abs(p.z()));
+      if (distances.back() <= kBound) inliers.push_back(p);
+    }
+    IsolationGrid grid;
+    grid.Build(inliers, {.points = points, .distances = distances, .bound = kBound});
+    const auto alone = std::count_if(inliers.begin() + static_cast<std::ptrdiff_t>(dense), inliers.end(),
+                                     [&](const Vector3d& p) { return grid.IsIsolated(p); });
+    const auto sparse = static_cast<double>(inliers.size() - dense);
+    EXPECT_NEAR(static_cast<double>(alone) / sparse, row.areAlone ? 1 : 0, row.areAlone ? 0.2 : 0.05);
+  }
 }
 
 /// A shape that is the optimum of its inliers.

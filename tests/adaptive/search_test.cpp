@@ -185,8 +185,8 @@ TEST(Search, LocalOptimisationNarrowsTheBand) {
     adaptive::Inliers inliers;
     adaptive::CopyInliers(scorer, before.tolerance, inliers);
     Budget budget;
-    const adaptive::Optimised best = adaptive::OptimiseLocally(
-        rough, before, 0, Plausible(kind, options, Vector3d::Zero(), 0), scorer, inliers, budget);
+    const adaptive::Optimised best =
+        adaptive::OptimiseLocally(rough, before, 0, nullptr, scorer, inliers, budget);
     EXPECT_GT(best.score.value, 1.2 * before.value);
     EXPECT_LT(best.score.tolerance, 0.015);
     EXPECT_LT(LargestDistance(best.model, PointsOn(m, 200, 0, random)), 0.01);

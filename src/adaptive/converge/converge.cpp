@@ -87,7 +87,8 @@ void SelectInliers(double bound, bool anew, RunningFit& fit) {
   const auto n = static_cast<double>(fit.task.points.size());
   if (!anew || static_cast<double>(selection.Count()) >= kClean * n || selection.Count() == 0) return;
   const PointRefs inliers = CopyInliers(selection, fit.task, fit.copies);
-  fit.isolation.Build({inliers.rows, static_cast<std::size_t>(inliers.count)});
+  fit.isolation.Build({inliers.rows, static_cast<std::size_t>(inliers.count)},
+                      {fit.task.points, fit.Distances(), bound, fit.now.model.IsCurve()});
   selection.ForgetIsolated();
   select();
 }

@@ -1,8 +1,10 @@
 // A shape that the search has scored, and the competition of such shapes within one search.
 //
 // A shape that is hardly bent (see simpler.h) fits a wall as well as a pipe fits its points, and there are
-// more points on walls. So shapes that have a simpler one and shapes that have none compete among themselves,
-// and the search gives the best of both kinds.
+// more points on walls. Another shape of the kind, with a radius that was not asked for, may have more points
+// than the one that was. Neither is wanted, but both have to be known: as long as their points are there,
+// parts of them pass for what is wanted. So such shapes and the wanted ones compete among themselves, and the
+// search gives the best of both.
 #ifndef PRIMFIT_SRC_ADAPTIVE_SEARCH_HYPOTHESIS_H_
 #define PRIMFIT_SRC_ADAPTIVE_SEARCH_HYPOTHESIS_H_
 
@@ -17,6 +19,9 @@ struct Hypothesis {
   Model model;
   Score score;
   bool hasSimpler = false;  ///< a shape with fewer parameters explains its inliers as well
+  bool isAllowed = true;    ///< by the ranges and the place that the options tell
+
+  bool IsWanted() const { return isAllowed && !hasSimpler; }
 };
 
 /// The best hypotheses of a search so far.
@@ -26,16 +31,16 @@ struct Leaders {
     /// Score of its candidate before this was optimised: candidates that score less are not worth optimising.
     double candidateScore = 0;
   };
-  Best withoutSimpler, withSimpler;
+  Best wanted, unwanted;
 
   /// The better one of the two; null before there is any.
   const Hypothesis* Leader() const {
-    const auto& without = withoutSimpler.hypothesis;
-    const auto& with = withSimpler.hypothesis;
-    if (!without || (with && with->score.value > without->score.value)) return with ? &*with : nullptr;
-    return &*without;
+    const auto& best = wanted.hypothesis;
+    const auto& rival = unwanted.hypothesis;
+    if (!best || (rival && rival->score.value > best->score.value)) return rival ? &*rival : nullptr;
+    return &*best;
   }
-  bool LeaderHasSimpler() const { return Leader() != nullptr && Leader()->hasSimpler; }
+  bool IsLeaderUnwanted() const { return Leader() != nullptr && !Leader()->IsWanted(); }
 };
 
 }  // namespace primfit::adaptive

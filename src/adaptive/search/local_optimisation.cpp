@@ -26,11 +26,11 @@ void FaceInliers(const Vector3d& mean, unsigned held, Model& m) {
 }
 
 /// Refinement within the plausible ranges: a part that leaves its range is held at its end.
-std::optional<Model> RefineWithin(const Plausible& plausible, const Model& start, unsigned held,
+std::optional<Model> RefineWithin(const Plausible* plausible, const Model& start, unsigned held,
                                   const Inliers& inliers, Budget& budget) {
   auto refined = Refine(start, held, RefsOf(inliers.points), kSteps, budget);
-  if (!refined) return std::nullopt;
-  const unsigned atEnd = plausible.Clamp(*refined);
+  if (!refined || plausible == nullptr) return refined;
+  const unsigned atEnd = plausible->Clamp(*refined);
   return atEnd == 0 ? refined : Refine(*refined, held | atEnd, RefsOf(inliers.points), kSteps, budget);
 }
 
@@ -50,7 +50,7 @@ void CopyInliers(const Scorer& scorer, double tolerance, Inliers& inliers) {
 // The inliers that a round refines on are those of the best model so far, within the tolerance that its score
 // has chosen.
 Optimised OptimiseLocally(const Model& candidate, const Score& score, unsigned held,
-                          const Plausible& plausible, Scorer& scorer, Inliers& inliers, Budget& budget) {
+                          const Plausible* plausible, Scorer& scorer, Inliers& inliers, Budget& budget) {
   Optimised best{candidate, score};
   for (int round = 0; round < kRounds; ++round) {
     FaceInliers(inliers.mean, held, best.model);

@@ -33,9 +33,9 @@ struct Optimised {
 /// @param inliers    those of the candidate; then those of the model that comes out, or of one that scored a
 ///     thousandth less
 /// @param held       parts that stay
-/// @param plausible  in the scorer's units
+/// @param plausible  in the scorer's units; null: every shape is plausible
 Optimised OptimiseLocally(const Model& candidate, const Score& score, unsigned held,
-                          const Plausible& plausible, Scorer& scorer, Inliers& inliers, Budget& budget);
+                          const Plausible* plausible, Scorer& scorer, Inliers& inliers, Budget& budget);
 
 }  // namespace primfit::adaptive
 

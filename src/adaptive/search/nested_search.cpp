@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "adaptive/model/divergence.h"
+
 using Eigen::Vector3d;
 
 namespace primfit::adaptive {

@@ -38,12 +38,12 @@ void Prepend(const std::vector<Hypothesis>& more, std::vector<Hypothesis>& found
   found.insert(found.begin(), more.begin(), more.end());
 }
 
-/// Whether a bent shape across the simple one that was found first is to be preferred to the best found
+/// Whether a wanted shape across the unwanted one that was found first is to be preferred to the best found
 /// beside it.
-bool IsPreferred(const Hypothesis& across, const Hypothesis& simple, const Hypothesis& best,
+bool IsPreferred(const Hypothesis& across, const Hypothesis& unwanted, const Hypothesis& best,
                  const ScoreBounds& bounds, const Sample& sample) {
-  if (!(across.score.tolerance < simple.score.tolerance)) return false;
-  if (best.hasSimpler) return true;
+  if (!(across.score.tolerance < unwanted.score.tolerance)) return false;
+  if (!best.IsWanted()) return true;
   const std::span<const Eigen::Vector3d> all(sample.points);
   Scorer scorer(best.model.IsCurve(), all.first(std::min(all.size(), kCompared)), bounds, 0);
   return scorer(best.model).value < across.score.value;
@@ -51,18 +51,19 @@ bool IsPreferred(const Hypothesis& across, const Hypothesis& simple, const Hypot
 
 }  // namespace
 
-// Whatever is found beside may itself be hardly bent, as of two walls; so this goes on until something bent
-// is found or too few points are left. Hypotheses found later come before those found earlier.
+// Whatever is found beside may itself be unwanted, as of two walls; so this goes on until something wanted is
+// found or too few points are left. Hypotheses found later come before those found earlier, and those that
+// the options allow before the others, which are answers only with parts at an end of their range.
 SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseKnown, Sample& sample,
                            Dice& dice, Budget& budget) {
   std::vector<Hypothesis>& found = outcome.found;
-  if (found.empty() || !found.front().hasSimpler) return outcome;
-  const auto firstBent =
-      std::find_if(found.begin(), found.end(), [](const Hypothesis& h) { return !h.hasSimpler; });
-  const std::vector<Hypothesis> across(firstBent, found.end());
-  found.erase(firstBent, found.end());
+  if (found.empty() || found.front().IsWanted()) return outcome;
+  const auto firstWanted =
+      std::find_if(found.begin(), found.end(), [](const Hypothesis& h) { return h.IsWanted(); });
+  const std::vector<Hypothesis> across(firstWanted, found.end());
+  found.erase(firstWanted, found.end());
   task.evaluatesStart = false;
-  while (found.front().hasSimpler) {
+  while (!found.front().IsWanted()) {
     TakePointsOf(found.front(), sample);
     if (!AreEnough(sample.free.Count(), sample.points.size(), found.front().model)) break;
     const SearchOutcome rivals = SearchNested(task, isNoiseKnown, sample, dice, budget);
@@ -71,9 +72,11 @@ SearchOutcome SearchRivals(SearchOutcome outcome, SearchTask task, bool isNoiseK
     if (rivals.found.empty()) break;
     Prepend(rivals.found, found);
   }
-  if (across.empty() || across[0].score.value < kSignificant) return outcome;
-  const bool first = IsPreferred(across[0], found.back(), found.front(), task.bounds, sample);
-  found.insert(found.begin() + (first ? 0 : 1), across.begin(), across.end());
+  if (!across.empty() && across[0].score.value >= kSignificant) {
+    const bool first = IsPreferred(across[0], found.back(), found.front(), task.bounds, sample);
+    found.insert(found.begin() + (first ? 0 : 1), across.begin(), across.end());
+  }
+  std::stable_partition(found.begin(), found.end(), [](const Hypothesis& h) { return h.isAllowed; });
   return outcome;
 }
 

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <numeric>
 
+#include "adaptive/model/divergence.h"
+
 namespace primfit::adaptive {
 
 namespace {
@@ -28,12 +30,6 @@ constexpr std::size_t kOctave = 2;
 double StepEnd(int step) { return std::bit_cast<double>((kOne + step) << kStepBits); }
 
 }  // namespace
-
-double Divergence(double share, double chance) {
-  if (share <= chance) return 0;
-  const double other = share < 1 ? (1 - share) * std::log((1 - share) / (1 - chance)) : 0;
-  return share * std::log(share / chance) + other;
-}
 
 Scorer::Scorer(bool curve, std::span<const Eigen::Vector3d> points, const ScoreBounds& bounds, int parameters,
                std::span<const double> trust)

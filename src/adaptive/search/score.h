@@ -31,15 +31,12 @@ struct Score {
 
 /// The bounds that a score may choose from, in sizes of the cloud.
 struct ScoreBounds {
-  double least = 0;  ///< where the noise is known the inlier bound of it
+  double least = 0;
   double most = 0;
   /// How far points anywhere may be from a shape at the least: where all points are near one, there are no
   /// others that tell.
   double leastBackgroundRange = 0.5;
 };
-
-/// The relative entropy KL(share || chance) in nats, 0 for a share that chance gives.
-double Divergence(double share, double chance);
 
 /// Scores one shape after another by the same points; it keeps its buffers between them.
 class Scorer {

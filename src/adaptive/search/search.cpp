@@ -22,9 +22,12 @@ constexpr std::size_t kScoringPoints = 2048;
 constexpr int kDrawsFromAnywhere = 400;
 /// How far a candidate may miss a place that the shape has to pass, in sizes of the cloud.
 constexpr double kSlackOfCandidate = 0.1;
-/// A search that leads to a shape which has a simpler one leaves draws for those beside it: it takes this
-/// share of them.
-constexpr double kShareWithSimpler = 0.25;
+/// A search that leads to a shape which is not wanted leaves draws for those beside it: it takes this share
+/// of them.
+constexpr double kShareWithUnwanted = 0.25;
+/// A shape within the ranges of the options has at least this share of the score that it would have without
+/// them.
+constexpr double kLeastOfFreeScore = 0.9;
 /// The share of a fit's work that the search is, to show the progress.
 constexpr double kShareOfWork = 0.8;
 /// Draws between two questions to clock and host.
@@ -86,31 +89,74 @@ Model WithHeldParts(const Model& m, const SearchTask& task) {
   return WithComponents(m, task.held, task.start);
 }
 
-/// Scores a candidate, and optimises it where it scores more than any before of those that have a simpler
-/// shape, or of those that have none.
-void Evaluate(Model candidate, RunningSearch& search) {
+/// Whether the options allow a model: its sizes, its axis and its place.
+/// @param slack  how far the model may miss that place
+bool IsAllowed(const Model& m, double slack, const Plausible& plausible) {
+  Model inRange = m;
+  return plausible.Clamp(inRange) == 0 && plausible.Passes(m, slack);
+}
+
+/// Takes an optimised candidate among the hypotheses where it is the best of those that are wanted, or of
+/// those that are not.
+/// @param candidateScore  before it was optimised
+void Register(const Hypothesis& hypothesis, double candidateScore, RunningSearch& search) {
+  Leaders::Best& best = hypothesis.IsWanted() ? search.leaders.wanted : search.leaders.unwanted;
+  best.candidateScore = candidateScore;
+  if (best.hypothesis && hypothesis.score.value <= best.hypothesis->score.value) return;
+  best.hypothesis = hypothesis;
+  UpdateConfidence(search);
+}
+
+/// Scores a candidate, and optimises it where it scores more than any before of those that are wanted, or of
+/// those that are not. The ranges of the options do not hold here: a shape outside is found as what it is.
+void EvaluateFreely(const Model& candidate, RunningSearch& search) {
   const SearchTask& task = search.task;
-  Leaders& leaders = search.leaders;
-  if (!IsValid(candidate)) return;
-  task.plausible.Clamp(candidate);
-  if (!task.plausible.Passes(candidate, kSlackOfCandidate)) return;
+  const Leaders& leaders = search.leaders;
   if (!search.budget.Spend(search.scorer.Points().size())) return;
   const Score score = search.scorer(candidate);
-  if (score.value <= leaders.withoutSimpler.candidateScore) return;
+  if (score.value <= leaders.wanted.candidateScore) return;
   CopyInliers(search.scorer, score.tolerance, search.inliers);
-  if (score.value <= leaders.withSimpler.candidateScore &&
-      HasSimpler(candidate, search.inliers.points, search.budget))
+  if (score.value <= leaders.unwanted.candidateScore &&
+      (!IsAllowed(candidate, kSlackOfCandidate, task.plausible) ||
+       HasSimpler(candidate, search.inliers.points, search.budget)))
     return;
-  const Optimised optimised = OptimiseLocally(candidate, score, task.held, task.plausible, search.scorer,
-                                              search.inliers, search.budget);
+  const Optimised optimised =
+      OptimiseLocally(candidate, score, task.held, nullptr, search.scorer, search.inliers, search.budget);
   search.refinements += optimised.refinements;
-  if (!task.plausible.Passes(optimised.model, optimised.score.tolerance)) return;
   const bool hasSimpler = HasSimpler(optimised.model, search.inliers.points, search.budget);
-  Leaders::Best& best = hasSimpler ? leaders.withSimpler : leaders.withoutSimpler;
-  best.candidateScore = score.value;
-  if (best.hypothesis && optimised.score.value <= best.hypothesis->score.value) return;
-  best.hypothesis = {optimised.model, optimised.score, hasSimpler};
-  UpdateConfidence(search);
+  const bool isAllowed = IsAllowed(optimised.model, optimised.score.tolerance, task.plausible);
+  Register({optimised.model, optimised.score, hasSimpler, isAllowed}, score.value, search);
+}
+
+/// A candidate outside of the ranges, moved into these and optimised there. It is a hypothesis where the
+/// points do not speak against it: refined without the ranges it scores hardly more. So a short arc, whose
+/// radius the points do not tell, takes it from the options, and a floor does not become a thin pipe.
+void EvaluateInRange(const Model& inRange, RunningSearch& search) {
+  const SearchTask& task = search.task;
+  if (!task.plausible.Passes(inRange, kSlackOfCandidate)) return;
+  if (!search.budget.Spend(search.scorer.Points().size())) return;
+  const Score score = search.scorer(inRange);
+  if (score.value <= search.leaders.wanted.candidateScore) return;
+  CopyInliers(search.scorer, score.tolerance, search.inliers);
+  const Optimised bounded = OptimiseLocally(inRange, score, task.held, &task.plausible, search.scorer,
+                                            search.inliers, search.budget);
+  Inliers& inliers = search.inliers;
+  const bool isWanted = task.plausible.Passes(bounded.model, bounded.score.tolerance) &&
+                        !HasSimpler(bounded.model, inliers.points, search.budget);
+  search.refinements += bounded.refinements;
+  if (!isWanted) return;
+  const Optimised free = OptimiseLocally(bounded.model, bounded.score, task.held, nullptr, search.scorer,
+                                         inliers, search.budget);
+  search.refinements += free.refinements;
+  if (bounded.score.value < kLeastOfFreeScore * free.score.value) return;
+  Register({bounded.model, bounded.score}, score.value, search);
+}
+
+void Evaluate(const Model& candidate, RunningSearch& search) {
+  if (!IsValid(candidate)) return;
+  EvaluateFreely(candidate, search);
+  Model inRange = candidate;
+  if (search.task.plausible.Clamp(inRange) != 0 && IsValid(inRange)) EvaluateInRange(inRange, search);
 }
 
 /// Why a stage of the search ended.
@@ -121,7 +167,7 @@ template <class Draw>
 DrawsEnd DrawUntil(int most, RunningSearch& search, const Draw& draw) {
   Budget& budget = search.budget;
   for (; search.Draws() < most && budget.Draws() < budget.DrawLimit(); budget.CountDraw()) {
-    if (search.leaders.LeaderHasSimpler() && search.Draws() > kShareWithSimpler * budget.DrawLimit())
+    if (search.leaders.IsLeaderUnwanted() && search.Draws() > kShareWithUnwanted * budget.DrawLimit())
       return DrawsEnd::kTooMany;
     budget.Advance(kShareOfWork * search.ShareDone());
     if (budget.Draws() % kAskEveryDraws == 0) budget.Ask();
@@ -172,8 +218,8 @@ SearchOutcome Search(const SearchTask& task, const Sample& sample, RankedPoints&
     outcome.why = DrawAll(sample, ranked, dice, search);
   const Leaders& leaders = search.leaders;
   if (leaders.Leader() != nullptr) outcome.found.push_back(*leaders.Leader());
-  if (leaders.LeaderHasSimpler() && leaders.withoutSimpler.hypothesis)
-    outcome.found.push_back(*leaders.withoutSimpler.hypothesis);
+  if (leaders.IsLeaderUnwanted() && leaders.wanted.hypothesis)
+    outcome.found.push_back(*leaders.wanted.hypothesis);
   outcome.refinements = search.refinements;
   return outcome;
 }

@@ -38,8 +38,8 @@ struct SearchTask {
 };
 
 struct SearchOutcome {
-  /// The best hypothesis. Where a simpler shape explains its points, the best of those without a simpler one
-  /// follows. Nothing where no sample gave a shape.
+  /// The best hypothesis. Where it is not wanted (see hypothesis.h), the best of those that are follows.
+  /// Nothing where no sample gave a shape.
   std::vector<Hypothesis> found;
   StopReason why = StopReason::kDrawLimit;
   int refinements = 0;
