@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "primfit/export.h"
@@ -175,6 +176,8 @@ enum class Verdict {
   kAmbiguous,  ///< other shapes explain the points about as well: a parameter is hardly determined
   kAtLimit,    ///< a size or the direction is at an end of the range that the options give it
   kWeak,       ///< few points support the shape
+  kMisfit,     ///< the inliers' distances are no noise: two surfaces, another kind of shape, a bend
+  kSimpler,    ///< a plane, cylinder or the like explains the inliers as well: FitReport::simpler
 };
 
 /// What a parameter of a shape is; the numbers are those of fit_c.h.
@@ -229,6 +232,15 @@ struct FitExtents {
   double start = 0;
 };
 
+/// A shape with fewer parameters that explains the inliers of another as well. It has no bounds: a line's
+/// length is 0.
+struct SimplerShape {
+  std::variant<FitOutputParamsLine, FitOutputParamsPlane, FitOutputParamsSphere, FitOutputParamsCylinder>
+      shape;
+  double rms = 0;            ///< of the distances of the inliers from it
+  FitCovariance covariance;  ///< for distances that are all noise
+};
+
 struct FitReport {
   int draws = 0;
   int refinements = 0;
@@ -245,6 +257,8 @@ struct FitReport {
   std::size_t setAside = 0;
   /// The step of the coordinates across the shape where it is coarser than the rest of the noise, else 0.
   double step = 0;
+  /// Where there is one, whatever the verdict. Not looked for where a size is held.
+  std::optional<SimplerShape> simpler;
 };
 
 template <class Shape>

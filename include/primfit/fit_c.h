@@ -99,7 +99,20 @@ typedef struct primfit_parameter {
 } primfit_parameter;
 
 enum { PRIMFIT_CONFIDENT, PRIMFIT_DRAW_LIMIT, PRIMFIT_TIME_LIMIT, PRIMFIT_STOPPED }; /* stop_reason */
-enum { PRIMFIT_GOOD, PRIMFIT_AMBIGUOUS, PRIMFIT_AT_LIMIT, PRIMFIT_WEAK };            /* verdict */
+/* verdict */
+enum { PRIMFIT_GOOD, PRIMFIT_AMBIGUOUS, PRIMFIT_AT_LIMIT, PRIMFIT_WEAK, PRIMFIT_MISFIT, PRIMFIT_SIMPLER };
+
+/* A shape with fewer parameters that explains the inliers of another as well. */
+typedef struct primfit_simpler {
+  int shape; /* PRIMFIT_LINE (of length 0), PRIMFIT_PLANE, PRIMFIT_SPHERE or PRIMFIT_CYLINDER */
+  int number_count;
+  double numbers[PRIMFIT_MOST_NUMBERS];
+  double rms; /* of the distances of the inliers from it */
+  int parameter_count;
+  const primfit_parameter* parameters;
+  const double* covariance; /* parameter_count rows and columns */
+  double position[3];       /* where the position is stated */
+} primfit_simpler;
 
 /* The library makes it and frees it, with all that it points to. New versions only add members at the end. */
 typedef struct primfit_result {
@@ -137,6 +150,7 @@ typedef struct primfit_result {
   const double* extents;
   double
       start_deviation; /* of the start along a line or axis, or in radians about it; 0 where there is none */
+  const primfit_simpler* simpler; /* whatever the verdict; null: none, or a size was held */
 } primfit_result;
 
 /* Fills in the options for nothing said.

@@ -71,6 +71,23 @@ double StrayShareBeside(const adaptive::Converged& c) {
   return beside / static_cast<double>(c.inliers.size());
 }
 
+template <class Shape>
+SimplerShape SimplerOf(const Model& m, adaptive::SimplerFit&& fit) {
+  SimplerShape simpler{RecordFrom<Description<Shape>>(m), fit.rms, std::move(fit.covariance)};
+  simpler.covariance.position = m.center;
+  return simpler;
+}
+
+/// A simpler shape in the caller's coordinates.
+SimplerShape SimplerOf(adaptive::SimplerFit&& fit, const Scene& scene) {
+  Model m = fit.model;
+  m.center += scene.Origin();
+  if (m.kind == ShapeKind::kLine) return SimplerOf<Line>(m, std::move(fit));
+  if (m.kind == ShapeKind::kPlane) return SimplerOf<Plane>(m, std::move(fit));
+  if (m.kind == ShapeKind::kSphere) return SimplerOf<Sphere>(m, std::move(fit));
+  return SimplerOf<Cylinder>(m, std::move(fit));
+}
+
 /// What was found, as the caller sees it.
 template <class Shape>
 FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene) {
@@ -97,6 +114,7 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
   result.covariance.position = m.center;
   Bound(m, frame, result);
   result.report = std::move(out.report);
+  if (out.simpler) result.report.simpler = SimplerOf(*std::move(out.simpler), scene);
   return result;
 }
 
