@@ -30,8 +30,11 @@ struct Words<Quantity> {
 };
 template <>
 struct Words<Verdict> {
-  static constexpr std::array<std::string_view, 4> kAll = {kVerdicts[0].key, kVerdicts[1].key,
-                                                           kVerdicts[2].key, kVerdicts[3].key};
+  static constexpr auto kAll = [] {
+    std::array<std::string_view, kVerdicts.size()> keys;
+    for (std::size_t i = 0; i < keys.size(); ++i) keys[i] = kVerdicts[i].key;
+    return keys;
+  }();
 };
 template <>
 struct Words<SeenFrom> {

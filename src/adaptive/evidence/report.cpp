@@ -1,11 +1,13 @@
 #include "adaptive/evidence/report.h"
 
+#include "adaptive/evidence/misfit.h"
 #include "adaptive/evidence/verdict.h"
 
 namespace primfit::adaptive {
 
-FitReport ReportOf(const Converged& converged, const FitCovariance& covariance, const SearchOutcome& search,
-                   const Scene& scene, const Budget& budget) {
+FitReport ReportOf(const Converged& converged, const FitCovariance& covariance,
+                   const std::optional<SimplerFit>& simpler, const SearchOutcome& search, const Scene& scene,
+                   const Budget& budget) {
   FitReport report;
   report.draws = budget.Draws();
   report.refinements = search.refinements;
@@ -16,7 +18,14 @@ FitReport ReportOf(const Converged& converged, const FitCovariance& covariance, 
   report.tolerance = converged.tolerance;
   report.stopReason = budget.IsOver() ? budget.Why() : search.why;
   report.converged = converged.converged;
-  StateVerdict(converged, covariance, report);
+  Doubts doubts;
+  if (simpler) {
+    doubts.simpler = simpler->model;
+    doubts.simplerRmsRatio = simpler->rmsRatio;
+  } else {
+    doubts.misfit = WhyMisfit(converged, scene.Points());
+  }
+  StateVerdict(converged, covariance, doubts, report);
   return report;
 }
 
