@@ -128,8 +128,8 @@ void PrintErrors(const Primitive& primitive, int points, double outliers, double
     } catch (const std::exception&) {  // nothing stands out
     }
   }
-  fmt::print("| {} | {} | {:.0f} % | {:.0f} | {} | {} |\n", primitive.name, points, 100 * outliers,
-             1000 * noise, Figures(off.sizes), Figures(off.start));
+  fmt::print("| {} | {} | {:.0f} % | {:.1f}{} | {} | {} |\n", primitive.name, points, 100 * outliers,
+             1000 * noise, blurred ? ", all ways" : "", Figures(off.sizes), Figures(off.start));
   std::fflush(stdout);
 }
 

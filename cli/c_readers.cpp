@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cmath>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -37,8 +36,8 @@ io::FileHead HeadOf(const primfit_file_head& from, const char* name) {
   for (std::size_t k = 0; k < from.scan_count; ++k) {
     io::Scan scan;
     if (from.scan_points != nullptr) scan.points = from.scan_points[k];
-    if (from.stations != nullptr && std::isfinite(from.stations[3 * k]))
-      scan.station = Eigen::Vector3d(from.stations + 3 * k);
+    if (from.stations != nullptr) scan.station = Eigen::Vector3d(from.stations + 3 * k);
+    if (scan.station && !scan.station->allFinite()) scan.station.reset();
     head.scans.push_back(scan);
   }
   head.marked = from.marked;
@@ -50,9 +49,10 @@ void Stream(const primfit_reader& reader, void* handle, const io::Source& source
             io::PointSink& sink) {
   io::PointBlock block;
   block.attributes.resize(attributes);
+  std::vector<double*> columns;
   for (;;) {
     block.Resize(io::PointBlock::kMostPoints);
-    std::vector<double*> columns;
+    columns.clear();
     for (std::vector<double>& values : block.attributes) columns.push_back(values.data());
     const primfit_block room = {block.points.size(), block.points.front().data(), columns.data()};
     Message message{};

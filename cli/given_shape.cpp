@@ -42,6 +42,7 @@ const FitCommand& TakeGivenShape(const std::string& text, Options& options) {
   const FitCommand* command = colon == std::string::npos ? nullptr : CommandOf(text.substr(0, colon));
   if (command != nullptr) {
     options.start = text.substr(colon + 1);
+    ParseParts("--shape", *options.start, command->parts, command->StartSize());  // by the user's own option
   } else {
     const report::Result result = ReadResultFile(text);
     if (result.shapes.empty()) throw UsageError(fmt::format("{}: the result holds no shape", text));

@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "io/attributes.h"
 #include "io/formats.h"
 #include "io/rows.h"
 #include "io/text_layout.h"
@@ -65,17 +64,6 @@ bool NextRow(LineReader& lines, std::string_view& line) {
   return false;
 }
 
-/// Columns of coordinates and attributes. The number of the scan stands in no line.
-std::vector<std::size_t> ColumnsOf(const Source& source, std::vector<Field> fields,
-                                   const ReadRequest& request) {
-  const std::size_t inLine = fields.size();
-  fields.push_back({"scan", ""});
-  std::vector<std::size_t> columns = {0, 1, 2};
-  for (const std::size_t k : FindAttributes(source, fields, request.attributes))
-    columns.push_back(k < inLine ? k : kNotInLine);
-  return columns;
-}
-
 /// Passes on the points of all scans.
 /// @param row  the first line after the first count line
 void StreamScans(const Source& source, CountedScan scan, std::string_view row,
@@ -125,8 +113,8 @@ FileHead ReadPts(const Source& source, const ReadRequest& request, PointSink& si
   }
   head.format = "PTS";
   head.fields = FieldsOf(CountFields(row, SeparatorOf(row)));
-  sink.Expect(std::max(EstimateRows(source.bytes.substr(lines.Place().byte - row.size())), std::uint64_t{1}));
-  StreamScans(source, first, row, ColumnsOf(source, head.fields, request), lines, head, sink);
+  sink.Expect(EstimateRows(source.bytes.substr(lines.Place().byte - row.size())));
+  StreamScans(source, first, row, ColumnsOfScan(source, head.fields, request), lines, head, sink);
   return head;
 }
 

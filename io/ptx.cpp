@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "io/attributes.h"
 #include "io/formats.h"
 #include "io/rows.h"
 #include "io/text_layout.h"
@@ -105,29 +104,13 @@ Eigen::Vector3d StationOf(const Grid& grid) {
   return grid.station.isZero(0) ? Eigen::Vector3d(grid.shift) : grid.station;
 }
 
-/// The layout of the lines of a scan, by its first one.
-struct RowForm {
-  TextLayout layout;
-  std::size_t fields;
-};
-
-RowForm FormOf(const Source& source, std::string_view row, const ReadRequest& request) {
-  const std::size_t inLine = CountFields(row, Separator::kBlanks);
-  std::vector<Field> fields = FieldsOf(inLine);
-  fields.push_back({"scan", ""});
-  std::vector<std::size_t> columns = {0, 1, 2};
-  for (const std::size_t k : FindAttributes(source, fields, request.attributes))
-    columns.push_back(k < inLine ? k : kNotInLine);
-  return {{Separator::kBlanks, columns, inLine}, inLine};
-}
-
 /// Passes on the points of a grid in the frame of all scans.
 /// @return how many directions had no return
 std::uint64_t StreamGrid(const Source& source, const Grid& grid, const ReadRequest& request,
                          LineReader& lines, FileHead& head, PointSink& sink) {
   std::vector<double> values(3 + request.attributes.size(), static_cast<double>(head.scans.size() + 1));
   BlockBuilder block(request.attributes.size(), sink);
-  std::optional<RowForm> form;
+  std::optional<TextLayout> layout;  // by the first line
   std::uint64_t missing = 0;
   const std::uint64_t points = grid.columns * grid.rows;
   std::string_view line;
@@ -138,8 +121,12 @@ std::uint64_t StreamGrid(const Source& source, const Grid& grid, const ReadReque
                                             Counted(points, "point") + " of scan " +
                                             std::to_string(head.scans.size() + 1) +
                                             "; copy or export it again");
-    if (!form) form = FormOf(source, line, request);
-    if (!form->layout.Read(line, values.data())) source.FailAtLine(lines.Number(), form->layout.Fault(line));
+    if (!layout) {
+      const std::vector<Field> fields = FieldsOf(CountFields(line, Separator::kBlanks));
+      layout.emplace(Separator::kBlanks, ColumnsOfScan(source, fields, request), fields.size());
+      if (head.fields.empty()) head.fields = fields;
+    }
+    if (!layout->Read(line, values.data())) source.FailAtLine(lines.Number(), layout->Fault(line));
     Eigen::Map<Eigen::RowVector3d> point(values.data());
     if (point.isZero(0)) {
       ++missing;
@@ -149,7 +136,6 @@ std::uint64_t StreamGrid(const Source& source, const Grid& grid, const ReadReque
     block.Add(values.data());
   }
   block.Flush();
-  if (form && head.fields.empty()) head.fields = FieldsOf(form->fields);
   return missing;
 }
 

@@ -53,15 +53,22 @@ void Selector::Take(PointBlock& block) {
   for (; !rest.empty(); rest.pop_back()) block.attributes.push_back(std::move(rest.back()));
 }
 
+FileHead StreamSelected(const Readers& readers, const std::string& path, const Filter& filter,
+                        const ReadRequest& request, PointSink& sink, SelectionCounts& counts) {
+  Selector selector(filter, request.attributes.size(), sink);
+  ReadRequest all = request;
+  for (const Condition& condition : filter.where) all.attributes.push_back(condition.attribute);
+  FileHead head = StreamPoints(readers, path, all, selector);
+  counts = selector.Counts();
+  return head;
+}
+
 Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter,
-                        ReadRequest request) {
+                        const ReadRequest& request) {
   const auto start = std::chrono::steady_clock::now();
   Selection cloud;
   Collector collector(cloud.file);
-  Selector selector(filter, request.attributes.size(), collector);
-  for (const Condition& condition : filter.where) request.attributes.push_back(condition.attribute);
-  static_cast<FileHead&>(cloud.file) = StreamPoints(readers, path, request, selector);
-  static_cast<SelectionCounts&>(cloud) = selector.Counts();
+  static_cast<FileHead&>(cloud.file) = StreamSelected(readers, path, filter, request, collector, cloud);
   cloud.file.nonFinite = cloud.nonFinite;
   cloud.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return cloud;

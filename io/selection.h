@@ -83,12 +83,19 @@ struct Selection : SelectionCounts {
   std::size_t Used() const { return file.points.size(); }
 };
 
+/// Reads a file and passes on the points that count, with the attributes of the request.
+/// @param path    "-" reads standard input
+/// @param counts  is overwritten
+/// @throws ReadError
+FileHead StreamSelected(const Readers& readers, const std::string& path, const Filter& filter,
+                        const ReadRequest& request, PointSink& sink, SelectionCounts& counts);
+
 /// Reads and selects the points.
 /// @param path     "-" reads standard input
 /// @param request  attributes that are kept
 /// @throws ReadError
 Selection ReadSelection(const Readers& readers, const std::string& path, const Filter& filter,
-                        ReadRequest request = {});
+                        const ReadRequest& request = {});
 
 }  // namespace primfit::io
 

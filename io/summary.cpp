@@ -4,8 +4,6 @@
 #include <chrono>
 #include <limits>
 
-#include "io/read_points.h"
-
 namespace primfit::io {
 
 namespace {
@@ -102,11 +100,7 @@ Summary ReadSummary(const Readers& readers, const std::string& path, const Filte
   const auto start = std::chrono::steady_clock::now();
   Summary summary;
   Adder adder(summary);
-  ReadRequest all = request;
-  Selector selector(filter, all.attributes.size(), adder);
-  for (const Condition& condition : filter.where) all.attributes.push_back(condition.attribute);
-  summary.head = StreamPoints(readers, path, all, selector);
-  static_cast<SelectionCounts&>(summary) = selector.Counts();
+  summary.head = StreamSelected(readers, path, filter, request, adder, summary);
   for (Eigen::Index axis = 0; axis < 3; ++axis) summary.step[axis] = CoordinateStep(adder.SampleOf(axis));
   summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return summary;

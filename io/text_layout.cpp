@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "io/attributes.h"
 #include "io/words.h"
 
 namespace primfit::io {
@@ -62,6 +63,16 @@ void CheckRoomForRows(const Source& source, const TextPlace& from, std::uint64_t
   source.FailAtLine(from.line, "the header promises " + Counted(rows, "point") +
                                    ", but the rest of the file has room for " + std::to_string(room) +
                                    " at most; copy or export it again");
+}
+
+std::vector<std::size_t> ColumnsOfScan(const Source& source, std::vector<Field> fields,
+                                       const ReadRequest& request) {
+  const std::size_t inLine = fields.size();
+  fields.push_back({"scan", ""});
+  std::vector<std::size_t> columns = {0, 1, 2};
+  for (const std::size_t k : FindAttributes(source, fields, request.attributes))
+    columns.push_back(k < inLine ? k : kNotInLine);
+  return columns;
 }
 
 std::uint64_t EstimateRows(std::string_view text) {

@@ -52,6 +52,13 @@ class TextLayout {
 /// @throws ReadError
 void CheckRoomForRows(const Source& source, const TextPlace& from, std::uint64_t rows, std::size_t fields);
 
+/// The columns of x, y and z, which come first, and of the attributes that a request names, in a format that
+/// counts its scans: the number of the scan is an attribute that stands in no line.
+/// @param fields  of a line
+/// @throws ReadError for an attribute that is none of these
+std::vector<std::size_t> ColumnsOfScan(const Source& source, std::vector<Field> fields,
+                                       const ReadRequest& request);
+
 /// Number of points to make room for, by the lengths of the first lines of a text.
 std::uint64_t EstimateRows(std::string_view text);
 

@@ -4,7 +4,9 @@
 set -euo pipefail
 [ $# = 2 ] || { sed -n '2,3s/^# \{0,1\}//p' "$0" >&2; exit 2; }
 program=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-help=$(mktemp "$2.XXXXXX")  # beside the output: programs in /tmp may not be allowed to run
+output=$(basename "$2")
+cd "$(dirname "$2")"  # help2man passes names to a shell, where those of folders may have blanks
+help=$(mktemp "./$output.XXXXXX")  # beside the output: programs in /tmp may not be allowed to run
 trap 'rm -f "$help"' EXIT
 # help2man runs one command. A section with a name that it does not know stands between stars, and no example may be broken.
 cat >"$help" <<END
@@ -16,6 +18,6 @@ case \$1 in
 esac
 END
 chmod +x "$help"
-help2man --no-info --name "fit analytic primitives to clouds of 3-D points" --output "$2" "$help"
+help2man --no-info --name "fit analytic primitives to clouds of 3-D points" --output "$output" "$help"
 # Ragged lines: blanks that fill a line would stand in the examples. Their - is one, not a hyphen, so that they can be copied.
-sed -i -e '/^\.TH /a .ad l' -e '/^\\f(CW/s/-/\\-/g' "$2"
+sed -i -e '/^\.TH /a .ad l' -e '/^\\f(CW/s/-/\\-/g' "$output"

@@ -68,11 +68,11 @@ void Bound(const Model& m, const AxisFrame& frame, FitResult<Shape>& result) {
   }
 }
 
-/// The strays that may be near the shape, by how many points lie just beyond the tolerance: next to a surface
+/// Strays near the shape for each inlier, by how many points lie just beyond the tolerance: next to a surface
 /// there is as much room, about a curve three times as much.
-adaptive::Strays StraysNear(const adaptive::Converged& c) {
+double StrayShareOf(const adaptive::Converged& c) {
   const double beside = static_cast<double>(c.justBeyond) / (c.model.IsCurve() ? 3 : 1);
-  return {!c.isOfAllPoints, beside / static_cast<double>(c.inliers.size())};
+  return beside / static_cast<double>(c.inliers.size());
 }
 
 /// The least and the largest signed distance.
@@ -83,9 +83,10 @@ std::pair<double, double> Deviations(const Model& m, std::span<const Vector3d> p
     for (std::size_t begin = 0; begin < points.size(); begin += kBlock) {
       const std::size_t n = std::min(kBlock, points.size() - begin);
       Distances(shape, points.data() + begin, static_cast<int>(n), distances);
-      const auto [low, high] = std::minmax_element(distances, distances + n);
-      least = std::min(least, *low);
-      largest = std::max(largest, *high);
+      for (std::size_t i = 0; i < n; ++i) {
+        least = std::min(least, distances[i]);
+        largest = std::max(largest, distances[i]);
+      }
     }
   });
   return {least, largest};
@@ -137,7 +138,7 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
                           std::span<const Vector3d> stations) {
   FitResult<Shape> result;
   const adaptive::Converged& c = out.converged;
-  const adaptive::Strays strays = StraysNear(c);
+  const double strayShare = StrayShareOf(c);
   std::vector<std::uint32_t> chosen = scene.WithCopies(std::move(out.converged.inliers));
   // The inliers, and behind them the points that are none because they stand alone.
   const Scratch<Vector3d> near(chosen.size() + c.isolated.size());
@@ -153,7 +154,9 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
   m.center += scene.Origin();
   if (start.model) m = WithComponents(m, start.held, *start.model);
   frame.axis = m.axis;
-  frame.strays = strays;
+  frame.mayHoldStrays = !c.isOfAllPoints;
+  frame.strayShare = strayShare;
+  frame.noise = c.noise;
   result.inliers = scene.GivenIndices(std::move(chosen));
   result.covariance = std::move(out.covariance);
   result.covariance.position = m.center;

@@ -154,14 +154,6 @@ void ForEachBounded(const Body& body) {
                       [](const auto& s) { return Corners(s); }});
 }
 
-Points AmongClutter(Points points, double share, Random& random) {
-  Vector3d low = points[0], high = low;
-  for (const Vector3d& p : points) low = low.cwiseMin(p), high = high.cwiseMax(p);
-  const Vector3d beside = (high - low) / 4;
-  const int n = static_cast<int>(share / (1 - share) * static_cast<double>(points.size()));
-  return Joined(std::move(points), Clutter(low - beside, high + beside, n, random));
-}
-
 TEST(Extent, BoundsAreAsExactAsTheySay) {
   // Errors of ends have a heavier tail than normal ones: of 80 clouds the mean square is 1 within 0.6, four
   // of its standard deviations.
@@ -173,7 +165,7 @@ TEST(Extent, BoundsAreAsExactAsTheySay) {
     std::vector<double> squares(kind.truth.size());
     int within = 0;
     for (int run = 0; run < kRuns; ++run) {
-      const Points points = AmongClutter(kind.points(800, random), 0.2, random);
+      const Points points = WithClutter(kind.points(800, random), 0.2, random);
       FitOptions<Shape> options;
       options.seed = 1;
       const auto fit = primfit::fit<Shape>(points, options);
@@ -196,7 +188,7 @@ TEST(Extent, BoundsDoNotDependOnTheSeed) {
     for (const double clutter : {0.0, 0.5}) {
       SCOPED_TRACE(kind.name);
       Random random;
-      const Points points = AmongClutter(kind.points(2000, random), clutter, random);
+      const Points points = WithClutter(kind.points(2000, random), clutter, random);
       std::vector<double> first;
       for (std::uint64_t seed = 0; seed < 12; ++seed) {
         FitOptions<Shape> options;

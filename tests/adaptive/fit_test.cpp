@@ -92,16 +92,6 @@ void ForEachKind(const Body& body) {
                    1, 0.3, [](const auto& s) { return s.Angle(); }, pi / 2});
 }
 
-/// With as many points about it as a share of all asks for, uniform in a box of one and a half times the
-/// size.
-Points WithClutter(Points points, double share, Random& random) {
-  Vector3d low = points[0], high = low;
-  for (const Vector3d& p : points) low = low.cwiseMin(p), high = high.cwiseMax(p);
-  const Vector3d beside = (high - low) / 4;
-  const int n = static_cast<int>(share / (1 - share) * static_cast<double>(points.size()));
-  return Joined(std::move(points), Clutter(low - beside, high + beside, n, random));
-}
-
 /// By how many standard deviations each parameter is off.
 template <class Result>
 std::vector<double> Deviations(const Result& fit, const Numbers& truth) {

@@ -158,6 +158,14 @@ Points Clutter(const Vector3d& low, const Vector3d& high, int n, Random& random)
   });
 }
 
+Points WithClutter(Points points, double share, Random& random) {
+  Vector3d low = points[0], high = low;
+  for (const Vector3d& p : points) low = low.cwiseMin(p), high = high.cwiseMax(p);
+  const Vector3d beside = (high - low) / 4;
+  const int n = static_cast<int>(share / (1 - share) * static_cast<double>(points.size()));
+  return Joined(std::move(points), Clutter(low - beside, high + beside, n, random));
+}
+
 Points Joined(Points a, const Points& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;

@@ -73,6 +73,9 @@ Points PointsOn(const OutputTorus& torus, int n, Range angle, Range tubeAngle, d
 
 /// n points uniform in a box.
 Points Clutter(const Eigen::Vector3d& low, const Eigen::Vector3d& high, int n, Random& random);
+/// Points with as many about them as a share of all asks for, uniform in a box of one and a half times the
+/// size.
+Points WithClutter(Points points, double share, Random& random);
 Points Joined(Points a, const Points& b);
 
 }  // namespace primfit::testing

@@ -33,43 +33,22 @@ using Gradient = Eigen::VectorXd;
 /// A centre that moves along the axis by less than this share is one that moves across it.
 constexpr double kRounding = 1e-9;
 
-/// How much the height of a point's foot on the shape is above that of the point, for each distance outside:
-/// a cone's normals are not square to its axis.
-double FootRise(const AxisFrame& frame) {
-  return frame.kind == ShapeKind::kCone ? std::sin(frame.halfAngle) : 0;
-}
-
-/// The height of the foot of a point on a shape, along the axis.
+/// The height of the foot of a point on a shape, along the axis. Above a point outside of a cone it is
+/// higher: its normals are not square to the axis.
 double FootHeight(const Vector3d& q, const AxisFrame& frame) {
-  const double height = q.dot(frame.axis), rise = FootRise(frame);
-  if (rise == 0) return height;
+  const double height = q.dot(frame.axis);
+  if (frame.sine == 0) return height;
   const double radius = (q - height * frame.axis).norm();
-  return height + rise * (radius * std::cos(frame.halfAngle) - height * rise);
-}
-
-/// The reach along the axis of a cone. Points that are spread evenly over it are the denser along its axis
-/// the higher they are, so the reach is found on the scale of the area from the apex, on which they are even:
-/// the square of the height.
-Reach ReachByArea(const std::vector<double>& heights, const Strays& strays) {
-  std::vector<double> areas(heights.size());
-  std::transform(heights.begin(), heights.end(), areas.begin(), [](double h) { return h * std::abs(h) / 2; });
-  Reach reach = ReachAlong(areas, strays);
-  for (ReachEnd* end : {&reach.low, &reach.high}) {
-    end->at = heights[end->index];
-    const double size = std::abs(end->at);  // by which an area grows with the height
-    end->meanError = std::min(end->meanError / size, size);
-    end->squaredError = std::min(end->squaredError / (size * size), size * size);
-  }
-  return reach;
+  return height + frame.sine * (radius * frame.cosine - height * frame.sine);
 }
 
 /// How the height of a foot changes: a moving centre takes its own part along the axis off, an axis that
 /// turns adds the point's offset. On a cone the foot also moves by what the surface does.
 Gradient HeightGradient(const Vector3d& q, const AxisFrame& frame, const FitCovariance& covariance) {
-  const double height = q.dot(frame.axis), rise = FootRise(frame);
+  const double height = q.dot(frame.axis), rise = frame.sine;
   const Vector3d radial = (q - height * frame.axis).normalized();
-  const Vector3d normal = std::cos(frame.halfAngle) * radial - rise * frame.axis;
-  const double lever = height / std::cos(frame.halfAngle);  // from the apex along the surface
+  const Vector3d normal = frame.cosine * radial - rise * frame.axis;
+  const double lever = height / frame.cosine;  // from the apex along the surface
   Gradient gradient = Gradient::Zero(covariance.matrix.rows());
   for (std::size_t i = 0; i < covariance.parameters.size(); ++i) {
     const FitParameter& p = covariance.parameters[i];
@@ -139,7 +118,9 @@ Vector3d Upward(const Vector3d& axis) {
 
 AxisFrame::AxisFrame(const Model& model, std::span<const Vector3d> near)
     : kind(model.kind),
-      halfAngle(model.kind == ShapeKind::kCone ? model.minor : 0),
+      sine(model.kind == ShapeKind::kCone ? std::sin(model.minor) : 0),
+      cosine(model.kind == ShapeKind::kCone ? std::cos(model.minor) : 1),
+      turnRadius(model.kind == ShapeKind::kTorus ? model.major : model.minor),
       center(model.center),
       axis(model.axis),
       u(UnitOrthogonal(Upward(model.axis))),
@@ -149,14 +130,15 @@ AxisFrame::AxisFrame(const Model& model, std::span<const Vector3d> near)
 MeasuredBounds MeasureBounds(Bounds bounds, const AxisFrame& frame, const FitCovariance& covariance) {
   if (bounds == Bounds::kAlongAxis) {
     const std::vector<double> heights = Each(frame, [&](const Vector3d& q) { return FootHeight(q, frame); });
-    const Reach reach = frame.kind == ShapeKind::kCone ? ReachByArea(heights, frame.strays)
-                                                       : ReachAlong(heights, frame.strays);
+    const ValueModel model{frame.mayHoldStrays, frame.strayShare, frame.noise};
+    const Reach reach =
+        frame.kind == ShapeKind::kCone ? ReachByArea(heights, model) : ReachAlong(heights, model);
     return BoundsOf(reach, frame, covariance, HeightGradient);
   }
   if (bounds == Bounds::kAboutAxis) {
     const Reach reach = ReachAround(
         Each(frame, [&](const Vector3d& q) { return SquareAzimuth(q.dot(frame.u), q.dot(frame.w)); }),
-        frame.strays);
+        {frame.mayHoldStrays, frame.strayShare, frame.noise / frame.turnRadius});
     MeasuredBounds measured = BoundsOf(reach, frame, covariance, AzimuthGradient);
     measured.extent.startDirection = std::cos(reach.low.at) * frame.u + std::sin(reach.low.at) * frame.w;
     return measured;
@@ -174,7 +156,7 @@ MeasuredOutline MeasureOutline(const AxisFrame& frame) {
     return Vector2d(q.dot(frame.u), sense * q.dot(frame.w));
   });
   const PlaneGrid grid(projected);
-  const std::vector<Vector2d> kept = frame.strays.mayBe ? WithoutStrays(projected, grid) : projected;
+  const std::vector<Vector2d> kept = frame.mayHoldStrays ? WithoutStrays(projected, grid) : projected;
   MeasuredOutline outline;
   outline.loop = OutlineOf(kept[0].data(), static_cast<int>(kept.size()));
   const std::span numbers(outline.loop.vertices.get(), 2 * static_cast<std::size_t>(outline.loop.count));

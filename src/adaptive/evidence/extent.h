@@ -29,8 +29,10 @@ struct AxisFrame {
   AxisFrame(const Model& model, std::span<const Eigen::Vector3d> near);
 
   ShapeKind kind;
-  double halfAngle;  ///< of a cone
-  Strays strays;     ///< that may be among the points
+  double sine, cosine;        ///< of a cone's half-angle, else of zero
+  double turnRadius;          ///< of an arc or the middle of a torus's tube
+  bool mayHoldStrays = true;  ///< and what else is known of the points; see ValueModel
+  double strayShare = 0, noise = 0;
   Eigen::Vector3d center, axis, u, w;
   std::span<const Eigen::Vector3d> points;
 };

@@ -38,10 +38,11 @@ std::size_t AtEnd(std::size_t values) {
 std::vector<std::size_t> CountInBins(std::span<const double> values, double low, double length,
                                      std::size_t bins) {
   std::vector<std::size_t> counts(bins);
+  const auto most = static_cast<double>(bins);
+  const double scale = most / length;
   for (const double v : values) {
-    const double at = (v - low) / length;
-    if (at >= 0 && at <= 1)
-      ++counts[std::min(static_cast<std::size_t>(at * static_cast<double>(bins)), bins - 1)];
+    const double at = (v - low) * scale;
+    if (at >= 0 && at <= most) ++counts[std::min(static_cast<std::size_t>(at), bins - 1)];
   }
   return counts;
 }
@@ -53,6 +54,9 @@ double MedianCount(std::vector<std::size_t> counts) {
   std::nth_element(counts.begin(), middle, counts.end());
   return static_cast<double>(*middle);
 }
+
+/// The share of a normal distribution below z.
+double NormalShare(double z) { return std::erfc(-z / std::sqrt(2.0)) / 2; }
 
 /// Of so many values on a length, without what is the same for all splits.
 double LogLikelihood(double count, double length) { return count > 0 ? count * std::log(count / length) : 0; }
@@ -75,18 +79,61 @@ std::size_t CountStrays(std::span<const double> depths, const Outside& outside) 
   return pays ? best : 0;
 }
 
-/// How far a blurred end lies beyond the true one, zero for a sharp one. Noise along the shape moves the
-/// outermost values outward, so that the first k / 2 of them take a longer way than the next k / 2; the
-/// difference is the length that they lack. Of values spread evenly its standard deviation is the whole way
-/// over the root of k, and three of these are significant.
-double Blur(std::span<const double> depths) {
+/// How far a blurred end lies beyond the true one, zero for a sharp one. Where a scan thins out, or noise
+/// reaches farther than all of these values, the first k / 2 of them take a longer way than the next k / 2;
+/// the difference is the length that they lack. Of values spread evenly its standard deviation is the whole
+/// way over the root of k, and three of these are significant.
+double LengthLacking(std::span<const double> depths) {
   constexpr std::size_t kFewest = 16;
-  double blur = 0;
+  double most = 0;
   for (std::size_t k = kFewest; k < depths.size(); k *= 2) {
     const double way = depths[k] - depths[0], lack = 2 * (depths[k / 2] - depths[0]) - way;
-    if (lack > 3 * way / std::sqrt(static_cast<double>(k))) blur = std::max(blur, lack);
+    if (lack > 3 * way / std::sqrt(static_cast<double>(k))) most = std::max(most, lack);
   }
-  return blur;
+  return most;
+}
+
+/// The logarithm of the likelihood, at the density that makes it largest, of values whose density rises about
+/// an end as the normal distribution does.
+double LogLikelihoodOfBlurred(std::span<const double> depths, double end, double noise) {
+  constexpr double kFar = 5;  // standard deviations within the end, from where on the density is the full one
+  double sum = 0;
+  for (const double depth : depths) {
+    const double z = (depth - end) / noise;
+    if (z > kFar) break;
+    sum += std::log(NormalShare(z));
+  }
+  const double z = (depths.back() - end) / noise;
+  const double length =
+      (depths.back() - end) * NormalShare(z) + noise * std::exp(-z * z / 2) / std::sqrt(2 * pi);
+  return sum + LogLikelihood(static_cast<double>(depths.size()), length);
+}
+
+/// The mean square of how far an end is off because noise blurs it. Either noise moves points along the shape
+/// as it does across, or the end is sharp, with strays beyond it: without knowing more one is as likely as
+/// the other, and the likelihoods of the values say how much more probable one of them is (Jeffreys 1961).
+double SquaredBlur(std::span<const double> depths, std::size_t end, const Outside& outside) {
+  constexpr double kStep = 0.5, kFarthest = 4.5;  // of the ends that are tried, in standard deviations
+  const auto strays = static_cast<double>(outside.strays), few = strays + static_cast<double>(end);
+  const double sharp = LogLikelihood(few, outside.length + depths[end]) +
+                       LogLikelihood(static_cast<double>(depths.size() - end), depths.back() - depths[end]);
+  double blurred = -kInfinity, trueEnd = 0;
+  for (double shift = 0; shift <= kFarthest; shift += kStep) {
+    const double tried = depths[0] + shift * outside.noise;
+    const double likelihood = LogLikelihoodOfBlurred(depths, tried, outside.noise);
+    if (likelihood > blurred) blurred = likelihood, trueEnd = tried;
+  }
+  blurred += LogLikelihood(strays, outside.length + depths[0]);
+  return std::pow(trueEnd - depths[end], 2) / (1 + std::exp(sharp - blurred));
+}
+
+/// The mean square of how far an end that is not sharp is off.
+/// @param gap  mean distance of neighbours there; noise that moves points by less than one does not show
+double SquaredErrorOfEdge(std::span<const double> depths, std::size_t end, const Outside& outside,
+                          double gap) {
+  const double lacking = LengthLacking(depths.subspan(end));
+  const double blur = outside.noise > gap ? SquaredBlur(depths, end, outside) : 0;
+  return std::max(lacking * lacking, blur);
 }
 
 }  // namespace
@@ -108,8 +155,8 @@ DepthEnd EndOfDepths(std::span<const double> depths, const Outside& outside) {
   // Of n random gaps the ratio has a relative variance of 2 / n, so that the mean of its inverse square, by
   // which errors are judged, is 1 + 6 / n.
   const auto gaps = static_cast<double>(depths.size() - 1 - end.index);
-  end.squaredError =
-      2 * end.meanError * end.meanError * (1 + 6 / gaps) + std::pow(Blur(depths.subspan(end.index)), 2);
+  end.squaredError = 2 * end.meanError * end.meanError * (1 + 6 / gaps);
+  end.squaredError += SquaredErrorOfEdge(depths, end.index, outside, end.meanError);
   const auto strays = static_cast<double>(outside.strays + end.index);
   const double outer = outside.length + depths[end.index];
   if (!(strays > 0 && outer > 0)) return end;
@@ -190,16 +237,19 @@ ReachEnd EndFrom(std::span<const double> values, double edge, double zone, const
 
 /// The ends of values in a range.
 /// @param place  of a value on the scale on which distances are measured
-template <class Place>
-Reach ReachWithin(std::span<const double> values, const Strays& strays, double low, double high,
-                  const Place& place) {
-  const Kept kept = KeepBins(values, low, high, strays.mayBe);
+/// @param slope  how far values move on that scale, near a value, by what noise moves them
+template <class Place, class Slope>
+Reach ReachWithin(std::span<const double> values, const ValueModel& model, double low, double high,
+                  const Place& place, const Slope& slope) {
+  const Kept kept = KeepBins(values, low, high, model.mayHoldStrays);
   const double length = place(kept.high) - place(kept.low);
   // What is known of strays beforehand counts as one that was seen on the length for one.
-  const std::size_t one = strays.share > 0 ? 1 : 0;
-  const double lengthForOne = one == 0 ? 0 : length / (strays.share * static_cast<double>(values.size()));
-  const Outside below{strays.mayBe, kept.lowStrays + one, place(kept.low) - place(low) + lengthForOne};
-  const Outside above{strays.mayBe, kept.highStrays + one, place(high) - place(kept.high) + lengthForOne};
+  const std::size_t one = model.strayShare > 0 ? 1 : 0;
+  const double lengthForOne = one == 0 ? 0 : length / (model.strayShare * static_cast<double>(values.size()));
+  const Outside below{model.mayHoldStrays, kept.lowStrays + one, place(kept.low) - place(low) + lengthForOne,
+                      model.noise * slope((kept.low + kept.lowZone) / 2)};
+  const Outside above{model.mayHoldStrays, kept.highStrays + one,
+                      place(high) - place(kept.high) + lengthForOne, model.noise};
   return {EndFrom(values, kept.low, kept.lowZone, below, place),
           EndFrom(values, kept.high, kept.highZone, above, place)};
 }
@@ -211,10 +261,28 @@ Reach ReachOfOne(double at) {
 
 }  // namespace
 
-Reach ReachAlong(std::span<const double> values, const Strays& strays) {
+Reach ReachAlong(std::span<const double> values, const ValueModel& model) {
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
   if (!(*most > *least)) return ReachOfOne(*least);
-  return ReachWithin(values, strays, *least, *most, [](double v) { return v; });
+  return ReachWithin(
+      values, model, *least, *most, [](double v) { return v; }, [](double) { return 1.0; });
+}
+
+Reach ReachByArea(std::span<const double> heights, const ValueModel& model) {
+  std::vector<double> areas(heights.size());
+  std::transform(heights.begin(), heights.end(), areas.begin(), [](double h) { return h * std::abs(h) / 2; });
+  const auto [least, most] = std::minmax_element(areas.begin(), areas.end());
+  if (!(*most > *least)) return ReachOfOne(heights[0]);
+  Reach reach = ReachWithin(
+      areas, model, *least, *most, [](double area) { return area; },
+      [](double area) { return std::sqrt(2 * std::abs(area)); });
+  for (ReachEnd* end : {&reach.low, &reach.high}) {
+    end->at = heights[end->index];
+    const double size = std::abs(end->at);  // by which an area grows with the height
+    end->meanError = std::min(end->meanError / size, size);
+    end->squaredError = std::min(end->squaredError / (size * size), size * size);
+  }
+  return reach;
 }
 
 namespace {
@@ -243,8 +311,8 @@ Gap WidestGap(std::span<const double> squareAzimuths, bool mayHoldStrays) {
 
 // The azimuths are counted from the middle of the gap, so that they rise along what is covered. They stay
 // square ones; only those near the ends become angles.
-Reach ReachAround(std::span<const double> squareAzimuths, const Strays& strays) {
-  const Gap gap = WidestGap(squareAzimuths, strays.mayBe);
+Reach ReachAround(std::span<const double> squareAzimuths, const ValueModel& model) {
+  const Gap gap = WidestGap(squareAzimuths, model.mayHoldStrays);
   if (!(gap.end - gap.begin < 2 * pi)) return ReachOfOne(std::fmod(gap.end, 2 * pi));
   const double middle = std::fmod((gap.begin + gap.end) / 2, 2 * pi);
   const double squareMiddle = SquareAzimuth(std::cos(middle), std::sin(middle));
@@ -257,7 +325,7 @@ Reach ReachAround(std::span<const double> squareAzimuths, const Strays& strays) 
     const double near = middle + value * pi / 2;  // a square azimuth is a quarter turn, to a tenth
     return a + 2 * pi * std::round((near - a) / (2 * pi));
   };
-  Reach reach = ReachWithin(turned, strays, 0, 4, azimuth);
+  Reach reach = ReachWithin(turned, model, 0, 4, azimuth, [](double) { return 1.0; });
   const double turns = 2 * pi * std::floor(reach.low.at / (2 * pi));
   reach.low.at -= turns;
   reach.high.at -= turns;

@@ -32,12 +32,14 @@ struct Reach {
   }
 };
 
-/// Whether there may be strays among values, and what is known of them beforehand.
-struct Strays {
-  bool mayBe = true;
-  /// How many there are for each value on the same length, by what lies beside the shape; 0 where that is not
-  /// known.
-  double share = 0;
+/// What is known of values beforehand.
+struct ValueModel {
+  bool mayHoldStrays = true;
+  /// How many strays there are for each value on the same length, by what lies beside the shape; 0 where that
+  /// is not known.
+  double strayShare = 0;
+  /// Standard deviation by which noise moves values, if it moves points along the shape as it does across.
+  double noise = 0;
 };
 
 /// What lies beyond the bound of some values.
@@ -45,6 +47,7 @@ struct Outside {
   bool mayHoldStrays = true;
   std::size_t strays = 0;  ///< values there
   double length = 0;       ///< on what length they are
+  double noise = 0;        ///< see ValueModel
 };
 
 /// An end as an index of depths, and how far the true one may be from it.
@@ -67,12 +70,17 @@ struct DepthEnd {
 DepthEnd EndOfDepths(std::span<const double> depths, const Outside& outside);
 
 /// The range of values along an axis.
-Reach ReachAlong(std::span<const double> values, const Strays& strays = {});
+Reach ReachAlong(std::span<const double> values, const ValueModel& model = {});
 
-/// The same around a full turn: the turn less its largest gap.
+/// The range of heights above the apex of a cone. Points that are spread evenly over it are the denser along
+/// its axis the higher they are, so the ends are found on the scale of the area from the apex, on which they
+/// are even: the square of the height.
+Reach ReachByArea(std::span<const double> heights, const ValueModel& model = {});
+
+/// The same as along an axis around a full turn: the turn less its largest gap.
 /// @param squareAzimuths  as SquareAzimuth has them
 /// @return radians; `low` in [0, 2 pi), `high` above it by the angle covered
-Reach ReachAround(std::span<const double> squareAzimuths, const Strays& strays = {});
+Reach ReachAround(std::span<const double> squareAzimuths, const ValueModel& model = {});
 
 }  // namespace primfit::adaptive
 
