@@ -154,7 +154,8 @@ Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
   // A size that the caller holds means what it says, whatever else the points are like.
   if ((start.held & (kMajor | kMinor)) == 0)
     outcome.simpler = SimplerThan(outcome.converged, scene.Points(), scene.SqrtWeights());
-  outcome.report = ReportOf(outcome.converged, outcome.covariance, outcome.simpler, search, scene, budget);
+  outcome.report =
+      ReportOf(outcome.converged, outcome.covariance, outcome.simpler, search, scene, options, budget);
   return outcome;
 }
 

@@ -36,6 +36,16 @@ Points Squeezed(Points points, double factor) {
   for (Vector3d& p : points) p.x() *= factor;
   return points;
 }
+/// A dent over the whole of a wall.
+Points Sinking(Points points, double depth) {
+  for (Vector3d& p : points) p.z() -= depth * std::exp(-p.head<2>().squaredNorm());
+  return points;
+}
+/// About y, as a slab between two walls.
+Points Bent(Points points, double depth) {
+  for (Vector3d& p : points) p.z() += depth * p.x() * p.x() / 4;
+  return points;
+}
 Points Waving(Points points, double height, double length) {
   for (Vector3d& p : points) p.z() += height * std::sin(p.x() / length) * std::cos(p.y() / length);
   return points;
@@ -53,6 +63,22 @@ TEST(Verdict, TellsRightShapesFromOthersAmongFixedScenes) {
       {"wall", Verdict::kGood, [](Random& r) { return Wall(0, 4000, r); }, ReportOf<Plane>},
       {"wall whose waves are half its noise", Verdict::kGood,
        [](Random& r) { return Waving(Wall(0, 4000, r), 0.001, 0.5); }, ReportOf<Plane>},
+      {"floor that sinks to a drain by more than its noise", Verdict::kGood,
+       [](Random& r) { return Sinking(Wall(0, 6000, r), 0.008); }, ReportOf<Plane>},
+      {"pole no thicker than its noise", Verdict::kGood,
+       [](Random& r) {
+         return PointsOn(OutputCylinder({0, 0, 0}, 0.04, kZ), 1500, kFullTurn, {0, 5}, 0.012, r);
+       },
+       ReportOf<Cylinder>},
+      {"slab that sags by many times its noise", Verdict::kMisfit,
+       [](Random& r) { return Bent(Wall(0, 6000, r), 0.03); }, ReportOf<Plane>},
+      {"wall with a part that stands out", Verdict::kMisfit,
+       [](Random& r) {
+         Points points = Wall(0, 6000, r);
+         for (Vector3d& p : points) p.z() += p.x() > 0.7 ? 0.03 : 0;
+         return points;
+       },
+       ReportOf<Plane>},
       {"pipe with clutter", Verdict::kGood,
        [](Random& r) {
          return Joined(Pipe(0.1, 2000, r), Clutter({-1, -1, 0}, {1, 1, 2}, 2000, r));
@@ -89,6 +115,18 @@ TEST(Verdict, TellsRightShapesFromOthersAmongFixedScenes) {
   }
 }
 
+// A slab that sags by many times its noise is no plane, unless the caller expects errors as large.
+TEST(Verdict, AcceptsAFormWithinTheNoiseTold) {
+  Random random;
+  const Points points = Bent(Wall(0, 6000, random), 0.03);
+  FitOptions<Plane> options;
+  options.seed = 5;
+  EXPECT_EQ(fit<Plane>(points, options).report.verdict, Verdict::kMisfit);
+  options.noise = 0.01;
+  const FitReport report = fit<Plane>(points, options).report;
+  EXPECT_EQ(report.verdict, Verdict::kGood) << report.reason;
+}
+
 TEST(Verdict, CarriesTheSimplerShape) {
   Random random;
   const Vector3d far(400000, 5000000, 100);
@@ -121,6 +159,23 @@ TEST(Residuals, ShortfallOfNoiseIsThatOfKolmogorovAndSmirnov) {
     beyond += adaptive::ShortfallNearShape(distances, noise) * std::sqrt(kPoints) > 1.5 ? 1 : 0;
   }
   EXPECT_LT(beyond, 30);
+}
+
+// Slots of half a standard deviation: between two sheets five of them apart the valley is nearly empty, one
+// sheet has none that counting alone does not make.
+TEST(Residuals, FindsTheValleyBetweenTwoSheets) {
+  Random random;
+  std::vector<double> one, two;
+  for (int i = 0; i < 4000; ++i) {
+    one.push_back(random.Gauss(1));
+    two.push_back(random.Gauss(1) + (i % 4 == 0 ? 5 : 0));
+  }
+  const adaptive::Valley none = adaptive::DeepestValley(one, 0.5), deep = adaptive::DeepestValley(two, 0.5);
+  EXPECT_LT(none.significance, 4);
+  EXPECT_GT(deep.significance, 8);
+  EXPECT_GT(deep.depth, 0.7);
+  one.push_back(1e300);
+  EXPECT_EQ(adaptive::DeepestValley(one, 0.5).significance, 0) << "no slots for what is far beyond";
 }
 
 TEST(Residuals, TellsFormAndCorrelationApart) {

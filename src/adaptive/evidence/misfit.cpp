@@ -31,14 +31,23 @@ constexpr double kPerhapsFewNear = 0.8;
 /// So much may be missing besides: noise is never quite normal.
 constexpr double kMayBeMissing = 0.03;
 
-// Errors of form, in standard deviations of what they leave.
-constexpr double kForm = 0.5;
+// Errors of form, in standard deviations of what they leave. A shape with more parameters gives way to more
+// of another form, so that less of it is left to be seen; and that form has falsified its sizes. A plane has
+// no size: floors and walls are bent by more than the noise of a scanner and are planes all the same.
+constexpr double kFormOfPlane = 2, kFormOfPlaneAmongWaves = 4;
+constexpr double kFormOfSphereOrCylinder = 0.6, kFormOfConeOrTorus = 0.5;
 constexpr double kPerhapsForm = 0.2;
-/// Where too few points lie near the shape as well.
+/// Where too few points lie near a curved shape as well.
 constexpr double kFormOfDoubled = 0.35;
 /// In standard deviations of all the noise, where neighbouring points err together: a depth camera's errors
 /// are waves, of which a polynomial explains a part.
 constexpr double kFormAmongWaves = 0.75;
+/// A form larger than this many times what it leaves explains why few points lie near the shape.
+constexpr double kFormKeepsAway = 2;
+
+// Two surfaces: a valley of the signed distances, in slots of this share of their noise.
+constexpr double kSlotOfNoise = 0.5;
+constexpr double kDeepValley = 0.4, kSignificantValley = 8;
 /// Points of a cell, and the correlation in it from which on the noise is made of waves.
 constexpr double kLargeCell = 40, kSmallCell = 8;
 constexpr double kWaves = 0.15;
@@ -77,52 +86,108 @@ bool IsSignificant(const SmoothForm& form, double count, double correlation) {
   return f > 1 + kSignificant * std::sqrt(2.0 / form.terms + 2 / others);
 }
 
-std::string WhyFewNear(double shortfall) {
-  return Text(
-      "the distances are no noise: %.0f %% of the points are missing near the shape, as between two surfaces",
-      100 * shortfall);
+/// The points' own form over the shape, and how alike neighbours are in what it leaves.
+struct Form {
+  SmoothForm smooth;
+  double size = 0;  ///< root mean square, less what a polynomial explains of noise
+  double correlation = 0;
+};
+Form FormOf(const Residuals& residuals) {
+  Form form{.smooth = SmoothFormOf(residuals)};
+  const SmoothForm& smooth = form.smooth;
+  if (smooth.terms == 0) return form;
+  const double byChance = smooth.terms / static_cast<double>(residuals.Count());
+  form.size = std::sqrt(std::max(0.0, smooth.form * smooth.form - byChance * smooth.rest * smooth.rest));
+  form.correlation = CorrelationInCells(residuals.feet, smooth.distances, kLargeCell);
+  return form;
 }
 
-/// Why a smooth form or waves on the shape are none of its noise.
-std::string WhyForm(const Residuals& residuals, double shortfall, double noise) {
-  const SmoothForm smooth = SmoothFormOf(residuals);
-  if (smooth.terms == 0) return {};
-  const double correlation = CorrelationInCells(residuals.feet, smooth.distances, kLargeCell);
-  const double byChance = smooth.terms / static_cast<double>(residuals.Count());
-  const double form =
-      std::sqrt(std::max(0.0, smooth.form * smooth.form - byChance * smooth.rest * smooth.rest));
-  const bool isDoubled = FewNear(shortfall, residuals.Count(), 0) > kFewNear;
-  const bool isForm = correlation > kWaves ? form > kFormAmongWaves * noise
-                                           : form > (isDoubled ? kFormOfDoubled : kForm) * smooth.rest;
-  if (isForm && IsSignificant(smooth, static_cast<double>(residuals.Count()), correlation))
-    return Text("the points follow another form: it is %.2g off the shape, %.1f times the noise about it",
-                form, form / smooth.rest);
-  if (correlation < kCommonToFar) return {};
-  const double close = CorrelationInCells(residuals.feet, smooth.distances, kSmallCell);
+/// Whether the distances of the inliers are those of one surface with noise at all. Where the noise is as
+/// large as a radius they are not: points do not lie farther inside than the axis or centre.
+bool HasSpaceForNoise(const Converged& c) {
+  const bool isRound = c.model.minor > 0 && c.model.kind != ShapeKind::kCone;
+  return !isRound || c.tolerance < c.model.minor;
+}
+
+/// The share of points that are missing near the shape, beside what its own form keeps away from it.
+double ShortfallBesideForm(const Form& form, double shortfall) {
+  const SmoothForm& smooth = form.smooth;
+  if (smooth.terms == 0 || form.size <= kFormKeepsAway * smooth.rest) return shortfall;
+  const auto [low, high] = std::minmax_element(smooth.distances.begin(), smooth.distances.end());
+  return ShortfallNearShape(smooth.distances, {.noise = smooth.rest, .tolerance = std::max(-*low, *high)});
+}
+
+std::string WhyTwoSurfaces(double missing) {
+  return Text(
+      "the distances are no noise: %.0f %% of the points are missing near the shape, as between two surfaces",
+      100 * missing);
+}
+
+/// Why the points are those of two surfaces and not of one between them.
+std::string WhyFewNear(const Residuals& residuals, const Form& form, double shortfall, double noise) {
+  const double missing = ShortfallBesideForm(form, shortfall);
+  if (FewNear(missing, residuals.Count(), kMayBeMissing) > kTooFewNear) return WhyTwoSurfaces(missing);
+  if (FewNear(shortfall, residuals.Count(), kMayBeMissing) <= kTooFewNear) return {};
+  const Valley valley = DeepestValley(residuals.distances, kSlotOfNoise * noise);
+  const bool isDeep = valley.depth > kDeepValley && valley.significance > kSignificantValley;
+  return isDeep ? WhyTwoSurfaces(shortfall) : std::string();
+}
+
+/// The largest form over a shape of some kind that may be.
+double LargestForm(ShapeKind kind, const Form& form, bool isDoubled, double noise) {
+  const bool amongWaves = form.correlation > kWaves;
+  if (kind == ShapeKind::kPlane)
+    return (amongWaves ? kFormOfPlaneAmongWaves : kFormOfPlane) * form.smooth.rest;
+  if (amongWaves) return kFormAmongWaves * noise;
+  if (isDoubled) return kFormOfDoubled * form.smooth.rest;
+  const bool isSimple = kind == ShapeKind::kSphere || kind == ShapeKind::kCylinder;
+  return (isSimple ? kFormOfSphereOrCylinder : kFormOfConeOrTorus) * form.smooth.rest;
+}
+
+/// Why a smooth form on the shape is none of its noise.
+std::string WhyForm(ShapeKind kind, const Form& form, std::size_t count, double shortfall,
+                    const ToldNoise& told, double noise) {
+  const SmoothForm& smooth = form.smooth;
+  const bool isDoubled = FewNear(shortfall, count, 0) > kFewNear;
+  const double largest = std::max(LargestForm(kind, form, isDoubled, noise), told.value_or(0));
+  if (form.size <= largest || !IsSignificant(smooth, static_cast<double>(count), form.correlation)) return {};
+  return Text("the points follow another form: it is %.2g off the shape, %.1f times the noise about it",
+              form.size, form.size / smooth.rest);
+}
+
+/// Why waves on the shape are none of its noise.
+std::string WhyWaves(const Residuals& residuals, const Form& form) {
+  if (form.correlation < kCommonToFar) return {};
+  const double close = CorrelationInCells(residuals.feet, form.smooth.distances, kSmallCell);
   if (close < kCommonToClose) return {};
   return Text("the distances are no noise: neighbouring points have %.0f %% of their variance in common",
               100 * close);
 }
 
+/// Whether a first look at few points leaves a doubt.
+bool IsDoubtful(const Residuals& first, const NoiseModel& noise) {
+  if (FewNear(ShortfallNearShape(first.distances, noise), first.Count(), 0) > kPerhapsFewNear) return true;
+  return !noise.curve && VariancesOfGrid(first, kGridCells).ExplainedOverRest(first.Count()) >= kPerhapsForm;
+}
+
 }  // namespace
 
 // A first look at few points costs little and is enough for nearly all right shapes.
-std::string WhyMisfit(const Converged& c, std::span<const Eigen::Vector3d> points) {
+std::string WhyMisfit(const Converged& c, std::span<const Eigen::Vector3d> points, const ToldNoise& told) {
   if (c.inliers.size() < kFewestPoints || !(c.noise > 0)) return {};
   const NoiseModel noise = NoiseModelOf(c);
   const Residuals first = ResidualsOf(c.model, points, c.inliers, kFirstPoints);
   if (RootMeanSquare(first.distances) < kExactShare * SideOfBox(first.feet)) return {};
-  const bool fewNear =
-      FewNear(ShortfallNearShape(first.distances, noise), first.Count(), 0) > kPerhapsFewNear;
-  const bool isCurve = c.model.IsCurve();
-  if (!fewNear &&
-      (isCurve || VariancesOfGrid(first, kGridCells).ExplainedOverRest(first.Count()) < kPerhapsForm))
-    return {};
+  if (!IsDoubtful(first, noise)) return {};
   const Residuals residuals = ResidualsOf(c.model, points, c.inliers, kMostPoints);
   // Distances in steps of the coordinates have no smooth distribution.
-  const double shortfall = c.rounding.coarse > 0 ? 0 : ShortfallNearShape(residuals.distances, noise);
-  if (FewNear(shortfall, residuals.Count(), kMayBeMissing) > kTooFewNear) return WhyFewNear(shortfall);
-  return isCurve ? std::string() : WhyForm(residuals, shortfall, c.noise);
+  const bool isSmooth = c.rounding.coarse == 0 && HasSpaceForNoise(c);
+  const double shortfall = isSmooth ? ShortfallNearShape(residuals.distances, noise) : 0;
+  const Form form = noise.curve ? Form{} : FormOf(residuals);
+  std::string why = WhyFewNear(residuals, form, shortfall, c.noise);
+  if (!why.empty() || form.smooth.terms == 0) return why;
+  why = WhyForm(c.model.kind, form, residuals.Count(), shortfall, told, c.noise);
+  return why.empty() ? WhyWaves(residuals, form) : why;
 }
 
 }  // namespace primfit::adaptive

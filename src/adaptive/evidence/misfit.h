@@ -7,6 +7,7 @@
 #define PRIMFIT_SRC_ADAPTIVE_EVIDENCE_MISFIT_H_
 
 #include <Eigen/Core>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -14,9 +15,13 @@
 
 namespace primfit::adaptive {
 
-/// Why the distances of the inliers are not noise, with the figure that says so; empty where they may be.
+/// The standard deviation of the noise that the caller has told, if any.
+using ToldNoise = std::optional<double>;
+
+/// Why the distances of the inliers are not noise, with the figure that says so; empty where they may be. An
+/// error of form no larger than the noise that the caller expects is what the caller accepts.
 /// @param points  all that the inliers are indices of
-std::string WhyMisfit(const Converged& c, std::span<const Eigen::Vector3d> points);
+std::string WhyMisfit(const Converged& c, std::span<const Eigen::Vector3d> points, const ToldNoise& told);
 
 }  // namespace primfit::adaptive
 

@@ -16,7 +16,7 @@ namespace primfit::adaptive {
 /// @param simpler  than the shape that was found
 FitReport ReportOf(const Converged& converged, const FitCovariance& covariance,
                    const std::optional<SimplerFit>& simpler, const SearchOutcome& search, const Scene& scene,
-                   const Budget& budget);
+                   const FitOptionsBase& options, const Budget& budget);
 
 }  // namespace primfit::adaptive
 

@@ -18,6 +18,8 @@ namespace {
 
 /// Slots of the tolerance at whose ends the distribution of distances is compared.
 constexpr int kSlots = 64;
+/// More slots than this say that some distances are out of all proportion to the rest.
+constexpr double kMostSlots = 1000;
 /// A polynomial in three variables has so many terms at the most; on a surface fewer differ.
 constexpr int kMostDegree = 4;
 constexpr int kMostTerms = 35;
@@ -37,10 +39,10 @@ double NoiseWithin(const NoiseModel& model, double distance) {
   return model.curve ? -std::expm1(-z * z / 2) : std::erf(z / std::numbers::sqrt2);
 }
 
-/// The share of all points within a distance that is no larger than the tolerance.
-double ShareWithin(const NoiseModel& model, double distance) {
-  const double part = distance / model.tolerance;
-  return (1 - model.strayShare) * NoiseWithin(model, distance) / NoiseWithin(model, model.tolerance) +
+/// The share of all points within a part of the tolerance.
+/// @param allNoise  the share of noise within the whole of it
+double ShareWithin(const NoiseModel& model, double part, double allNoise) {
+  return (1 - model.strayShare) * NoiseWithin(model, part * model.tolerance) / allNoise +
          model.strayShare * (model.curve ? part * part : part);
 }
 
@@ -152,10 +154,24 @@ struct PrincipalFrame {
 };
 PrincipalFrame FrameOf(std::span<const Vector3d> places) {
   PrincipalFrame frame;
-  frame.mean = std::accumulate(places.begin(), places.end(), Vector3d(0, 0, 0)) /
-               std::max(1.0, static_cast<double>(places.size()));
-  Eigen::Matrix3d scatter = Eigen::Matrix3d::Zero();
-  for (const Vector3d& p : places) scatter += (p - frame.mean) * (p - frame.mean).transpose();
+  if (places.empty()) return frame;
+  // One pass, about the first place: products of small numbers lose little in the difference below.
+  const Vector3d origin = places.front();
+  const double n = static_cast<double>(places.size());
+  Vector3d sum = Vector3d::Zero(), squares = Vector3d::Zero(), products = Vector3d::Zero();
+  for (const Vector3d& p : places) {
+    const Vector3d q = p - origin;
+    sum += q;
+    squares += q.cwiseProduct(q);
+    products += Vector3d(q.y() * q.z(), q.z() * q.x(), q.x() * q.y());
+  }
+  const Vector3d mean = sum / n;
+  frame.mean = origin + mean;
+  squares = squares / n - mean.cwiseProduct(mean);
+  products = products / n - Vector3d(mean.y() * mean.z(), mean.z() * mean.x(), mean.x() * mean.y());
+  Eigen::Matrix3d scatter;
+  scatter << squares.x(), products.z(), products.y(), products.z(), squares.y(), products.x(), products.y(),
+      products.x(), squares.z();
   Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
   solver.computeDirect(scatter);
   frame.axes = solver.eigenvectors().transpose();
@@ -186,15 +202,37 @@ double ShortfallNearShape(std::span<const double> distances, const NoiseModel& m
     const double slot = std::min(std::abs(d) / model.tolerance * kSlots, kSlots - 1.0);
     ++counts[static_cast<std::size_t>(slot)];
   }
+  const double allNoise = NoiseWithin(model, model.tolerance);
   double shortfall = 0;
   std::size_t within = 0;
   for (std::size_t k = 0; k + 1 < kSlots; ++k) {
     within += counts[k];
-    const double end = static_cast<double>(k + 1) / kSlots * model.tolerance;
+    const double part = static_cast<double>(k + 1) / kSlots;
     const double share = static_cast<double>(within) / static_cast<double>(distances.size());
-    shortfall = std::max(shortfall, ShareWithin(model, end) - share);
+    shortfall = std::max(shortfall, ShareWithin(model, part, allNoise) - share);
   }
   return shortfall;
+}
+
+Valley DeepestValley(std::span<const double> distances, double slotWidth) {
+  if (distances.empty() || !(slotWidth > 0)) return {};
+  const auto [low, high] = std::minmax_element(distances.begin(), distances.end());
+  const double slots = (*high - *low) / slotWidth;
+  if (!(slots < kMostSlots)) return {};
+  std::vector<double> counts(static_cast<std::size_t>(slots) + 1), right(counts.size());
+  for (const double d : distances) ++counts[static_cast<std::size_t>((d - *low) / slotWidth)];
+  std::inclusive_scan(counts.rbegin(), counts.rend(), right.rbegin(),
+                      [](double a, double b) { return std::max(a, b); });
+  double left = 0, drop = 0;
+  Valley deepest;
+  for (std::size_t k = 0; k < counts.size(); ++k) {
+    left = std::max(left, counts[k]);
+    const double peak = std::min(left, right[k]);
+    if (peak - counts[k] <= drop) continue;
+    drop = peak - counts[k];
+    deepest = {drop / peak, drop / std::sqrt(peak + counts[k])};
+  }
+  return deepest;
 }
 
 double SideOfBox(std::span<const Vector3d> places) {

@@ -37,6 +37,16 @@ struct NoiseModel {
 /// probability exp(-2 n d^2) (Smirnov 1944).
 double ShortfallNearShape(std::span<const double> distances, const NoiseModel& model);
 
+/// The deepest valley between two peaks of a histogram.
+struct Valley {
+  double depth = 0;         ///< below the lower of the peaks, as a share of it
+  double significance = 0;  ///< by how many standard deviations of counted points it is lower
+};
+
+/// Of signed distances, in slots of some width. Two surfaces on either side of a shape leave a valley, a
+/// surface that is bent or rough does not.
+Valley DeepestValley(std::span<const double> distances, double slotWidth);
+
 /// What the means of cells explain of values (one-way analysis of variance, Fisher 1925).
 struct CellVariances {
   std::size_t cells = 0;  ///< that hold points

@@ -16,7 +16,7 @@ namespace primfit::adaptive {
 namespace {
 
 /// Points on which simpler shapes are compared at first, and again where one is near.
-constexpr std::size_t kFirstPoints = 512, kMostPoints = 4096;
+constexpr std::size_t kFirstPoints = 256, kMostPoints = 4096;
 /// A simpler shape that starts farther from the points than this many times the other does not come near.
 constexpr double kFarStart = 20;
 /// It explains the points as well when it is not farther from them than by this factor, root mean square.
