@@ -172,6 +172,15 @@ void Members(Visit& visit, Quality& quality) {
 }
 
 template <class Visit>
+void Members(Visit& visit, Simpler& simpler) {
+  visit.Member("kind", simpler.kind);
+  visit.Member("numbers", simpler.numbers);
+  visit.Member("parts", simpler.parts);
+  visit.Member("rms", simpler.rms);
+  visit.Member("covariance", simpler.covariance);
+}
+
+template <class Visit>
 void Members(Visit& visit, FoundShape& shape) {
   visit.Member("id", shape.id);
   visit.Member("kind", shape.kind);
@@ -182,6 +191,7 @@ void Members(Visit& visit, FoundShape& shape) {
   visit.Optional("covariance", shape.covariance);
   visit.Optional("verdict", shape.verdict);
   visit.Optional("reason", shape.reason);
+  visit.Optional("simpler", shape.simpler);
   visit.Optional("converged", shape.converged);
   visit.Member("inliers", shape.inliers);
   visit.Optional("inlier_share", shape.inlierShare);
