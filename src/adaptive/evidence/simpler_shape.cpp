@@ -99,8 +99,10 @@ std::optional<SimplerFit> FitOnAll(const Model& near, const Converged& c, std::s
 std::optional<SimplerFit> SimplerThan(const Converged& c, std::span<const Vector3d> points,
                                       std::span<const double> sqrtWeights) {
   const std::vector<Vector3d> first = OfInliers(c, points, kFirstPoints);
+  const std::vector<Model> starts = SimplerStarts(c.model, first);
+  if (starts.empty()) return std::nullopt;
   const double farthest = 2 * kLargestRatio * RootMeanSquare(c.model, first);
-  for (const Model& start : SimplerStarts(c.model, first)) {
+  for (const Model& start : starts) {
     const auto near = NearOn(start, farthest, kFirstSteps, first);
     if (!near) continue;
     const std::vector<Vector3d> some = OfInliers(c, points, kMostPoints);
