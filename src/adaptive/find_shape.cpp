@@ -8,6 +8,7 @@
 
 #include "adaptive/converge/noise.h"
 #include "adaptive/evidence/report.h"
+#include "adaptive/evidence/simpler_shape.h"
 #include "adaptive/evidence/verdict.h"
 #include "adaptive/scene/plausible.h"
 #include "adaptive/search/nested_search.h"
@@ -158,7 +159,11 @@ Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
   outcome.converged = ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget);
   outcome.model = outcome.converged.model;
   outcome.covariance = CovarianceOf(outcome.converged, start.held);
-  outcome.report = ReportOf(outcome.converged, outcome.covariance, search, scene, budget);
+  // A size that the caller holds means what it says, whatever else the points are like.
+  if ((start.held & (kMajor | kMinor)) == 0)
+    outcome.simpler = SimplerThan(outcome.converged, scene.Points(), scene.SqrtWeights());
+  outcome.report =
+      ReportOf(outcome.converged, outcome.covariance, outcome.simpler, search, scene, options, budget);
   return outcome;
 }
 

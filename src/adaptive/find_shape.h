@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "adaptive/converge/converge.h"
+#include "adaptive/evidence/simpler_shape.h"
 #include "adaptive/model/model.h"
 #include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
@@ -23,6 +24,7 @@ struct Outcome {
   Converged converged;
   FitCovariance covariance;
   FitReport report;
+  std::optional<SimplerFit> simpler;  ///< a shape with fewer parameters that explains the inliers as well
 };
 
 /// Parts that constraints hold, and their values as a model relative to the scene's origin.
