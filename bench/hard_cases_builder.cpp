@@ -17,6 +17,8 @@ namespace {
 
 constexpr int kLeastOfAccepted = 75;
 constexpr int kRefinements = 50;
+/// The shortest side of the box of clutter, in longest ones.
+constexpr double kThinnest = 0.1;
 
 const OutputSurface& SurfaceOf(const OutputShape& shape) { return dynamic_cast<const OutputSurface&>(shape); }
 
@@ -153,6 +155,9 @@ SceneBuilder& SceneBuilder::AddClutter(double share, double around) {
     low = low.cwiseMin(p);
     high = high.cwiseMax(p);
   }
+  const Vector3d thin = (kThinnest * (high - low).maxCoeff() - (high - low).array()).max(0);
+  low -= thin / 2;
+  high += thin / 2;
   const double beside = (around - 1) / 2;
   for (int i = 0; i < static_cast<int>(count); ++i) {
     Vector3d place;

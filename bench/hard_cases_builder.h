@@ -61,7 +61,8 @@ class SceneBuilder {
   /// Points that belong to no face.
   SceneBuilder& AddPoints(const Points& points);
   /// @param share   of all points, afterwards
-  /// @param around  how much larger than the bounding box of the others theirs is
+  /// @param around  how much larger than the bounding box of the others theirs is. Its sides are a tenth of
+  ///     the longest at least, for clutter in a box as thin as a floor's noise would not differ from it.
   SceneBuilder& AddClutter(double share, double around = 1.5);
   /// Points of faces as sensors see them, those behind others left out.
   /// @param accepted  faces that are right answers, among `faces`; one with fewer than 75 points is none

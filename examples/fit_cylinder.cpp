@@ -30,6 +30,8 @@ int Judge(const primfit::FitReport& report) {
     case primfit::Verdict::kAmbiguous:  // look at the standard deviations: some part is hardly known
     case primfit::Verdict::kAtLimit:    // a size ended where the options said that none can be
     case primfit::Verdict::kWeak:       // few points support the shape: is it the one that is meant?
+    case primfit::Verdict::kMisfit:     // the distances are no noise: two surfaces, an oval tube, a bend?
+    case primfit::Verdict::kSimpler:    // a plane explains the points as well: report.simpler
       return 3;
   }
   return 3;

@@ -1,6 +1,10 @@
 #include "io/checksum.h"
 
 #define XXH_INLINE_ALL  // the header holds all of it; nothing is linked
+#ifndef NDEBUG
+#define XXH_NO_INLINE_HINTS \
+  1  // compilers that hardly optimise refuse to inline what the header says they must
+#endif
 #include <xxhash.h>
 
 namespace primfit::io {

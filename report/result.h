@@ -153,6 +153,15 @@ struct Quality {
   std::vector<HistogramSlot> histogram;
 };
 
+/// A shape with fewer parameters that explains the inliers of another as well. It has no bounds.
+struct Simpler {
+  std::string kind;
+  std::vector<double> numbers;  ///< in the order of primfit/fit_c.h; a line's length is 0
+  Named<PartValue> parts;
+  double rms = 0;  ///< of the distances of the inliers from it
+  Covariance covariance;
+};
+
 struct FoundShape {
   int id = 1;  ///< from 1, in the order of the shapes
   std::string kind;
@@ -163,6 +172,7 @@ struct FoundShape {
   std::optional<Covariance> covariance;
   std::optional<Verdict> verdict;
   std::optional<std::string> reason;  ///< of the verdict
+  std::optional<Simpler> simpler;
   std::optional<bool> converged;
   std::uint64_t inliers = 0;
   std::optional<double> inlierShare;  ///< of the points that were not set aside

@@ -7,7 +7,11 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
+#include <utility>
+#include <variant>
 
+#include "primitives/records.h"
 #include "report/result_json.h"
 #include "report/uncertainty.h"
 
@@ -112,18 +116,25 @@ Named<OptionValue> OptionsOf(const FitRun& run) {
   return options;
 }
 
+PartValue ValueOf(const Part& part, std::span<const double> numbers, std::size_t offset) {
+  const std::span<const double> own = numbers.subspan(offset, part.Size());
+  return {.quantity = QuantityOf(part),
+          .value = {own.begin(), own.end()},
+          .standardDeviation = {},
+          .bound = !ParameterOf(part.kind)};
+}
+
 Named<PartValue> PartsOf(const FitRun& run) {
   Named<PartValue> values;
   const std::vector<double>& shape = run.result.shape;
+  const std::optional<Evidence>& evidence = run.result.evidence;
   ForEachPart(run.parts, shape.size(), [&](const Part& part, std::size_t i, std::size_t offset) {
-    const bool held = i < run.request.fixed.size() && run.request.fixed[i];
-    const auto begin = shape.begin() + static_cast<std::ptrdiff_t>(offset);
-    values.emplace_back(part.name,
-                        PartValue{.quantity = QuantityOf(part),
-                                  .value = {begin, begin + static_cast<std::ptrdiff_t>(part.Size())},
-                                  .standardDeviation = held ? std::nullopt : DeviationOf(run, part, offset),
-                                  .held = held,
-                                  .bound = !ParameterOf(part.kind)});
+    PartValue value = ValueOf(part, shape, offset);
+    value.held = i < run.request.fixed.size() && run.request.fixed[i];
+    if (evidence && !value.held)
+      value.standardDeviation = DeviationOf(
+          {run.parts, shape, evidence->covariance, evidence->extents, run.input->unit}, part, offset);
+    values.emplace_back(part.name, std::move(value));
   });
   return values;
 }
@@ -156,6 +167,48 @@ Covariance CovarianceOf(const FitCovariance& c, const Unit& unit) {
                     (FactorOf(p, unit) * FactorOf(c.parameters[j], unit)));
   }
   return result;
+}
+
+/// The numbers of a record in a place, in the user's lengths and in degrees.
+template <class D, Listed kPlace>
+std::vector<double> NumbersOf(const typename D::Record& record, const Unit& unit) {
+  const auto& parts = kPartsIn<D, kPlace>;
+  std::vector<double> numbers(NumbersIn(parts));
+  WriteRecord<D, kPlace>(record, numbers.data());
+  ForEachPart(parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+    for (std::size_t i = 0; i < part.Size(); ++i) numbers[offset + i] /= FactorOf(QuantityOf(part), unit);
+  });
+  return numbers;
+}
+
+template <class D>
+Simpler SimplerAs(const typename D::Record& record, const SimplerShape& shape, const Unit& unit) {
+  const auto& parts = kPartsIn<D, Listed::kForPeople>;
+  const std::vector<double> numbers = NumbersOf<D, Listed::kForPeople>(record, unit);
+  const FitExtents noExtents;
+  Simpler simpler{.kind = std::string(D::kName),
+                  .numbers = NumbersOf<D, Listed::kForArrays>(record, unit),
+                  .parts = {},
+                  .rms = shape.rms / unit.metres,
+                  .covariance = CovarianceOf(shape.covariance, unit)};
+  ForEachPart(parts, numbers.size(), [&](const Part& part, std::size_t, std::size_t offset) {
+    PartValue value = ValueOf(part, numbers, offset);
+    if (value.bound) return;
+    value.standardDeviation = DeviationOf({parts, numbers, shape.covariance, noExtents, unit}, part, offset);
+    simpler.parts.emplace_back(part.name, std::move(value));
+  });
+  return simpler;
+}
+
+Simpler SimplerOf(const SimplerShape& shape, const Unit& unit) {
+  Simpler simpler;
+  ForEachPrimitive(
+      [&]<class D>(D) {
+        if (const auto* record = std::get_if<typename D::Record>(&shape.shape))
+          simpler = SimplerAs<D>(*record, shape, unit);
+      },
+      ShapeList<Line, Plane, Sphere, Cylinder>());
+  return simpler;
 }
 
 /// Bounds of a histogram slot, in units of its scale (the scanner error, of the adaptive method twice the
@@ -198,6 +251,7 @@ void AddEvidence(const Evidence& evidence, const Unit& unit, FoundShape& shape) 
   shape.covariance = CovarianceOf(evidence.covariance, unit);
   shape.verdict = report.verdict;
   shape.reason = Utf8(report.reason);
+  if (report.simpler) shape.simpler = SimplerOf(*report.simpler, unit);
   shape.converged = report.converged;
   shape.inlierShare = report.inlierShare;
   shape.noise = report.noise / unit.metres;

@@ -30,8 +30,11 @@ struct Words<Quantity> {
 };
 template <>
 struct Words<Verdict> {
-  static constexpr std::array<std::string_view, 4> kAll = {kVerdicts[0].key, kVerdicts[1].key,
-                                                           kVerdicts[2].key, kVerdicts[3].key};
+  static constexpr auto kAll = [] {
+    std::array<std::string_view, kVerdicts.size()> keys;
+    for (std::size_t i = 0; i < keys.size(); ++i) keys[i] = kVerdicts[i].key;
+    return keys;
+  }();
 };
 template <>
 struct Words<SeenFrom> {
@@ -169,6 +172,15 @@ void Members(Visit& visit, Quality& quality) {
 }
 
 template <class Visit>
+void Members(Visit& visit, Simpler& simpler) {
+  visit.Member("kind", simpler.kind);
+  visit.Member("numbers", simpler.numbers);
+  visit.Member("parts", simpler.parts);
+  visit.Member("rms", simpler.rms);
+  visit.Member("covariance", simpler.covariance);
+}
+
+template <class Visit>
 void Members(Visit& visit, FoundShape& shape) {
   visit.Member("id", shape.id);
   visit.Member("kind", shape.kind);
@@ -179,6 +191,7 @@ void Members(Visit& visit, FoundShape& shape) {
   visit.Optional("covariance", shape.covariance);
   visit.Optional("verdict", shape.verdict);
   visit.Optional("reason", shape.reason);
+  visit.Optional("simpler", shape.simpler);
   visit.Optional("converged", shape.converged);
   visit.Member("inliers", shape.inliers);
   visit.Optional("inlier_share", shape.inlierShare);

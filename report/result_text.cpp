@@ -74,6 +74,15 @@ std::string PointsText(const Result& result) {
   return text;
 }
 
+/// The simpler shape that explains the inliers as well, its parts on one line.
+std::string SimplerText(const Simpler& simpler, const Units& units) {
+  std::string parts;
+  for (const auto& [name, part] : simpler.parts)
+    parts += fmt::format("{}{} {}", parts.empty() ? "" : "; ", io::OneLine(name), PartText(part, units));
+  return fmt::format("{:<18} a {} explains the same points as well: {}; rms {}\n", "simpler shape",
+                     io::OneLine(simpler.kind), parts, LengthText(simpler.rms, units));
+}
+
 /// The parts of a shape, each with how exactly it is known, and its corners.
 std::string PartsText(const FoundShape& shape, const Units& units) {
   std::string text;
@@ -143,8 +152,9 @@ std::string TimesText(const RunReport& report) {
   return text;
 }
 
-std::string VerdictText(const FoundShape& shape) {
-  return fmt::format("{:<18} {}: {}\n", "verdict", NameOf(*shape.verdict).text,
+std::string VerdictText(const FoundShape& shape, const Units& units) {
+  return (shape.simpler ? SimplerText(*shape.simpler, units) : "") +
+         fmt::format("{:<18} {}: {}\n", "verdict", NameOf(*shape.verdict).text,
                      io::OneLine(shape.reason.value_or("")));
 }
 
@@ -176,7 +186,7 @@ std::string FitText(const Result& result) {
   }
   text += TimesText(result.report);
   for (const FoundShape& shape : result.shapes)
-    text += shape.verdict ? title(shape) + VerdictText(shape) : "";
+    text += shape.verdict ? title(shape) + VerdictText(shape, result.units) : "";
   return text;
 }
 

@@ -27,15 +27,15 @@ bool IsDetermined(const FitParameter& p) {
 }
 
 /// How far along the axis a position lies from where the covariance states it, in metres.
-double LeverOf(const FitRun& run, std::size_t offset) {
+double LeverOf(const MeasuredShape& shape, std::size_t offset) {
   constexpr double kRounding = 1e-12;  // of the coordinates, through two changes of their unit
   double lever = 0;
-  const Eigen::Vector3d position = run.input->unit.metres * Eigen::Vector3d(run.result.shape.data() + offset);
-  const Eigen::Vector3d from = position - run.result.evidence->covariance.position;
+  const Eigen::Vector3d position = shape.unit.metres * Eigen::Vector3d(shape.numbers.data() + offset);
+  const Eigen::Vector3d from = position - shape.covariance.position;
   if (from.norm() <= kRounding * position.norm()) return 0;
-  ForEachPart(run.parts, run.result.shape.size(), [&](const Part& part, std::size_t, std::size_t at) {
+  ForEachPart(shape.parts, shape.numbers.size(), [&](const Part& part, std::size_t, std::size_t at) {
     if (ParameterOf(part) == ParameterKind::kDirection)
-      lever = from.dot(Eigen::Vector3d(run.result.shape.data() + at));
+      lever = from.dot(Eigen::Vector3d(shape.numbers.data() + at));
   });
   return lever;
 }
@@ -54,11 +54,11 @@ Eigen::Matrix3Xd MotionOf(ParameterKind kind, double lever, const FitCovariance&
 }
 
 /// The standard deviation of a parameter, in metres or radians.
-std::optional<double> ParameterDeviation(const FitRun& run, ParameterKind kind, std::size_t offset) {
+std::optional<double> ParameterDeviation(const MeasuredShape& shape, ParameterKind kind, std::size_t offset) {
   constexpr double kNotDetermined = std::numeric_limits<double>::infinity();
-  const FitCovariance& c = run.result.evidence->covariance;
+  const FitCovariance& c = shape.covariance;
   const Eigen::Matrix3Xd motion =
-      MotionOf(kind, kind == ParameterKind::kPosition ? LeverOf(run, offset) : 0, c);
+      MotionOf(kind, kind == ParameterKind::kPosition ? LeverOf(shape, offset) : 0, c);
   if (motion.isZero(0)) return std::nullopt;
   Eigen::MatrixXd matrix = c.matrix;  // without what does not move the part, which may be infinite
   for (Eigen::Index i = 0; i < motion.cols(); ++i) {
@@ -77,12 +77,12 @@ std::optional<double> ParameterDeviation(const FitRun& run, ParameterKind kind, 
 }
 
 /// The standard deviation of what tells how far the points reach, in metres or radians.
-std::optional<double> BoundDeviation(const FitRun& run, const Part& part, std::size_t offset) {
-  const FitExtents& extents = run.result.evidence->extents;
+std::optional<double> BoundDeviation(const MeasuredShape& shape, const Part& part, std::size_t offset) {
+  const FitExtents& extents = shape.extents;
   const bool turns = part.kind == PartKind::kStartDirection || part.kind == PartKind::kQuarterDirection;
   if (turns) return extents.start > 0 ? std::optional(extents.start) : std::nullopt;
   std::size_t before = 0;  // sizes of the extent in the order of the parts
-  ForEachPart(run.parts, run.result.shape.size(), [&](const Part& other, std::size_t, std::size_t at) {
+  ForEachPart(shape.parts, shape.numbers.size(), [&](const Part& other, std::size_t, std::size_t at) {
     const bool isSize = other.Size() == 1 && !primfit::ParameterOf(other.kind);
     before += isSize && at < offset ? 1 : 0;
   });
@@ -91,19 +91,17 @@ std::optional<double> BoundDeviation(const FitRun& run, const Part& part, std::s
 
 }  // namespace
 
-std::optional<double> DeviationOf(const FitRun& run, const Part& part, std::size_t offset) {
-  if (!run.result.evidence) return std::nullopt;
+std::optional<double> DeviationOf(const MeasuredShape& shape, const Part& part, std::size_t offset) {
   std::optional<double> deviation;
   if (const std::optional<ParameterKind> kind = ParameterOf(part))
-    deviation = ParameterDeviation(run, *kind, offset);
+    deviation = ParameterDeviation(shape, *kind, offset);
   else
-    deviation = BoundDeviation(run, part, offset);
+    deviation = BoundDeviation(shape, part, offset);
   // An end is known along its axis by how the points end there.
-  if (deviation && part.kind == PartKind::kStartPoint)
-    deviation = std::max(*deviation, run.result.evidence->extents.start);
+  if (deviation && part.kind == PartKind::kStartPoint) deviation = std::max(*deviation, shape.extents.start);
   if (!deviation) return std::nullopt;
   const bool isDirection = QuantityOf(part) == Quantity::kDirection;
-  return *deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), run.input->unit);
+  return *deviation / FactorOf(isDirection ? Quantity::kAngle : QuantityOf(part), shape.unit);
 }
 
 }  // namespace primfit::report

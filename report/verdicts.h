@@ -17,10 +17,12 @@ struct VerdictName {
   std::string_view text;  ///< for people
 };
 
-inline constexpr std::array<VerdictName, 4> kVerdicts = {{{Verdict::kGood, "good", "good"},
+inline constexpr std::array<VerdictName, 6> kVerdicts = {{{Verdict::kGood, "good", "good"},
                                                           {Verdict::kAmbiguous, "ambiguous", "ambiguous"},
                                                           {Verdict::kAtLimit, "at_limit", "at a limit"},
-                                                          {Verdict::kWeak, "weak", "weak"}}};
+                                                          {Verdict::kWeak, "weak", "weak"},
+                                                          {Verdict::kMisfit, "misfit", "a misfit"},
+                                                          {Verdict::kSimpler, "simpler", "simpler"}}};
 
 inline const VerdictName& NameOf(Verdict verdict) {
   return *std::find_if(kVerdicts.begin(), kVerdicts.end() - 1,

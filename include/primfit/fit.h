@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "primfit/export.h"
@@ -187,6 +188,8 @@ enum class Verdict {
   kAmbiguous,  ///< other shapes explain the points about as well: a parameter is hardly determined
   kAtLimit,    ///< a size or the direction is at an end of the range that the options give it
   kWeak,       ///< few points support the shape
+  kMisfit,     ///< the inliers' distances are no noise: two surfaces, another kind of shape, a bend
+  kSimpler,    ///< a plane, cylinder or the like explains the inliers as well: FitReport::simpler
 };
 
 /// What a parameter of a shape is; the numbers are those of fit_c.h.
@@ -248,6 +251,15 @@ enum class SeenFrom {
   kInside
 };
 
+/// A shape with fewer parameters that explains the inliers of another as well. It has no bounds: a line's
+/// length is 0.
+struct SimplerShape {
+  std::variant<FitOutputParamsLine, FitOutputParamsPlane, FitOutputParamsSphere, FitOutputParamsCylinder>
+      shape;
+  double rms = 0;            ///< of the distances of the inliers from it
+  FitCovariance covariance;  ///< for distances that are all noise
+};
+
 struct FitReport {
   int draws = 0;
   int refinements = 0;
@@ -268,6 +280,8 @@ struct FitReport {
   /// plane: behind its normal); their difference is the form error. About a curve distances are positive.
   double leastDeviation = 0, largestDeviation = 0;
   SeenFrom seenFrom = SeenFrom::kUnknown;  ///< of a sphere, cylinder, cone or torus, bounded or not
+  /// Where there is one, whatever the verdict. Not looked for where a size is held.
+  std::optional<SimplerShape> simpler;
 };
 
 template <class Shape>

@@ -105,7 +105,20 @@ typedef struct primfit_parameter {
 } primfit_parameter;
 
 enum { PRIMFIT_CONFIDENT, PRIMFIT_DRAW_LIMIT, PRIMFIT_TIME_LIMIT, PRIMFIT_STOPPED }; /* stop_reason */
-enum { PRIMFIT_GOOD, PRIMFIT_AMBIGUOUS, PRIMFIT_AT_LIMIT, PRIMFIT_WEAK };            /* verdict */
+/* verdict */
+enum { PRIMFIT_GOOD, PRIMFIT_AMBIGUOUS, PRIMFIT_AT_LIMIT, PRIMFIT_WEAK, PRIMFIT_MISFIT, PRIMFIT_SIMPLER };
+
+/* A shape with fewer parameters that explains the inliers of another as well. */
+typedef struct primfit_simpler {
+  int shape; /* PRIMFIT_LINE (of length 0), PRIMFIT_PLANE, PRIMFIT_SPHERE or PRIMFIT_CYLINDER */
+  int number_count;
+  double numbers[PRIMFIT_MOST_NUMBERS];
+  double rms; /* of the distances of the inliers from it */
+  int parameter_count;
+  const primfit_parameter* parameters;
+  const double* covariance; /* parameter_count rows and columns */
+  double position[3];       /* where the position is stated */
+} primfit_simpler;
 
 enum { PRIMFIT_SEEN_UNKNOWN, PRIMFIT_SEEN_OUTSIDE, PRIMFIT_SEEN_INSIDE }; /* seen_from */
 
@@ -148,6 +161,7 @@ typedef struct primfit_result {
   /* Least and largest signed distance of an inlier, negative inside; of a curve they are positive. */
   double least_deviation, largest_deviation;
   int seen_from; /* from which side a sphere, cylinder, cone or torus was seen; unknown without stations */
+  const primfit_simpler* simpler; /* whatever the verdict; null: none, or a size was held */
 } primfit_result;
 
 /* Fills in the options for nothing said.

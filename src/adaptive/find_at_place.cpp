@@ -9,8 +9,6 @@
 
 #include "adaptive/converge/converge_in_stages.h"
 #include "adaptive/converge/noise.h"
-#include "adaptive/evidence/report.h"
-#include "adaptive/evidence/verdict.h"
 #include "adaptive/place_candidate.h"
 #include "adaptive/scene/cloud.h"
 #include "adaptive/scene/connected_region.h"
@@ -209,12 +207,7 @@ std::optional<Outcome> FindAtPlace(ShapeKind kind, const Plausible& plausible, c
   for (auto* some : {&converged->inliers, &converged->isolated}) {
     for (std::uint32_t& i : *some) i = region.indices[i];
   }
-  Outcome outcome;
-  outcome.converged = *std::move(converged);
-  outcome.model = outcome.converged.model;
-  outcome.covariance = CovarianceOf(outcome.converged, start.held);
-  outcome.report = ReportOf(outcome.converged, outcome.covariance, search.summary, scene, budget);
-  return outcome;
+  return OutcomeOf(*std::move(converged), search.summary, start, options, scene, budget);
 }
 
 }  // namespace primfit::adaptive

@@ -12,7 +12,9 @@
 
 #include <optional>
 
-#include "adaptive/find_shape.h"
+#include "adaptive/outcome.h"
+#include "adaptive/scene/dice.h"
+#include "adaptive/scene/plausible.h"
 
 namespace primfit::adaptive {
 

@@ -5,8 +5,6 @@
 #include <vector>
 
 #include "adaptive/converge/converge_in_stages.h"
-#include "adaptive/evidence/report.h"
-#include "adaptive/evidence/verdict.h"
 #include "adaptive/find_at_place.h"
 #include "adaptive/scene/plausible.h"
 #include "adaptive/search/nested_search.h"
@@ -61,12 +59,8 @@ Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
   SearchOutcome search = SearchNested(searchTask, isNoiseKnown, sample, dice, budget);
   search = SearchRivals(std::move(search), searchTask, isNoiseKnown, sample, dice, budget);
   const ConvergeTask task = ConvergeTaskOf(plausible, options, start, sample.units.size, scene);
-  Outcome outcome;
-  outcome.converged = ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget);
-  outcome.model = outcome.converged.model;
-  outcome.covariance = CovarianceOf(outcome.converged, start.held);
-  outcome.report = ReportOf(outcome.converged, outcome.covariance, search, scene, budget);
-  return outcome;
+  return OutcomeOf(ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget), search, start,
+                   options, scene, budget);
 }
 
 }  // namespace primfit::adaptive

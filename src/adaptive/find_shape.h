@@ -8,21 +8,12 @@
 #ifndef PRIMFIT_SRC_ADAPTIVE_FIND_SHAPE_H_
 #define PRIMFIT_SRC_ADAPTIVE_FIND_SHAPE_H_
 
-#include "adaptive/converge/converge.h"
 #include "adaptive/fit_tasks.h"
-#include "adaptive/model/model.h"
+#include "adaptive/outcome.h"
 #include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
 
 namespace primfit::adaptive {
-
-/// Everything that a fit gives but the record, relative to the scene's origin.
-struct Outcome {
-  Model model;
-  Converged converged;
-  FitCovariance covariance;
-  FitReport report;
-};
 
 /// @throws FitError as primfit::fit says
 Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Start& start,

@@ -245,7 +245,8 @@ Outcome FitAllPoints(ShapeKind kind, Scene& scene, const FitOptionsBase& options
   AddFeet(task, outcome.converged);
   outcome.model = outcome.converged.model;
   outcome.covariance = CovarianceOf(outcome.converged, start.held);
-  outcome.report = ReportOf(outcome.converged, outcome.covariance, search, scene, budget);
+  outcome.report =
+      ReportOf(outcome.converged, outcome.covariance, outcome.simpler, search, scene, options, budget);
   return outcome;
 }
 

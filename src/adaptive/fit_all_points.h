@@ -6,7 +6,7 @@
 #ifndef PRIMFIT_SRC_ADAPTIVE_FIT_ALL_POINTS_H_
 #define PRIMFIT_SRC_ADAPTIVE_FIT_ALL_POINTS_H_
 
-#include "adaptive/find_shape.h"
+#include "adaptive/outcome.h"
 #include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
 

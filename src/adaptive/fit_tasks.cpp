@@ -13,15 +13,22 @@ namespace {
 /// the largest: a band of a quarter of the size on either side holds most points of any cloud.
 constexpr double kLeastBound = 1e-7;
 constexpr double kLargestBound = 0.25;
-/// The bound of a candidate that has the noise of few points besides its own, in bounds of the told noise. A
-/// wider one would let two surfaces pass for one.
-constexpr double kMostOfTold = 2;
-/// The smallest bound that a score may choose: what the options say, else what coordinates on a grid leave,
-/// as points that were rounded so lie on many shapes that the thing scanned never had.
-double LeastBound(bool curve, const FitOptionsBase& options, Scene& scene) {
-  if (options.tolerance) return *options.tolerance;
-  if (options.noise) return InlierBound(curve, *options.noise);
-  return InlierBound(curve, scene.CoordinateResolution().GridStep() / std::sqrt(12.0));
+/// The bounds that a score may choose where the noise is told, in inlier bounds of that noise. Few points may
+/// happen to lie much closer to their shape, and then a wide bound proves nothing. A candidate has the noise
+/// of few points besides its own, but a still wider bound would let two surfaces pass for one.
+constexpr double kLeastOfTold = 0.25, kMostOfTold = 2;
+/// The bounds that a score may choose among, in units of the cloud: what the options say, else what
+/// coordinates on a grid leave, as points that were rounded so lie on many shapes that the thing scanned
+/// never had.
+ScoreBounds BoundsOf(bool curve, const FitOptionsBase& options, Scene& scene, const Units& units) {
+  const auto inRange = [&](double bound) {
+    return std::clamp(bound / units.size, kLeastBound, kLargestBound);
+  };
+  const double grid = InlierBound(curve, scene.CoordinateResolution().GridStep() / std::sqrt(12.0));
+  if (!IsNoiseKnown(options)) return {.least = inRange(grid), .most = kLargestBound};
+  const double told = options.tolerance ? *options.tolerance : InlierBound(curve, *options.noise);
+  return {.least = inRange(std::min(told, std::max(grid, kLeastOfTold * told))),
+          .most = inRange(kMostOfTold * told)};
 }
 
 }  // namespace
@@ -34,10 +41,7 @@ SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOpt
   task.held = start.held;
   task.evaluatesStart = start.model.has_value();
   if (start.model) task.start = units.Into(*start.model);
-  const double least = LeastBound(task.IsOfCurve(), options, scene) / units.size;
-  task.bounds.least = std::clamp(least, kLeastBound, kLargestBound);
-  task.bounds.most = kLargestBound;
-  if (IsNoiseKnown(options)) task.bounds.most = std::min(kLargestBound, kMostOfTold * task.bounds.least);
+  task.bounds = BoundsOf(task.IsOfCurve(), options, scene, units);
   task.confidence = options.confidence;
   if (options.outlierShare) task.inlierShare = 1 - *options.outlierShare;
   if (options.passes) task.passes = units.Into(*options.passes - scene.Origin());

@@ -115,6 +115,23 @@ void FaceStations(std::span<const Vector3d> given, std::span<const Vector3d> inl
   }
 }
 
+template <class Shape>
+SimplerShape SimplerOf(const Model& m, adaptive::SimplerFit&& fit) {
+  SimplerShape simpler{RecordFrom<Description<Shape>>(m), fit.rms, std::move(fit.covariance)};
+  simpler.covariance.position = m.center;
+  return simpler;
+}
+
+/// A simpler shape in the caller's coordinates.
+SimplerShape SimplerOf(adaptive::SimplerFit&& fit, const Scene& scene) {
+  Model m = fit.model;
+  m.center += scene.Origin();
+  if (m.kind == ShapeKind::kLine) return SimplerOf<Line>(m, std::move(fit));
+  if (m.kind == ShapeKind::kPlane) return SimplerOf<Plane>(m, std::move(fit));
+  if (m.kind == ShapeKind::kSphere) return SimplerOf<Sphere>(m, std::move(fit));
+  return SimplerOf<Cylinder>(m, std::move(fit));
+}
+
 /// What was found, as the caller sees it.
 template <class Shape>
 FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, const Scene& scene,
@@ -147,6 +164,7 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
   result.report = std::move(out.report);
   std::tie(result.report.leastDeviation, result.report.largestDeviation) =
       Deviations(out.model, {near.data(), result.inliers.size()});
+  if (out.simpler) result.report.simpler = SimplerOf(*std::move(out.simpler), scene);
   return result;
 }
 

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <variant>
 #include <vector>
 
 #include "fit/messages.h"
@@ -53,10 +54,11 @@ primfit_options DefaultsOf(int version) {
 
 /// The result with all that it points to.
 struct OwnedResult : primfit_result {
-  std::vector<primfit_parameter> free;
-  std::vector<double> matrix, vertices, bounds;
+  std::vector<primfit_parameter> free, simplerFree;
+  std::vector<double> matrix, vertices, bounds, simplerMatrix;
   std::vector<std::uint32_t> inlierPositions;
   std::string reasonText;
+  std::optional<primfit_simpler> simplerShape;
 };
 
 /// The corners of a patch; other shapes have none.
@@ -123,13 +125,28 @@ void WriteTo(const FitQuality& q, OwnedResult& out) {
     out.histogram[k] = static_cast<int>(q.histogram.CountOnSlot(k));
   out.histogram_scale = q.histogram.Sigma();
 }
-void WriteTo(const FitCovariance& c, OwnedResult& out) {
+void WriteTo(const FitCovariance& c, std::vector<primfit_parameter>& free, std::vector<double>& matrix,
+             double* position) {
   for (const FitParameter& p : c.parameters) {
-    out.free.push_back({static_cast<int>(p.kind), p.Name(), p.IsAngle() ? 1 : 0, {}, p.standardDeviation});
-    Write(p.direction, out.free.back().direction);
+    free.push_back({static_cast<int>(p.kind), p.Name(), p.IsAngle() ? 1 : 0, {}, p.standardDeviation});
+    Write(p.direction, free.back().direction);
   }
-  out.matrix.assign(c.matrix.data(), c.matrix.data() + c.matrix.size());  // symmetric
-  Write(c.position, out.position);
+  matrix.assign(c.matrix.data(), c.matrix.data() + c.matrix.size());  // symmetric
+  Write(c.position, position);
+}
+void WriteTo(const SimplerShape& s, OwnedResult& out) {
+  primfit_simpler& to = out.simplerShape.emplace();
+  ForEachPrimitive(
+      [&]<class D>(D) {
+        const auto* record = std::get_if<typename D::Record>(&s.shape);
+        if (record == nullptr) return;
+        to.shape = D::kCode;
+        to.number_count =
+            static_cast<int>(WriteRecord<D, Listed::kForArrays>(*record, to.numbers) - to.numbers);
+      },
+      ShapeList<Line, Plane, Sphere, Cylinder>());
+  to.rms = s.rms;
+  WriteTo(s.covariance, out.simplerFree, out.simplerMatrix, to.position);
 }
 void WriteTo(const FitReport& r, OwnedResult& out) {
   out.draws = r.draws;
@@ -146,10 +163,11 @@ void WriteTo(const FitReport& r, OwnedResult& out) {
   out.least_deviation = r.leastDeviation;
   out.largest_deviation = r.largestDeviation;
   out.seen_from = static_cast<int>(r.seenFrom);
+  if (r.simpler) WriteTo(*r.simpler, out);
 }
 static_assert(static_cast<int>(SeenFrom::kInside) == PRIMFIT_SEEN_INSIDE);
 static_assert(static_cast<int>(StopReason::kStopped) == PRIMFIT_STOPPED &&
-              static_cast<int>(Verdict::kWeak) == PRIMFIT_WEAK &&
+              static_cast<int>(Verdict::kSimpler) == PRIMFIT_SIMPLER &&
               static_cast<int>(ParameterKind::kMinorRadius) == PRIMFIT_MINOR_RADIUS);
 
 template <class Shape>
@@ -175,7 +193,7 @@ std::unique_ptr<OwnedResult> FitOf(const PointView& points, const primfit_option
   out->number_count = static_cast<int>(end - out->numbers);
   out->vertices = CornersOf(found.shape);
   WriteTo(found.quality, *out);
-  WriteTo(found.covariance, *out);
+  WriteTo(found.covariance, out->free, out->matrix, out->position);
   WriteTo(found.report, *out);
   out->inlierPositions = std::move(found.inliers);
   out->bounds = std::move(found.extents.sizes);
@@ -224,6 +242,11 @@ void PointToOwned(OwnedResult& found) {
   found.outline = found.vertices.data();
   found.extent_count = found.bounds.size();
   found.extents = found.bounds.data();
+  if (!found.simplerShape) return;
+  found.simplerShape->parameter_count = static_cast<int>(found.simplerFree.size());
+  found.simplerShape->parameters = found.simplerFree.data();
+  found.simplerShape->covariance = found.simplerMatrix.data();
+  found.simpler = &*found.simplerShape;
 }
 
 /// The options of any version as those of this one.

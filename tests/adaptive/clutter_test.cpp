@@ -101,6 +101,20 @@ TEST(Clutter, TrueHintsLoseNoShape) {
                   [](const Pose&, FitOptions<Cylinder>& o) { o.noise = kNoise; });
 }
 
+// The bound of all the noise around so few points takes in much of their cloud, and would prove nothing.
+TEST(Clutter, ToldNoiseLosesNoFewPoints) {
+  constexpr double kCoarse = 0.005;
+  for (const std::uint64_t seed : {1, 2, 3, 4, 5, 6}) {
+    Random random(seed);
+    const Points points =
+        PointsOn(OutputTorus({0, 0, 0}, 0.4, 0.1, kZ), 24, kFullTurn, kFullTurn, kCoarse, random);
+    FitOptions<Torus> options;
+    options.seed = seed;
+    options.noise = kCoarse;
+    EXPECT_NEAR(fit<Torus>(points, options).shape.MinorRadius(), 0.1, 3 * kCoarse) << "seed " << seed;
+  }
+}
+
 TEST(Clutter, LeavesWhatJoinsPipesOrStandsOnAPost) {
   Finds<Elbow>(
       "runs of pipe on both sides",

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <variant>
 
 #include "primfit/fit.h"
 #include "support/memory.h"
@@ -112,6 +113,7 @@ void IsTheSame(primfit_shape shape, const Points& points, const NumbersOf& numbe
   EXPECT_EQ(b->reason, a.report.reason);
   EXPECT_EQ(std::vector<double>(b->extents, b->extents + b->extent_count), a.extents.sizes);
   EXPECT_EQ(b->start_deviation, a.extents.start);
+  EXPECT_EQ(b->simpler, nullptr);
   const std::vector<double> outline(b->outline, b->outline + 2 * b->outline_count);
   if constexpr (std::is_same_v<Shape, Patch>) {
     EXPECT_EQ(outline, LoopOf(a.shape).first);
@@ -137,6 +139,27 @@ struct OptionsOfVersion1 {
   int (*progress)(double share, void* user);
   void* user;
 };
+
+TEST(FitC, GivesTheSimplerShape) {
+  Random random;
+  const Points wall =
+      PointsOn(OutputPlane({1, 2, 3}, Vector3d::UnitY()), 2000, {-1, 1}, {-1, 1}, 0.002, random);
+  FitOptions<Sphere> options;
+  options.seed = 7;
+  const FitReport a = fit<Sphere>(wall, options).report;
+  const Found b = FitC(PRIMFIT_SPHERE, wall, Options());
+  ASSERT_TRUE(a.simpler && b && b->simpler != nullptr);
+  const primfit_simpler& c = *b->simpler;
+  ASSERT_EQ(c.shape, PRIMFIT_PLANE);
+  const auto& plane = std::get<FitOutputParamsPlane>(a.simpler->shape);
+  EXPECT_EQ(std::vector<double>(c.numbers, c.numbers + c.number_count),
+            Numbers(plane.Origin(), plane.Normal()));
+  EXPECT_EQ(c.rms, a.simpler->rms);
+  ASSERT_EQ(c.parameter_count, 3);
+  for (int i = 0; i < 9; ++i) EXPECT_EQ(c.covariance[i], a.simpler->covariance.matrix.data()[i]);
+  EXPECT_STREQ(c.parameters[0].name, "position");
+  EXPECT_EQ(Vector3d(c.position), a.simpler->covariance.position);
+}
 
 TEST(FitC, TakesTheOptionsOfEveryVersion) {
   Random random;

@@ -104,6 +104,21 @@ class ResultSchema(unittest.TestCase):
         self.accept(nothing)
         self.assertEqual((nothing["status"], nothing["shapes"]), ("nothing", []))
 
+    def test_the_simpler_shape_has_the_units_of_the_result(self):
+        for command, scene, kind, parts in (("cone", "cylinder", "cylinder", ("origin", "radius", "axis")),
+                                            ("arc", "line", "line", ("root", "direction"))):
+            with self.subTest(command=command):
+                document = self.run_program(command, "--seed=1", "--unit=mm", scene=scene)
+                self.accept(document)
+                simpler = document["shapes"][0]["simpler"]
+                self.assertEqual((simpler["kind"], tuple(simpler["parts"])), (kind, parts))
+                self.assertAlmostEqual(simpler["rms"], 0.001, delta=0.0005)
+                flat = [x for part in simpler["parts"].values()
+                        for x in (part["value"] if isinstance(part["value"], list) else [part["value"]])]
+                self.assertEqual(flat, simpler["numbers"][:len(flat)])
+                for part in simpler["parts"].values():
+                    self.assertLess(part["standard_deviation"], 0.01)
+
     def test_a_member_that_is_missing_or_of_another_type_fails(self):
         document = self.run_program("patch", "--seed=1", "--near=0,0,0,9", scene="plane")
         optional = 0

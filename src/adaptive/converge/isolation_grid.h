@@ -12,6 +12,7 @@
 #include <Eigen/Core>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -49,9 +50,10 @@ class IsolationGrid {
     return (static_cast<std::size_t>(cell.x()) * n + static_cast<std::size_t>(cell.y())) * n +
            static_cast<std::size_t>(cell.z());
   }
-  bool BuildWith(std::size_t size, std::span<const Eigen::Vector3d> points);
+  /// @return how many of the points stand alone; none where the points are too few for cells so small
+  std::optional<std::size_t> BuildWith(std::size_t size, std::span<const Eigen::Vector3d> points);
   bool SpanBox(std::size_t size, std::span<const Eigen::Vector3d> points);
-  void KeepWhatStandsOut(const PointsNearShape& near);
+  void KeepWhatStandsOut(const PointsNearShape& near, std::size_t sparseInliers);
 
   Eigen::Vector3d low_ = Eigen::Vector3d::Zero();
   double scale_ = 0;

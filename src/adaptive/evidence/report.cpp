@@ -1,11 +1,24 @@
 #include "adaptive/evidence/report.h"
 
+#include "adaptive/converge/noise.h"
+#include "adaptive/evidence/misfit.h"
 #include "adaptive/evidence/verdict.h"
 
 namespace primfit::adaptive {
 
-FitReport ReportOf(const Converged& converged, const FitCovariance& covariance, const SearchOutcome& search,
-                   const Scene& scene, const Budget& budget) {
+namespace {
+
+/// A tolerance says how large the noise may be, too.
+ToldNoise ToldBy(const FitOptionsBase& options, bool curve) {
+  if (options.noise || !options.tolerance) return options.noise;
+  return *options.tolerance / InlierBound(curve, 1);
+}
+
+}  // namespace
+
+FitReport ReportOf(const Converged& converged, const FitCovariance& covariance,
+                   const std::optional<SimplerFit>& simpler, const SearchOutcome& search, const Scene& scene,
+                   const FitOptionsBase& options, const Budget& budget) {
   FitReport report;
   report.draws = budget.Draws();
   report.refinements = search.refinements;
@@ -16,7 +29,14 @@ FitReport ReportOf(const Converged& converged, const FitCovariance& covariance, 
   report.tolerance = converged.tolerance;
   report.stopReason = budget.IsOver() ? budget.Why() : search.why;
   report.converged = converged.converged;
-  StateVerdict(converged, covariance, report);
+  Doubts doubts;
+  if (simpler) {
+    doubts.simpler = simpler->model;
+    doubts.simplerRmsRatio = simpler->rmsRatio;
+  } else {
+    doubts.misfit = WhyMisfit(converged, scene.Points(), ToldBy(options, converged.model.IsCurve()));
+  }
+  StateVerdict(converged, covariance, doubts, report);
   return report;
 }
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <string>
 
 #include "adaptive/converge/noise.h"
+#include "adaptive/evidence/text.h"
 #include "optimize/covariance.h"
 
 namespace primfit::adaptive {
@@ -19,13 +19,6 @@ constexpr double kWeakShare = 0.1;
 /// A size or direction is hardly known when it is not known to this share, a direction when not to these
 /// radians.
 constexpr double kHardly = 0.1;
-
-template <class... Values>
-std::string Text(const char* format, Values... values) {
-  char text[200];
-  std::snprintf(text, sizeof text, format, values...);
-  return text;
-}
 
 /// What is called the first of some parts.
 const char* NameOf(unsigned parts, ShapeKind kind) {
@@ -77,12 +70,27 @@ std::string WhyHardly(const FitParameter& p, const Model& m) {
               100 * known);
 }
 
+const char* NameOf(ShapeKind kind) {
+  const char* name = "";
+  ForEachPrimitive([&]<class D>(D) {
+    if (D::kKind == kind && D::kBounds != Bounds::kOutline && *name == 0) name = D::kName.data();
+  });
+  return name;
+}
+
+std::string WhySimpler(const Model& simpler, double rmsRatio) {
+  return Text("a %s explains the points as well: their distances from it are %.2f times those from the shape",
+              NameOf(simpler.kind), rmsRatio);
+}
+
 }  // namespace
 
 // The first of these that holds is said: a parameter that is hardly known makes all else about the shape
-// doubtful, an end of a range tells that the options may be wrong, few inliers are the mildest,
-// and say nothing where the caller told the place.
-void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport& report) {
+// doubtful, an end of a range tells that the options may be wrong, a simpler shape leaves no reason to look
+// at the distances from this one, few inliers are the mildest, and say nothing where the caller told the
+// place.
+void StateVerdict(const Converged& c, const FitCovariance& covariance, const Doubts& doubts,
+                  FitReport& report) {
   const Model& m = c.model;
   report.verdict = Verdict::kGood;
   report.reason = c.isAtPlace ? Text("%zu points about the place support the shape", c.inliers.size())
@@ -109,6 +117,16 @@ void StateVerdict(const Converged& c, const FitCovariance& covariance, FitReport
     return;
   }
   if (covariance.parameters.empty()) report.reason = "every part is held: nothing was fitted";
+  if (doubts.simpler) {
+    report.verdict = Verdict::kSimpler;
+    report.reason = WhySimpler(*doubts.simpler, doubts.simplerRmsRatio);
+    return;
+  }
+  if (!doubts.misfit.empty()) {
+    report.verdict = Verdict::kMisfit;
+    report.reason = doubts.misfit;
+    return;
+  }
   if (!c.isAtPlace && report.inlierShare < kWeakShare) {
     report.verdict = Verdict::kWeak;
     report.reason = Text("only %.1f %% of the points support the best shape", 100 * report.inlierShare);

@@ -31,7 +31,7 @@ struct Score {
 
 /// The bounds that a score may choose from, in sizes of the cloud.
 struct ScoreBounds {
-  double least = 0;  ///< where the noise is known the inlier bound of it
+  double least = 0;
   double most = 0;
   /// How far points anywhere may be from a shape at the least: where all points are near one, there are no
   /// others that tell.

@@ -87,30 +87,36 @@ std::optional<Model> Flat(std::span<const Vector3d> points, const Vector3d& mean
 
 }  // namespace
 
-// The simpler shapes start from the model itself, so a few steps of concentration find their optimum: the
-// plane or line through the points, the cylinder about a cone's axis at the height of the points, and of a
-// torus the cylinder along its tube, the one within its ring and the sphere around it.
-bool HasSimpler(const Model& m, std::span<const Vector3d> all, Budget& budget) {
-  const std::span<const Vector3d> points = all.first(std::min(all.size(), kMostPoints));
-  if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kPlane || points.empty()) return false;
-  NearestMost most(points);
-  const double limit = kLargestRatio * kLargestRatio * TrimmedSquares(m, most);
-  const auto explains = [&](const Model& start) { return Explains(start, limit, most, budget); };
+std::vector<Model> SimplerStarts(const Model& m, std::span<const Vector3d> points) {
+  std::vector<Model> starts;
+  if (m.kind == ShapeKind::kLine || m.kind == ShapeKind::kPlane || points.empty()) return starts;
   const Vector3d mean =
       std::accumulate(points.begin(), points.end(), Vector3d(0, 0, 0)) / static_cast<double>(points.size());
   const auto flat = Flat(points, mean, m.IsCurve() ? ShapeKind::kLine : ShapeKind::kPlane);
-  if (flat && explains(*flat)) return true;
+  if (flat) starts.push_back(*flat);
   const Vector3d q = mean - m.center;
   const double height = m.axis.dot(q);
   const Vector3d foot = m.center + height * m.axis;
   if (m.kind == ShapeKind::kCone)
-    return explains({ShapeKind::kCylinder, foot, m.axis, 0, std::abs(height) * std::tan(m.minor)});
-  if (m.kind != ShapeKind::kTorus) return false;
+    starts.push_back({ShapeKind::kCylinder, foot, m.axis, 0, std::abs(height) * std::tan(m.minor)});
+  if (m.kind != ShapeKind::kTorus) return starts;
   const Vector3d across = mean - foot;
   const Vector3d radial = across.norm() > 0 ? across.normalized() : UnitOrthogonal(m.axis);
-  return explains({ShapeKind::kCylinder, m.center + m.major * radial, m.axis.cross(radial), 0, m.minor}) ||
-         explains({ShapeKind::kCylinder, foot, m.axis, 0, m.major - m.minor}) ||
-         explains({ShapeKind::kSphere, m.center, Vector3d::UnitZ(), 0, m.major + m.minor});
+  starts.push_back({ShapeKind::kCylinder, m.center + m.major * radial, m.axis.cross(radial), 0, m.minor});
+  starts.push_back({ShapeKind::kCylinder, foot, m.axis, 0, m.major - m.minor});
+  starts.push_back({ShapeKind::kSphere, m.center, Vector3d::UnitZ(), 0, m.major + m.minor});
+  return starts;
+}
+
+// The simpler shapes start from the model itself, so a few steps of concentration find their optimum.
+bool HasSimpler(const Model& m, std::span<const Vector3d> all, Budget& budget) {
+  const std::span<const Vector3d> points = all.first(std::min(all.size(), kMostPoints));
+  const std::vector<Model> starts = SimplerStarts(m, points);
+  if (starts.empty()) return false;
+  NearestMost most(points);
+  const double limit = kLargestRatio * kLargestRatio * TrimmedSquares(m, most);
+  return std::any_of(starts.begin(), starts.end(),
+                     [&](const Model& start) { return Explains(start, limit, most, budget); });
 }
 
 }  // namespace primfit::adaptive

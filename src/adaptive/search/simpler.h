@@ -9,11 +9,18 @@
 
 #include <Eigen/Core>
 #include <span>
+#include <vector>
 
 #include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
 
 namespace primfit::adaptive {
+
+/// Shapes with fewer parameters near a model, the flat one first: the plane or line through the points, the
+/// cylinder about a cone's axis at the height of the points, and of a torus the cylinder along its tube, the
+/// one within its ring and the sphere around it.
+/// @param points  the inliers of the model
+std::vector<Model> SimplerStarts(const Model& model, std::span<const Eigen::Vector3d> points);
 
 /// Whether a shape with fewer parameters explains most of the points as well: a line those of an arc, a plane
 /// those of any surface, a cylinder those of a cone or torus, a sphere those of a torus. Most of them, since
