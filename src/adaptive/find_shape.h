@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "adaptive/converge/converge.h"
+#include "adaptive/evidence/extent.h"
 #include "adaptive/model/model.h"
 #include "adaptive/scene/scene.h"
 #include "primfit/fit.h"
@@ -23,6 +24,7 @@ struct Outcome {
   Converged converged;
   FitCovariance covariance;
   FitReport report;
+  std::optional<MeasuredBounds> bounds;  ///< where the fit itself tells them; else the inliers do
 };
 
 /// Parts that constraints hold, and their values as a model relative to the scene's origin.

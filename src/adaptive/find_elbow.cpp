@@ -1,0 +1,315 @@
+#include "adaptive/find_elbow.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <utility>
+#include <vector>
+
+#include "adaptive/converge/noise.h"
+#include "adaptive/evidence/extent.h"
+#include "adaptive/evidence/verdict.h"
+#include "adaptive/joints/converge_piped_elbow.h"
+#include "adaptive/joints/elbow_starts.h"
+#include "adaptive/joints/pipe_search.h"
+#include "adaptive/joints/pipe_support.h"
+
+using Eigen::Vector3d;
+
+namespace primfit::adaptive {
+
+namespace {
+
+/// Points among which an elbow with its pipes is looked for, and those that tell a good bend from others.
+constexpr std::size_t kSettled = 4096;
+constexpr std::size_t kScored = 1536;
+/// A torus with this share of the points leaves none for pipes.
+constexpr double kAllPoints = 0.95;
+/// The share of the distances' squares that bends along the centre line may explain beside what they do by
+/// chance: of a torus that leaves nothing to be looked for, and of an elbow with its pipes.
+constexpr double kStructure = 0.05, kMostStructure = 0.3;
+/// A band of less than this share of the tube's radius is narrow.
+constexpr double kClear = 0.15;
+/// The band in which bends between two pipes are compared, in radii of these.
+constexpr double kScoringBand = 0.15;
+/// The coarsest bounds of a pipe's inliers, in sizes of the cloud.
+constexpr double kFinePipe = 0.02, kCoarsePipe = 0.1;
+/// Cylinders that are looked for in one search, those for which others like them are looked for, and by which
+/// factor the radius of these may differ.
+constexpr std::size_t kMostPipes = 3, kMostLikes = 2;
+constexpr double kLike = 1.2;
+/// A bend radius that is not known to this share, and a sweep, say nothing of an elbow.
+constexpr double kLeastKnown = 0.3;
+/// By how much squared distances, in those of the noise, have to be less with the pipes.
+constexpr double kBetter = 20;
+
+using Points = std::vector<Vector3d>;
+
+/// Everything that looking for pipes takes from the fit.
+struct ElbowTask {
+  Scene& scene;
+  const FitOptionsBase& options;
+  const Start& start;
+  Sample& sample;
+  Budget& budget;
+  Points points;     ///< a random choice, relative to the scene's origin
+  double least = 0;  ///< smallest tolerance of a point
+
+  std::span<const Vector3d> Scored() const {
+    return std::span(points).first(std::min(points.size(), kScored));
+  }
+};
+
+/// Whether a torus explains all points, so that there is nothing to be looked for.
+bool ExplainsAll(const Outcome& torus, const ElbowTask& task) {
+  if (torus.report.inlierShare < kAllPoints || torus.report.verdict != Verdict::kGood) return false;
+  const double tolerance = torus.converged.tolerance;
+  auto alone = WithTangents(torus.model, task.Scored(), tolerance);
+  if (!alone) return true;
+  for (TangentPipe& pipe : alone->pipes) pipe.exists = false;
+  return ShareExplainedAlong(*alone, task.Scored(), tolerance) <= kStructure;
+}
+
+PipedElbow WithHeldParts(PipedElbow elbow, const Start& start) {
+  if (start.held == 0 || !start.model) return elbow;
+  elbow.torus = WithComponents(elbow.torus, start.held, *start.model);
+  const Vector3d& axis = elbow.torus.axis;
+  elbow.start = (elbow.start - elbow.start.dot(axis) * axis).normalized();
+  return elbow;
+}
+
+/// The elbow that a start leads to, where it is one.
+std::optional<SettledElbow> SettledFrom(const PipedElbow& start, const ElbowTask& task) {
+  const auto elbow =
+      Settle(WithHeldParts(start, task.start), task.start.held, task.least, task.points, task.budget);
+  const bool isElbow = elbow && IsArcSupported(elbow->elbow, task.points, elbow->tolerance) &&
+                       ShareExplainedAlong(elbow->elbow, task.points, elbow->tolerance) <= kMostStructure;
+  return isElbow ? elbow : std::nullopt;
+}
+
+/// Whether an elbow is one with both pipes and a band much narrower than its tube, which no other is.
+bool IsClear(const SettledElbow& settled) {
+  return settled.elbow.PipeCount() == 2 && settled.tolerance <= kClear * settled.elbow.torus.minor;
+}
+
+/// Joins a pipe to each of those before. @return whether one of the elbows has both pipes
+bool JoinToOthers(const FoundPipe& pipe, std::span<const FoundPipe> others, const ElbowTask& task,
+                  std::vector<SettledElbow>& settled) {
+  bool isJoined = false;
+  for (const FoundPipe& other : others) {
+    for (const PipePair& pair : PairsOf(other, pipe)) {
+      const double bound = std::max(kScoringBand * pair.radius, task.least);
+      const auto best = BestBetween(pair, task.Scored(), bound);
+      const auto elbow = best ? SettledFrom(*best, task) : std::nullopt;
+      if (!elbow) continue;
+      settled.push_back(*elbow);
+      isJoined = isJoined || elbow->elbow.PipeCount() == 2;
+    }
+  }
+  return isJoined;
+}
+
+/// Looks for pipes, each time among the points that those before have left, until two of them are joined.
+bool JoinPipes(PipeSearchTask search, const ElbowTask& task, Dice& dice, std::vector<FoundPipe>& pipes,
+               std::vector<SettledElbow>& settled) {
+  FreePoints free(task.sample.points.size());
+  const std::size_t before = pipes.size();
+  while (pipes.size() < before + kMostPipes && !task.budget.IsOver()) {
+    const auto pipe = FindPipe(search, task.sample, free, dice, task.budget);
+    if (!pipe) break;
+    const bool isJoined = JoinToOthers(*pipe, std::span(pipes).subspan(before), task, settled);
+    pipes.push_back(*pipe);
+    if (isJoined) return true;
+  }
+  return false;
+}
+
+/// Elbows between cylinders: first fine ones, then coarse ones, then such as are like one of those found.
+void JoinFoundPipes(const ElbowTask& task, std::vector<SettledElbow>& settled) {
+  const double size = task.sample.units.size;
+  PipeSearchTask search{.radius = task.options.minorRadius, .least = task.least};
+  search.isNoiseKnown = task.options.noise || task.options.tolerance;
+  search.confidence = task.options.confidence;
+  Dice dice(task.options.seed.value_or(0));
+  std::vector<FoundPipe> pipes;
+  for (const double most : {kFinePipe, kCoarsePipe}) {
+    search.most = std::max(most * size, task.least);
+    if (JoinPipes(search, task, dice, pipes, settled)) return;
+  }
+  const std::vector<FoundPipe> likes = pipes;
+  for (std::size_t k = 0; k < likes.size() && k < kMostLikes; ++k) {
+    const double radius = likes[k].cylinder.minor;
+    search.radius = {std::max(radius / kLike, task.options.minorRadius.low),
+                     std::min(radius * kLike, task.options.minorRadius.high)};
+    search.most = std::max(kFinePipe * size, task.least);
+    if (search.radius.low <= search.radius.high && JoinPipes(search, task, dice, pipes, settled)) return;
+  }
+}
+
+/// The one that explains the points best, by the narrowest of their tolerances.
+const SettledElbow* BestOf(const std::vector<SettledElbow>& settled, const ElbowTask& task) {
+  double bound = std::numeric_limits<double>::infinity();
+  for (const SettledElbow& elbow : settled) bound = std::min(bound, elbow.tolerance);
+  const SettledElbow* best = nullptr;
+  double least = std::numeric_limits<double>::infinity();
+  for (const SettledElbow& elbow : settled) {
+    const double squares = TruncatedSquares(elbow.elbow, task.points, bound);
+    if (squares >= least) continue;
+    least = squares;
+    best = &elbow;
+  }
+  return best;
+}
+
+double TruncatedSquares(const Model& torus, std::span<const Vector3d> points, double bound) {
+  std::vector<double> distances(points.size());
+  Distances(torus, points.data(), static_cast<int>(points.size()), distances.data());
+  double sum = 0;
+  for (const double d : distances) sum += std::min(d, bound) * std::min(d, bound);
+  return sum;
+}
+
+/// Whether an elbow with its pipes is one, and explains the points better than a torus alone.
+bool IsConvincing(const ConvergedElbow& found, const Outcome* torus, const Plausible& plausible,
+                  const ElbowTask& task) {
+  const PipedElbow& elbow = found.elbow;
+  Model model = elbow.torus;
+  if (plausible.Clamp(model) != 0 || !plausible.Passes(elbow.torus, found.arc.tolerance)) return false;
+  if (!IsArcSupported(elbow, task.points, found.arc.tolerance)) return false;
+  const double ofBend = std::sqrt(found.covariance(5, 5)) / elbow.torus.major;
+  if (!(ofBend <= kLeastKnown)) return false;
+  if (torus == nullptr) return true;
+  const double bound = InlierBound(false, found.arc.noise);
+  const double gain =
+      TruncatedSquares(torus->model, task.points, bound) - TruncatedSquares(elbow, task.points, bound);
+  return gain > kBetter * found.arc.noise * found.arc.noise;
+}
+
+/// The arc from joint to joint; a free end is that of its points.
+MeasuredBounds BoundsOf(const ConvergedElbow& found, const FitCovariance& covariance, const Scene& scene) {
+  const PipedElbow& elbow = found.elbow;
+  const ElbowMatrix& c = found.covariance;
+  MeasuredBounds bounds;
+  bounds.extent = {0, elbow.sweep, elbow.start};
+  bounds.low = bounds.start = std::sqrt(c(kArcBegins, kArcBegins));
+  bounds.high = std::sqrt(c(kArcEnds, kArcEnds));
+  bounds.length = std::sqrt(
+      std::max(c(kArcBegins, kArcBegins) + c(kArcEnds, kArcEnds) - 2 * c(kArcBegins, kArcEnds), 0.0));
+  if (elbow.PipeCount() == 2) return bounds;
+  Points near;
+  for (const std::uint32_t i : found.arc.inliers) near.push_back(scene.Points()[i]);
+  for (const std::uint32_t i : found.arc.isolated) near.push_back(scene.Points()[i]);
+  AxisFrame frame(elbow.torus, near);
+  frame.strayShare =
+      static_cast<double>(found.arc.justBeyond) / static_cast<double>(found.arc.inliers.size());
+  frame.noise = found.arc.noise;
+  const MeasuredBounds ofPoints = MeasureBounds(Bounds::kAboutAxis, frame, covariance);
+  const auto azimuth = [&](const Vector3d& v) { return std::atan2(v.dot(frame.w), v.dot(frame.u)); };
+  const double turn = 2 * std::numbers::pi;
+  if (elbow.pipes[0].exists) {
+    const double sweep = ofPoints.extent.high - azimuth(elbow.start);
+    bounds.extent.high = sweep - turn * std::floor(sweep / turn);
+    bounds.high = ofPoints.high;
+  } else {
+    const Vector3d end =
+        std::cos(elbow.sweep) * elbow.start + std::sin(elbow.sweep) * elbow.torus.axis.cross(elbow.start);
+    const double sweep = azimuth(end) - ofPoints.extent.low;
+    bounds.extent = {0, sweep - turn * std::floor(sweep / turn), ofPoints.extent.startDirection};
+    bounds.low = bounds.start = ofPoints.low;
+  }
+  bounds.length = std::hypot(bounds.low, bounds.high);
+  return bounds;
+}
+
+/// The verdict is about elbow and pipes, which support each other; the share of inliers is the elbow's own.
+Outcome OutcomeOf(const ConvergedElbow& found, const Outcome* torus, const ElbowTask& task) {
+  Outcome outcome;
+  if (torus != nullptr) outcome.report = torus->report;
+  outcome.model = found.arc.model;
+  outcome.converged = found.arc;
+  outcome.covariance = CovarianceOf(found.arc, task.start.held);
+  outcome.bounds = BoundsOf(found, outcome.covariance, task.scene);
+  FitReport& report = outcome.report;
+  report.draws = task.budget.Draws();
+  report.setAside = task.scene.SetAside();
+  report.step = found.arc.rounding.coarse;
+  report.noise = found.arc.noise;
+  report.tolerance = found.arc.tolerance;
+  report.converged = found.arc.converged;
+  if (task.budget.IsOver()) report.stopReason = task.budget.Why();
+  const double ofArc = task.scene.ShareOf(found.arc.inliers);
+  report.inlierShare = ofArc + task.scene.ShareOf(found.ofPipes);
+  StateVerdict(found.arc, outcome.covariance, report);
+  if (report.verdict == Verdict::kGood) {
+    char text[100];
+    std::snprintf(text, sizeof text, "%.0f %% of the points support the elbow, %.0f %% its pipe%s",
+                  100 * ofArc, 100 * (report.inlierShare - ofArc), found.elbow.PipeCount() == 2 ? "s" : "");
+    report.reason = text;
+  }
+  report.inlierShare = ofArc;
+  return outcome;
+}
+
+/// The elbow with its pipes, where there is one.
+std::optional<Outcome> FindWithPipes(const Outcome* torus, const ElbowTask& task) {
+  const Plausible plausible(ShapeKind::kTorus, task.options, task.scene.Origin(), task.start.held);
+  const std::vector<double> weights = NoiseWeights(task.scene.Trust());
+  ConvergeTask converge{
+      .held = task.start.held, .noise = task.options.noise, .tolerance = task.options.tolerance};
+  converge.points = task.scene.Points();
+  converge.sqrtWeights = task.scene.SqrtWeights();
+  converge.noiseWeights = weights;
+  converge.size = task.sample.units.size;
+  converge.resolution = &task.scene.CoordinateResolution();
+  const auto confirm = [&](const std::vector<SettledElbow>& settled) -> std::optional<Outcome> {
+    const SettledElbow* best = BestOf(settled, task);
+    if (best == nullptr) return std::nullopt;
+    const auto found = Converge(*best, converge, task.budget);
+    if (!found || !IsConvincing(*found, torus, plausible, task)) return std::nullopt;
+    return OutcomeOf(*found, torus, task);
+  };
+  std::vector<SettledElbow> settled;
+  if (torus != nullptr) {
+    const auto start = WithTangents(torus->model, task.points, torus->converged.tolerance);
+    const auto elbow = start ? SettledFrom(*start, task) : std::nullopt;
+    if (elbow) settled.push_back(*elbow);
+  }
+  if (settled.empty() || !IsClear(settled.front())) JoinFoundPipes(task, settled);
+  return confirm(settled);
+}
+
+ElbowTask TaskOf(Scene& scene, const FitOptionsBase& options, const Start& start, Budget& budget) {
+  Dice dice(0);  // for nothing: the sample was drawn before
+  ElbowTask task{scene, options, start, scene.RandomSample(dice), budget, {}};
+  const std::size_t count = std::min(task.sample.indices.size(), kSettled);
+  task.points.reserve(count);
+  for (std::size_t k = 0; k < count; ++k) task.points.push_back(scene.Points()[task.sample.indices[k]]);
+  task.least = options.tolerance.value_or(
+      InlierBound(false, options.noise.value_or(scene.CoordinateResolution().GridStep() / std::sqrt(12.0))));
+  task.least = std::max(task.least, 1e-7 * task.sample.units.size);
+  return task;
+}
+
+}  // namespace
+
+Outcome FindElbow(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Start& start,
+                  Budget& budget) {
+  std::optional<Outcome> torus;
+  std::optional<FitError> failure;
+  try {
+    torus = FindShape(kind, scene, options, start, budget);
+  } catch (const FitError& error) {
+    if (error.Code() != FitErrorCode::kNothingStandsOut) throw;
+    failure = error;
+  }
+  const ElbowTask task = TaskOf(scene, options, start, budget);
+  if (task.sample.units.size > 0 && !budget.IsOver() && !(torus && ExplainsAll(*torus, task))) {
+    if (auto found = FindWithPipes(torus ? &*torus : nullptr, task)) return *std::move(found);
+  }
+  if (!torus) throw *failure;
+  return *std::move(torus);
+}
+
+}  // namespace primfit::adaptive
