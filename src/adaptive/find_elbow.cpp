@@ -29,21 +29,26 @@ constexpr std::size_t kScored = 1536;
 constexpr double kAllPoints = 0.95;
 /// The share of the distances' squares that bends along the centre line may explain beside what they do by
 /// chance: of a torus that leaves nothing to be looked for, and of an elbow with its pipes.
-constexpr double kStructure = 0.05, kMostStructure = 0.3;
+constexpr double kStructure = 0.05, kMostStructure = 0.2;
 /// A band of less than this share of the tube's radius is narrow.
 constexpr double kClear = 0.15;
+/// In one that is wider than this share, points anywhere are as dense as on a tube.
+constexpr double kWidestBand = 0.5;
 /// The band in which bends between two pipes are compared, in radii of these.
 constexpr double kScoringBand = 0.15;
 /// The coarsest bounds of a pipe's inliers, in sizes of the cloud.
 constexpr double kFinePipe = 0.02, kCoarsePipe = 0.1;
-/// Cylinders that are looked for in one search, those for which others like them are looked for, and by which
-/// factor the radius of these may differ.
-constexpr std::size_t kMostPipes = 3, kMostLikes = 2;
+/// Cylinders that are looked for, and by which factor the radius of one like another may differ.
+constexpr std::size_t kMostPipes = 3;
 constexpr double kLike = 1.2;
 /// A bend radius that is not known to this share, and a sweep, say nothing of an elbow.
 constexpr double kLeastKnown = 0.3;
 /// By how much squared distances, in those of the noise, have to be less with the pipes.
 constexpr double kBetter = 20;
+/// In a wide band pipes may be clutter, so it has to be hardly wider than that of the torus.
+constexpr double kCoarser = 1.3;
+/// The share of a torus's inliers that an elbow with its pipes has at the least.
+constexpr double kNotFarFewer = 0.5;
 
 using Points = std::vector<Vector3d>;
 
@@ -89,9 +94,10 @@ std::optional<SettledElbow> SettledFrom(const PipedElbow& start, const ElbowTask
   return isElbow ? elbow : std::nullopt;
 }
 
-/// Whether an elbow is one with both pipes and a band much narrower than its tube, which no other is.
-bool IsClear(const SettledElbow& settled) {
-  return settled.elbow.PipeCount() == 2 && settled.tolerance <= kClear * settled.elbow.torus.minor;
+/// Whether an elbow has both pipes, a band much narrower than its tube and nothing left to be explained.
+bool IsClear(const SettledElbow& settled, const ElbowTask& task) {
+  return settled.elbow.PipeCount() == 2 && settled.tolerance <= kClear * settled.elbow.torus.minor &&
+         ShareExplainedAlong(settled.elbow, task.points, settled.tolerance) <= kStructure / 2;
 }
 
 /// Joins a pipe to each of those before. @return whether one of the elbows has both pipes
@@ -111,40 +117,39 @@ bool JoinToOthers(const FoundPipe& pipe, std::span<const FoundPipe> others, cons
   return isJoined;
 }
 
-/// Looks for pipes, each time among the points that those before have left, until two of them are joined.
-bool JoinPipes(PipeSearchTask search, const ElbowTask& task, Dice& dice, std::vector<FoundPipe>& pipes,
-               std::vector<SettledElbow>& settled) {
-  FreePoints free(task.sample.points.size());
-  const std::size_t before = pipes.size();
-  while (pipes.size() < before + kMostPipes && !task.budget.IsOver()) {
-    const auto pipe = FindPipe(search, task.sample, free, dice, task.budget);
-    if (!pipe) break;
-    const bool isJoined = JoinToOthers(*pipe, std::span(pipes).subspan(before), task, settled);
-    pipes.push_back(*pipe);
-    if (isJoined) return true;
-  }
-  return false;
+/// Looks for a pipe and, where it joins none of those before, for one like it.
+/// @param free  points that are left
+/// @return whether one of the elbows found has both pipes; none where there is no pipe
+std::optional<bool> JoinNextPipe(PipeSearchTask search, const ElbowTask& task, FreePoints& free, Dice& dice,
+                                 std::vector<FoundPipe>& pipes, std::vector<SettledElbow>& settled) {
+  const auto pipe = FindPipe(search, task.sample, free, dice, task.budget);
+  if (!pipe) return std::nullopt;
+  const bool isJoined = JoinToOthers(*pipe, pipes, task, settled);
+  pipes.push_back(*pipe);
+  if (isJoined) return true;
+  const double radius = pipe->cylinder.minor;
+  search.radius = {std::max(radius / kLike, search.radius.low), std::min(radius * kLike, search.radius.high)};
+  if (search.radius.low > search.radius.high) return false;
+  FreePoints left = free;
+  const auto like = FindPipe(search, task.sample, left, dice, task.budget);
+  return like && JoinToOthers(*like, std::span(pipes).last(1), task, settled);
 }
 
-/// Elbows between cylinders: first fine ones, then coarse ones, then such as are like one of those found.
+/// Elbows between cylinders, first fine ones, then coarse ones, until one has both pipes.
 void JoinFoundPipes(const ElbowTask& task, std::vector<SettledElbow>& settled) {
-  const double size = task.sample.units.size;
   PipeSearchTask search{.radius = task.options.minorRadius, .least = task.least};
   search.isNoiseKnown = task.options.noise || task.options.tolerance;
   search.confidence = task.options.confidence;
   Dice dice(task.options.seed.value_or(0));
-  std::vector<FoundPipe> pipes;
   for (const double most : {kFinePipe, kCoarsePipe}) {
-    search.most = std::max(most * size, task.least);
-    if (JoinPipes(search, task, dice, pipes, settled)) return;
-  }
-  const std::vector<FoundPipe> likes = pipes;
-  for (std::size_t k = 0; k < likes.size() && k < kMostLikes; ++k) {
-    const double radius = likes[k].cylinder.minor;
-    search.radius = {std::max(radius / kLike, task.options.minorRadius.low),
-                     std::min(radius * kLike, task.options.minorRadius.high)};
-    search.most = std::max(kFinePipe * size, task.least);
-    if (search.radius.low <= search.radius.high && JoinPipes(search, task, dice, pipes, settled)) return;
+    search.most = std::max(most * task.sample.units.size, task.least);
+    FreePoints free(task.sample.points.size());
+    std::vector<FoundPipe> pipes;
+    while (pipes.size() < kMostPipes && !task.budget.IsOver()) {
+      const auto isJoined = JoinNextPipe(search, task, free, dice, pipes, settled);
+      if (!isJoined) break;
+      if (*isJoined) return;
+    }
   }
 }
 
@@ -163,28 +168,50 @@ const SettledElbow* BestOf(const std::vector<SettledElbow>& settled, const Elbow
   return best;
 }
 
-double TruncatedSquares(const Model& torus, std::span<const Vector3d> points, double bound) {
+/// How much nearer the points of an elbow are to it than to a torus: the difference of their squared
+/// distances with none above the bound.
+double GainOver(const Model& torus, const PipedElbow& elbow, std::span<const Vector3d> points, double bound) {
+  const ElbowSurface surface(elbow);
   std::vector<double> distances(points.size());
   Distances(torus, points.data(), static_cast<int>(points.size()), distances.data());
-  double sum = 0;
-  for (const double d : distances) sum += std::min(d, bound) * std::min(d, bound);
-  return sum;
+  double gain = 0;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const double d = std::abs(surface.FootOf(points[i]).distance), other = std::min(distances[i], bound);
+    if (d <= bound) gain += other * other - d * d;
+  }
+  return gain;
 }
 
-/// Whether an elbow with its pipes is one, and explains the points better than a torus alone.
+bool ArePipesSupported(const ConvergedElbow& found, const ElbowTask& task) {
+  PipedElbow elbow = found.elbow;
+  for (TangentPipe& pipe : elbow.pipes) pipe.reach = TangentPipe().reach;
+  const auto lengths = SupportedLengths(elbow, task.points, found.arc.tolerance);
+  for (std::size_t k = 0; k < lengths.size(); ++k) {
+    if (elbow.pipes[k].exists && !(lengths[k] >= kLeastPipe * elbow.torus.minor)) return false;
+  }
+  return true;
+}
+
+/// Whether an elbow with its pipes is one, explains its points better than the torus alone, and has not far
+/// fewer than that.
 bool IsConvincing(const ConvergedElbow& found, const Outcome* torus, const Plausible& plausible,
                   const ElbowTask& task) {
   const PipedElbow& elbow = found.elbow;
   Model model = elbow.torus;
   if (plausible.Clamp(model) != 0 || !plausible.Passes(elbow.torus, found.arc.tolerance)) return false;
-  if (!IsArcSupported(elbow, task.points, found.arc.tolerance)) return false;
-  const double ofBend = std::sqrt(found.covariance(5, 5)) / elbow.torus.major;
-  if (!(ofBend <= kLeastKnown)) return false;
+  if (!IsArcSupported(elbow, task.points, found.arc.tolerance) || !ArePipesSupported(found, task))
+    return false;
+  if (ShareExplainedAlong(elbow, task.points, found.arc.tolerance) > kMostStructure) return false;
+  if (found.arc.tolerance > kWidestBand * elbow.torus.minor) return false;
+  if (!(std::sqrt(found.covariance(5, 5)) <= kLeastKnown * elbow.torus.major)) return false;
   if (torus == nullptr) return true;
-  const double bound = InlierBound(false, found.arc.noise);
-  const double gain =
-      TruncatedSquares(torus->model, task.points, bound) - TruncatedSquares(elbow, task.points, bound);
-  return gain > kBetter * found.arc.noise * found.arc.noise;
+  const std::size_t inliers = found.arc.inliers.size() + found.ofPipes.size();
+  if (static_cast<double>(inliers) < kNotFarFewer * static_cast<double>(torus->converged.inliers.size()))
+    return false;
+  const double noise = found.arc.noise;
+  const bool isNarrow = found.arc.tolerance <= kClear * elbow.torus.minor;
+  if (!isNarrow && noise > kCoarser * torus->report.noise) return false;
+  return GainOver(torus->model, elbow, task.points, InlierBound(false, noise)) > kBetter * noise * noise;
 }
 
 /// The arc from joint to joint; a free end is that of its points.
@@ -276,7 +303,8 @@ std::optional<Outcome> FindWithPipes(const Outcome* torus, const ElbowTask& task
     const auto elbow = start ? SettledFrom(*start, task) : std::nullopt;
     if (elbow) settled.push_back(*elbow);
   }
-  if (settled.empty() || !IsClear(settled.front())) JoinFoundPipes(task, settled);
+  if (!task.options.passes && (settled.empty() || !IsClear(settled.front(), task)))
+    JoinFoundPipes(task, settled);
   return confirm(settled);
 }
 

@@ -2,10 +2,11 @@
 
 #include <Eigen/Cholesky>
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 
-#include "adaptive/converge/inlier_selection.h"
 #include "adaptive/converge/inlier_tolerance.h"
 #include "adaptive/converge/isolation_grid.h"
 #include "adaptive/converge/noise.h"
@@ -22,12 +23,16 @@ constexpr double kFirstBand = 0.4, kNarrows = 0.6;
 constexpr int kSettlingRounds = 20;
 /// Pipes grow from the elbow on by so many radii a round: one that is askew would otherwise pass others.
 constexpr double kGrowth = 3;
-/// The arc of an elbow with a free end may reach so far about its axis; where its points end says more.
-constexpr double kFreeSweep = 1.8 * std::numbers::pi;
+/// The arc of an elbow with a free end may reach so far about its axis; where its points end says more. A
+/// full turn would come round to the pipe.
+constexpr double kFreeSweep = 1.1 * std::numbers::pi;
 /// Rounds of the convergence on all points, and those in which tolerance and lengths are decided anew.
 constexpr int kRounds = 30, kDecidingRounds = 3;
 /// Points within so many tolerances can still become inliers.
 constexpr double kNearby = 4;
+/// The bend radius of a bend that may follow a pipe, in radii of the tube, and the share of a pipe that is
+/// kept.
+constexpr double kBendBehind = 3, kKeptOfPipe = 0.75;
 /// At the optimum the next step would move the distances by less, in sizes of the cloud.
 constexpr double kOptimal = 1e-9;
 
@@ -68,12 +73,12 @@ std::optional<PipedElbow> RefineInBand(const PipedElbow& elbow, unsigned held, d
   return refined ? std::optional(refined->elbow) : std::nullopt;
 }
 
-/// Narrows the band to the bound of the noise.
-std::optional<SettledElbow> Narrow(PipedElbow elbow, unsigned held, double band, double least,
+/// Narrows the band to the bound of the noise, while the pipes grow from a length in radii on.
+std::optional<SettledElbow> Narrow(PipedElbow elbow, unsigned held, double band, double least, double length,
                                    std::span<const Vector3d> points, Budget& budget) {
   std::vector<double> distances(points.size());
   for (int round = 0; round < kSettlingRounds; ++round) {
-    LimitReach(kGrowth * (round + 1), elbow);
+    LimitReach(length + kGrowth * (round + 1), elbow);
     MeasureDistances(elbow, points, distances);
     const auto refined = RefineInBand(elbow, held, band, points, distances, budget);
     if (!refined) return std::nullopt;
@@ -94,7 +99,10 @@ std::optional<SettledElbow> Settle(PipedElbow start, unsigned held, double least
                                    std::span<const Vector3d> points, Budget& budget) {
   double band = kFirstBand * start.torus.minor;
   for (;;) {
-    auto settled = Narrow(start, held, band, least, points, budget);
+    auto settled = Narrow(start, held, band, least, 0, points, budget);
+    // Once more with the whole pipes: in a wide band an arc that is too long costs hardly anything.
+    if (settled)
+      settled = Narrow(settled->elbow, held, 2 * settled->tolerance, least, kLongestPipe, points, budget);
     if (!settled) return std::nullopt;
     LimitReach(kLongestPipe, settled->elbow);
     const auto lengths = SupportedLengths(settled->elbow, points, settled->tolerance);
@@ -147,45 +155,79 @@ struct RunningElbow {
   bool converged = false;
 };
 
+/// The inliers of a round. Which stand alone is asked for each part by itself, since pipes and bend may be
+/// seen from different distances.
 struct ElbowInliers {
-  explicit ElbowInliers(std::size_t of) : selection(of) {}
-  InlierSelection selection;
-  IsolationGrid isolation;
+  std::array<IsolationGrid, 3> isolation;
+  std::vector<std::uint32_t> chosen, isolated;  // positions among the points nearby
   std::vector<Vector3d> points;
   std::vector<double> weights;
 };
 
-void CopyInliers(const Nearby& nearby, ElbowInliers& inliers) {
+/// The points within the tolerance, each with the part that it belongs to.
+struct PointsWithin {
+  std::vector<std::uint32_t> positions;
+  std::vector<ElbowPart> parts;
+};
+
+PointsWithin Within(const PipedElbow& elbow, const Nearby& nearby, double tolerance) {
+  const ElbowSurface surface(elbow);
+  PointsWithin within;
+  for (std::size_t i = 0; i < nearby.points.size(); ++i) {
+    const ElbowFoot foot = surface.FootOf(nearby.points[i]);
+    if (!(std::abs(foot.distance) <= tolerance)) continue;
+    within.positions.push_back(static_cast<std::uint32_t>(i));
+    within.parts.push_back(foot.part);
+  }
+  return within;
+}
+
+void BuildIsolation(const PointsWithin& within, const Nearby& nearby, ElbowInliers& inliers) {
+  for (std::size_t part = 0; part < inliers.isolation.size(); ++part) {
+    std::vector<Vector3d> points;
+    for (std::size_t k = 0; k < within.positions.size(); ++k) {
+      if (static_cast<std::size_t>(within.parts[k]) == part)
+        points.push_back(nearby.points[within.positions[k]]);
+    }
+    inliers.isolation[part].Clear();
+    inliers.isolation[part].Build(points);
+  }
+}
+
+/// Selects the points within the tolerance that do not stand alone.
+/// @param anew  whether to look again which do
+void Select(const PipedElbow& elbow, const Nearby& nearby, double tolerance, bool anew,
+            ElbowInliers& inliers) {
+  const PointsWithin within = Within(elbow, nearby, tolerance);
+  if (anew) BuildIsolation(within, nearby, inliers);
+  inliers.chosen.clear();
+  inliers.isolated.clear();
   inliers.points.clear();
   inliers.weights.clear();
-  inliers.selection.ForEach([&](std::size_t i) {
-    inliers.points.push_back(nearby.points[i]);
+  for (std::size_t k = 0; k < within.positions.size(); ++k) {
+    const std::uint32_t i = within.positions[k];
+    const Vector3d& p = nearby.points[i];
+    if (inliers.isolation[static_cast<std::size_t>(within.parts[k])].IsIsolated(p)) {
+      inliers.isolated.push_back(i);
+      continue;
+    }
+    inliers.chosen.push_back(i);
+    inliers.points.push_back(p);
     if (!nearby.weights.empty()) inliers.weights.push_back(nearby.weights[i]);
-  });
+  }
 }
 
-/// Selects the points within the tolerance; those that stand alone are looked for while it is decided.
-void Select(const Nearby& nearby, std::span<const double> distances, double tolerance, bool anew,
-            ElbowInliers& inliers) {
-  if (anew) {
-    inliers.isolation.Clear();
-    inliers.selection.ForgetIsolated();
-  }
-  inliers.selection.Select(nearby.points, distances.data(), tolerance, inliers.isolation);
-  if (anew) {
-    CopyInliers(nearby, inliers);
-    inliers.isolation.Build(inliers.points);
-    inliers.selection.ForgetIsolated();
-    inliers.selection.Select(nearby.points, distances.data(), tolerance, inliers.isolation);
-  }
-  CopyInliers(nearby, inliers);
-}
-
-/// Decides how far the pipes reach, from their points.
+/// Decides how far the pipes reach, from their points. Where a pipe goes over into the next bend, the points
+/// on the first sqrt(2 tolerance R) of that are within the tolerance too, so this length is given back.
 void DecideReach(const Nearby& nearby, double tolerance, PipedElbow& elbow) {
+  const std::array<TangentPipe, 2> before = elbow.pipes;
   LimitReach(kLongestPipe, elbow);
   const auto lengths = SupportedLengths(elbow, nearby.points, tolerance);
-  for (std::size_t k = 0; k < lengths.size(); ++k) elbow.pipes[k].reach = lengths[k];
+  const double given = std::sqrt(2 * tolerance * kBendBehind * elbow.torus.minor);
+  for (std::size_t k = 0; k < lengths.size(); ++k) {
+    const double length = std::max(lengths[k] - given, kKeptOfPipe * lengths[k]);
+    elbow.pipes[k].reach = lengths[k] > 0 ? length : before[k].reach;
+  }
 }
 
 /// Selection and refinement until the inliers stay the same and their optimum is exact.
@@ -193,20 +235,20 @@ bool RunRounds(const Nearby& nearby, const ConvergeTask& task, RunningElbow& run
                std::vector<double>& distances, Budget& budget) {
   constexpr int kSteps = 6;
   const double size = task.size > 0 ? task.size : running.elbow.torus.major;
-  std::uint64_t before = 0;
+  std::vector<std::uint32_t> before;
   for (int round = 0; round < kRounds; ++round) {
-    if (round > 0 && round < kDecidingRounds) DecideReach(nearby, running.decided.tolerance, running.elbow);
+    const bool decides = round < kDecidingRounds;
+    if (round > 0 && decides) DecideReach(nearby, running.decided.tolerance, running.elbow);
     MeasureDistances(running.elbow, nearby.points, distances);
     const double noise = running.decided.noise;
-    if (round < kDecidingRounds)
-      running.decided = DecideTolerance(running.elbow.torus, distances, noise, task);
-    Select(nearby, distances, running.decided.tolerance, round < kDecidingRounds, inliers);
+    if (decides) running.decided = DecideTolerance(running.elbow.torus, distances, noise, task);
+    Select(running.elbow, nearby, running.decided.tolerance, decides, inliers);
     const auto refined = Refine(running.elbow, task.held, inliers.points, inliers.weights, kSteps, budget);
     if (!refined) return false;
     running.elbow = refined->elbow;
     running.sums = refined->sums;
-    const bool isSame = round >= kDecidingRounds && inliers.selection.Hash() == before;
-    before = inliers.selection.Hash();
+    const bool isSame = !decides && inliers.chosen == before;
+    before = inliers.chosen;
     if (isSame && refined->remaining <= kOptimal * size) {
       running.converged = true;
       break;
@@ -255,12 +297,11 @@ void SortInliers(const Nearby& nearby, std::span<const double> distances, const 
   const auto isOfArc = [&](std::size_t i) {
     return surface.FootOf(nearby.points[i]).part == ElbowPart::kArc;
   };
-  inliers.selection.ForEach([&](std::size_t i) {
+  for (const std::uint32_t i : inliers.chosen)
     (isOfArc(i) ? result.arc.inliers : result.ofPipes).push_back(nearby.indices[i]);
-  });
-  inliers.selection.ForEachIsolated([&](std::size_t i) {
+  for (const std::uint32_t i : inliers.isolated) {
     if (isOfArc(i)) result.arc.isolated.push_back(nearby.indices[i]);
-  });
+  }
   const double tolerance = running.decided.tolerance;
   for (std::size_t i = 0; i < nearby.points.size(); ++i) {
     if (distances[i] > tolerance && distances[i] <= 2 * tolerance && isOfArc(i)) ++result.arc.justBeyond;
@@ -271,10 +312,9 @@ void SortInliers(const Nearby& nearby, std::span<const double> distances, const 
 /// inliers.
 void StateNoise(const Nearby& nearby, std::span<const double> distances, const ConvergeTask& task,
                 const RunningElbow& running, const ElbowInliers& inliers, Converged& arc) {
-  std::vector<std::uint32_t> chosen;
-  inliers.selection.ForEach([&](std::size_t i) { chosen.push_back(static_cast<std::uint32_t>(i)); });
   const bool isTold = task.noise || task.tolerance;
-  const double measured = NoiseOfInliers(chosen, distances, nearby.noiseWeights, false, kElbowParameters);
+  const double measured =
+      NoiseOfInliers(inliers.chosen, distances, nearby.noiseWeights, false, kElbowParameters);
   arc.tolerance = running.decided.tolerance;
   arc.rounding =
       RoundingWithin(arc.tolerance, isTold ? measured : running.decided.measured, arc.model, distances, task);
@@ -315,7 +355,7 @@ std::optional<ConvergedElbow> Converge(const SettledElbow& start, const Converge
   RunningElbow running{start.elbow, {}, {}, false};
   running.decided.noise = start.tolerance / InlierBound(false, 1);
   running.decided.tolerance = start.tolerance;
-  ElbowInliers inliers(nearby.points.size());
+  ElbowInliers inliers;
   std::vector<double> distances(nearby.points.size());
   if (!RunRounds(nearby, ofNearby, running, inliers, distances, budget)) return std::nullopt;
   ConvergedElbow result;
