@@ -20,6 +20,8 @@ constexpr std::size_t kGap = 6;
 constexpr double kSparse = 0.1;
 /// By how much points are denser within the tolerance than beside it.
 constexpr double kStandsOut = 2;
+/// How many more points than that a pipe has: of few some bins are right by chance.
+constexpr double kLeastPoints = 16;
 /// Sectors around a pipe, and how many of them hold a good part of what the fullest holds.
 constexpr std::size_t kSectors = 12;
 constexpr std::ptrdiff_t kLeastSectors = 3;
@@ -55,7 +57,9 @@ std::size_t SupportedBins(const std::vector<Counts>& bins) {
       supported = i + 1;
     all += bins[i];
   }
-  return supported;
+  Counts total;
+  for (std::size_t i = 0; i < supported; ++i) total += bins[i];
+  return total.within >= kStandsOut * total.beside + kLeastPoints ? supported : 0;
 }
 
 /// A pipe as its points are counted.
