@@ -17,6 +17,9 @@ struct Run {
   double bend = 0.3;  ///< radius of the bend
   double sweep = pi / 2;
   double pipes = 1;      ///< length of the pipe on either side; none at 0
+  double second = 1;     ///< of the one behind the bend, times that of the first; none at 0
+  double density = 1;    ///< of points on that pipe, times that elsewhere
+  double clutter = 0;    ///< share of all points
   double seen = 2 * pi;  ///< of the turn about the tube, from one side
 };
 
@@ -32,9 +35,13 @@ void AddElbow(const Run& run, SceneBuilder& builder) {
   builder.Accept(elbow, static_cast<int>(kPointsPerSquareMetre * AreaOf(elbow)));
   if (run.pipes == 0) return;
   const Vector3d end = run.bend * At(run.sweep), onwards = At(run.sweep + pi / 2);
-  const Face pipes[] = {Tube(run.bend * kX, run.bend * kX - run.pipes * kY, kTube, run.seen, kZ),
-                        Tube(end, end + run.pipes * onwards, kTube, run.seen, kZ)};
-  builder.Add(pipes, kPointsPerSquareMetre);
+  const Face pipes[] = {
+      Tube(run.bend * kX, run.bend * kX - run.pipes * kY, kTube, run.seen, kZ),
+      Tube(end, end + (run.second > 0 ? run.second : 1) * run.pipes * onwards, kTube, run.seen, kZ)};
+  builder.Add(pipes[0], static_cast<int>(kPointsPerSquareMetre * AreaOf(pipes[0])));
+  if (run.second > 0)
+    builder.Add(pipes[1], static_cast<int>(run.density * kPointsPerSquareMetre * AreaOf(pipes[1])));
+  if (run.clutter > 0) builder.AddClutter(run.clutter);
 }
 
 auto ElbowOf(const Run& run) {
@@ -98,6 +105,16 @@ HardCaseList BendCases() {
       CaseOf<Elbow>("elbow of short radius between pipes", ElbowOf({.bend = 0.2}), kExact),
       CaseOf<Elbow>("wide bend between pipes", ElbowOf({.bend = 0.8, .pipes = 2}), kExact),
       CaseOf<Elbow>("elbow between pipes, half seen", ElbowOf({.seen = pi}), kExact),
+      CaseOf<Elbow>("elbow of 30 degrees, long pipes", ElbowOf({.sweep = pi / 6, .pipes = 2}), kExact),
+      CaseOf<Elbow>("elbow of 120 degrees, short pipes", ElbowOf({.sweep = 2 * kSixth, .pipes = 0.3}),
+                    kExact),
+      CaseOf<Elbow>("elbow with a short and a long pipe", ElbowOf({.pipes = 0.3, .second = 6}), kExact),
+      CaseOf<Elbow>("elbow with pipes of unequal density",
+                    ElbowOf({.density = 0.1, .clutter = 0.3, .seen = pi}), kExact),
+      CaseOf<Elbow>("elbow between pipes in clutter", ElbowOf({.clutter = 0.3}), kExact),
+      CaseOf<Elbow>("elbow with a pipe on one side", ElbowOf({.second = 0}), kExact),
+      CaseOf<Elbow>("elbow of 45 degrees with a pipe on one side", ElbowOf({.sweep = kEighth, .second = 0}),
+                    kExact),
       CaseOf<Elbow>("elbow between pipes on a wall", ElbowOnWall, kExact),
       CaseOf<Elbow>("elbow between pipes, scanned", ScannedElbow, kExact),
       CaseOf<Elbow>("bend of half a turn between pipes", ElbowOf({.sweep = pi}), kExact),

@@ -2,7 +2,7 @@
 """Holds the includes to the layers: calls go downward only, and public headers stand on public ground.
 
     doors -> api, adaptive -> ransac -> estimators, optimize -> shapes, outline -> primitives -> fit
-    adaptive: find_shape -> evidence -> converge, search -> scene -> model
+    adaptive: find_shape, find_elbow -> evidence, joints -> converge, search -> scene -> model
     tool -> cli -> report -> io, on public headers and primitives/ only, and io without those of fits
 
 usage: check_includes.py [ROOT]
@@ -12,7 +12,7 @@ import re
 import sys
 
 LAYERS = {"fit": 0, "primitives": 1, "shapes": 2, "outline": 2, "estimators": 3, "optimize": 3, "ransac": 4,
-          "adaptive/model": 5, "adaptive/scene": 6, "adaptive/search": 7, "adaptive/converge": 7, "adaptive/evidence": 8,
+          "adaptive/model": 5, "adaptive/scene": 6, "adaptive/search": 7, "adaptive/converge": 7, "adaptive/evidence": 8, "adaptive/joints": 8,
           "adaptive": 9, "api": 9, "doors": 10}
 ROOT_HEADERS = {"export.h": ("fit", -1), "cxx20.h": ("fit", -1), "fit.h": ("primitives", 1), "error_codes.h": ("fit", -1),
                 "fit_c.h": ("primitives", 1), "flat.h": ("api", 9), "primfit.h": ("all", 11)}

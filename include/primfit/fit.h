@@ -142,7 +142,7 @@ struct FitOptionsBase {
   /// is left out. None: all count alike.
   std::span<const double> weights;
   double confidence = 0.99;  ///< that no better shape was missed; in (0, 1)
-  int mostDraws = 20000;     ///< samples at the most
+  int mostDraws = 20000;     ///< samples at the most; the search for an elbow's pipes has 1000 more for each
   double timeLimit =
       std::numeric_limits<double>::infinity();  ///< from the call on; what was complete by then counts
   std::optional<std::uint64_t> seed;            ///< unset: of the thread's ScopedSeed, else of the clock

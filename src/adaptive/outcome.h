@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "adaptive/converge/converge.h"
+#include "adaptive/evidence/extent.h"
 #include "adaptive/evidence/simpler_shape.h"
 #include "adaptive/fit_tasks.h"
 #include "adaptive/model/model.h"
@@ -20,7 +21,8 @@ struct Outcome {
   Converged converged;
   FitCovariance covariance;
   FitReport report;
-  std::optional<SimplerFit> simpler;  ///< a shape with fewer parameters that explains the inliers as well
+  std::optional<MeasuredBounds> bounds;  ///< where the fit itself tells them; else the inliers do
+  std::optional<SimplerFit> simpler;     ///< a shape with fewer parameters that explains the inliers as well
 };
 
 /// The outcome of a shape that a search has found and that has converged: how well it is known, and the

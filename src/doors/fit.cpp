@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 #include "adaptive/evidence/extent.h"
 #include "adaptive/evidence/stations.h"
+#include "adaptive/find_elbow.h"
 #include "adaptive/find_shape.h"
 #include "adaptive/fit_all_points.h"
 #include "adaptive/scene/plausible.h"
@@ -54,15 +57,18 @@ FitExtents ExtentsOf(const adaptive::MeasuredBounds& bounds) {
 /// The record, bounded by the inliers, and how exactly its bounds are known.
 /// @param m      in the caller's coordinates
 /// @param frame  about the model as it was fitted
+/// @param known  where the fit told the bounds
 template <class Shape>
-void Bound(const Model& m, const AxisFrame& frame, FitResult<Shape>& result) {
+void Bound(const Model& m, const AxisFrame& frame, const std::optional<adaptive::MeasuredBounds>& known,
+           FitResult<Shape>& result) {
   using D = Description<Shape>;
   if constexpr (D::kBounds == Bounds::kOutline) {
     adaptive::MeasuredOutline outline = adaptive::MeasureOutline(frame);
     result.shape = {m.center, m.axis, outline.loop.count, outline.loop.vertices.release(), frame.u};
     result.extents.sizes = std::move(outline.corners);
   } else {
-    const adaptive::MeasuredBounds bounds = adaptive::MeasureBounds(D::kBounds, frame, result.covariance);
+    const adaptive::MeasuredBounds bounds =
+        known ? *known : adaptive::MeasureBounds(D::kBounds, frame, result.covariance);
     result.shape = RecordFrom<D>(m, bounds.extent);
     result.extents = ExtentsOf<D>(bounds);
   }
@@ -160,7 +166,7 @@ FitResult<Shape> ResultOf(adaptive::Outcome out, const adaptive::Start& start, c
   result.inliers = scene.GivenIndices(std::move(chosen));
   result.covariance = std::move(out.covariance);
   result.covariance.position = m.center;
-  Bound(m, frame, result);
+  Bound(m, frame, out.bounds, result);
   result.report = std::move(out.report);
   std::tie(result.report.leastDeviation, result.report.largestDeviation) =
       Deviations(out.model, {near.data(), result.inliers.size()});
@@ -191,7 +197,8 @@ FitResult<Shape> fit(PointView points, const FitOptions<Shape>& options) {
   const adaptive::Start start = StartOf<D>(options.constraints);
   adaptive::Start inScene = start;
   if (inScene.model) inScene.model->center -= scene.Origin();
-  const auto find = allPoints ? adaptive::FitAllPoints : adaptive::FindShape;
+  const auto search = std::is_same_v<Shape, Elbow> ? adaptive::FindElbow : adaptive::FindShape;
+  const auto find = allPoints ? adaptive::FitAllPoints : search;
   return ResultOf<Shape>(find(D::kKind, scene, options, inScene, budget), start, scene, stations);
 }
 

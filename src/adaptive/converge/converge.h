@@ -27,6 +27,7 @@ struct Converged {
   double noise = 0, tolerance = 0;
   RoundingEffect rounding;
   std::size_t justBeyond = 0;  ///< points beyond the tolerance, but not beyond twice of it
+  double supportBeside = 0;    ///< what the inliers of shapes that it was fitted with are of all points
   bool isAtPlace = false;      ///< whether only the points about a place that was told were looked at
   unsigned atEnd = 0;          ///< parts that are held at an end of their plausible range
   NormalEquations sums{};      ///< at the inliers' feet on the shape, of the parts that are free

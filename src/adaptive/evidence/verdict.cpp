@@ -127,7 +127,7 @@ void StateVerdict(const Converged& c, const FitCovariance& covariance, const Dou
     report.reason = doubts.misfit;
     return;
   }
-  if (!c.isAtPlace && report.inlierShare < kWeakShare) {
+  if (!c.isAtPlace && report.inlierShare + c.supportBeside < kWeakShare) {
     report.verdict = Verdict::kWeak;
     report.reason = Text("only %.1f %% of the points support the best shape", 100 * report.inlierShare);
   }

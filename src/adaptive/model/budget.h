@@ -82,6 +82,7 @@ class Budget {
 
  private:
   friend class ScopedDrawLimit;
+  friend class ScopedDraws;
 
   BudgetLimits limits_;
   FitProgressUpdater* host_;
@@ -103,6 +104,22 @@ class ScopedDrawLimit {
   ScopedDrawLimit(const ScopedDrawLimit&) = delete;
   ScopedDrawLimit& operator=(const ScopedDrawLimit&) = delete;
   ~ScopedDrawLimit() { budget_.limits_.draws = before_; }
+
+ private:
+  Budget& budget_;
+  int before_;
+};
+
+/// Gives a budget so many draws while it lives, whatever its limit says, for a search with draws of its own.
+class ScopedDraws {
+ public:
+  ScopedDraws(Budget& budget, int draws) : budget_(budget), before_(budget.limits_.draws) {
+    constexpr int kMost = std::numeric_limits<int>::max();
+    budget.limits_.draws = budget.draws_ + std::min(draws, kMost - budget.draws_);
+  }
+  ScopedDraws(const ScopedDraws&) = delete;
+  ScopedDraws& operator=(const ScopedDraws&) = delete;
+  ~ScopedDraws() { budget_.limits_.draws = before_; }
 
  private:
   Budget& budget_;
