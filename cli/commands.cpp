@@ -125,7 +125,7 @@ void Fit(const FitCommand& command, FitRun& run, const Host& host, bool draw) {
   const std::span<const Eigen::Vector3d> points = InMetres(*run.cloud, unit, memory);
   try {
     std::optional<Stoppable> stoppable;
-    if (!command.picked) stoppable.emplace(host);
+    if (!command.picked || request.method == Method::kAdaptive) stoppable.emplace(host);
     const ScopedSeed seed(run.seed);
     const FitFunction fit = !request.section.empty()              ? command.fitThrough
                             : request.method == Method::kAdaptive ? command.adaptive

@@ -70,6 +70,8 @@ std::string HintFor(FitErrorCode code, const FitCommand& command, const FitRun& 
                "--outliers, or cut other surfaces off with --near or --box";
       return "raise --outliers, or choose one surface with --near or --box";
     case FitErrorCode::kNothingStandsOut:
+      if (command.picked)
+        return "check that --pick is on the pipe and --radius-hint at least a quarter of its radius";
       return fmt::format(
           "choose one surface with --near or --box, or say more or less of it (see primfit {} --help)",
           command.name);

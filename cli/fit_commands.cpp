@@ -4,6 +4,8 @@
 
 #include <Eigen/Geometry>
 #include <array>
+#include <cmath>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -107,20 +109,41 @@ FittedShape ResultOf(const typename D::Record& shape, const FitQuality& quality)
   return result;
 }
 
+/// The result of an adaptive fit in the program's form.
+template <class Shape>
+FittedShape ResultOf(FitResult<Shape> output) {
+  FittedShape result = ResultOf<Description<Shape>>(output.shape, output.quality);
+  result.evidence = {std::move(output.covariance), std::move(output.report), std::move(output.extents)};
+  result.inliers = std::move(output.inliers);
+  return result;
+}
+
 /// The adaptive fit of the library.
 template <class Shape>
 FittedShape FitAdaptive(std::span<const Eigen::Vector3d> points, const FitRequest& request,
                         FitProgressUpdater* updater) {
-  using D = Description<Shape>;
-  const Start<typename D::StartDescription> start(request);
+  const Start<typename Description<Shape>::StartDescription> start(request);
   FitOptions<Shape> options{AdaptiveOptions(request, updater), start.Constraints()};
   options.allPoints = request.allPoints;
   options.stations = request.stations;
-  auto output = fit<Shape>(points, options);
-  FittedShape result = ResultOf<D>(output.shape, output.quality);
-  result.evidence = {std::move(output.covariance), std::move(output.report), std::move(output.extents)};
-  result.inliers = std::move(output.inliers);
-  return result;
+  return ResultOf(fit<Shape>(points, options));
+}
+
+/// The adaptive fit of the pipe that a point was picked on. The point may be a little beside the points of
+/// the pipe, so the pipe passes it as nearly as the nearest point of all does.
+FittedShape FitAtPick(std::span<const Eigen::Vector3d> points, const FitRequest& request,
+                      FitProgressUpdater* updater) {
+  FitOptions<Cylinder> options{AdaptiveOptions(request, updater), nullptr};
+  options.stations = request.stations;
+  options.passes = Eigen::Vector3d(request.pick.data());
+  double nearest = std::numeric_limits<double>::infinity();
+  for (const Eigen::Vector3d& p : points) {
+    const double squared = (p - *options.passes).squaredNorm();
+    if (squared < nearest) nearest = squared;  // false for a point that is not finite
+  }
+  if (std::isfinite(nearest)) options.passesWithin = std::sqrt(nearest);
+  if (request.pick.size() > 3) options.radius.high = report::kMostOfRadiusHint * request.pick[3];
+  return ResultOf(fit<Cylinder>(points, options));
 }
 
 /// The front of the fixed pipeline's fit for the constraints C and the record of D.
@@ -190,17 +213,15 @@ constexpr FitCommand CommandOf() {
   return command;
 }
 
-/// A pipe is found whole, by its pick alone; nothing of it can be held.
-constexpr Part kPipeParts[] = {{"origin", PartKind::kPosition, Role::kResult},
-                               {"radius", PartKind::kRadius, Role::kResult},
-                               {"axis", PartKind::kDirection, Role::kResult}};
+/// A pipe is the cylinder under its pick.
 constexpr FitCommand kPipe{.name = "pipe",
                            .summary = "Fit the cylinder that a point was picked on",
-                           .parts = kPipeParts,
-                           .arrayParts = kPipeParts,
+                           .parts = kPartsIn<Description<Cylinder>, kForPeople>,
+                           .arrayParts = kPartsIn<Description<Cylinder>, kForArrays>,
                            .sampleSize = FitConstraintsCylinder::kDefaultSampleSize,
                            .minimumPoints = 10,
                            .classic = &FitPicked,
+                           .adaptive = &FitAtPick,
                            .picked = true};
 
 template <class... Shapes>

@@ -28,12 +28,15 @@ struct FitCommand {
   int sampleSize;     ///< points of a random sample, unless the user says otherwise
   int minimumPoints;  ///< that determine the shape
   FitFunction classic = nullptr;     ///< of the fixed pipeline, where there is one
-  FitFunction adaptive = nullptr;    ///< where there is one
+  FitFunction adaptive;              ///< of the adaptive method
   FitFunction fitThrough = nullptr;  ///< the fit through a cross-section, where there is one
-  bool picked = false;               ///< found through a point on it, among all points and without a stop
+  /// Whether it is found by a point on it alone, so that nothing of it can be held. The fixed pipeline cannot
+  /// be stopped then.
+  bool picked = false;
 
   /// Numbers that a start shape takes; 0 when the fit takes none.
   std::size_t StartSize() const {
+    if (picked) return 0;
     std::size_t size = 0;
     for (const Part& part : parts) size += part.role == Role::kResult ? 0 : part.Size();
     return size;

@@ -93,9 +93,10 @@ void AddStartOptions(CLI::App& command, const FitCommand& fit, Options& options)
 template <class Add, class AddFlag>
 void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& option, const AddFlag& flag) {
   const FitOptionsBase defaults;
-  flag("--all-points", options.allPoints,
-       "Take every point as one of the shape: plain least squares without a search for outliers (default: "
-       "search)");
+  if (!fit.picked)
+    flag("--all-points", options.allPoints,
+         "Take every point as one of the shape: plain least squares without a search for outliers (default: "
+         "search)");
   option("--noise", options.noise, "LENGTH",
          "Standard deviation of the points from the shape, in the file's unit (default: from the points)");
   option("--confidence", options.confidence, "SHARE",
@@ -110,7 +111,8 @@ void AddAdaptiveOptions(const FitCommand& fit, Options& options, const Add& opti
          "Verdicts, one or more between commas, with which a fit ends with exit status 0 as a good one does "
          "(default: none)");
   for (std::size_t i = 0; i < kLimits.size(); ++i) {
-    if (fit.Has(kLimits[i]))
+    const bool isPick = fit.picked && i == report::kPasses;  // told by --pick
+    if (fit.Has(kLimits[i]) && !isPick)
       option(kLimits[i].option, options.limits[i], TypeOf(kLimits[i].parts), kLimits[i].help);
   }
 }
@@ -213,13 +215,14 @@ void AddCheckOptions(CLI::App& command, Options& options) {
 void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   const auto option = OptionsTo(command);
   const auto flag = FlagsTo(command);
-  const bool both = fit.adaptive != nullptr && fit.classic != nullptr;
+  const bool both = fit.classic != nullptr;
   AddSharedOptions(both, options, option);
   if (fit.picked) {
     option("--pick", options.pick, "x,y,z", "A point on the pipe, in the file's unit (required)");
-    option(
-        "--radius-hint", options.radiusHint, "LENGTH",
-        "About the radius of the pipe, in the file's unit; more than four times it is rejected (required)");
+    option("--radius-hint", options.radiusHint, "LENGTH",
+           fmt::format("About the radius of the pipe, in the file's unit; more than {} times it is rejected "
+                       "(default: any; with --classic required)",
+                       report::kMostOfRadiusHint));
   } else {
     AddStartOptions(command, fit, options);
   }
@@ -227,24 +230,17 @@ void AddFitOptions(CLI::App& command, const FitCommand& fit, Options& options) {
   option("--seed", options.seed, "NUMBER",
          "Seed of the random choices; the same seed gives the same result (default: from the clock)");
   flag("--quiet", options.quiet, "No progress bar and no notes (default: a bar on terminals)");
-  if (fit.classic != nullptr)
-    flag("--classic", options.classic,
-         both ? "Take the fixed pipeline, whose bounds are not those of the points (default: the adaptive "
-                "method)"
-              : "Take the fixed pipeline (default for this command)");
-
-  // An option of the method that a command never takes is known, so that it can be refused with the reason,
-  // but its help does not show it.
   const auto to = [&](std::vector<const CLI::Option*>& those, const char* group, const auto& add) {
     return [&those, group, &add](auto&&... arguments) { those.push_back(add(arguments...)->group(group)); };
   };
-  const char* adaptive = both ? "Adaptive method" : "";
+  const char* const adaptive = both ? "Adaptive method" : "Options";
   AddAdaptiveOptions(fit, options, to(options.ofAdaptive, adaptive, option),
                      to(options.ofAdaptive, adaptive, flag));
-  const char* classic = both ? "Fixed pipeline, with --classic" : "Options";
-  if (fit.classic == nullptr) return;
-  AddClassicOptions(fit, options, to(options.ofClassic, classic, option),
-                    to(options.ofClassic, classic, flag));
+  if (!both) return;
+  flag("--classic", options.classic,
+       "Take the fixed pipeline, whose bounds are not those of the points (default: the adaptive method)");
+  AddClassicOptions(fit, options, to(options.ofClassic, "Fixed pipeline, with --classic", option),
+                    to(options.ofClassic, "Fixed pipeline, with --classic", flag));
 }
 
 }  // namespace primfit::cli

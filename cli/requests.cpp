@@ -59,23 +59,20 @@ Input InputOf(const Options& options) {
 
 namespace {
 
-Method MethodOf(const Options& options, const FitCommand& fit) {
-  const bool adaptive = !options.classic && !options.through && fit.adaptive != nullptr;
-  return adaptive ? Method::kAdaptive : Method::kClassic;
+Method MethodOf(const Options& options) {
+  return options.classic || options.through ? Method::kClassic : Method::kAdaptive;
 }
 
 /// Refuses what only the other method has.
-void CheckMethod(const Options& options, const FitCommand& fit) {
-  const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
+void CheckMethod(const Options& options) {
+  const bool adaptive = MethodOf(options) == Method::kAdaptive;
   for (const CLI::Option* option : adaptive ? options.ofClassic : options.ofAdaptive) {
     if (option->count() == 0) continue;
     const std::string name = "--" + option->get_lnames().front();  // hidden ones have no other name
     if (adaptive) throw UsageError(name + " is an option of the fixed pipeline: add --classic");
-    const std::string why =
-        fit.adaptive == nullptr
-            ? fmt::format("; {} always takes the fixed pipeline", io::WithArticle(fit.name))
-        : options.through ? "; a fit --through a cross-section always takes the fixed pipeline"
-                          : ": leave --classic out";
+    const char* const why = options.through
+                                ? "; a fit --through a cross-section always takes the fixed pipeline"
+                                : ": leave --classic out";
     throw UsageError(fmt::format("{} is an option of the adaptive method{}", name, why));
   }
 }
@@ -84,7 +81,7 @@ std::string FixOptionOf(const Part& part) { return fmt::format("--fix-{}", part.
 
 /// A held part needs its value, and a value that nothing uses is a mistake.
 void CheckHolds(const Options& options, const FitCommand& fit) {
-  const bool adaptive = MethodOf(options, fit) == Method::kAdaptive;
+  const bool adaptive = MethodOf(options) == Method::kAdaptive;
   std::size_t held = 0;
   std::size_t fixable = 0;
   ForEachPart(fit.parts, fit.StartSize(), [&](const Part& part, std::size_t i, std::size_t) {
@@ -159,10 +156,13 @@ std::vector<double> StartOf(const Options& options, const FitCommand& fit, const
   return start;
 }
 
+/// The point, and the radius where one was told, which the fixed pipeline needs.
 std::vector<double> PickOf(const Options& options, const Unit& unit) {
-  if (!options.pick || !options.radiusHint)
-    throw UsageError("a pipe needs --pick with a point on it and --radius-hint with about its radius");
+  if (!options.pick) throw UsageError("a pipe needs --pick with a point on it");
+  if (options.classic && !options.radiusHint)
+    throw UsageError("a pipe with --classic needs --radius-hint with about its radius");
   std::vector<double> pick = ParseNumbers("--pick", *options.pick, 3, "x,y,z");
+  if (!options.radiusHint) return pick;
   RequireLength("--radius-hint", options.radiusHint, unit);
   pick.push_back(*options.radiusHint);
   return pick;
@@ -213,7 +213,7 @@ void ReadAdaptive(const Options& options, const Unit& unit, FitRequest& request)
   }
 }
 
-void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit, FitRequest& request) {
+void ReadClassic(const Options& options, const Unit& unit, FitRequest& request) {
   const auto defaults = ClassicDefaults();
   const double tolerance = options.tolerance.value_or(defaults.InlierDistanceThreshold() / unit.metres);
   const double outliers = options.outliers.value_or(defaults.OutlierPercentage());
@@ -225,7 +225,6 @@ void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit
   // At 0 the library would draw no sample: it would be sure of any.
   request.outliers = std::max(0.01, outliers);
   if (options.through) request.section = SectionOf(*options.through);
-  if (fit.picked) request.pick = PickOf(options, unit);
   request.skipSearch = options.skipSearch;
   request.refineOnce = options.refineOnce;
   request.anyQuality = options.anyQuality;
@@ -234,14 +233,15 @@ void ReadClassic(const Options& options, const FitCommand& fit, const Unit& unit
 }  // namespace
 
 FitRequest RequestOf(const Options& options, const FitCommand& fit, const Unit& unit) {
-  CheckMethod(options, fit);
+  CheckMethod(options);
   CheckHolds(options, fit);
   FitRequest request;
-  request.method = MethodOf(options, fit);
+  request.method = MethodOf(options);
   if (request.method == Method::kAdaptive)
     ReadAdaptive(options, unit, request);
   else
-    ReadClassic(options, fit, unit, request);
+    ReadClassic(options, unit, request);
+  if (fit.picked) request.pick = PickOf(options, unit);
   request.start = StartOf(options, fit, unit);
   for (std::size_t i = 0; i < fit.parts.size(); ++i) request.fixed.push_back(options.fixed[i].has_value());
   return request;

@@ -36,7 +36,9 @@ inline constexpr Part kAxisNearParts[] = {{"axis", PartKind::kDirection, Role::k
 inline constexpr Part kPassesParts[] = {{"place", PartKind::kPosition, Role::kStart},
                                         {"within", PartKind::kRadius, Role::kStart}};
 
-/// A point on a pipe, and about its radius.
+/// A point on a pipe, and about its radius. A picked pipe has at the most so many times the radius that was
+/// told as a hint.
+inline constexpr double kMostOfRadiusHint = 4;
 inline constexpr Part kPickParts[] = {{"pick", PartKind::kPosition, Role::kStart},
                                       {"radius-hint", PartKind::kRadius, Role::kStart}};
 /// A cross-section of a bent pipe.

@@ -29,6 +29,8 @@ constexpr int kDrawsOfBall = 300;
 constexpr std::size_t kLinkedInBall = 512, kLinkedInTheEnd = 2048;
 /// A larger ball is not searched where the best candidate has a smaller share of its points.
 constexpr double kSmallPart = 1.0 / 16;
+/// How far about the points of a shape others are looked at, in the radius of these.
+constexpr double kAboutSupport = 1.5;
 
 /// What all balls are searched for.
 struct PlaceTask {
@@ -100,12 +102,17 @@ double Try(const Model& from, double tolerance, ConvergeTask task, const Ball& b
   task.noiseWeights = ball.noiseWeights;
   task.startTolerance = tolerance;
   const auto c = Converge(from, task, budget);
-  if (!c || !StandsOut(*c, of.plausible, of.IsNoiseTold(), task.size))
+  if (!c || !StandsOut(*c, of.plausible, of.IsNoiseTold(), task.size) ||
+      IsTooFine(c->noise, search.surroundings))
     return std::numeric_limits<double>::infinity();
   PlaceCandidate candidate{c->model, c->noise, c->tolerance};
   const double ofSample = SupportOf(candidate, of.place, ball.part.points, kLinkedInBall, dice).count;
   candidate.support = ofSample * ball.count / static_cast<double>(ball.part.points.size());
-  if (!search.best || IsPreferred(candidate, *search.best, search.surroundings)) search.best = candidate;
+  if (!search.best || IsPreferred(candidate, *search.best, search.surroundings)) {
+    double& least = search.surroundings.leastNoise;
+    least = search.best ? std::min(least, LargestNoise(candidate)) : LargestNoise(candidate);
+    search.best = candidate;
+  }
   return c->noise;
 }
 
@@ -162,6 +169,28 @@ std::vector<std::uint32_t> RegionOf(const Support& support, const Scene& scene) 
   return in;
 }
 
+/// Whether the points end where the shape does. A patch of any smooth body is nearly a plane or a sphere, but
+/// its points go on beside it and leave it slowly: then there are as many just beyond the tolerance as
+/// within.
+/// @param size  of the region
+bool EndsWithItsPoints(const Converged& c, double size, const PlaceTask& of, const ScenePart& region,
+                       const Scene& scene) {
+  double squared = 0;
+  Vector3d middle = Vector3d::Zero();
+  for (const std::uint32_t i : c.inliers) middle += region.points[i] / static_cast<double>(c.inliers.size());
+  for (const std::uint32_t i : c.inliers)
+    squared = std::max(squared, (region.points[i] - middle).squaredNorm());
+  const double reach = kAboutSupport * std::sqrt(squared);
+  std::vector<Vector3d> about;
+  for (const Vector3d& p : scene.Points()) {
+    if ((p - middle).norm() <= reach) about.push_back(p);
+  }
+  Converged here = c;
+  here.justBeyond =
+      PointsWithin(2 * c.tolerance, c.model, about).size() - PointsWithin(c.tolerance, c.model, about).size();
+  return StandsOut(here, of.plausible, of.IsNoiseTold(), size);
+}
+
 /// Converges on all points about a candidate. Where that makes it coarser without saving more, the
 /// candidate's tolerance holds: it would take in points of what the shape goes over into.
 std::optional<Converged> ConvergeOnRegion(const PlaceCandidate& from, const PlaceTask& of,
@@ -180,7 +209,8 @@ std::optional<Converged> ConvergeOnRegion(const PlaceCandidate& from, const Plac
     task.tolerance = from.tolerance;
     converged = ConvergeInStages(from.model, task, sample, region.AsCloud(), budget);
   }
-  if (!converged || !StandsOut(*converged, of.plausible, of.IsNoiseTold(), sample.units.size))
+  if (!converged || IsTooFine(converged->noise, search.surroundings) ||
+      !EndsWithItsPoints(*converged, sample.units.size, of, region, scene))
     return std::nullopt;
   return converged;
 }

@@ -15,15 +15,8 @@ constexpr double kMuchMore = 2;
 /// camera four times, the walls of a scanned room five times.
 constexpr double kMostUneven = 5;
 
-/// The noise that a candidate has at the most: of n values the standard deviation is known to 1 / sqrt(2 n)
-/// of itself, of which twice is allowed for.
-double MostNoise(const PlaceCandidate& c) {
-  return c.noise * (1 + 2 / std::sqrt(2 * std::max(c.support, 1.0)));
-}
-
 /// What a candidate saves, in nats: each of its points is known to the entropy of the noise instead of the
-/// room. Points that lie on it more exactly than a surface here can be known are an accident, as of a row
-/// with one height.
+/// room.
 double Saving(const PlaceCandidate& c, const Surroundings& in) {
   const double noise = std::max(c.noise, in.localNoise / kMostUneven);
   const double spread = std::sqrt(2 * std::numbers::pi * std::numbers::e) * noise;
@@ -33,13 +26,19 @@ double Saving(const PlaceCandidate& c, const Surroundings& in) {
 
 }  // namespace
 
+double LargestNoise(const PlaceCandidate& c) {
+  return c.noise * (1 + 2 / std::sqrt(2 * std::max(c.support, 1.0)));
+}
+
+bool IsTooFine(double noise, const Surroundings& in) { return noise * kMostUneven < in.localNoise; }
+
 bool IsCoarser(const PlaceCandidate& c, const PlaceCandidate& than) {
-  return c.noise > kMuchCoarser * MostNoise(than);
+  return c.noise > kMuchCoarser * LargestNoise(than);
 }
 
 bool IsPreferred(const PlaceCandidate& c, const PlaceCandidate& best, const Surroundings& in) {
   const double saving = Saving(c, in), bestSaving = Saving(best, in);
-  const double mostNoise = kMostUneven * std::max(MostNoise(best), in.localNoise);
+  const double mostNoise = kMostUneven * std::max(in.leastNoise, in.localNoise);
   if (IsCoarser(c, best)) return c.noise <= mostNoise && saving > kMuchMore * bestSaving;
   if (IsCoarser(best, c)) return bestSaving <= kMuchMore * saving;
   return c.support > best.support;

@@ -19,7 +19,7 @@ PROGRAM, SCHEMA, DOCUMENT = (pathlib.Path(argument) for argument in sys.argv[1:4
 FITS = {"line": ["line"], "arc": ["arc"], "plane": ["plane"], "patch": ["patch"], "sphere": ["sphere"],
         "cylinder": ["cylinder"], "bounded-cylinder": ["bounded-cylinder"], "cone": ["cone"],
         "bounded-cone": ["bounded-cone"], "torus": ["torus"], "elbow": ["elbow"],
-        "pipe": ["pipe", "--pick=1,0,0.5", "--radius-hint=1.2"]}
+        "pipe": ["pipe", "--pick=1,0,0.5", "--radius-hint=1.2", "--classic"]}
 SCENES = {"line": "line", "arc": "arc", "plane": "plane", "patch": "plane", "sphere": "sphere", "torus": "torus",
           "elbow": "torus", "cone": "cone", "bounded-cone": "cone"}
 

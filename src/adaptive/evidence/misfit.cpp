@@ -52,7 +52,7 @@ constexpr double kDeepValley = 0.4, kSignificantValley = 8;
 constexpr double kLargeCell = 40, kSmallCell = 8;
 constexpr double kWaves = 0.15;
 /// Most of the deviations is common to close neighbours, and much of it to far ones.
-constexpr double kCommonToClose = 0.7, kCommonToFar = 1.0 / 3;
+constexpr double kCommonToClose = 0.8, kCommonToFar = 1.0 / 3;
 /// How far F has to be above 1, in its standard deviations.
 constexpr double kSignificant = 5;
 
