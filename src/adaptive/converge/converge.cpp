@@ -182,22 +182,32 @@ void SelectFinalInliers(RunningFit& fit) {
   fit.selection.Select(fit.task.points, fit.distances.data(), fit.decided.tolerance, fit.isolation);
 }
 
-/// At the feet of the inliers, or of some thousands of them.
-void SumUpAtFeet(RunningFit& fit, Converged& result) {
-  const std::size_t step = fit.selection.Count() / kForFeet + 1;
+/// At the feet of points, or of some thousands of them.
+FeetSums SumUpAtFeet(std::span<const std::uint32_t> indices, RunningFit& fit) {
+  const std::size_t step = indices.size() / kForFeet + 1;
   const bool weighted = !fit.task.sqrtWeights.empty();
   Vector3d* const points = fit.copies.points.data();
   double* const sqrtWeights = fit.copies.sqrtWeights.data();
-  std::size_t seen = 0, count = 0;
-  fit.selection.ForEach([&](std::size_t i) {
-    if (seen++ % step != 0) return;
-    if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[i];
-    points[count++] = fit.task.points[i];
-  });
-  const FeetSums feet = SumsAtFeet(fit.now.model, fit.task.held | fit.now.atEnd, {points, count},
-                                   {sqrtWeights, weighted ? count : 0});
-  result.sums = feet.sums;
-  result.squaredWeightSums = feet.squared;
+  std::size_t count = 0;
+  for (std::size_t k = 0; k < indices.size(); k += step) {
+    if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[indices[k]];
+    points[count++] = fit.task.points[indices[k]];
+  }
+  return SumsAtFeet(fit.now.model, fit.task.held | fit.now.atEnd, {points, count},
+                    {sqrtWeights, weighted ? count : 0});
+}
+
+/// The points just beyond the tolerance that do not stand alone, less the noise's own tail. About a curve
+/// there is three times as much room for them as within the tolerance.
+Strays StraysOf(std::size_t inliers, double tolerance, RunningFit& fit) {
+  std::vector<std::uint32_t> beyond;
+  for (std::size_t i = 0; i < fit.task.points.size(); ++i) {
+    if (!(fit.distances[i] > tolerance && fit.distances[i] <= 2 * tolerance)) continue;
+    if (!fit.isolation.IsIsolated(fit.task.points[i])) beyond.push_back(static_cast<std::uint32_t>(i));
+  }
+  const double count = static_cast<double>(beyond.size()) - kShareBeyondBound * static_cast<double>(inliers);
+  if (count <= 0) return {};
+  return {count / (fit.now.model.IsCurve() ? 3 : 1), SumUpAtFeet(beyond, fit)};
 }
 
 /// What is known of the final shape. Where the tolerance was given, or follows from the steps of the
@@ -222,7 +232,8 @@ Converged ResultOf(RunningFit& fit, bool converged) {
   const double measured = isTold ? noiseOfInliers() : fit.decided.measured;
   result.rounding = RoundingWithin(result.tolerance, measured, result.model, fit.Distances(), task);
   if (isTold || fit.decided.isOfSteps) result.noise = std::max(noiseOfInliers(), result.rounding.noise);
-  SumUpAtFeet(fit, result);
+  result.feet = SumUpAtFeet(result.inliers, fit);
+  result.strays = StraysOf(result.inliers.size(), result.tolerance, fit);
   result.justBeyond = static_cast<std::size_t>(
       std::count_if(fit.distances.data(), fit.distances.data() + task.points.size(),
                     [&](double d) { return d > result.tolerance && d <= 2 * result.tolerance; }));
