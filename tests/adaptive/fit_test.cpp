@@ -159,6 +159,34 @@ TEST(Fit, KnowsHowExactItIsAmongClutter) {
   for (const double square : squares) EXPECT_NEAR(square, 1, 0.33);
 }
 
+TEST(Fit, TakesAllPointsWhereTheyAreTooFewForASearch) {
+  ForEachKind([](const auto& kind) {
+    using Shape = typename std::decay_t<decltype(kind)>::Shape;
+    SCOPED_TRACE(kind.name);
+    Random random(5);
+    const Vector3d axis = random.Direction();
+    for (int run = 0; run < 20; ++run) {
+      const Points points = kind.points(Vector3d::Zero(), axis, 16, kNoise / 4, random);
+      const ScopedSeed seed(static_cast<std::uint64_t>(run));
+      EXPECT_NO_THROW(primfit::fit<Shape>(points));
+      Points cloud;
+      for (int i = 0; i < 16; ++i) cloud.push_back(random.InCube(1));
+      EXPECT_THROW(primfit::fit<Shape>(cloud), FitError);
+    }
+  });
+  // Eight points on a plane: nothing tells a stray one, so it is not good.
+  Random random(6);
+  Points points;
+  for (int i = 0; i < 8; ++i)
+    points.emplace_back(random.Uniform(0, 1), random.Uniform(0, 1), random.Gauss(kNoise));
+  const auto fit = primfit::fit<Plane>(points);
+  EXPECT_EQ(fit.inliers.size(), points.size());
+  EXPECT_EQ(fit.report.verdict, Verdict::kWeak) << fit.report.reason;
+  FitOptions<Plane> options;
+  options.tolerance = 1e-4;
+  EXPECT_THROW(primfit::fit<Plane>(points, options), FitError);
+}
+
 TEST(Fit, KnowsHowExactItIs) {
   // Mean square of n normal deviates: 1 within 4 times the root of 2 / n, which for all 40 here fails by
   // chance once in 400.
