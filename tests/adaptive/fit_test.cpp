@@ -159,6 +159,23 @@ TEST(Fit, KnowsHowExactItIsAmongClutter) {
   for (const double square : squares) EXPECT_NEAR(square, 1, 0.33);
 }
 
+TEST(Fit, IsNotDrawnToAStrayPointWithALongLever) {
+  // Far from a hundred points on a plane one lies nearly on it: it would draw the plane to itself.
+  Random random(8);
+  Points points;
+  for (int i = 0; i < 100; ++i)
+    points.emplace_back(random.Uniform(0, 1), random.Uniform(0, 1), random.Gauss(kNoise));
+  for (int i = 0; i < 10; ++i)
+    points.emplace_back(random.Uniform(0, 1), random.Uniform(0, 1), random.Uniform(0.1, 1));
+  points.emplace_back(6, 6, 5 * kNoise);
+  const ScopedSeed seed(1);
+  const auto fit = primfit::fit<Plane>(points);
+  EXPECT_EQ(std::count(fit.inliers.begin(), fit.inliers.end(), points.size() - 1), 0);
+  EXPECT_GE(fit.inliers.size(), 98U);
+  for (const double off : Deviations(fit, {Vector3d::Zero(), Vector3d::UnitZ(), 0, 0}))
+    EXPECT_LT(std::abs(off), 4.5);
+}
+
 TEST(Fit, TakesAllPointsWhereTheyAreTooFewForASearch) {
   ForEachKind([](const auto& kind) {
     using Shape = typename std::decay_t<decltype(kind)>::Shape;
