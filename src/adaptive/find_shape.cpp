@@ -1,11 +1,13 @@
 #include "adaptive/find_shape.h"
 
 #include <cstddef>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "adaptive/converge/converge_in_stages.h"
 #include "adaptive/find_at_place.h"
+#include "adaptive/fit_few_points.h"
 #include "adaptive/scene/plausible.h"
 #include "adaptive/search/nested_search.h"
 #include "adaptive/search/rival_search.h"
@@ -15,19 +17,17 @@ namespace primfit::adaptive {
 
 namespace {
 
-/// The shape of the first hypothesis that converges to one which stands out.
-/// @throws FitError where none does
-Converged ConvergeFirst(const std::vector<Hypothesis>& hypotheses, ConvergeTask task, bool isNoiseKnown,
-                        const Sample& sample, const Scene& scene, Budget& budget) {
+/// The shape of the first hypothesis that converges to one which stands out, none where none does.
+std::optional<Converged> ConvergeFirst(const std::vector<Hypothesis>& hypotheses, ConvergeTask task,
+                                       bool isNoiseKnown, const Sample& sample, const Scene& scene,
+                                       Budget& budget) {
   for (const Hypothesis& hypothesis : hypotheses) {
     task.startTolerance = hypothesis.score.tolerance * sample.units.size;
     auto converged =
         ConvergeInStages(sample.units.Back(hypothesis.model), task, sample, CloudOf(scene), budget);
-    if (converged && StandsOut(*converged, *task.plausible, isNoiseKnown, task.size))
-      return *std::move(converged);
+    if (converged && StandsOut(*converged, *task.plausible, isNoiseKnown, task.size)) return converged;
   }
-  budget.RequireMore();
-  throw FitError(messages::kNothingStandsOut);
+  return std::nullopt;
 }
 
 /// Refuses what has no answer whatever the points are, and too few points for the free parameters.
@@ -59,8 +59,14 @@ Outcome FindShape(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
   SearchOutcome search = SearchNested(searchTask, isNoiseKnown, sample, dice, budget);
   search = SearchRivals(std::move(search), searchTask, isNoiseKnown, sample, dice, budget);
   const ConvergeTask task = ConvergeTaskOf(plausible, options, start, sample.units.size, scene);
-  return OutcomeOf(ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget), search, start,
-                   options, scene, budget);
+  auto converged = ConvergeFirst(search.found, task, isNoiseKnown, sample, scene, budget);
+  if (AreFew(scene.Points().size())) {
+    if (auto outcome = FitFewPoints(kind, converged, scene, options, start, budget))
+      return *std::move(outcome);
+  }
+  if (converged) return OutcomeOf(*std::move(converged), search, start, options, scene, budget);
+  budget.RequireMore();
+  throw FitError(messages::kNothingStandsOut);
 }
 
 }  // namespace primfit::adaptive

@@ -205,9 +205,7 @@ void AddFeet(const LeastSquaresTask& task, Converged& c) {
     points.push_back(task.points[i]);
     if (!task.sqrtWeights.empty()) sqrtWeights.push_back(task.sqrtWeights[i]);
   }
-  const FeetSums feet = SumsAtFeet(c.model, task.held | c.atEnd, points, sqrtWeights);
-  c.sums = feet.sums;
-  c.squaredWeightSums = feet.squared;
+  c.feet = SumsAtFeet(c.model, task.held | c.atEnd, points, sqrtWeights);
 }
 
 }  // namespace

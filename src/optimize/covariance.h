@@ -18,6 +18,9 @@ namespace primfit {
 Eigen::MatrixXd CovarianceOf(const NormalEquations& sums, const NormalEquations* squared, int count, double n,
                              double variance);
 
+/// The largest ratio x^T B x / x^T A x over all directions x that A determines.
+double LargestRatio(const NormalEquations& b, const NormalEquations& a, int count);
+
 /// Gives a parameter an infinite variance and no covariance with others.
 void MakeUnknown(Eigen::Index parameter, Eigen::MatrixXd& covariance);
 

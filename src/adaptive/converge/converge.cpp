@@ -11,6 +11,7 @@
 #include "adaptive/converge/noise.h"
 #include "adaptive/converge/refit.h"
 #include "fit/fit_memory.h"
+#include "optimize/covariance.h"
 
 using Eigen::Vector3d;
 
@@ -31,6 +32,13 @@ constexpr double kFadingBands[kMostFading] = {3, 1.7};
 constexpr double kOptimal = 1e-9;
 /// Where nearly all points are inliers none is there by chance.
 constexpr double kClean = 0.98;
+/// An inlier with more leverage decides alone where the shape goes, and so keeps itself an inlier: the share
+/// of its own distance by which it draws the shape to itself (Hoaglin and Welsch 1978), and how many times
+/// the mean.
+constexpr double kMostLeverage = 0.2, kMostTimesMeanLeverage = 10;
+/// Points whose leverage is looked at together, and inliers of which none alone has much.
+constexpr std::size_t kLeverageBlock = 16, kMostForLeverage = 8192;
+constexpr int kMostLeverageRounds = 3;
 /// Points whose feet on the shape tell the covariance of all.
 constexpr std::size_t kForFeet = 8192;
 
@@ -58,6 +66,7 @@ struct RunningFit {
   InlierCopies copies;
   InlierSelection selection;
   IsolationGrid isolation;
+  int leverageRounds = 0;               // in which inliers were set aside for their leverage
   std::vector<std::uint64_t> refitted;  // hashes of the selections whose optimum was taken
 };
 
@@ -105,6 +114,53 @@ bool IsOptimal(RunningFit& fit) {
   if (fit.budget.IsOver()) return false;
   fit.now.remaining = NextStep(fit.now.sums, fit.FreeParameters());
   return isNegligible();
+}
+
+/// Calls visit with the number of each of the points whose leverage is above a limit.
+/// @param inverse  of the normal equations of all of them
+template <class Visit>
+void ForHighLeverage(const RunningFit& fit, const PointRefs& points, const Eigen::MatrixXd& inverse,
+                     double limit, const Visit& visit) {
+  const auto leverageOf = [&](std::size_t begin, std::size_t count) {
+    PointRefs some = points;
+    some.rows += begin;
+    if (some.sqrtWeights != nullptr) some.sqrtWeights += begin;
+    some.count = static_cast<int>(count);
+    const NormalEquations sums = SumsAt(fit.now.model, fit.task.held | fit.now.atEnd, some);
+    double trace = 0;
+    for (Eigen::Index i = 0; i < inverse.rows(); ++i) {
+      for (Eigen::Index j = 0; j < inverse.cols(); ++j) trace += inverse(i, j) * sums.matrix[i][j];
+    }
+    return trace * static_cast<double>(count);
+  };
+  const auto n = static_cast<std::size_t>(points.count);
+  for (std::size_t begin = 0; begin < n; begin += kLeverageBlock) {
+    const std::size_t count = std::min(kLeverageBlock, n - begin);
+    if (!(leverageOf(begin, count) > limit)) continue;
+    for (std::size_t k = begin; k < begin + count; ++k) {
+      if (leverageOf(k, 1) > limit) visit(k);
+    }
+  }
+}
+
+/// Sets inliers aside that alone decide where the shape goes. @return whether there were some
+bool SetAsideHighLeverage(RunningFit& fit) {
+  const std::size_t n = fit.selection.Count();
+  const int parameters = fit.FreeParameters();
+  const double limit = std::max(kMostLeverage, kMostTimesMeanLeverage * parameters / static_cast<double>(n));
+  const bool isClean = static_cast<double>(n) >= kClean * static_cast<double>(fit.task.points.size());
+  if (isClean || n > kMostForLeverage || parameters == 0 || limit >= 1) return false;
+  if (fit.leverageRounds++ >= kMostLeverageRounds) return false;
+  std::vector<std::size_t> indices, high;
+  indices.reserve(n);
+  fit.selection.ForEach([&](std::size_t i) { indices.push_back(i); });
+  const PointRefs inliers = CopyInliers(fit.selection, fit.task, fit.copies);
+  const NormalEquations sums = SumsAt(fit.now.model, fit.task.held | fit.now.atEnd, inliers);
+  const Eigen::MatrixXd inverse = CovarianceOf(sums, nullptr, parameters, static_cast<double>(n), 1);
+  if (!inverse.allFinite()) return false;
+  ForHighLeverage(fit, inliers, inverse, limit, [&](std::size_t k) { high.push_back(indices[k]); });
+  for (const std::size_t i : high) fit.selection.SetAside(i);
+  return !high.empty();
 }
 
 /// Refits the shape on the selection, from the few changes where these are enough. A part at an end of its
@@ -155,7 +211,7 @@ Round RunSharpRound(int round, RunningFit& fit) {
   std::vector<std::uint64_t>& refitted = fit.refitted;
   const std::uint64_t hash = fit.selection.Hash();
   const bool isSame = !refitted.empty() && refitted.back() == hash;
-  if (isSame && IsOptimal(fit)) return Round::kConverged;
+  if (isSame && IsOptimal(fit)) return SetAsideHighLeverage(fit) ? Round::kContinues : Round::kConverged;
   const bool circles = !isSame && std::find(refitted.begin(), refitted.end(), hash) != refitted.end();
   const double before = fit.now.remaining;
   if (!RefitShape(refitted.empty() || isSame || circles, fit)) return FailureOf(fit);
@@ -182,22 +238,32 @@ void SelectFinalInliers(RunningFit& fit) {
   fit.selection.Select(fit.task.points, fit.distances.data(), fit.decided.tolerance, fit.isolation);
 }
 
-/// At the feet of the inliers, or of some thousands of them.
-void SumUpAtFeet(RunningFit& fit, Converged& result) {
-  const std::size_t step = fit.selection.Count() / kForFeet + 1;
+/// At the feet of points, or of some thousands of them.
+FeetSums SumUpAtFeet(std::span<const std::uint32_t> indices, RunningFit& fit) {
+  const std::size_t step = indices.size() / kForFeet + 1;
   const bool weighted = !fit.task.sqrtWeights.empty();
   Vector3d* const points = fit.copies.points.data();
   double* const sqrtWeights = fit.copies.sqrtWeights.data();
-  std::size_t seen = 0, count = 0;
-  fit.selection.ForEach([&](std::size_t i) {
-    if (seen++ % step != 0) return;
-    if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[i];
-    points[count++] = fit.task.points[i];
-  });
-  const FeetSums feet = SumsAtFeet(fit.now.model, fit.task.held | fit.now.atEnd, {points, count},
-                                   {sqrtWeights, weighted ? count : 0});
-  result.sums = feet.sums;
-  result.squaredWeightSums = feet.squared;
+  std::size_t count = 0;
+  for (std::size_t k = 0; k < indices.size(); k += step) {
+    if (weighted) sqrtWeights[count] = fit.task.sqrtWeights[indices[k]];
+    points[count++] = fit.task.points[indices[k]];
+  }
+  return SumsAtFeet(fit.now.model, fit.task.held | fit.now.atEnd, {points, count},
+                    {sqrtWeights, weighted ? count : 0});
+}
+
+/// The points just beyond the tolerance that do not stand alone, less the noise's own tail. About a curve
+/// there is three times as much room for them as within the tolerance.
+Strays StraysOf(std::size_t inliers, double tolerance, RunningFit& fit) {
+  std::vector<std::uint32_t> beyond;
+  for (std::size_t i = 0; i < fit.task.points.size(); ++i) {
+    if (!(fit.distances[i] > tolerance && fit.distances[i] <= 2 * tolerance)) continue;
+    if (!fit.isolation.IsIsolated(fit.task.points[i])) beyond.push_back(static_cast<std::uint32_t>(i));
+  }
+  const double count = static_cast<double>(beyond.size()) - kShareBeyondBound * static_cast<double>(inliers);
+  if (count <= 0) return {};
+  return {count / (fit.now.model.IsCurve() ? 3 : 1), SumUpAtFeet(beyond, fit)};
 }
 
 /// What is known of the final shape. Where the tolerance was given, or follows from the steps of the
@@ -222,7 +288,8 @@ Converged ResultOf(RunningFit& fit, bool converged) {
   const double measured = isTold ? noiseOfInliers() : fit.decided.measured;
   result.rounding = RoundingWithin(result.tolerance, measured, result.model, fit.Distances(), task);
   if (isTold || fit.decided.isOfSteps) result.noise = std::max(noiseOfInliers(), result.rounding.noise);
-  SumUpAtFeet(fit, result);
+  result.feet = SumUpAtFeet(result.inliers, fit);
+  result.strays = StraysOf(result.inliers.size(), result.tolerance, fit);
   result.justBeyond = static_cast<std::size_t>(
       std::count_if(fit.distances.data(), fit.distances.data() + task.points.size(),
                     [&](double d) { return d > result.tolerance && d <= 2 * result.tolerance; }));

@@ -15,10 +15,18 @@
 #include <vector>
 
 #include "adaptive/converge/converge_task.h"
+#include "adaptive/converge/feet.h"
 #include "adaptive/model/budget.h"
 #include "adaptive/model/model.h"
 
 namespace primfit::adaptive {
+
+/// Points that are no inliers but lie beside them, just beyond the tolerance. Clutter is as dense within the
+/// tolerance, so they tell how much of it there is among the inliers, and where.
+struct Strays {
+  double countWithin = 0;  ///< how many of the inliers are clutter
+  FeetSums feet{};         ///< at the strays' feet on the shape, of the parts that are free
+};
 
 struct Converged {
   Model model;
@@ -30,9 +38,8 @@ struct Converged {
   double supportBeside = 0;    ///< what the inliers of shapes that it was fitted with are of all points
   bool isAtPlace = false;      ///< whether only the points about a place that was told were looked at
   unsigned atEnd = 0;          ///< parts that are held at an end of their plausible range
-  NormalEquations sums{};      ///< at the inliers' feet on the shape, of the parts that are free
-  std::optional<NormalEquations>
-      squaredWeightSums;  ///< where there are weights: with their squares in their place
+  FeetSums feet{};             ///< at the inliers' feet on the shape, of the parts that are free
+  Strays strays;
   /// Whether all points are inliers because they were told to be, so that no tolerance has cut off the ends
   /// of their distribution.
   bool isOfAllPoints = false;

@@ -32,6 +32,9 @@ class InlierSelection {
   /// Has the next selection ask the isolation grid again; else it asks once a point.
   void ForgetIsolated();
 
+  /// Counts a point among those that stand alone, until these are forgotten.
+  void SetAside(std::size_t i) { isolated_[i / kWord] |= std::uint64_t{1} << i % kWord; }
+
   std::size_t Count() const { return count_; }
   bool Has(std::size_t i) const { return (inliers_[i / kWord] >> i % kWord & 1) != 0; }
   /// The same for the same inliers.

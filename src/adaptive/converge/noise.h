@@ -26,7 +26,8 @@ double EstimateNoise(bool curve, std::span<const double> distances, double start
 /// that few do not speak for all.
 std::vector<double> NoiseWeights(std::span<const double> trust);
 
-/// Bound of the inliers of normal noise: it leaves out 0.27 % of them.
+/// Bound of the inliers of normal noise: it leaves out this share of them.
+constexpr double kShareBeyondBound = 0.0027;
 double InlierBound(bool curve, double noise);
 
 /// By how much leaving those out makes the variance of the result larger than that of the inliers says.

@@ -84,10 +84,10 @@ std::optional<SimplerFit> FitOnAll(const Model& near, const Converged& c, std::s
   fit.model = *model;
   fit.inliers = c.inliers;
   fit.noise = RootMeanSquare(*model, inliers);
-  fit.sums = SumsAt(*model, 0, refs);
+  fit.feet.sums = SumsAt(*model, 0, refs);
   if (!weights.empty()) {
     for (double& w : weights) w *= w;
-    fit.squaredWeightSums = SumsAt(*model, 0, refs);
+    fit.feet.squared = SumsAt(*model, 0, refs);
   }
   return SimplerFit{*model, fit.noise, fit.noise / RootMeanSquare(c.model, inliers), CovarianceOf(fit, 0)};
 }

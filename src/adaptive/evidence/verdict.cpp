@@ -19,6 +19,8 @@ constexpr double kWeakShare = 0.1;
 /// A size or direction is hardly known when it is not known to this share, a direction when not to these
 /// radians.
 constexpr double kHardly = 0.1;
+/// Points beside the inliers that are more than this share of them in some direction are no clutter.
+constexpr double kMostStrays = 0.5;
 
 /// What is called the first of some parts.
 const char* NameOf(unsigned parts, ShapeKind kind) {
@@ -30,22 +32,61 @@ const char* NameOf(unsigned parts, ShapeKind kind) {
 /// The largest standard deviation that says something. A covariance is that of small changes about the shape:
 /// of a quantity that is not known to its own size it tells nothing but that.
 double LargestKnown(ParameterKind kind, const Converged& c) {
-  if (kind == ParameterKind::kPosition) return c.sums.lengthScale;
+  if (kind == ParameterKind::kPosition) return c.feet.sums.lengthScale;
   return kind == ParameterKind::kDirection ? std::numbers::pi / 2 : c.model.Size(ComponentOf(kind));
+}
+
+/// A sum of normal equations, of which only the matrix is taken.
+NormalEquations Combined(double a, const NormalEquations& first, double b, const NormalEquations& second,
+                         int count) {
+  NormalEquations sum = first;
+  for (int i = 0; i < count; ++i) {
+    for (int j = 0; j < count; ++j) sum.matrix[i][j] = a * first.matrix[i][j] + b * second.matrix[i][j];
+  }
+  return sum;
+}
+
+/// Noise squared times the inverse of the normal equations, enlarged by what the cut of the distribution's
+/// ends costs, and by the rounding that all inliers have in common.
+Eigen::MatrixXd WithoutStrays(const Converged& c, double inflation, int count) {
+  return primfit::CovarianceOf(c.feet.sums, c.feet.squared ? &*c.feet.squared : nullptr, count,
+                               static_cast<double>(c.inliers.size()),
+                               c.noise * c.noise * inflation + c.rounding.common);
+}
+
+/// The same with clutter among the inliers. A point counts up to the tolerance b and not beyond, so the shape
+/// solves sum psi(r) g = 0 over distances r and their derivatives g with psi(r) = r up to b and 0 beyond. The
+/// covariance of such an estimate is H^-1 J H^-1 with J = sum psi^2 g g^T and H = sum E(psi') g g^T (Huber
+/// 1981). As the shape moves, points come in at one edge and go out at the other, and these jumps are part of
+/// psi': E(psi') is the share of points within b less b times their densities at both edges. For clutter,
+/// which is spread evenly over 2 b, this is 0: it adds nothing to H and b^2 / 3 each to J (about a curve
+/// b^2 / 4). For the rest H is that of all inliers less the clutter's, over the inflation.
+Eigen::MatrixXd WithStrays(const Converged& c, double inflation, int count) {
+  const auto squaredOf = [](const FeetSums& f) -> const NormalEquations& {
+    return f.squared ? *f.squared : f.sums;
+  };
+  const auto n = static_cast<double>(c.inliers.size());
+  const FeetSums &all = c.feet, &strays = c.strays.feet;
+  const double share =
+      std::min(c.strays.countWithin / n, kMostStrays / LargestRatio(strays.sums, all.sums, count));
+  const double variance = c.noise * c.noise * inflation + c.rounding.common;
+  const double bound = c.tolerance * inflation;
+  const double strayVariance = bound * bound / (c.model.IsCurve() ? 4 : 3);
+  const NormalEquations h = Combined(1, all.sums, -share, strays.sums, count);
+  const NormalEquations j =
+      Combined(variance, squaredOf(all), share * (strayVariance - variance), squaredOf(strays), count);
+  return primfit::CovarianceOf(h, &j, count, n, 1);
 }
 
 }  // namespace
 
-// Noise squared times the inverse of the normal equations, enlarged by what the cut of the distribution's
-// ends costs, and by the rounding that all inliers have in common.
 FitCovariance CovarianceOf(const Converged& c, unsigned held) {
   const FreeParameters parameters = FreeParametersOf(c.model, held | c.atEnd);
   FitCovariance covariance;
   if (parameters.count == 0) return covariance;
   const double inflation = c.isOfAllPoints ? 1 : VarianceInflation(c.model.IsCurve());
-  Eigen::MatrixXd matrix = primfit::CovarianceOf(
-      c.sums, c.squaredWeightSums ? &*c.squaredWeightSums : nullptr, parameters.count,
-      static_cast<double>(c.inliers.size()), c.noise * c.noise * inflation + c.rounding.common);
+  Eigen::MatrixXd matrix = c.strays.countWithin > 0 ? WithStrays(c, inflation, parameters.count)
+                                                    : WithoutStrays(c, inflation, parameters.count);
   for (int i = 0; i < parameters.count; ++i) {
     const auto& f = parameters.each[i];
     // false for an infinite one too

@@ -335,14 +335,14 @@ void StateCovariance(const RunningElbow& running, const ElbowInliers& inliers, u
   const TorusSums ofTorus(running.elbow, held, matrix);
   const auto points = static_cast<double>(arc.inliers.size());
   const double size = torus.major + torus.minor;
-  arc.sums = ofTorus.Of(matrix, points, size);
+  arc.feet.sums = ofTorus.Of(matrix, points, size);
   const ElbowMatrix inverse = InverseOf(matrix, FreeParametersOf(running.elbow, held));
   result.covariance = inverse;
   if (!inliers.weights.empty()) {
     std::vector<double> squared(inliers.weights);
     for (double& w : squared) w *= w;
     const ElbowMatrix squares = SumsOf(running.elbow, inliers.points, squared, budget).matrix;
-    arc.squaredWeightSums = ofTorus.Of(squares, points, size);
+    arc.feet.squared = ofTorus.Of(squares, points, size);
     result.covariance = inverse * squares * inverse;
   }
   result.covariance *= arc.noise * arc.noise * VarianceInflation(false) + arc.rounding.common;
