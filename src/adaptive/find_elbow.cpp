@@ -15,6 +15,7 @@
 #include "adaptive/evidence/verdict.h"
 #include "adaptive/joints/converge_piped_elbow.h"
 #include "adaptive/joints/elbow_starts.h"
+#include "adaptive/joints/pipe_growth.h"
 #include "adaptive/joints/pipe_search.h"
 #include "adaptive/joints/pipe_support.h"
 #include "adaptive/scene/cloud.h"
@@ -52,8 +53,12 @@ constexpr double kBetter = 20;
 constexpr double kCoarser = 1.3;
 /// How far beyond the inliers of a torus at a place its pipes are looked at, in radii of the tube.
 constexpr double kPipesAtPlace = 8;
-/// The share of a torus's inliers that an elbow with its pipes has at the least.
+/// The share of the inliers of a torus in which nothing is wrong that an elbow with its pipes has at least.
 constexpr double kNotFarFewer = 0.5;
+/// The elbow at a place passes so many of the points of the torus there, within so many tolerances.
+constexpr double kMostOfTorus = 0.5, kTolerancesOfElbow = 2;
+/// The radius of its pipes may differ from that of the torus by this factor.
+constexpr double kLikeTorus = 1.25;
 
 using Points = std::vector<Vector3d>;
 
@@ -67,6 +72,10 @@ struct ElbowTask {
   Budget& budget;
   Points points;     ///< a random choice, relative to the scene's origin
   double least = 0;  ///< smallest tolerance of a point
+  Points ofTorus{};  ///< inliers of the torus that was found without pipes
+  /// The torus at a place that was told; null where none was.
+  const Model* atPlace = nullptr;
+  std::array<std::optional<GrownPipe>, 2> grown{};  ///< pipes that go on from the ends of the torus
 
   std::span<const Vector3d> Scored() const {
     return std::span(points).first(std::min(points.size(), kScored));
@@ -91,18 +100,39 @@ PipedElbow WithHeldParts(PipedElbow elbow, const Start& start) {
   return elbow;
 }
 
-/// The elbow that a start leads to, where it is one.
+/// Whether an elbow passes most of the points of the torus that was found without pipes.
+bool PassesTorus(const SettledElbow& settled, std::span<const Vector3d> ofTorus) {
+  const ElbowSurface surface(settled.elbow);
+  const double bound = kTolerancesOfElbow * settled.tolerance;
+  const auto passed = std::count_if(ofTorus.begin(), ofTorus.end(), [&](const Vector3d& p) {
+    return std::abs(surface.FootOf(p).distance) <= bound;
+  });
+  return static_cast<double>(passed) >= kMostOfTorus * static_cast<double>(ofTorus.size());
+}
+
+/// The elbow that a start leads to, where it is one. About a place other elbows are not wanted.
 std::optional<SettledElbow> SettledFrom(const PipedElbow& start, const ElbowTask& task) {
   const auto elbow =
       Settle(WithHeldParts(start, task.start), task.start.held, task.least, task.points, task.budget);
+  if (elbow && task.atPlace != nullptr && !PassesTorus(*elbow, task.ofTorus)) return std::nullopt;
   const bool isElbow = elbow && IsArcSupported(elbow->elbow, task.points, elbow->tolerance) &&
                        ShareExplainedAlong(elbow->elbow, task.points, elbow->tolerance) <= kMostStructure;
   return isElbow ? elbow : std::nullopt;
 }
 
-/// Whether an elbow has both pipes, a band much narrower than its tube and nothing left to be explained.
+/// Whether an elbow with its pipes leaves no points for more of them.
+bool LeavesNoPoints(const SettledElbow& settled, const ElbowTask& task) {
+  const ElbowSurface surface(settled.elbow);
+  const auto passed = std::count_if(task.points.begin(), task.points.end(), [&](const Vector3d& p) {
+    return std::abs(surface.FootOf(p).distance) <= settled.tolerance;
+  });
+  return static_cast<double>(passed) >= kAllPoints * static_cast<double>(task.points.size());
+}
+
+/// Whether an elbow has all its pipes, a band much narrower than its tube and nothing left to be explained.
 bool IsClear(const SettledElbow& settled, const ElbowTask& task) {
-  return settled.elbow.PipeCount() == 2 && settled.tolerance <= kClear * settled.elbow.torus.minor &&
+  const bool hasAll = settled.elbow.PipeCount() == 2 || LeavesNoPoints(settled, task);
+  return hasAll && settled.tolerance <= kClear * settled.elbow.torus.minor &&
          ShareExplainedAlong(settled.elbow, task.points, settled.tolerance) <= kStructure / 2;
 }
 
@@ -121,6 +151,32 @@ bool JoinToOthers(const FoundPipe& pipe, std::span<const FoundPipe> others, cons
     }
   }
   return isJoined;
+}
+
+/// The pipes that go on from the ends of a torus.
+std::array<std::optional<GrownPipe>, 2> GrowPipes(const Outcome& torus, const ElbowTask& task) {
+  const double tolerance = torus.converged.tolerance;
+  std::array<std::optional<GrownPipe>, 2> grown;
+  const auto ends = WithTangents(torus.model, task.ofTorus, tolerance);
+  if (!ends) return grown;
+  for (std::size_t k = 0; k < grown.size(); ++k)
+    grown[k] = GrowPipe(*ends, k, tolerance, task.points, task.budget);
+  return grown;
+}
+
+/// An elbow whose ends go over into pipes that it was not fitted with has probably taken in some of their
+/// points. Points of the bend itself may pass for the first piece of a pipe, so this has to be long enough
+/// without them.
+/// @param pipes  so many it was fitted with
+void StateOtherPipes(std::size_t pipes, const ElbowTask& task, FitReport& report) {
+  const auto goesOn = [](const std::optional<GrownPipe>& pipe) {
+    return pipe && pipe->beyond >= kLeastPipe * pipe->pipe.cylinder.minor;
+  };
+  const std::size_t grown = std::size_t{goesOn(task.grown[0])} + std::size_t{goesOn(task.grown[1])};
+  if (report.verdict != Verdict::kGood || grown <= pipes) return;
+  report.verdict = Verdict::kMisfit;
+  report.reason = grown - pipes == 2 ? "straight pipes go on from both ends, and the bend has points of them"
+                                     : "a straight pipe goes on from an end, and the bend has points of it";
 }
 
 /// Looks for a pipe and, where it joins none of those before, for one like it.
@@ -144,6 +200,12 @@ std::optional<bool> JoinNextPipe(PipeSearchTask search, const ElbowTask& task, F
 /// Elbows between cylinders, first fine ones, then coarse ones, until one has both pipes.
 void JoinFoundPipes(const ElbowTask& task, std::vector<SettledElbow>& settled) {
   PipeSearchTask search{.radius = task.options.minorRadius, .least = task.least};
+  if (task.atPlace != nullptr) {
+    const double radius = task.atPlace->minor;
+    search.radius = {std::max(radius / kLikeTorus, search.radius.low),
+                     std::min(radius * kLikeTorus, search.radius.high)};
+    if (search.radius.low > search.radius.high) return;
+  }
   search.isNoiseKnown = task.options.noise || task.options.tolerance;
   search.confidence = task.options.confidence;
   Dice dice(task.options.seed.value_or(0));
@@ -212,7 +274,10 @@ bool IsConvincing(const ConvergedElbow& found, const Outcome* torus, const Plaus
   if (!(std::sqrt(found.covariance(5, 5)) <= kLeastKnown * elbow.torus.major)) return false;
   if (torus == nullptr) return true;
   const std::size_t inliers = found.arc.inliers.size() + found.ofPipes.size();
-  if (static_cast<double>(inliers) < kNotFarFewer * static_cast<double>(torus->converged.inliers.size()))
+  const bool isTorusSound =
+      torus->report.verdict == Verdict::kGood || torus->report.verdict == Verdict::kWeak;
+  if (isTorusSound &&
+      static_cast<double>(inliers) < kNotFarFewer * static_cast<double>(torus->converged.inliers.size()))
     return false;
   const double noise = found.arc.noise;
   const bool isNarrow = found.arc.tolerance <= kClear * elbow.torus.minor;
@@ -292,11 +357,15 @@ Outcome OutcomeOf(ConvergedElbow found, const ScenePart* part, const Outcome* to
   outcome.report =
       ReportOf(found.arc, outcome.covariance, std::nullopt, search, task.scene, task.options, task.budget);
   if (outcome.report.verdict == Verdict::kGood) outcome.report.reason = SupportInWords(found, outcome.report);
+  StateOtherPipes(found.elbow.PipeCount(), task, outcome.report);
   return outcome;
 }
 
-/// The elbow with its pipes, where there is one.
-std::optional<Outcome> FindWithPipes(const Outcome* torus, const ScenePart* part, const ElbowTask& task) {
+/// The best of some elbows on all points, where it is convincing.
+std::optional<Outcome> Confirmed(const std::vector<SettledElbow>& settled, const Outcome* torus,
+                                 const ScenePart* part, const ElbowTask& task) {
+  const SettledElbow* best = BestOf(settled, task);
+  if (best == nullptr) return std::nullopt;
   const Plausible plausible(ShapeKind::kTorus, task.options, task.scene.Origin(), task.start.held);
   const std::vector<double> weights = NoiseWeights(task.cloud.trust);
   ConvergeTask converge{
@@ -306,26 +375,51 @@ std::optional<Outcome> FindWithPipes(const Outcome* torus, const ScenePart* part
   converge.noiseWeights = weights;
   converge.size = task.sample.units.size;
   converge.resolution = &task.scene.CoordinateResolution();
-  const auto confirm = [&](const std::vector<SettledElbow>& settled) -> std::optional<Outcome> {
-    const SettledElbow* best = BestOf(settled, task);
-    if (best == nullptr) return std::nullopt;
-    const auto found = Converge(*best, converge, task.budget);
-    if (!found || !IsConvincing(*found, torus, plausible, task)) return std::nullopt;
-    return OutcomeOf(*found, part, torus, task);
-  };
-  std::vector<SettledElbow> settled;
-  if (torus != nullptr) {
-    const auto start = WithTangents(torus->model, task.points, torus->converged.tolerance);
-    const auto elbow = start ? SettledFrom(*start, task) : std::nullopt;
-    if (elbow) settled.push_back(*elbow);
-  }
-  if ((settled.empty() || !IsClear(settled.front(), task))) JoinFoundPipes(task, settled);
-  return confirm(settled);
+  const auto found = Converge(*best, converge, task.budget);
+  if (!found || !IsConvincing(*found, torus, plausible, task)) return std::nullopt;
+  return OutcomeOf(*found, part, torus, task);
 }
 
-ElbowTask TaskOf(const Cloud& cloud, Sample& sample, Scene& scene, const FitOptionsBase& options,
-                 const Start& start, Budget& budget) {
+/// Elbows that start from what goes on from the ends of a torus: first between pipes that were grown there,
+/// then from tangents. @return whether the last one is clear
+bool JoinEnds(const Outcome& torus, const ElbowTask& task, std::vector<SettledElbow>& settled) {
+  if (task.grown[0] && task.grown[1])
+    JoinToOthers(task.grown[1]->pipe, std::span(&task.grown[0]->pipe, 1), task, settled);
+  if (!settled.empty() && IsClear(settled.back(), task)) return true;
+  const double tolerance = torus.converged.tolerance;
+  const auto start = WithTangents(torus.model, task.ofTorus, tolerance);
+  const auto elbow =
+      start ? SettledFrom(Shortened(*start, PieceOfPipe(*start, tolerance)), task) : std::nullopt;
+  if (elbow) settled.push_back(*elbow);
+  return elbow && IsClear(*elbow, task);
+}
+
+/// The elbow with its pipes, where there is one.
+std::optional<Outcome> FindWithPipes(const Outcome* torus, const ScenePart* part, const ElbowTask& task) {
+  std::vector<SettledElbow> settled;
+  if (torus != nullptr && JoinEnds(*torus, task, settled)) {
+    auto found = Confirmed(settled, torus, part, task);
+    if (found) return found;
+  }
+  JoinFoundPipes(task, settled);
+  return Confirmed(settled, torus, part, task);
+}
+
+/// Inliers of a torus at equal steps of their order, relative to the scene's origin.
+Points SomeInliers(const Outcome& torus, const Scene& scene) {
+  const std::vector<std::uint32_t>& inliers = torus.converged.inliers;
+  Points some(std::min(inliers.size(), kSettled));
+  for (std::size_t k = 0; k < some.size(); ++k)
+    some[k] = scene.Points()[inliers[k * inliers.size() / some.size()]];
+  return some;
+}
+
+/// @param torus  null where none was found
+ElbowTask TaskOf(const Cloud& cloud, Sample& sample, const Outcome* torus, Scene& scene,
+                 const FitOptionsBase& options, const Start& start, Budget& budget) {
   ElbowTask task{scene, cloud, options, start, sample, budget, {}};
+  if (torus != nullptr) task.ofTorus = SomeInliers(*torus, scene);
+  if (torus != nullptr && torus->converged.isAtPlace) task.atPlace = &torus->model;
   const std::size_t count = std::min(sample.indices.size(), kSettled);
   task.points.reserve(count);
   for (std::size_t k = 0; k < count; ++k) task.points.push_back(cloud.points[sample.indices[k]]);
@@ -348,14 +442,19 @@ ScenePart PartAbout(const Outcome& torus, const Vector3d& place, const Scene& sc
   return {scene, std::move(near)};
 }
 
-/// The elbow with its pipes at a place that was told.
-std::optional<Outcome> FindAtPlaceWithPipes(const Outcome& torus, Scene& scene, const FitOptionsBase& options,
+/// The elbow with its pipes at a place that was told; where there is none, the verdict on the torus tells of
+/// pipes that it goes over into.
+std::optional<Outcome> FindAtPlaceWithPipes(Outcome& torus, Scene& scene, const FitOptionsBase& options,
                                             const Start& start, Budget& budget) {
   const ScenePart part = PartAbout(torus, *options.passes - scene.Origin(), scene);
   Dice dice(options.seed.value_or(0));
   Sample sample = DrawSample(part.points, part.trust, dice);
   if (!(sample.units.size > 0)) return std::nullopt;
-  return FindWithPipes(&torus, &part, TaskOf(part.AsCloud(), sample, scene, options, start, budget));
+  ElbowTask task = TaskOf(part.AsCloud(), sample, &torus, scene, options, start, budget);
+  task.grown = GrowPipes(torus, task);
+  auto found = FindWithPipes(&torus, &part, task);
+  if (!found) StateOtherPipes(0, task, torus.report);
+  return found;
 }
 
 }  // namespace
@@ -377,9 +476,12 @@ Outcome FindElbow(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
   } else {
     Dice dice(0);  // for nothing: the sample was drawn before
     Sample& sample = scene.RandomSample(dice);
-    const ElbowTask task = TaskOf(CloudOf(scene), sample, scene, options, start, budget);
-    if (sample.units.size > 0 && !(torus && ExplainsAll(*torus, task)))
+    ElbowTask task = TaskOf(CloudOf(scene), sample, torus ? &*torus : nullptr, scene, options, start, budget);
+    if (sample.units.size > 0 && !(torus && ExplainsAll(*torus, task))) {
+      if (torus) task.grown = GrowPipes(*torus, task);
       found = FindWithPipes(torus ? &*torus : nullptr, nullptr, task);
+      if (torus && !found) StateOtherPipes(0, task, torus->report);
+    }
   }
   if (found) return *std::move(found);
   if (!torus) throw *failure;
