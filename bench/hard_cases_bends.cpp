@@ -94,6 +94,8 @@ HardScene RingInClutter(Random& r) {
 
 HardCaseList BendCases() {
   constexpr CaseTraits kExact{.sizesWithin = 0.02};
+  // Noise leaves the bend radius of so small a bend a standard deviation of 1.8 %.
+  constexpr CaseTraits kSmallBend{.sizesWithin = 0.06};
   constexpr double kEighth = pi / 4, kSixth = pi / 3;
   return {
       CaseOf<Elbow>("elbow of 90 degrees, long pipes", ElbowOf({}), kExact),
@@ -105,7 +107,7 @@ HardCaseList BendCases() {
       CaseOf<Elbow>("elbow of short radius between pipes", ElbowOf({.bend = 0.2}), kExact),
       CaseOf<Elbow>("wide bend between pipes", ElbowOf({.bend = 0.8, .pipes = 2}), kExact),
       CaseOf<Elbow>("elbow between pipes, half seen", ElbowOf({.seen = pi}), kExact),
-      CaseOf<Elbow>("elbow of 30 degrees, long pipes", ElbowOf({.sweep = pi / 6, .pipes = 2}), kExact),
+      CaseOf<Elbow>("elbow of 30 degrees, long pipes", ElbowOf({.sweep = pi / 6, .pipes = 2}), kSmallBend),
       CaseOf<Elbow>("elbow of 120 degrees, short pipes", ElbowOf({.sweep = 2 * kSixth, .pipes = 0.3}),
                     kExact),
       CaseOf<Elbow>("elbow with a short and a long pipe", ElbowOf({.pipes = 0.3, .second = 6}), kExact),

@@ -204,7 +204,7 @@ Simpler SimplerOf(const SimplerShape& shape, const Unit& unit) {
   Simpler simpler;
   ForEachPrimitive(
       [&]<class D>(D) {
-        if (const auto* record = std::get_if<typename D::Record>(&shape.shape))
+        if (const auto* record = shape.template As<typename D::Record>())
           simpler = SimplerAs<D>(*record, shape, unit);
       },
       ShapeList<Line, Plane, Sphere, Cylinder>());

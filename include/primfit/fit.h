@@ -251,11 +251,25 @@ enum class SeenFrom {
   kInside
 };
 
+/// A record of a class that is not derived from any more, so that a variant may destroy it: some records have
+/// no virtual destructor.
+template <class Record>
+struct FinalRecord final : Record {
+  using Record::Record;
+  FinalRecord(const Record& record) : Record(record) {}  // implicit, as the two are the same
+};
+
 /// A shape with fewer parameters that explains the inliers of another as well. It has no bounds: a line's
 /// length is 0.
 struct SimplerShape {
-  std::variant<FitOutputParamsLine, FitOutputParamsPlane, FitOutputParamsSphere, FitOutputParamsCylinder>
+  std::variant<FinalRecord<FitOutputParamsLine>, FinalRecord<FitOutputParamsPlane>,
+               FinalRecord<FitOutputParamsSphere>, FinalRecord<FitOutputParamsCylinder>>
       shape;
+  /// The shape as a record of this class; null where it is another.
+  template <class Record>
+  const Record* As() const {
+    return std::get_if<FinalRecord<Record>>(&shape);
+  }
   double rms = 0;            ///< of the distances of the inliers from it
   FitCovariance covariance;  ///< for distances that are all noise
 };

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "adaptive/converge/noise.h"
+#include "adaptive/elbow_search.h"
 #include "adaptive/evidence/extent.h"
 #include "adaptive/evidence/report.h"
 #include "adaptive/evidence/verdict.h"
 #include "adaptive/joints/converge_piped_elbow.h"
 #include "adaptive/joints/elbow_starts.h"
-#include "adaptive/joints/pipe_search.h"
 #include "adaptive/joints/pipe_support.h"
 #include "adaptive/scene/cloud.h"
 
@@ -25,25 +25,10 @@ namespace primfit::adaptive {
 
 namespace {
 
-/// Points among which an elbow with its pipes is looked for, and those that tell a good bend from others.
+/// Points among which an elbow with its pipes is looked for.
 constexpr std::size_t kSettled = 4096;
-constexpr std::size_t kScored = 1536;
-/// A torus with this share of the points leaves none for pipes.
-constexpr double kAllPoints = 0.95;
-/// The share of the distances' squares that bends along the centre line may explain beside what they do by
-/// chance: of a torus that leaves nothing to be looked for, and of an elbow with its pipes.
-constexpr double kStructure = 0.05, kMostStructure = 0.2;
-/// A band of less than this share of the tube's radius is narrow.
-constexpr double kClear = 0.15;
-/// In one that is wider than this share, points anywhere are as dense as on a tube.
+/// In a band that is wider than this share of the tube's radius, points anywhere are as dense as on a tube.
 constexpr double kWidestBand = 0.5;
-/// The band in which bends between two pipes are compared, in radii of these.
-constexpr double kScoringBand = 0.15;
-/// The coarsest bounds of a pipe's inliers, in sizes of the cloud.
-constexpr double kFinePipe = 0.02, kCoarsePipe = 0.1;
-/// Cylinders that are looked for, and by which factor the radius of one like another may differ.
-constexpr std::size_t kMostPipes = 3;
-constexpr double kLike = 1.2;
 /// A bend radius that is not known to this share, and a sweep, say nothing of an elbow.
 constexpr double kLeastKnown = 0.3;
 /// By how much squared distances, in those of the noise, have to be less with the pipes.
@@ -52,26 +37,8 @@ constexpr double kBetter = 20;
 constexpr double kCoarser = 1.3;
 /// How far beyond the inliers of a torus at a place its pipes are looked at, in radii of the tube.
 constexpr double kPipesAtPlace = 8;
-/// The share of a torus's inliers that an elbow with its pipes has at the least.
+/// The share of the inliers of a torus in which nothing is wrong that an elbow with its pipes has at least.
 constexpr double kNotFarFewer = 0.5;
-
-using Points = std::vector<Vector3d>;
-
-/// Everything that looking for pipes takes from the fit.
-struct ElbowTask {
-  Scene& scene;
-  Cloud cloud;  ///< of the scene, or about a place that was told
-  const FitOptionsBase& options;
-  const Start& start;
-  Sample& sample;
-  Budget& budget;
-  Points points;     ///< a random choice, relative to the scene's origin
-  double least = 0;  ///< smallest tolerance of a point
-
-  std::span<const Vector3d> Scored() const {
-    return std::span(points).first(std::min(points.size(), kScored));
-  }
-};
 
 /// Whether a torus explains all points, so that there is nothing to be looked for.
 bool ExplainsAll(const Outcome& torus, const ElbowTask& task) {
@@ -83,95 +50,19 @@ bool ExplainsAll(const Outcome& torus, const ElbowTask& task) {
   return ShareExplainedAlong(*alone, task.Scored(), tolerance) <= kStructure;
 }
 
-PipedElbow WithHeldParts(PipedElbow elbow, const Start& start) {
-  if (start.held == 0 || !start.model) return elbow;
-  elbow.torus = WithComponents(elbow.torus, start.held, *start.model);
-  const Vector3d& axis = elbow.torus.axis;
-  elbow.start = (elbow.start - elbow.start.dot(axis) * axis).normalized();
-  return elbow;
-}
-
-/// The elbow that a start leads to, where it is one.
-std::optional<SettledElbow> SettledFrom(const PipedElbow& start, const ElbowTask& task) {
-  const auto elbow =
-      Settle(WithHeldParts(start, task.start), task.start.held, task.least, task.points, task.budget);
-  const bool isElbow = elbow && IsArcSupported(elbow->elbow, task.points, elbow->tolerance) &&
-                       ShareExplainedAlong(elbow->elbow, task.points, elbow->tolerance) <= kMostStructure;
-  return isElbow ? elbow : std::nullopt;
-}
-
-/// Whether an elbow has both pipes, a band much narrower than its tube and nothing left to be explained.
-bool IsClear(const SettledElbow& settled, const ElbowTask& task) {
-  return settled.elbow.PipeCount() == 2 && settled.tolerance <= kClear * settled.elbow.torus.minor &&
-         ShareExplainedAlong(settled.elbow, task.points, settled.tolerance) <= kStructure / 2;
-}
-
-/// Joins a pipe to each of those before. @return whether one of the elbows has both pipes
-bool JoinToOthers(const FoundPipe& pipe, std::span<const FoundPipe> others, const ElbowTask& task,
-                  std::vector<SettledElbow>& settled) {
-  bool isJoined = false;
-  for (const FoundPipe& other : others) {
-    for (const PipePair& pair : PairsOf(other, pipe)) {
-      const double bound = std::max(kScoringBand * pair.radius, task.least);
-      const auto best = BestBetween(pair, task.Scored(), bound);
-      const auto elbow = best ? SettledFrom(*best, task) : std::nullopt;
-      if (!elbow) continue;
-      settled.push_back(*elbow);
-      isJoined = isJoined || elbow->elbow.PipeCount() == 2;
-    }
-  }
-  return isJoined;
-}
-
-/// Looks for a pipe and, where it joins none of those before, for one like it.
-/// @param free  points that are left
-/// @return whether one of the elbows found has both pipes; none where there is no pipe
-std::optional<bool> JoinNextPipe(PipeSearchTask search, const ElbowTask& task, FreePoints& free, Dice& dice,
-                                 std::vector<FoundPipe>& pipes, std::vector<SettledElbow>& settled) {
-  const auto pipe = FindPipe(search, task.sample, free, dice, task.budget);
-  if (!pipe) return std::nullopt;
-  const bool isJoined = JoinToOthers(*pipe, pipes, task, settled);
-  pipes.push_back(*pipe);
-  if (isJoined) return true;
-  const double radius = pipe->cylinder.minor;
-  search.radius = {std::max(radius / kLike, search.radius.low), std::min(radius * kLike, search.radius.high)};
-  if (search.radius.low > search.radius.high) return false;
-  FreePoints left = free;
-  const auto like = FindPipe(search, task.sample, left, dice, task.budget);
-  return like && JoinToOthers(*like, std::span(pipes).last(1), task, settled);
-}
-
-/// Elbows between cylinders, first fine ones, then coarse ones, until one has both pipes.
-void JoinFoundPipes(const ElbowTask& task, std::vector<SettledElbow>& settled) {
-  PipeSearchTask search{.radius = task.options.minorRadius, .least = task.least};
-  search.isNoiseKnown = task.options.noise || task.options.tolerance;
-  search.confidence = task.options.confidence;
-  Dice dice(task.options.seed.value_or(0));
-  for (const double most : {kFinePipe, kCoarsePipe}) {
-    search.most = std::max(most * task.sample.units.size, task.least);
-    FreePoints free(task.sample.points.size());
-    std::vector<FoundPipe> pipes;
-    while (pipes.size() < kMostPipes && !task.budget.IsOver()) {
-      const auto isJoined = JoinNextPipe(search, task, free, dice, pipes, settled);
-      if (!isJoined) break;
-      if (*isJoined) return;
-    }
-  }
-}
-
-/// The one that explains the points best, by the narrowest of their tolerances.
-const SettledElbow* BestOf(const std::vector<SettledElbow>& settled, const ElbowTask& task) {
-  double bound = std::numeric_limits<double>::infinity();
-  for (const SettledElbow& elbow : settled) bound = std::min(bound, elbow.tolerance);
-  const SettledElbow* best = nullptr;
-  double least = std::numeric_limits<double>::infinity();
-  for (const SettledElbow& elbow : settled) {
-    const double squares = TruncatedSquares(elbow.elbow, task.points, bound);
-    if (squares >= least) continue;
-    least = squares;
-    best = &elbow;
-  }
-  return best;
+/// An elbow whose ends go over into pipes that it was not fitted with has probably taken in some of their
+/// points. Points of the bend itself may pass for the first piece of a pipe, so this has to be long enough
+/// without them.
+/// @param pipes  so many it was fitted with
+void StateOtherPipes(std::size_t pipes, const ElbowTask& task, FitReport& report) {
+  const auto goesOn = [](const std::optional<GrownPipe>& pipe) {
+    return pipe && pipe->beyond >= kLeastPipe * pipe->pipe.cylinder.minor;
+  };
+  const std::size_t grown = std::size_t{goesOn(task.grown[0])} + std::size_t{goesOn(task.grown[1])};
+  if (report.verdict != Verdict::kGood || grown <= pipes) return;
+  report.verdict = Verdict::kMisfit;
+  report.reason = grown - pipes == 2 ? "straight pipes go on from both ends, and the bend has points of them"
+                                     : "a straight pipe goes on from an end, and the bend has points of it";
 }
 
 /// How much nearer the points of an elbow are to it than to a torus: the difference of their squared
@@ -212,7 +103,10 @@ bool IsConvincing(const ConvergedElbow& found, const Outcome* torus, const Plaus
   if (!(std::sqrt(found.covariance(5, 5)) <= kLeastKnown * elbow.torus.major)) return false;
   if (torus == nullptr) return true;
   const std::size_t inliers = found.arc.inliers.size() + found.ofPipes.size();
-  if (static_cast<double>(inliers) < kNotFarFewer * static_cast<double>(torus->converged.inliers.size()))
+  const bool isTorusSound =
+      torus->report.verdict == Verdict::kGood || torus->report.verdict == Verdict::kWeak;
+  if (isTorusSound &&
+      static_cast<double>(inliers) < kNotFarFewer * static_cast<double>(torus->converged.inliers.size()))
     return false;
   const double noise = found.arc.noise;
   const bool isNarrow = found.arc.tolerance <= kClear * elbow.torus.minor;
@@ -232,7 +126,7 @@ MeasuredBounds BoundsOf(const ConvergedElbow& found, const FitCovariance& covari
   bounds.length = std::sqrt(
       std::max(c(kArcBegins, kArcBegins) + c(kArcEnds, kArcEnds) - 2 * c(kArcBegins, kArcEnds), 0.0));
   if (elbow.PipeCount() == 2) return bounds;
-  Points near;
+  std::vector<Vector3d> near;
   for (const std::uint32_t i : found.arc.inliers) near.push_back(points[i]);
   for (const std::uint32_t i : found.arc.isolated) near.push_back(points[i]);
   AxisFrame frame(elbow.torus, near);
@@ -292,11 +186,15 @@ Outcome OutcomeOf(ConvergedElbow found, const ScenePart* part, const Outcome* to
   outcome.report =
       ReportOf(found.arc, outcome.covariance, std::nullopt, search, task.scene, task.options, task.budget);
   if (outcome.report.verdict == Verdict::kGood) outcome.report.reason = SupportInWords(found, outcome.report);
+  StateOtherPipes(found.elbow.PipeCount(), task, outcome.report);
   return outcome;
 }
 
-/// The elbow with its pipes, where there is one.
-std::optional<Outcome> FindWithPipes(const Outcome* torus, const ScenePart* part, const ElbowTask& task) {
+/// The best of some elbows on all points, where it is convincing.
+std::optional<Outcome> Confirmed(const std::vector<SettledElbow>& settled, const Outcome* torus,
+                                 const ScenePart* part, const ElbowTask& task) {
+  const SettledElbow* best = BestOf(settled, task);
+  if (best == nullptr) return std::nullopt;
   const Plausible plausible(ShapeKind::kTorus, task.options, task.scene.Origin(), task.start.held);
   const std::vector<double> weights = NoiseWeights(task.cloud.trust);
   ConvergeTask converge{
@@ -306,26 +204,37 @@ std::optional<Outcome> FindWithPipes(const Outcome* torus, const ScenePart* part
   converge.noiseWeights = weights;
   converge.size = task.sample.units.size;
   converge.resolution = &task.scene.CoordinateResolution();
-  const auto confirm = [&](const std::vector<SettledElbow>& settled) -> std::optional<Outcome> {
-    const SettledElbow* best = BestOf(settled, task);
-    if (best == nullptr) return std::nullopt;
-    const auto found = Converge(*best, converge, task.budget);
-    if (!found || !IsConvincing(*found, torus, plausible, task)) return std::nullopt;
-    return OutcomeOf(*found, part, torus, task);
-  };
-  std::vector<SettledElbow> settled;
-  if (torus != nullptr) {
-    const auto start = WithTangents(torus->model, task.points, torus->converged.tolerance);
-    const auto elbow = start ? SettledFrom(*start, task) : std::nullopt;
-    if (elbow) settled.push_back(*elbow);
-  }
-  if ((settled.empty() || !IsClear(settled.front(), task))) JoinFoundPipes(task, settled);
-  return confirm(settled);
+  const auto found = Converge(*best, converge, task.budget);
+  if (!found || !IsConvincing(*found, torus, plausible, task)) return std::nullopt;
+  return OutcomeOf(*found, part, torus, task);
 }
 
-ElbowTask TaskOf(const Cloud& cloud, Sample& sample, Scene& scene, const FitOptionsBase& options,
-                 const Start& start, Budget& budget) {
+/// The elbow with its pipes, where there is one.
+std::optional<Outcome> FindWithPipes(const Outcome* torus, const ScenePart* part, const ElbowTask& task) {
+  std::vector<SettledElbow> settled;
+  if (torus != nullptr && JoinEnds(*torus, task, settled)) {
+    auto found = Confirmed(settled, torus, part, task);
+    if (found) return found;
+  }
+  JoinFoundPipes(task, settled);
+  return Confirmed(settled, torus, part, task);
+}
+
+/// Inliers of a torus at equal steps of their order, relative to the scene's origin.
+std::vector<Vector3d> SomeInliers(const Outcome& torus, const Scene& scene) {
+  const std::vector<std::uint32_t>& inliers = torus.converged.inliers;
+  std::vector<Vector3d> some(std::min(inliers.size(), kSettled));
+  for (std::size_t k = 0; k < some.size(); ++k)
+    some[k] = scene.Points()[inliers[k * inliers.size() / some.size()]];
+  return some;
+}
+
+/// @param torus  null where none was found
+ElbowTask TaskOf(const Cloud& cloud, Sample& sample, const Outcome* torus, Scene& scene,
+                 const FitOptionsBase& options, const Start& start, Budget& budget) {
   ElbowTask task{scene, cloud, options, start, sample, budget, {}};
+  if (torus != nullptr) task.ofTorus = SomeInliers(*torus, scene);
+  if (torus != nullptr && torus->converged.isAtPlace) task.atPlace = &torus->model;
   const std::size_t count = std::min(sample.indices.size(), kSettled);
   task.points.reserve(count);
   for (std::size_t k = 0; k < count; ++k) task.points.push_back(cloud.points[sample.indices[k]]);
@@ -348,14 +257,19 @@ ScenePart PartAbout(const Outcome& torus, const Vector3d& place, const Scene& sc
   return {scene, std::move(near)};
 }
 
-/// The elbow with its pipes at a place that was told.
-std::optional<Outcome> FindAtPlaceWithPipes(const Outcome& torus, Scene& scene, const FitOptionsBase& options,
+/// The elbow with its pipes at a place that was told; where there is none, the verdict on the torus tells of
+/// pipes that it goes over into.
+std::optional<Outcome> FindAtPlaceWithPipes(Outcome& torus, Scene& scene, const FitOptionsBase& options,
                                             const Start& start, Budget& budget) {
   const ScenePart part = PartAbout(torus, *options.passes - scene.Origin(), scene);
   Dice dice(options.seed.value_or(0));
   Sample sample = DrawSample(part.points, part.trust, dice);
   if (!(sample.units.size > 0)) return std::nullopt;
-  return FindWithPipes(&torus, &part, TaskOf(part.AsCloud(), sample, scene, options, start, budget));
+  ElbowTask task = TaskOf(part.AsCloud(), sample, &torus, scene, options, start, budget);
+  task.grown = GrowPipes(torus, task);
+  auto found = FindWithPipes(&torus, &part, task);
+  if (!found) StateOtherPipes(0, task, torus.report);
+  return found;
 }
 
 }  // namespace
@@ -377,9 +291,12 @@ Outcome FindElbow(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
   } else {
     Dice dice(0);  // for nothing: the sample was drawn before
     Sample& sample = scene.RandomSample(dice);
-    const ElbowTask task = TaskOf(CloudOf(scene), sample, scene, options, start, budget);
-    if (sample.units.size > 0 && !(torus && ExplainsAll(*torus, task)))
+    ElbowTask task = TaskOf(CloudOf(scene), sample, torus ? &*torus : nullptr, scene, options, start, budget);
+    if (sample.units.size > 0 && !(torus && ExplainsAll(*torus, task))) {
+      if (torus) task.grown = GrowPipes(*torus, task);
       found = FindWithPipes(torus ? &*torus : nullptr, nullptr, task);
+      if (torus && !found) StateOtherPipes(0, task, torus->report);
+    }
   }
   if (found) return *std::move(found);
   if (!torus) throw *failure;

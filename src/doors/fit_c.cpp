@@ -138,7 +138,7 @@ void WriteTo(const SimplerShape& s, OwnedResult& out) {
   primfit_simpler& to = out.simplerShape.emplace();
   ForEachPrimitive(
       [&]<class D>(D) {
-        const auto* record = std::get_if<typename D::Record>(&s.shape);
+        const auto* record = s.template As<typename D::Record>();
         if (record == nullptr) return;
         to.shape = D::kCode;
         to.number_count =

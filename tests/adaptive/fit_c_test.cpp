@@ -151,7 +151,7 @@ TEST(FitC, GivesTheSimplerShape) {
   ASSERT_TRUE(a.simpler && b && b->simpler != nullptr);
   const primfit_simpler& c = *b->simpler;
   ASSERT_EQ(c.shape, PRIMFIT_PLANE);
-  const auto& plane = std::get<FitOutputParamsPlane>(a.simpler->shape);
+  const auto& plane = *a.simpler->As<FitOutputParamsPlane>();
   EXPECT_EQ(std::vector<double>(c.numbers, c.numbers + c.number_count),
             Numbers(plane.Origin(), plane.Normal()));
   EXPECT_EQ(c.rms, a.simpler->rms);

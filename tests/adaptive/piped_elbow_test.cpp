@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "adaptive/joints/elbow_starts.h"
+#include "adaptive/joints/pipe_growth.h"
 #include "adaptive/joints/pipe_support.h"
 #include "adaptive/joints/refine_piped_elbow.h"
 #include "primfit/fit.h"
@@ -171,18 +172,61 @@ TEST(PipedElbow, SupportsPipesAsFarAsPointsGo) {
   for (const double length : SupportedLengths(elbow, wall, 0.006)) EXPECT_EQ(length, 0);
 }
 
+// A torus that was fitted alone is askew, and an arc that was seen in part ends too early.
+TEST(PipedElbow, GrowsPipesOutOfAnArcThatEndsElsewhere) {
+  Random random;
+  const Piping piping{0.3, 0.1, pi / 2, 1, 0};
+  Points points = PointsOf(piping, 1000, 0.002, random);
+  for (const Vector3d& p : Points(points)) points.emplace_back(p + 0.35 * Vector3d::UnitZ());
+  for (const double offBy : {-0.2, 0.0, 0.2}) {
+    PipedElbow elbow = ElbowOf(piping);
+    elbow.torus.major *= 1.05;
+    elbow.start = At(offBy);
+    elbow.sweep -= 2 * offBy;
+    adaptive::Budget budget;
+    const auto grown = GrowPipe(elbow, 0, 0.006, points, budget);
+    ASSERT_TRUE(grown) << offBy;
+    EXPECT_NEAR(grown->pipe.cylinder.minor, 0.1, 0.002);
+    EXPECT_GT(std::abs(grown->pipe.cylinder.axis.y()), 0.9999);
+    EXPECT_NEAR(grown->length, 1, 0.15);
+    EXPECT_FALSE(GrowPipe(elbow, 1, 0.006, points, budget)) << offBy;
+  }
+}
+
+/// A wall that hides the other half of pipes, with twice as many points as these.
+Points WallBeneath(const Piping& piping, Random& random) {
+  const Vector3d beneath = -2.5 * piping.minor * Vector3d::UnitZ();
+  return PointsOn(OutputPlane(beneath, Vector3d::UnitZ()), 12000, {-1.2, 1.2}, {-1.2, 1.2}, 0.002, random);
+}
+
+/// What lies about an elbow.
+struct Surroundings {
+  double clutter = 0;     ///< as many stray points, times those of the elbow with its pipes
+  bool hasWall = false;   ///< a radius beneath
+  bool hasLines = false;  ///< the same again on both sides
+  bool isPicked = false;  ///< the fit is told a point of the bend
+};
+
 /// What the fit must know of an elbow whose pipes are in the cloud.
-void ExpectElbow(const Piping& piping, const char* what, double clutter) {
+void ExpectElbow(const Piping& piping, const char* what, const Surroundings& in = {}) {
   for (const std::uint64_t seed : {1, 2, 3}) {
     SCOPED_TRACE(std::string(what) + ", seed " + std::to_string(seed));
     Random random(seed);
     const double length = piping.sweep * piping.major + piping.first + piping.second;
     Points points = PointsOf(piping, 6000 / length, 0.02 * piping.minor, random);
-    const auto strays = static_cast<int>(clutter * static_cast<double>(points.size()));
+    const auto strays = static_cast<int>(in.clutter * static_cast<double>(points.size()));
+    const Points own = points;
     for (int i = 0; i < strays; ++i) points.push_back(random.InCube(8 * piping.minor));
+    for (const double side : {-4.5, 4.5}) {
+      for (const Vector3d& p : in.hasLines ? own : Points())
+        points.emplace_back(p + side * piping.minor * Vector3d::UnitZ());
+    }
+    if (in.hasWall) points = Joined(points, WallBeneath(piping, random));
     const Pose pose = random.AnyPose(50);
     FitOptions<Elbow> options;
     options.seed = seed;
+    const Vector3d top = piping.major * At(piping.sweep / 2) + piping.minor * Vector3d::UnitZ();
+    if (in.isPicked) options.passes = pose * top;
     const auto result = fit<Elbow>(pose * points, options);
     const double bendError = result.shape.MajorRadius() - piping.major;
     EXPECT_LT(std::abs(bendError), 0.025 * piping.major);
@@ -198,13 +242,15 @@ void ExpectElbow(const Piping& piping, const char* what, double clutter) {
 }
 
 TEST(PipedElbow, IsFittedWithItsPipes) {
-  ExpectElbow({0.3, 0.1, pi / 2, 1, 1}, "long pipes", 0);
-  ExpectElbow({0.3, 0.1, pi / 2, 0.3, 0.3}, "short pipes", 0);
-  ExpectElbow({0.15, 0.1, pi / 2, 0.4, 2}, "a short and a long pipe", 0.3);
-  ExpectElbow({0.3, 0.1, pi / 4, 1, 1}, "a small bend", 0.3);
-  ExpectElbow({0.3, 0.1, pi, 0.8, 0.5}, "half a turn", 0);
-  ExpectElbow({0.3, 0.1, pi / 2, 1, 1, true}, "half seen", 0.3);
-  ExpectElbow({0.3, 0.1, pi / 2, 1, 0}, "one pipe", 0);
+  ExpectElbow({0.3, 0.1, pi / 2, 1, 1}, "long pipes");
+  ExpectElbow({0.3, 0.1, pi / 2, 0.3, 0.3}, "short pipes");
+  ExpectElbow({0.15, 0.1, pi / 2, 0.4, 2}, "a short and a long pipe", {.clutter = 0.3});
+  ExpectElbow({0.3, 0.1, pi / 4, 1, 1}, "a small bend", {.clutter = 0.3});
+  ExpectElbow({0.3, 0.1, pi, 0.8, 0.5}, "half a turn");
+  ExpectElbow({0.3, 0.1, pi / 2, 1, 1, true}, "half seen", {.clutter = 0.3});
+  ExpectElbow({0.3, 0.1, pi / 2, 1, 0}, "one pipe");
+  ExpectElbow({0.3, 0.1, pi / 2, 0.8, 0.8, true}, "on a wall", {.hasWall = true});
+  ExpectElbow({0.3, 0.1, pi / 2, 1, 1, true}, "picked among others", {.hasLines = true, .isPicked = true});
 }
 
 }  // namespace

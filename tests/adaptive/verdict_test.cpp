@@ -134,7 +134,7 @@ TEST(Verdict, CarriesTheSimplerShape) {
   for (Vector3d& p : points) p += far;
   const FitReport report = ReportOf<Sphere>(points);
   ASSERT_TRUE(report.simpler) << report.reason;
-  const auto* plane = std::get_if<FitOutputParamsPlane>(&report.simpler->shape);
+  const auto* plane = report.simpler->As<FitOutputParamsPlane>();
   ASSERT_NE(plane, nullptr);
   EXPECT_NEAR(std::abs(plane->Normal().dot(kZ)), 1, 1e-7);
   EXPECT_NEAR(plane->Origin().z(), far.z(), 0.0003);

@@ -26,9 +26,11 @@ constexpr double kLeastBend = 1.02, kLargestBend = 30;
 /// pipe; and the most tries.
 constexpr double kStep = 0.25;
 constexpr double kMostSteps = 64;
-/// Bins around a torus, of which those with a tenth of the median's points are covered.
+/// Bins around a torus. Those are covered that hold this share of what the fuller ones do.
 constexpr std::size_t kBins = 72;
-constexpr double kCoveredShare = 0.1;
+constexpr double kCoveredShare = 0.25;
+/// The largest share of an arc that is taken for a piece of a pipe, at either end.
+constexpr double kLargestPiece = 0.3;
 
 /// The plane of a bend, its directions where the arc begins and ends, and the one from the centre to the
 /// middle of the arc.
@@ -97,6 +99,17 @@ double TruncatedSquares(const PipedElbow& elbow, std::span<const Vector3d> point
     sum += d * d;
   }
   return sum;
+}
+
+double PieceOfPipe(const PipedElbow& elbow, double tolerance) {
+  return std::min(std::sqrt(2 * tolerance / elbow.torus.major), kLargestPiece * elbow.sweep);
+}
+
+PipedElbow Shortened(PipedElbow elbow, double piece) {
+  const Vector3d& axis = elbow.torus.axis;
+  elbow.start = std::cos(piece) * elbow.start + std::sin(piece) * axis.cross(elbow.start);
+  elbow.sweep -= 2 * piece;
+  return elbow;
 }
 
 std::vector<PipePair> PairsOf(const FoundPipe& one, const FoundPipe& other) {

@@ -42,6 +42,13 @@ std::optional<PipedElbow> BestBetween(const PipePair& pair, std::span<const Eige
 std::optional<PipedElbow> WithTangents(const Model& torus, std::span<const Eigen::Vector3d> points,
                                        double bound);
 
+/// The piece of an arc, in radians, that a torus takes in of a straight pipe: this leaves it by s^2 / 2R on a
+/// length s, so its points are within the tolerance on the first sqrt(2 tolerance R).
+double PieceOfPipe(const PipedElbow& elbow, double tolerance);
+
+/// The elbow with its arc shorter by a piece at both ends; longer where the piece is negative.
+PipedElbow Shortened(PipedElbow elbow, double piece);
+
 /// Sum of the squared distances, none larger than that of the bound (MSAC: Torr and Zisserman 2000).
 double TruncatedSquares(const PipedElbow& elbow, std::span<const Eigen::Vector3d> points, double bound);
 

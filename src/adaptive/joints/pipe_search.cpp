@@ -49,7 +49,7 @@ std::optional<FoundPipe> FindPipe(const PipeSearchTask& task, Sample& sample, Fr
   SearchOutcome outcome = SearchNested(search, task.isNoiseKnown, sample, dice, budget);
   outcome = SearchRivals(std::move(outcome), search, task.isNoiseKnown, sample, dice, budget);
   sample.free = std::move(before);
-  if (outcome.found.empty() || outcome.found[0].hasSimpler) return std::nullopt;
+  if (outcome.found.empty() || !outcome.found[0].IsWanted()) return std::nullopt;
   const Hypothesis& found = outcome.found[0];
   std::vector<double> distances(sample.points.size());
   Distances(found.model, sample.points.data(), static_cast<int>(distances.size()), distances.data());
