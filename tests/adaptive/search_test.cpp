@@ -169,7 +169,6 @@ TEST(Search, PlausibleHoldsInEveryUnit) {
 }
 
 TEST(Search, LocalOptimisationNarrowsTheBand) {
-  const FitOptionsBase options;
   for (const ShapeKind kind : kAllKinds) {
     SCOPED_TRACE(static_cast<int>(kind));
     Random random;

@@ -126,12 +126,12 @@ TEST(Kernels, RangeOverThePointsInABandAsAPlainLoopDoes) {
                              {std::nan(""), infinity},
                              {1e9, 2e9},
                              {shape->CloseLow(), shape->CloseHigh()}};
-      for (const auto& [low, high] : bands) {
-        const AxialRange plain = PlainRange(*shape, low, high, root, axis, points);
+      for (const Range& band : bands) {
+        const AxialRange plain = PlainRange(*shape, band.low, band.high, root, axis, points);
         OnEveryTarget([&] {
-          const AxialRange range = RangeOf(*shape, low, high, root, axis, points.data(), n);
-          EXPECT_EQ(range.low, plain.low) << n << " points in [" << low << ", " << high << "]";
-          EXPECT_EQ(range.high, plain.high) << n << " points in [" << low << ", " << high << "]";
+          const AxialRange range = RangeOf(*shape, band.low, band.high, root, axis, points.data(), n);
+          EXPECT_EQ(range.low, plain.low) << n << " points in [" << band.low << ", " << band.high << "]";
+          EXPECT_EQ(range.high, plain.high) << n << " points in [" << band.low << ", " << band.high << "]";
         });
       }
     }
