@@ -106,8 +106,9 @@ TEST(Search, RanksPointsOfShapesBeforeClutter) {
   Random random;
   for (const ShapeKind kind : {ShapeKind::kCylinder, ShapeKind::kArc}) {
     const Model m = KnownShape(kind, random);
-    Points points = Joined(PointsOn(m, 1000, 0.001, random),
-                           Clutter(m.center - Vector3d(3, 3, 3), m.center + Vector3d(3, 3, 3), 1000, random));
+    // Arguments are evaluated in any order, so the two are made one after the other.
+    const Points clutter = Clutter(m.center - Vector3d(3, 3, 3), m.center + Vector3d(3, 3, 3), 1000, random);
+    Points points = Joined(PointsOn(m, 1000, 0.001, random), clutter);
     random.Shuffle(points);
     const Sample sample = SampleOf(points);
     const RankedPoints ranked = adaptive::RankByVariation(sample, m.IsCurve());
@@ -214,9 +215,9 @@ TEST(Search, EndsForTheReasonThatItGives) {
         Row{"few draws", 0.3, 3, StopReason::kDrawLimit}}) {
     SCOPED_TRACE(row.what);
     const int on = static_cast<int>(2000 * row.onShape);
-    Points points =
-        Joined(PointsOn(m, on, 0.001, random),
-               Clutter(m.center - Vector3d(1, 1, 1), m.center + Vector3d(1, 1, 1), 2000 - on, random));
+    const Points clutter =
+        Clutter(m.center - Vector3d(1, 1, 1), m.center + Vector3d(1, 1, 1), 2000 - on, random);
+    Points points = Joined(PointsOn(m, on, 0.001, random), clutter);
     random.Shuffle(points);
     Budget budget({.draws = row.draws});
     RankedPoints ranked;
