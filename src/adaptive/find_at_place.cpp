@@ -102,7 +102,7 @@ double Try(const Model& from, double tolerance, ConvergeTask task, const Ball& b
   task.noiseWeights = ball.noiseWeights;
   task.startTolerance = tolerance;
   const auto c = Converge(from, task, budget);
-  if (!c || !StandsOut(*c, of.plausible, of.IsNoiseTold(), task.size) ||
+  if (!c || !StandsOut(*c, c->justBeyond, of.plausible, of.IsNoiseTold(), task.size) ||
       IsTooFine(c->noise, search.surroundings))
     return std::numeric_limits<double>::infinity();
   PlaceCandidate candidate{c->model, c->noise, c->tolerance};
@@ -175,20 +175,15 @@ std::vector<std::uint32_t> RegionOf(const Support& support, const Scene& scene) 
 /// @param size  of the region
 bool EndsWithItsPoints(const Converged& c, double size, const PlaceTask& of, const ScenePart& region,
                        const Scene& scene) {
-  double squared = 0;
   Vector3d middle = Vector3d::Zero();
   for (const std::uint32_t i : c.inliers) middle += region.points[i] / static_cast<double>(c.inliers.size());
-  for (const std::uint32_t i : c.inliers)
-    squared = std::max(squared, (region.points[i] - middle).squaredNorm());
-  const double reach = kAboutSupport * std::sqrt(squared);
+  const double reach = kAboutSupport * FarthestOf(c.inliers, region.points, middle);
   std::vector<Vector3d> about;
-  for (const Vector3d& p : scene.Points()) {
-    if ((p - middle).norm() <= reach) about.push_back(p);
+  for (const std::uint32_t i : PointsWithin(2 * c.tolerance, c.model, scene.Points())) {
+    if ((scene.Points()[i] - middle).norm() <= reach) about.push_back(scene.Points()[i]);
   }
-  Converged here = c;
-  here.justBeyond =
-      PointsWithin(2 * c.tolerance, c.model, about).size() - PointsWithin(c.tolerance, c.model, about).size();
-  return StandsOut(here, of.plausible, of.IsNoiseTold(), size);
+  const std::size_t beyond = about.size() - PointsWithin(c.tolerance, c.model, about).size();
+  return StandsOut(c, beyond, of.plausible, of.IsNoiseTold(), size);
 }
 
 /// Converges on all points about a candidate. Where that makes it coarser without saving more, the

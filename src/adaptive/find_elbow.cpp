@@ -25,6 +25,8 @@ namespace primfit::adaptive {
 
 namespace {
 
+/// The smallest tolerance, in sizes of the cloud: a smaller one would be rounding.
+constexpr double kLeastBound = 1e-7;
 /// Points among which an elbow with its pipes is looked for.
 constexpr std::size_t kSettled = 4096;
 /// In a band that is wider than this share of the tube's radius, points anywhere are as dense as on a tube.
@@ -168,7 +170,9 @@ std::string SupportInWords(const ConvergedElbow& found, const FitReport& report)
 /// The verdict is about elbow and pipes, which support each other; the share of inliers is the elbow's own.
 /// @param part  of the scene, which the indices of inliers are of; null: the whole one
 Outcome OutcomeOf(ConvergedElbow found, const ScenePart* part, const Outcome* torus, const ElbowTask& task) {
-  const MeasuredBounds bounds = BoundsOf(found, CovarianceOf(found.arc, task.start.held), task.cloud.points);
+  Outcome outcome;
+  outcome.covariance = CovarianceOf(found.arc, task.start.held);
+  outcome.bounds = BoundsOf(found, outcome.covariance, task.cloud.points);
   if (part != nullptr) {
     for (auto* some : {&found.arc.inliers, &found.arc.isolated, &found.ofPipes}) {
       for (std::uint32_t& i : *some) i = part->indices[i];
@@ -178,11 +182,8 @@ Outcome OutcomeOf(ConvergedElbow found, const ScenePart* part, const Outcome* to
   found.arc.isAtPlace = part != nullptr;
   SearchOutcome search;
   if (torus != nullptr) search.why = torus->report.stopReason, search.refinements = torus->report.refinements;
-  Outcome outcome;
   outcome.model = found.arc.model;
   outcome.converged = found.arc;
-  outcome.covariance = CovarianceOf(found.arc, task.start.held);
-  outcome.bounds = bounds;
   outcome.report =
       ReportOf(found.arc, outcome.covariance, std::nullopt, search, task.scene, task.options, task.budget);
   if (outcome.report.verdict == Verdict::kGood) outcome.report.reason = SupportInWords(found, outcome.report);
@@ -197,13 +198,11 @@ std::optional<Outcome> Confirmed(const std::vector<SettledElbow>& settled, const
   if (best == nullptr) return std::nullopt;
   const Plausible plausible(ShapeKind::kTorus, task.options, task.scene.Origin(), task.start.held);
   const std::vector<double> weights = NoiseWeights(task.cloud.trust);
-  ConvergeTask converge{
-      .held = task.start.held, .noise = task.options.noise, .tolerance = task.options.tolerance};
+  ConvergeTask converge =
+      ConvergeTaskOf(plausible, task.options, task.start, task.sample.units.size, task.scene);
   converge.points = task.cloud.points;
   converge.sqrtWeights = task.cloud.sqrtWeights;
   converge.noiseWeights = weights;
-  converge.size = task.sample.units.size;
-  converge.resolution = &task.scene.CoordinateResolution();
   const auto found = Converge(*best, converge, task.budget);
   if (!found || !IsConvincing(*found, torus, plausible, task)) return std::nullopt;
   return OutcomeOf(*found, part, torus, task);
@@ -238,18 +237,14 @@ ElbowTask TaskOf(const Cloud& cloud, Sample& sample, const Outcome* torus, Scene
   const std::size_t count = std::min(sample.indices.size(), kSettled);
   task.points.reserve(count);
   for (std::size_t k = 0; k < count; ++k) task.points.push_back(cloud.points[sample.indices[k]]);
-  task.least = options.tolerance.value_or(
-      InlierBound(false, options.noise.value_or(scene.CoordinateResolution().GridStep() / std::sqrt(12.0))));
-  task.least = std::max(task.least, 1e-7 * sample.units.size);
+  task.least = std::max(LeastBoundOf(false, options, scene), kLeastBound * sample.units.size);
   return task;
 }
 
 /// The points about a torus that was found at a place, as far as pipes that tell its ends reach.
 ScenePart PartAbout(const Outcome& torus, const Vector3d& place, const Scene& scene) {
-  double squared = 0;
-  for (const std::uint32_t i : torus.converged.inliers)
-    squared = std::max(squared, (scene.Points()[i] - place).squaredNorm());
-  const double reach = std::sqrt(squared) + kPipesAtPlace * torus.model.minor;
+  const double reach =
+      FarthestOf(torus.converged.inliers, scene.Points(), place) + kPipesAtPlace * torus.model.minor;
   std::vector<std::uint32_t> near;
   for (std::size_t i = 0; i < scene.Points().size(); ++i) {
     if ((scene.Points()[i] - place).norm() <= reach) near.push_back(static_cast<std::uint32_t>(i));
@@ -272,6 +267,20 @@ std::optional<Outcome> FindAtPlaceWithPipes(Outcome& torus, Scene& scene, const 
   return found;
 }
 
+/// The elbow with its pipes among all points.
+/// @param torus  null where none was found
+std::optional<Outcome> FindAnywhereWithPipes(Outcome* torus, Scene& scene, const FitOptionsBase& options,
+                                             const Start& start, Budget& budget) {
+  Dice dice(0);  // for nothing: the sample was drawn before
+  Sample& sample = scene.RandomSample(dice);
+  ElbowTask task = TaskOf(CloudOf(scene), sample, torus, scene, options, start, budget);
+  if (!(sample.units.size > 0) || (torus != nullptr && ExplainsAll(*torus, task))) return std::nullopt;
+  if (torus != nullptr) task.grown = GrowPipes(*torus, task);
+  auto found = FindWithPipes(torus, nullptr, task);
+  if (torus != nullptr && !found) StateOtherPipes(0, task, torus->report);
+  return found;
+}
+
 }  // namespace
 
 Outcome FindElbow(ShapeKind kind, Scene& scene, const FitOptionsBase& options, const Start& start,
@@ -284,21 +293,12 @@ Outcome FindElbow(ShapeKind kind, Scene& scene, const FitOptionsBase& options, c
     if (error.Code() != FitErrorCode::kNothingStandsOut) throw;
     failure = error;
   }
-  std::optional<Outcome> found;
-  if (budget.IsOver()) {
-  } else if (torus && torus->converged.isAtPlace) {
-    found = FindAtPlaceWithPipes(*torus, scene, options, start, budget);
-  } else {
-    Dice dice(0);  // for nothing: the sample was drawn before
-    Sample& sample = scene.RandomSample(dice);
-    ElbowTask task = TaskOf(CloudOf(scene), sample, torus ? &*torus : nullptr, scene, options, start, budget);
-    if (sample.units.size > 0 && !(torus && ExplainsAll(*torus, task))) {
-      if (torus) task.grown = GrowPipes(*torus, task);
-      found = FindWithPipes(torus ? &*torus : nullptr, nullptr, task);
-      if (torus && !found) StateOtherPipes(0, task, torus->report);
-    }
+  if (!budget.IsOver()) {
+    auto found = torus && torus->converged.isAtPlace
+                     ? FindAtPlaceWithPipes(*torus, scene, options, start, budget)
+                     : FindAnywhereWithPipes(torus ? &*torus : nullptr, scene, options, start, budget);
+    if (found) return *std::move(found);
   }
-  if (found) return *std::move(found);
   if (!torus) throw *failure;
   return *std::move(torus);
 }

@@ -25,7 +25,8 @@ std::optional<Converged> ConvergeFirst(const std::vector<Hypothesis>& hypotheses
     task.startTolerance = hypothesis.score.tolerance * sample.units.size;
     auto converged =
         ConvergeInStages(sample.units.Back(hypothesis.model), task, sample, CloudOf(scene), budget);
-    if (converged && StandsOut(*converged, *task.plausible, isNoiseKnown, task.size)) return converged;
+    if (converged && StandsOut(*converged, converged->justBeyond, *task.plausible, isNoiseKnown, task.size))
+      return converged;
   }
   return std::nullopt;
 }

@@ -17,6 +17,11 @@ constexpr double kLargestBound = 0.25;
 /// happen to lie much closer to their shape, and then a wide bound proves nothing. A candidate has the noise
 /// of few points besides its own, but a still wider bound would let two surfaces pass for one.
 constexpr double kLeastOfTold = 0.25, kMostOfTold = 2;
+/// The bound of what rounding to the grid of the coordinates leaves.
+double BoundOfGrid(bool curve, Scene& scene) {
+  return InlierBound(curve, scene.CoordinateResolution().GridStep() / std::sqrt(12.0));
+}
+
 /// The bounds that a score may choose among, in units of the cloud: what the options say, else what
 /// coordinates on a grid leave, as points that were rounded so lie on many shapes that the thing scanned
 /// never had.
@@ -24,16 +29,20 @@ ScoreBounds BoundsOf(bool curve, const FitOptionsBase& options, Scene& scene, co
   const auto inRange = [&](double bound) {
     return std::clamp(bound / units.size, kLeastBound, kLargestBound);
   };
-  const double grid = InlierBound(curve, scene.CoordinateResolution().GridStep() / std::sqrt(12.0));
-  if (!IsNoiseKnown(options)) return {.least = inRange(grid), .most = kLargestBound};
-  const double told = options.tolerance ? *options.tolerance : InlierBound(curve, *options.noise);
-  return {.least = inRange(std::min(told, std::max(grid, kLeastOfTold * told))),
-          .most = inRange(kMostOfTold * told)};
+  const double bound = LeastBoundOf(curve, options, scene);
+  if (!IsNoiseKnown(options)) return {.least = inRange(bound), .most = kLargestBound};
+  return {.least = inRange(std::min(bound, std::max(BoundOfGrid(curve, scene), kLeastOfTold * bound))),
+          .most = inRange(kMostOfTold * bound)};
 }
 
 }  // namespace
 
 bool IsNoiseKnown(const FitOptionsBase& options) { return options.noise || options.tolerance; }
+
+double LeastBoundOf(bool curve, const FitOptionsBase& options, Scene& scene) {
+  if (options.tolerance) return *options.tolerance;
+  return options.noise ? InlierBound(curve, *options.noise) : BoundOfGrid(curve, scene);
+}
 
 SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOptionsBase& options,
                         const Start& start, const Units& units, Scene& scene) {

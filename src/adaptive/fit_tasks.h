@@ -21,6 +21,10 @@ struct Start {
 /// Whether the caller has said how coarse a shape may be. Then no test refuses a shape for its coarseness.
 bool IsNoiseKnown(const FitOptionsBase& options);
 
+/// The smallest bound of inliers that the options and the steps of the coordinates leave, in the units of the
+/// scene: of the tolerance or the noise that is told, else of rounding.
+double LeastBoundOf(bool curve, const FitOptionsBase& options, Scene& scene);
+
 /// What the options and constraints say, in the units of a sample.
 SearchTask SearchTaskOf(ShapeKind kind, const Plausible& plausible, const FitOptionsBase& options,
                         const Start& start, const Units& units, Scene& scene);

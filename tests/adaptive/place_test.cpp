@@ -57,15 +57,15 @@ TEST(Place, FindsWhatHasAHundredthOfThePoints) {
     const auto ball = At<Sphere>({-1, -1, 0.4}, seed, room);
     EXPECT_NEAR(ball.shape.Radius(), 0.2, 0.001);
     EXPECT_EQ(ball.report.verdict, Verdict::kGood) << ball.report.reason;  // a small share is no doubt here
+    EXPECT_NEAR(static_cast<double>(At<Plane>({-1, 2, 1}, seed, room).inliers.size()), 500, 15);
     EXPECT_NEAR(At<Cone>({1 - 0.4 * std::tan(0.3), -1, 0.2}, seed, room).shape.Angle(), 0.3, 0.01);
   }
 }
 
-// The patch on the shelf ends where the shelf does, though nothing but its size tells it from the floor
-// below.
+// Nothing but the gap between them tells two tables of one height apart.
 TEST(Place, TakesOnlyWhatIsConnectedWithIt) {
   Random random(1);
-  // Two tables of one height, three metres apart, with a stray point between them.
+  // Three metres apart, with a stray point between them.
   Points tables = PointsOn(OutputPlane({0, 0, 1}, kZ), 3000, {-0.5, 0.5}, {-0.5, 0.5}, kNoise, random);
   tables =
       Joined(tables, PointsOn(OutputPlane({4, 0, 1}, kZ), 3000, {-0.5, 0.5}, {-0.5, 0.5}, kNoise, random));

@@ -56,11 +56,12 @@ std::optional<Converged> ConvergeInStages(const Model& from, ConvergeTask task, 
   return Converge(at, task, budget);
 }
 
-bool StandsOut(const Converged& c, const Plausible& plausible, bool isNoiseKnown, double size) {
+bool StandsOut(const Converged& c, std::size_t beyond, const Plausible& plausible, bool isNoiseKnown,
+               double size) {
   if (!plausible.Passes(c.model, c.tolerance)) return false;
-  const double beyond = static_cast<double>(c.justBeyond) / (c.model.IsCurve() ? 3 : 1);
+  const double beside = static_cast<double>(beyond) / (c.model.IsCurve() ? 3 : 1);
   return isNoiseKnown ||
-         (static_cast<double>(c.inliers.size()) >= kStandsOut * beyond && c.noise <= kCoarsestNoise * size);
+         (static_cast<double>(c.inliers.size()) >= kStandsOut * beside && c.noise <= kCoarsestNoise * size);
 }
 
 }  // namespace primfit::adaptive

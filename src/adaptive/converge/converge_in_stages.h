@@ -2,6 +2,7 @@
 #ifndef PRIMFIT_SRC_ADAPTIVE_CONVERGE_CONVERGE_IN_STAGES_H_
 #define PRIMFIT_SRC_ADAPTIVE_CONVERGE_CONVERGE_IN_STAGES_H_
 
+#include <cstddef>
 #include <optional>
 
 #include "adaptive/converge/converge.h"
@@ -19,9 +20,11 @@ std::optional<Converged> ConvergeInStages(const Model& from, ConvergeTask task, 
 
 /// Whether a shape is one, and passes what it has to: points that lie anywhere are as dense beyond the
 /// tolerance as within; about a curve there is thrice the room.
+/// @param beyond        points beyond the tolerance, but not beyond twice of it
 /// @param isNoiseKnown  whether the caller has said how coarse it may be
 /// @param size          of the cloud
-bool StandsOut(const Converged& c, const Plausible& plausible, bool isNoiseKnown, double size);
+bool StandsOut(const Converged& c, std::size_t beyond, const Plausible& plausible, bool isNoiseKnown,
+               double size);
 
 }  // namespace primfit::adaptive
 

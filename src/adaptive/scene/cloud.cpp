@@ -1,6 +1,7 @@
 #include "adaptive/scene/cloud.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <utility>
 
@@ -48,6 +49,13 @@ std::vector<std::uint32_t> DrawSome(std::span<const std::uint32_t> from, std::si
   drawn.erase(std::unique(drawn.begin(), drawn.end()), drawn.end());
   for (std::size_t i = drawn.size(); i > 1; --i) std::swap(drawn[i - 1], drawn[dice.Below(i)]);
   return drawn;
+}
+
+double FarthestOf(std::span<const std::uint32_t> indices, std::span<const Vector3d> points,
+                  const Vector3d& place) {
+  double squared = 0;
+  for (const std::uint32_t i : indices) squared = std::max(squared, (points[i] - place).squaredNorm());
+  return std::sqrt(squared);
 }
 
 std::vector<std::uint32_t> PointsWithin(double bound, const Model& model, std::span<const Vector3d> points) {

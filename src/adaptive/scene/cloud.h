@@ -40,6 +40,10 @@ Sample SampleOf(const ScenePart& part);
 /// `most`, else a little fewer than that.
 std::vector<std::uint32_t> DrawSome(std::span<const std::uint32_t> from, std::size_t most, Dice& dice);
 
+/// The distance of the farthest of some points from a place.
+double FarthestOf(std::span<const std::uint32_t> indices, std::span<const Eigen::Vector3d> points,
+                  const Eigen::Vector3d& place);
+
 /// The indices of the points within a bound of a shape.
 std::vector<std::uint32_t> PointsWithin(double bound, const Model& model,
                                         std::span<const Eigen::Vector3d> points);
